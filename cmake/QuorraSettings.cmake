@@ -1,0 +1,55 @@
+# What every target of this project shares.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Release, Debug, ..." FORCE)
+endif()
+
+option(QUORRA_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
+option(QUORRA_COVERAGE "Build with coverage counters" OFF)
+
+add_library(quorra_warnings INTERFACE)
+target_compile_options(quorra_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+
+if(QUORRA_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+    -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(QUORRA_COVERAGE)
+  add_compile_options(--coverage -O0 -g)
+  add_link_options(--coverage)
+endif()
+
+# quorra_part(NAME WHAT PACKAGE...) sets QUORRA_WITH_<NAME> from the option QUORRA_<NAME>
+# (ON, OFF or AUTO) and the packages found.
+function(quorra_part name what)
+  set(QUORRA_${name} AUTO CACHE STRING "Build ${what}: ON, OFF or AUTO")
+  set_property(CACHE QUORRA_${name} PROPERTY STRINGS AUTO ON OFF)
+  set(with ON)
+  if(QUORRA_${name} STREQUAL "AUTO")
+    foreach(package IN LISTS ARGN)
+      find_package(${package} QUIET GLOBAL)
+      if(NOT ${package}_FOUND)
+        message(STATUS "Not built: ${what} (${package} is missing; scripts/setup installs it)")
+        set(with OFF)
+      endif()
+    endforeach()
+  elseif(QUORRA_${name})
+    foreach(package IN LISTS ARGN)
+      find_package(${package} REQUIRED GLOBAL)
+    endforeach()
+  else()
+    set(with OFF)
+  endif()
+  set(QUORRA_WITH_${name} ${with} PARENT_SCOPE)
+endfunction()

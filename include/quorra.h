@@ -1,0 +1,359 @@
+/*
+ * quorra: driver library for a contact smart-card reader on a serial line.
+ *
+ * A program opens a session with ic_init, calls one function per operation with the handle it got,
+ * and closes the session with ic_exit. Every card and reader function sends command frames to the
+ * reader and waits for one reply per frame; nothing is pending between calls. The library serves
+ * one session at a time, on the caller's thread. It never prints, logs or allocates memory.
+ *
+ * Results are 0 for success and negative for failure:
+ *
+ *     -1   the configuration file cannot be opened or read
+ *    -16   the serial device cannot be opened
+ *   -128   a reply does not start with 0x55; pwr_4442: the result could not be read back
+ *   -129   a byte could not be sent; pwr_4442: what was written does not read back
+ *   -132   timeout waiting for a reply byte
+ *   -133   the check byte of a reply is wrong; a chk_ function: another card, or none
+ *   -136   no reader reached: no terminal, or no valid answer at the start of a session
+ *   -138   the check byte of a frame is wrong (ck_bcc only)
+ *   -143   a length or count is out of range, or a buffer is a null pointer
+ *   -144   an address is out of range
+ *   -1 to -255   the reader refused the command: its STATUS byte, negated
+ *
+ * "Link codes" below means -128, -129, -132 and -133 as they arise in an exchange with the reader;
+ * "the negated STATUS" means the last row. The two share their numbers and are not told apart. A
+ * function that checks its arguments does so before it sends anything. When a transfer of several
+ * frames fails, the frames before the failing one stay done.
+ *
+ * Waits are measured in processor time of the calling process (clock()): 4 seconds for the first
+ * byte of a reply and 1 second for each further one, unless a function says otherwise.
+ */
+#ifndef QUORRA_H
+#define QUORRA_H
+
+#pragma GCC visibility push(default)
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Session -------------------------------------------------------------------------------- */
+
+/*
+ * 1 once a version text that begins with "KWSPC" was read from a reader, 0 before. Nothing sets it
+ * back to 0.
+ */
+extern unsigned char Reader_Type;
+
+/*
+ * Opens a session with the reader that the configuration file at `path` names, and proves that a
+ * reader answers by reading its version text.
+ *
+ * The file consists of lines of at most 59 characters whose first character is the key and whose
+ * value follows an '='. A line P=/dev/ttyS0 names the serial device (direct mode). A file without
+ * such a line selects the auxiliary port of the serial terminal on standard output (terminal mode);
+ * its lines S and I give the escape sequences sent at the start of the session, W and A those sent
+ * before and after every byte, C the one sent at its end. A backslash and the three characters
+ * behind it stand for ESC: W=\033[5i. Blanks are removed; a line that begins with '#' is a comment.
+ *
+ * baud: 9600, 19200, 38400, 57600 or 115200 in direct mode; 1200, 2400, 4800, 9600 or 19200 in
+ *   terminal mode. Any other value means 9600.
+ *
+ * Returns the handle of the session (0 or more); -1 (configuration file); -16 (direct mode: the
+ * device cannot be opened); -136 (terminal mode: standard output is no terminal or it cannot be
+ * opened; either mode: no valid answer to the version request).
+ */
+int ic_init(const char *path, int baud);
+
+/*
+ * Opens a session like ic_init, but asks the reader nothing.
+ *
+ * Returns the handle (0 or more); -1 (configuration file); -136 (device or terminal cannot be
+ * opened).
+ */
+int ic_init0(const char *path, int baud);
+
+/*
+ * Ends the session: sends the closing sequence (terminal mode only), restores the line settings
+ * found by ic_init and closes the handle.
+ *
+ * Returns 0 always, also for a handle that is not open.
+ */
+int ic_exit(int handle);
+
+/* ---- Reader identity and control ------------------------------------------------------------ */
+
+/*
+ * Copies the library's own version text into `dst`: 18 characters and a NUL, so `dst` has room for
+ * at least 19 bytes. Needs no session.
+ *
+ * Returns 0; -143 (dst is a null pointer).
+ */
+int lib_ver(char *dst);
+
+/*
+ * Reads the reader's version text.
+ *
+ * len: 10 or 18 bytes. buf: room for `len` bytes; receives what the reader sends, at most `len`
+ *   bytes. Nothing is terminated or padded: bytes that the reader did not send keep their value.
+ *
+ * If `buf` then begins with "KWSPC", Reader_Type becomes 1.
+ *
+ * Returns 0; -143 (len, or buf is a null pointer); a link code; the negated STATUS.
+ */
+int srd_ver(int handle, int len, unsigned char *buf);
+
+/*
+ * Reads the reader's serial number.
+ *
+ * len: 16. buf: room for 16 bytes, all of which are written; what the reader did not send is zero.
+ *
+ * Returns 0; -143 (len, or buf is a null pointer); a link code; the negated STATUS.
+ */
+int srd_snr(int handle, int len, unsigned char *buf);
+
+/*
+ * Tests whether a reader answers, with up to four attempts that follow each other at once. What the
+ * reader reports is not evaluated: after any valid reply *out is 0 and the result 0. Without a
+ * valid reply *out stays as it was.
+ *
+ * Returns 0; -143 (out is a null pointer); the link code of the fourth attempt.
+ */
+int get_status(int handle, int *out);
+
+/* As get_status, with one attempt. */
+int get_status0(int handle, int *out);
+
+/*
+ * Sounds the buzzer. t: the time in the reader's own unit, 0 to 255; a negative t means 2, one above
+ * 255 means 255. The call spends t/5 milliseconds of processor time before it reads the reply.
+ *
+ * Returns 0; a link code; the negated STATUS.
+ */
+int dv_beep(int handle, int t);
+
+/* Switches the card's power on. Returns 0; a link code; the negated STATUS. */
+int turn_on(int handle);
+
+/* Switches the card's power off. Returns 0; a link code; the negated STATUS. */
+int turn_off(int handle);
+
+/* Ejects the card. Returns 0; a link code; the negated STATUS. */
+int auto_pull(int handle);
+
+/* ---- 4442 and 4432 cards ---------------------------------------------------------------------
+ *
+ * 256 bytes of memory. Each of the first 32 can be made read-only for good by its protection bit.
+ * The 4442 is written only after its three-byte security code was presented; three wrong codes in a
+ * row lock it for good. The 4432 is the same card without the code.
+ */
+
+/*
+ * Reads `count` bytes at `address` into `buffer` (room for `count` bytes).
+ *
+ * address: 0 to 255. count: 1 to 256 - address.
+ *
+ * Returns 0; -144 (address); -143 (count, or buffer is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int srd_4442(int handle, int address, int count, unsigned char *buffer);
+
+/*
+ * Writes the `count` bytes of `buffer` at `address`.
+ *
+ * address: 0 to 256 (for 256 there is no good count). count: 1 to 256 - address.
+ *
+ * Returns 0; -144 (address); -143 (count, or buffer is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int swr_4442(int handle, int address, int count, const unsigned char *buffer);
+
+/*
+ * Reads the protection memory into `buffer` (room for 4 bytes). The bit for address a is bit
+ * 7 - (a mod 8) of buffer[a / 8]: 1 means writable, 0 protected.
+ *
+ * length: 4.
+ *
+ * Returns 0; -143 (length, or buffer is a null pointer); a link code; the negated STATUS.
+ */
+int prd_4442(int handle, int length, unsigned char *buffer);
+
+/*
+ * Protects `count` bytes from `address` for good, and reads back that they are. `buffer` holds the
+ * bytes that the card's memory has at these addresses.
+ *
+ * address: 0 to 31. count: 1 to 32 - address.
+ *
+ * Returns 0; -144 (address); -143 (count, or buffer is a null pointer); a link code or the negated
+ * STATUS (protecting); -128 (reading back failed); -129 (a byte is still writable, or the memory
+ * does not equal `buffer`).
+ */
+int pwr_4442(int handle, int address, int count, const unsigned char *buffer);
+
+/*
+ * Presents the security code. A wrong code uses up one of three attempts, the right one restores
+ * them and opens the card for writing until it loses power.
+ *
+ * length: 3. code: 3 bytes.
+ *
+ * Returns 0; -143 (length, or code is a null pointer); a link code; the negated STATUS.
+ */
+int csc_4442(int handle, int length, const unsigned char *code);
+
+/*
+ * Writes a new security code. The present one must have been presented before.
+ *
+ * length: 3. code: 3 bytes.
+ *
+ * Returns 0; -143 (length, or code is a null pointer); a link code; the negated STATUS.
+ */
+int wsc_4442(int handle, int length, const unsigned char *code);
+
+/*
+ * Reads the security code into `code` (room for 3 bytes). The card tells it only after it was
+ * presented.
+ *
+ * length: 3.
+ *
+ * Returns 0; -143 (length, or code is a null pointer); a link code; the negated STATUS.
+ */
+int rsc_4442(int handle, int length, unsigned char *code);
+
+/*
+ * Reads how many attempts at the security code are left: the number of set bits, 0 to 8, of the
+ * card's error counter. On failure *counter stays as it was.
+ *
+ * Returns 0; -143 (counter is a null pointer); a link code; the negated STATUS.
+ */
+int rsct_4442(int handle, int *counter);
+
+/*
+ * Tests whether a 4442 or 4432 card is in the reader: bytes 6 and 7 are 0x81 and 0x15.
+ *
+ * Returns 0; -133 (another card); a link code; the negated STATUS.
+ */
+int chk_4442(int handle);
+
+/* As srd_4442. */
+int srd_4432(int handle, int address, int count, unsigned char *buffer);
+
+/* As swr_4442; a 4432 needs no code. */
+int swr_4432(int handle, int address, int count, const unsigned char *buffer);
+
+/* As prd_4442. */
+int prd_4432(int handle, int length, unsigned char *buffer);
+
+/* As pwr_4442. */
+int pwr_4432(int handle, int address, int count, const unsigned char *buffer);
+
+/* As chk_4442, which cannot tell the two cards apart. */
+int chk_4432(int handle);
+
+/* ---- The link's own building blocks -----------------------------------------------------------
+ *
+ * For programs that speak to the reader in frames of their own. A request is 0xAA, command, flag,
+ * LEN, LEN bytes of body, check byte; a reply is 0x55, STATUS, a byte of no meaning here, LEN, LEN
+ * bytes of data, check byte. The check byte makes the XOR of the whole frame 0.
+ */
+
+/* The XOR of the n bytes at p, 0 to 255; 0 for n below 1 or a null pointer. */
+int cr_bcc(int n, const unsigned char *p);
+
+/* Returns 0 if the XOR of the n bytes at p is 0, else -138. */
+int ck_bcc(int n, const unsigned char *p);
+
+/*
+ * Sends one byte: in direct mode as it is; in terminal mode after AUXSTARTWRITE and before
+ * AUXENDWRITE, each of the three with one write and only if the one before wrote something.
+ *
+ * Returns a positive number; -129 (direct mode: not sent); the result of the failed write, 0 or
+ * negative (terminal mode).
+ */
+int sendchar(int handle, unsigned char c);
+
+/*
+ * Sends the n bytes of `frame`, one by one, up to the first that fails.
+ *
+ * Returns 0 (also for n below 1); -129 (a byte could not be sent); -143 (frame is a null pointer).
+ */
+int send_com(int handle, int n, const unsigned char *frame);
+
+/*
+ * Waits up to 1 second of processor time for one byte and stores it at p. Without a byte *p stays
+ * as it was. An error of the descriptor counts as no byte yet.
+ *
+ * Returns 0; -132 (no byte came); -143 (p is a null pointer).
+ */
+int receive_data(int handle, unsigned char *p);
+
+/* As receive_data, with a wait of up to 4 seconds. */
+int receive_data_2k(int handle, unsigned char *p);
+
+/* As receive_data, with a wait of up to 9 seconds. */
+int receive_data_8k(int handle, unsigned char *p);
+
+/*
+ * Receives one reply frame: up to 4 seconds for the first byte, up to 1 second for each further one.
+ * STATUS is not looked at.
+ *
+ * reply: room for 260 bytes, the longest frame a reader can announce.
+ *
+ * Returns 0; -128 (the first byte is not 0x55; the rest of the reply stays unread); -132 (timeout);
+ * -133 (check byte); -143 (reply is a null pointer).
+ */
+int receive_com(int handle, unsigned char *reply);
+
+/* As receive_com, with up to 9 seconds for the first byte. */
+int receive_com0(int handle, unsigned char *reply);
+
+/* Spends more than `ticks` microseconds of processor time. Returns 10. */
+int ic_delay(int ticks);
+
+/*
+ * Reads the configuration file at `path` into the session globals below, as ic_init describes.
+ * Nothing is cleared first, and no terminator is written: a shorter value leaves the tail of a
+ * longer earlier one behind it.
+ *
+ * Returns 0; -1 (the file cannot be opened or read, or path is a null pointer), with term_flg
+ * unchanged.
+ */
+int getpar(const char *path);
+
+/*
+ * Takes the value out of one line of a configuration file.
+ *
+ * line: NUL-terminated text with its line end; it is edited in place. dest: room for 60 bytes; holds
+ *   text already, an empty one at least. The value is written over that text, at most 59 characters
+ *   of it, and without a terminator of its own.
+ *
+ * Returns the length of the text that is then in `dest`; 0 if an argument is a null pointer.
+ */
+int get_s(char *line, char *dest);
+
+/* ---- Session globals: what getpar and ic_init found ------------------------------------------- */
+
+/* The values of the configuration file, as NUL-terminated text. Behind each the key of its line. */
+extern char AUXSTARTWRITE[60];   /* W: sent before every byte in terminal mode */
+extern char AUXENDWRITE[60];     /* A: sent after every byte in terminal mode */
+extern char CLOSEAUX[60];        /* C: sent by ic_exit in terminal mode */
+extern char SETAUX[60];          /* S: sent first at the start of a session in terminal mode */
+extern char INITAUX[60];         /* I: sent after SETAUX */
+extern char ENABLEKEYBOARD[60];  /* E: stored only */
+extern char DISABLEKEYBOARD[60]; /* D: stored only */
+extern char DRVCOMM[60];         /* P: the serial device of direct mode */
+
+/* 1: direct mode; 0: terminal mode. */
+extern int term_flg;
+
+/* The line settings that the session uses, and those it found. Declared in full by <termios.h>. */
+struct termios;
+extern struct termios nport;
+extern struct termios oport;
+
+#ifdef __cplusplus
+}
+#endif
+
+#pragma GCC visibility pop
+
+#endif

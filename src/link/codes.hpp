@@ -1,0 +1,24 @@
+// The return codes of every exported function. Some numbers have two meanings, and each also stands
+// for the reader's STATUS of that number: the interface is that way.
+#pragma once
+
+namespace quorra {
+
+enum Code : int {
+  ok = 0,
+  no_configuration = -1,
+  no_device = -16,
+  bad_start_byte = -128,
+  not_verified = -128,  // reading back after a write failed
+  not_sent = -129,
+  not_equal = -129,  // what was read back is not what was written
+  timeout = -132,
+  bad_reply_check = -133,
+  not_this_card = -133,
+  no_reader = -136,
+  bad_check = -138,
+  bad_length = -143,
+  bad_address = -144,
+};
+
+}  // namespace quorra

@@ -1,0 +1,130 @@
+// The road of every card and reader function: build a request, exchange it for a reply, map the
+// outcome to a return code.
+#pragma once
+
+#include <quorra.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include "link/codes.hpp"
+
+namespace quorra {
+
+// Requests and replies alike: start, command or STATUS, one more byte, LEN, LEN bytes, check byte.
+inline constexpr int frame_header_size = 4;
+inline constexpr int frame_length_offset = 3;
+inline constexpr int frame_body_max = 255;
+inline constexpr int frame_max = frame_header_size + frame_body_max + 1;
+
+enum class Command : unsigned char {
+  write = 0x60,
+  read = 0x61,
+  present_code = 0x64,
+  read_code = 0x65,
+  write_code = 0x66,
+  read_error_counter = 0x67,
+  read_protection = 0x74,
+  write_protection = 0x75,
+  read_version = 0xB0,
+  power_on = 0xB2,
+  power_off = 0xB3,
+  beep = 0xB4,
+  read_reader_memory = 0xB7,
+  eject = 0xB8,
+  read_status = 0xB9,
+};
+
+enum class CardType : unsigned char {
+  card_4442 = 0x79,
+  reader = 0x80,
+};
+
+// A request frame under construction. Its body begins with the card type, two bytes that are zero
+// and the address, high byte first; a request without parameters consists of just these.
+class Request {
+ public:
+  Request(Command command, CardType card, int address = 0)
+      : bytes_{start,
+               static_cast<unsigned char>(command),
+               0,
+               0,
+               static_cast<unsigned char>(card),
+               0,
+               0,
+               static_cast<unsigned char>(address / 256),
+               static_cast<unsigned char>(address - address / 256 * 256)} {}
+
+  Request& append(unsigned char byte) {
+    if (size_ < frame_max - 1) bytes_[static_cast<std::size_t>(size_++)] = byte;
+    return *this;
+  }
+
+  Request& append(const unsigned char* bytes, int count) {
+    const int taken = std::min(count, frame_max - 1 - size_);
+    std::copy_n(bytes, taken, bytes_.begin() + size_);
+    size_ += taken;
+    return *this;
+  }
+
+  // Fills in LEN and the check byte and sends the frame: 0 or -129.
+  int send(int handle) {
+    bytes_[frame_length_offset] = static_cast<unsigned char>(size_ - frame_header_size);
+    bytes_[static_cast<std::size_t>(size_)] =
+        static_cast<unsigned char>(cr_bcc(size_, bytes_.data()));
+    return send_com(handle, size_ + 1, bytes_.data());
+  }
+
+ private:
+  static constexpr unsigned char start = 0xAA;
+
+  std::array<unsigned char, frame_max> bytes_;
+  int size_ = frame_header_size + 5;
+};
+
+// A reply frame. All of it is zero until received, and it has room for the longest frame that a
+// reader can announce, and some more.
+class Reply {
+ public:
+  unsigned char* frame() { return bytes_.data(); }
+  // Whoever reads more data than a reply brought finds zeros, not the check byte.
+  void clear_check_byte() { bytes_[static_cast<std::size_t>(frame_header_size + length())] = 0; }
+  int status() const { return bytes_[1]; }
+  int length() const { return bytes_[frame_length_offset]; }
+  const unsigned char* data() const { return bytes_.data() + frame_header_size; }
+
+ private:
+  std::array<unsigned char, frame_max + 4> bytes_{};
+};
+
+// How a reply is received: receive_com, or receive_com0 for commands that take their time.
+using Receive = int (*)(int handle, unsigned char* reply);
+
+// Receives the reply to a request already sent: 0, a link code, or the negated STATUS.
+inline int receive(int handle, Reply& reply, Receive receive_frame = receive_com) {
+  if (const int code = receive_frame(handle, reply.frame()); code != ok) return code;
+  reply.clear_check_byte();
+  return -reply.status();
+}
+
+// Sends a request and receives its reply: 0, a link code, or the negated STATUS.
+inline int exchange(int handle, Request& request, Reply& reply,
+                    Receive receive_frame = receive_com) {
+  const int code = request.send(handle);
+  return code != ok ? code : receive(handle, reply, receive_frame);
+}
+
+// Cuts a long transfer: calls transfer(offset, size) for each chunk of at most `limit` of the
+// `count` bytes, in order, until one returns something else than 0, and returns that.
+template <typename Transfer>
+int for_each_chunk(int count, int limit, Transfer transfer) {
+  for (int offset = 0; offset < count;) {
+    const int size = std::min(limit, count - offset);
+    if (const int code = transfer(offset, size); code != ok) return code;
+    offset += size;
+  }
+  return ok;
+}
+
+}  // namespace quorra
