@@ -1,0 +1,47 @@
+// One call of the library together with the frames it exchanges when all goes well. From this,
+// every way in which an exchange can fail is played, on each of its frames.
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/support/bytes.hpp"
+#include "tests/support/scripted_reader.hpp"
+
+namespace quorra::testing {
+
+struct Exchange {
+  Bytes request;
+  Bytes reply;
+};
+
+struct Operation {
+  std::string name;
+  std::function<int(int handle)> call;
+  std::vector<Exchange> exchanges;
+
+  // What the call returns when frame `frame` (from 0) fails with the link code or negated STATUS
+  // `code`. Most calls return it as it is.
+  std::function<int(std::size_t frame, int code)> on_failure = [](std::size_t, int code) {
+    return code;
+  };
+};
+
+std::ostream& operator<<(std::ostream& stream, const Operation& operation);
+
+// Opens a session, plays all exchanges, and expects the call to return `result`.
+void expect_result(const Operation& operation, Mode mode, int result);
+
+// Lets frame `frame` fail in every way; expects the result that belongs to it, and that nothing is
+// sent after it.
+void expect_failures(const Operation& operation, Mode mode, std::size_t frame);
+
+// expect_failures for each frame.
+void expect_failures(const Operation& operation, Mode mode);
+
+// Expects the call to return `result` without sending anything.
+void expect_refusal(int result, const std::function<int(int handle)>& call);
+
+}  // namespace quorra::testing

@@ -1,0 +1,255 @@
+#include "tests/support/scripted_reader.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <quorra.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace quorra::testing {
+namespace {
+
+// How long the kernel may take to carry bytes across a pseudo-terminal. Never waited for in full
+// unless something is broken.
+constexpr std::chrono::seconds patience{20};
+
+int checked(int result, const char* what) {
+  if (result < 0) throw std::system_error(errno, std::generic_category(), what);
+  return result;
+}
+
+std::string file_text(std::string_view sequence) {
+  return "\\033" + std::string(sequence.substr(1));
+}
+
+int pending(int descriptor) {
+  int count = 0;
+  checked(ioctl(descriptor, FIONREAD, &count), "FIONREAD");
+  return count;
+}
+
+// As a serial line that other programs used before.
+void make_raw(int descriptor) {
+  termios settings{};
+  checked(tcgetattr(descriptor, &settings), "tcgetattr");
+  cfmakeraw(&settings);
+  checked(tcsetattr(descriptor, TCSANOW, &settings), "tcsetattr");
+}
+
+}  // namespace
+
+const char* name_of(Mode mode) { return mode == Mode::direct ? "Direct" : "Terminal"; }
+
+TemporaryFolder::TemporaryFolder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "quorra-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) {
+    throw std::system_error(errno, std::generic_category(), "mkdtemp");
+  }
+  path_ = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path TemporaryFolder::write(const std::string& name,
+                                             std::string_view content) const {
+  const auto file = path_ / name;
+  std::ofstream stream(file, std::ios::binary);
+  stream.write(content.data(), static_cast<std::streamsize>(content.size()));
+  if (!stream.flush()) throw std::runtime_error("cannot write " + file.string());
+  return file;
+}
+
+StandardOutput::StandardOutput(int descriptor) : saved_(checked(dup(STDOUT_FILENO), "dup")) {
+  (void)std::fflush(stdout);
+  if (descriptor < 0) {
+    (void)close(STDOUT_FILENO);
+  } else {
+    (void)checked(dup2(descriptor, STDOUT_FILENO), "dup2");
+  }
+}
+
+StandardOutput::~StandardOutput() {
+  (void)std::fflush(stdout);
+  (void)dup2(saved_, STDOUT_FILENO);
+  (void)close(saved_);
+}
+
+ScriptedReader::ScriptedReader(Mode mode)
+    : mode_(mode),
+      master_(checked(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "posix_openpt")) {
+  checked(grantpt(master_), "grantpt");
+  checked(unlockpt(master_), "unlockpt");
+  device_ = ptsname(master_);
+  slave_ = checked(open(device_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "opening the line");
+  make_raw(slave_);
+
+  const std::string settings = mode == Mode::direct
+                                   ? "P=" + device_ + "\n"
+                                   : "S=" + file_text(set_sequence) + "\n" +        //
+                                         "I=" + file_text(init_sequence) + "\n" +   //
+                                         "W=" + file_text(start_sequence) + "\n" +  //
+                                         "A=" + file_text(end_sequence) + "\n" +    //
+                                         "C=" + file_text(close_sequence) + "\n";
+  configuration_ = folder_.write("reader.conf", settings);
+
+  System& system = System::instance();
+  system.reset();
+  struct stat status {};
+  checked(fstat(slave_, &status), "fstat");
+  system.watched = status.st_rdev;
+  system.clock = [this] {
+    now_ += step_;
+    play();
+    return now_;
+  };
+}
+
+ScriptedReader::~ScriptedReader() {
+  try {
+    play();
+    const Bytes rest = receive(System::instance().bytes_written - received_);
+    if (!steps_.empty()) {
+      ADD_FAILURE() << "the reader still waits to play:\n  "
+                    << (answering_ ? "answers to " : "request ") << to_hex(steps_.front().request)
+                    << "\nand has of it: " << to_hex(rest);
+    } else if (!rest.empty()) {
+      ADD_FAILURE() << "the library sent more than was expected: " << to_hex(rest);
+    }
+  } catch (const std::exception& error) {
+    ADD_FAILURE() << error.what();
+  }
+  System::instance().reset();
+  (void)close(slave_);
+  (void)close(master_);
+}
+
+int ScriptedReader::open_session(int (*open)(const char*, int), int baud) {
+  int handle = -1;
+  if (mode_ == Mode::direct) {
+    handle = open(configuration_.c_str(), baud);
+  } else {
+    const StandardOutput on_line(slave_);
+    handle = open(configuration_.c_str(), baud);
+  }
+  // The next session would flush what is still on its way.
+  play();
+  return handle;
+}
+
+int ScriptedReader::init(int baud) { return open_session(ic_init, baud); }
+
+int ScriptedReader::init0(int baud) { return open_session(ic_init0, baud); }
+
+ScriptedReader& ScriptedReader::expect(const Bytes& frame) {
+  if (mode_ == Mode::direct) return expect_raw(frame);
+  Bytes wrapped;
+  for (const unsigned char byte : frame) {
+    wrapped = std::move(wrapped) + text(start_sequence) + Bytes{byte} + text(end_sequence);
+  }
+  return expect_raw(wrapped);
+}
+
+ScriptedReader& ScriptedReader::expect_raw(const Bytes& bytes) {
+  steps_.push_back({bytes, {}});
+  return *this;
+}
+
+ScriptedReader& ScriptedReader::answer(const Bytes& bytes) { return answer_after(0, bytes); }
+
+ScriptedReader& ScriptedReader::answer_after(std::clock_t ticks, const Bytes& bytes) {
+  steps_.back().answers.push_back({ticks, bytes});
+  return *this;
+}
+
+ScriptedReader& ScriptedReader::expect_opening() {
+  if (mode_ == Mode::terminal) expect_raw(text(set_sequence) + text(init_sequence));
+  return *this;
+}
+
+ScriptedReader& ScriptedReader::expect_closing() {
+  if (mode_ == Mode::terminal) expect_raw(text(close_sequence));
+  return *this;
+}
+
+ScriptedReader& ScriptedReader::expect_proof() {
+  return expect_opening()
+      .expect(hex("AA B0 00 07 80 00 00 00 00 00 0A 97"))
+      .answer(reply(0, text("SCRIPTED-1")));
+}
+
+void ScriptedReader::set_clock(std::clock_t now, std::clock_t step) {
+  now_ = now - step;
+  step_ = step;
+}
+
+void ScriptedReader::send(const Bytes& bytes) const {
+  const int before = pending(slave_);
+  if (system_write(master_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+    throw std::runtime_error("the line took not all bytes");
+  }
+  // The kernel carries bytes across on a thread of its own; what was sent has to be there when the
+  // library looks next.
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (pending(slave_) != before + static_cast<int>(bytes.size())) {
+    if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("bytes got lost");
+    sched_yield();
+  }
+}
+
+void ScriptedReader::play() {
+  while (!steps_.empty()) {
+    if (!answering_) {
+      if (!receive_request()) return;
+      answering_ = true;
+      answer_base_ = now_;
+    }
+    auto& answers = steps_.front().answers;
+    while (!answers.empty()) {
+      const std::clock_t due = answer_base_ + answers.front().delay;
+      if (now_ < due) return;
+      send(answers.front().bytes);
+      answer_base_ = due;
+      answers.pop_front();
+    }
+    answering_ = false;
+    steps_.pop_front();
+  }
+}
+
+bool ScriptedReader::receive_request() {
+  const Bytes& expected = steps_.front().request;
+  if (System::instance().bytes_written - received_ < expected.size()) return false;
+  const Bytes request = receive(expected.size());
+  received_ += request.size();
+  EXPECT_EQ(to_hex(request), to_hex(expected)) << "sent by the library";
+  return true;
+}
+
+Bytes ScriptedReader::receive(std::size_t count) const {
+  Bytes bytes(count);
+  for (std::size_t done = 0; done < count;) {
+    pollfd readable{master_, POLLIN, 0};
+    if (poll(&readable, 1, std::chrono::milliseconds(patience).count()) < 1) {
+      throw std::runtime_error("bytes got lost");
+    }
+    const ssize_t got = system_read(master_, bytes.data() + done, count - done);
+    if (got <= 0) throw std::system_error(errno, std::generic_category(), "reading the line");
+    done += static_cast<std::size_t>(got);
+  }
+  return bytes;
+}
+
+}  // namespace quorra::testing

@@ -1,0 +1,134 @@
+// A card reader that plays a script: it expects these bytes and answers those.
+//
+// It is the other end of a real pseudo-terminal, and it acts whenever the library looks at the
+// clock: everything happens on one thread, in an order that does not depend on the machine. The
+// clock advances by a given step each time the library reads it, so that waits cost nothing and
+// their limits can be told to the tick.
+#pragma once
+
+#include <ctime>
+#include <deque>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/bytes.hpp"
+#include "tests/support/system.hpp"
+
+namespace quorra::testing {
+
+// How the library reaches the reader: on a serial device, or through the auxiliary port of the
+// serial terminal that standard output is connected to.
+enum class Mode { direct, terminal };
+
+const char* name_of(Mode mode);
+
+// The sequences of the terminal, as the configuration file of a ScriptedReader has them.
+inline constexpr std::string_view start_sequence = "\033[5i";
+inline constexpr std::string_view end_sequence = "\033[4i";
+inline constexpr std::string_view set_sequence = "\033[set";
+inline constexpr std::string_view init_sequence = "\033[init";
+inline constexpr std::string_view close_sequence = "\033[close";
+
+// A folder of its own for a test, removed with all it holds.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+
+  const std::filesystem::path& path() const { return path_; }
+  std::filesystem::path write(const std::string& name, std::string_view content) const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+// While it lives, standard output is another descriptor. Negative: it is closed.
+class StandardOutput {
+ public:
+  explicit StandardOutput(int descriptor);
+  StandardOutput(const StandardOutput&) = delete;
+  StandardOutput& operator=(const StandardOutput&) = delete;
+  ~StandardOutput();
+
+ private:
+  int saved_;
+};
+
+class ScriptedReader {
+ public:
+  explicit ScriptedReader(Mode mode = Mode::direct);
+  ScriptedReader(const ScriptedReader&) = delete;
+  ScriptedReader& operator=(const ScriptedReader&) = delete;
+  // Fails the test if part of the script was not played or anything else was sent.
+  ~ScriptedReader();
+
+  Mode mode() const { return mode_; }
+  const std::string& device() const { return device_; }
+  // The terminal's or serial line's end that programs open; open as long as the reader lives.
+  int line() const { return slave_; }
+  std::string configuration() const { return configuration_.string(); }
+
+  // Calls ic_init or ic_init0 with the configuration file, with standard output on the line in
+  // terminal mode.
+  int init(int baud = 9600);
+  int init0(int baud = 9600);
+
+  // The script. A frame is expected as it arrives in this mode: each byte between the terminal's
+  // sequences in terminal mode. Answers belong to what was expected last, and follow one another.
+  ScriptedReader& expect(const Bytes& frame);
+  ScriptedReader& expect_raw(const Bytes& bytes);
+  ScriptedReader& answer(const Bytes& bytes);
+  // Answers `ticks` after the answer before, or after the request.
+  ScriptedReader& answer_after(std::clock_t ticks, const Bytes& bytes);
+  // What ic_init sends before its first frame in this mode, and ic_exit at the end.
+  ScriptedReader& expect_opening();
+  ScriptedReader& expect_closing();
+  // The version request of ic_init and a good answer.
+  ScriptedReader& expect_proof();
+
+  // Sets the clock that the library sees, and by how much it advances with each reading.
+  void set_clock(std::clock_t now, std::clock_t step);
+  void set_step(std::clock_t step) { step_ = step; }
+  std::clock_t now() const { return now_; }
+
+  // Bytes that the reader sends on its own.
+  void send(const Bytes& bytes) const;
+
+  // Plays what can be played now; the destructor and each clock reading do so too.
+  void play();
+  bool finished() const { return steps_.empty(); }
+  // Leaves the rest of the script unplayed.
+  void forget() { steps_.clear(); }
+
+ private:
+  struct Answer {
+    std::clock_t delay;
+    Bytes bytes;
+  };
+  struct Step {
+    Bytes request;
+    std::deque<Answer> answers;
+  };
+
+  int open_session(int (*open)(const char*, int), int baud);
+  bool receive_request();
+  Bytes receive(std::size_t count) const;
+
+  Mode mode_;
+  int master_;
+  int slave_;
+  std::string device_;
+  TemporaryFolder folder_;
+  std::filesystem::path configuration_;
+  std::deque<Step> steps_;
+  std::size_t received_ = 0;
+  bool answering_ = false;
+  std::clock_t answer_base_ = 0;
+  std::clock_t now_ = 1'234'567;
+  std::clock_t step_ = 20'000;
+};
+
+}  // namespace quorra::testing

@@ -1,0 +1,51 @@
+// The system as the library under test sees it. The test process defines clock(), read(), write()
+// and tcflush() itself, so a test can set the time, make a call fail, and see each call made.
+#pragma once
+
+#include <sys/types.h>
+
+#include <ctime>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "tests/support/bytes.hpp"
+
+namespace quorra::testing {
+
+class System {
+ public:
+  static System& instance();
+
+  // Back to the real system, with nothing recorded.
+  void reset();
+
+  // Called on each clock() once set; the real processor time otherwise.
+  std::function<std::clock_t()> clock;
+
+  // Asked before each read() of or write() to the watched device; a value is returned to the
+  // library in place of the call.
+  std::function<std::optional<ssize_t>()> before_read;
+  std::function<std::optional<ssize_t>(const Bytes&)> before_write;
+
+  // The device whose calls are recorded and asked about.
+  dev_t watched = 0;
+
+  struct Write {
+    Bytes bytes;     // what the library handed over
+    ssize_t result;  // what the call returned
+  };
+  std::vector<Write> writes;
+  std::size_t bytes_written = 0;
+  std::vector<int> flushes;  // the queues that tcflush() named
+  long reads = 0;
+  long clock_readings = 0;
+
+  bool watches(int descriptor) const;
+};
+
+// Calls that go past the recording, for the test's own side of the line.
+ssize_t system_read(int descriptor, void* buffer, std::size_t size);
+ssize_t system_write(int descriptor, const void* buffer, std::size_t size);
+
+}  // namespace quorra::testing
