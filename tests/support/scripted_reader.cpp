@@ -23,6 +23,8 @@ namespace {
 // unless something is broken.
 constexpr std::chrono::seconds patience{20};
 
+int milliseconds(std::chrono::milliseconds time) { return static_cast<int>(time.count()); }
+
 int checked(int result, const char* what) {
   if (result < 0) throw std::system_error(errno, std::generic_category(), what);
   return result;
@@ -196,12 +198,16 @@ void ScriptedReader::set_clock(std::clock_t now, std::clock_t step) {
 }
 
 void ScriptedReader::send(const Bytes& bytes) const {
+  if (bytes.empty()) return;
   const int before = pending(slave_);
   if (system_write(master_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
     throw std::runtime_error("the line took not all bytes");
   }
   // The kernel carries bytes across on a thread of its own; what was sent has to be there when the
   // library looks next.
+  // Sleeping lets the kernel work sooner than asking it again and again does.
+  pollfd readable{slave_, POLLIN, 0};
+  (void)poll(&readable, 1, milliseconds(patience));
   const auto deadline = std::chrono::steady_clock::now() + patience;
   while (pending(slave_) != before + static_cast<int>(bytes.size())) {
     if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("bytes got lost");
@@ -242,7 +248,7 @@ Bytes ScriptedReader::receive(std::size_t count) const {
   Bytes bytes(count);
   for (std::size_t done = 0; done < count;) {
     pollfd readable{master_, POLLIN, 0};
-    if (poll(&readable, 1, std::chrono::milliseconds(patience).count()) < 1) {
+    if (poll(&readable, 1, milliseconds(patience)) < 1) {
       throw std::runtime_error("bytes got lost");
     }
     const ssize_t got = system_read(master_, bytes.data() + done, count - done);

@@ -375,6 +375,10 @@ TEST(GetS, NeverLeavesTheSixtyBytes) {
   EXPECT_EQ(get_s(empty_line.data(), full.data()), 15);
   EXPECT_STREQ(full.c_str(), repeated(15, '\x1B').c_str());
   EXPECT_EQ(full.substr(text_size), "####");
+
+  full = std::string(text_size, 'x') + "####";
+  EXPECT_EQ(get_s(empty_line.data(), full.data()), 59);
+  EXPECT_EQ(full, std::string(59, 'x') + std::string(1, '\0') + "####");
 }
 
 TEST(GetS, TakesNullPointers) {

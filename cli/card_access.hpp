@@ -1,0 +1,43 @@
+// What several commands do with a card.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/connection.hpp"
+#include "cli/parse.hpp"
+
+namespace quorra::cli {
+
+// Reads `range` of the card's memory. Throws Failure.
+Bytes read_memory(const Connection& connection, const Card& card, Range range,
+                  const Operation& operation);
+
+// Reads which of the card's bytes are read-only for good: one flag for each byte that can be, from
+// address 0. Empty for a card without such protection. Throws Failure.
+std::vector<bool> read_protection(const Connection& connection, const Card& card);
+
+// The card's code functions. Throws UsageError if it has none.
+const SecurityCode& code_of(const Card& card);
+
+// Reads a code from an option or argument of this name. Throws UsageError if the card has no code
+// or one of another length.
+Bytes parse_code(const Card& card, std::string_view name, std::string_view text);
+
+// The same for an option --code that may have been left out, and is absent then.
+std::optional<Bytes> parse_present_code(const Card& card, const std::optional<std::string>& text);
+
+// How many attempts at the code are left. Throws Failure.
+int attempts_left(const Connection& connection, const Card& card);
+
+// "2 attempts left"; what 1 and 0 mean is said, too.
+std::string describe_attempts(int attempts);
+
+// Presents a code. Wants the user's word for it (or `confirmed`) when a wrong code would lock the
+// card for good. Throws Failure, which tells how many attempts are left after a wrong code, or
+// UsageError.
+void present_code(const Connection& connection, const Card& card, const Bytes& code,
+                  bool confirmed);
+
+}  // namespace quorra::cli

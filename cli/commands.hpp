@@ -1,0 +1,18 @@
+// The subcommands, one file each. An add_ function describes its subcommand to the command line and
+// has it carried out if it is the one that was asked for. It runs with `settings` as they are after
+// the whole command line was read; they outlive `program`.
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include "cli/connection.hpp"
+
+namespace quorra::cli {
+
+void add_info(CLI::App& program, const Settings& settings);
+void add_read(CLI::App& program, const Settings& settings);
+void add_write(CLI::App& program, const Settings& settings);
+void add_code(CLI::App& program, const Settings& settings);
+void add_protect(CLI::App& program, const Settings& settings);
+
+}  // namespace quorra::cli

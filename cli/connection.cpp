@@ -1,0 +1,136 @@
+#include "cli/connection.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <quorra.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <span>
+
+#include "cli/terminal.hpp"
+#include "simulator/status.hpp"
+#include "simulator/virtual_reader.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr Operation opening{"opening the session", OperationKind::opening};
+
+// The library takes any other speed for 9600.
+constexpr int direct_speeds[] = {9600, 19200, 38400, 57600, 115200};
+constexpr int terminal_speeds[] = {1200, 2400, 4800, 9600, 19200};
+
+[[noreturn]] void cannot_open(int result) {
+  const std::string text =
+      fmt::format("{}: {} ({})", opening.doing, words_for(result, opening.kind), result);
+  // The file was named on the command line.
+  if (result == -1) throw UsageError(text);
+  throw Failure(text);
+}
+
+void check_speed(const std::string& configuration, int speed) {
+  if (const int result = getpar(configuration.c_str()); result < 0) cannot_open(result);
+  const bool direct = term_flg == 1;
+  const std::span<const int> speeds =
+      direct ? std::span<const int>(direct_speeds) : terminal_speeds;
+  if (std::find(speeds.begin(), speeds.end(), speed) != speeds.end()) return;
+  throw UsageError(fmt::format("--speed: {} is none of the speeds of {}: {}", speed,
+                               direct ? "a serial device" : "a terminal's auxiliary port",
+                               fmt::join(speeds, ", ")));
+}
+
+// The settings, if they name one reader.
+const Settings& checked(const Settings& settings) {
+  if (settings.configuration && settings.image) {
+    throw UsageError("there is one reader: give --config or --virtual, not both");
+  }
+  if (settings.speed && settings.image) {
+    throw UsageError("--speed belongs to --config; a virtual reader has no speed");
+  }
+  if (!settings.configuration && !settings.image) {
+    throw UsageError(
+        "no reader given. Name one with\n"
+        "  --config FILE    the configuration file of a reader\n"
+        "  --virtual IMAGE  the image of a card for a virtual reader, which needs no hardware;\n"
+        "                   \"quorra-sim new 4442 IMAGE\" makes one");
+  }
+  return settings;
+}
+
+std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& settings) {
+  if (!settings.image) return nullptr;
+  if (settings.image->empty()) throw UsageError("--virtual: the name of the image is empty");
+  try {
+    simulator::Options options;
+    options.card = *settings.image;
+    return std::make_unique<simulator::RunningReader>(options);
+  } catch (const simulator::Error& error) {
+    throw UsageError(fmt::format("starting the virtual reader: {}", error.what()));
+  }
+}
+
+[[noreturn]] void throw_interrupted(const Operation& operation) {
+  throw Failure(fmt::format("{}: interrupted", operation.doing));
+}
+
+// "The card is blocked." as part of another sentence: "the card is blocked".
+std::string as_clause(std::string_view sentence) {
+  if (sentence.ends_with('.')) sentence.remove_suffix(1);
+  std::string clause(sentence);
+  if (!clause.empty()) {
+    clause.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(clause.front())));
+  }
+  return clause;
+}
+
+}  // namespace
+
+Connection::Session::Session(const std::string& configuration, int speed) {
+  check_speed(configuration, speed);
+  handle_ = ic_init(configuration.c_str(), speed);
+  if (handle_ < 0) cannot_open(handle_);
+}
+
+Connection::Session::~Session() { ic_exit(handle_); }
+
+Connection::Connection(const Settings& settings)
+    : reader_(start_virtual_reader(checked(settings))),
+      session_(reader_ ? (*reader_)->configuration().string() : *settings.configuration,
+               settings.speed.value_or(default_speed)) {}
+
+Connection::~Connection() = default;
+
+std::string Connection::explain(OperationKind kind, int result) const {
+  std::string words = words_for(result, kind);
+  if (reader_ && is_status(result, kind)) {
+    const auto status = static_cast<std::uint8_t>(-result);
+    words += fmt::format(": {}", as_clause(simulator::status_text(status)));
+  }
+  return fmt::format("{} ({})", words, result);
+}
+
+std::string Connection::describe(const Operation& operation, int result) const {
+  return fmt::format("{}: {}", operation.doing, explain(operation.kind, result));
+}
+
+void Connection::confirm(const Operation& operation, std::string_view warning) const {
+  if (!can_ask()) {
+    throw UsageError(fmt::format("{}: {} Confirm with --yes.", operation.doing, warning));
+  }
+  switch (ask(fmt::format("{} Go on?", warning), interruption_.descriptor())) {
+    case Answer::yes:
+      return;
+    case Answer::no:
+      throw Failure(fmt::format("{}: not confirmed", operation.doing));
+    case Answer::interrupted:
+      throw_interrupted(operation);
+  }
+}
+
+void Connection::stop_if_interrupted(const Operation& operation) const {
+  if (interruption_.pending()) throw_interrupted(operation);
+}
+
+}  // namespace quorra::cli

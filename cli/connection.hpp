@@ -1,0 +1,87 @@
+// The way to a reader, real or virtual, for the time of one command.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "cli/card.hpp"
+#include "cli/errors.hpp"
+#include "cli/interruption.hpp"
+
+namespace quorra::simulator {
+class RunningReader;
+}
+
+namespace quorra::cli {
+
+inline constexpr int default_speed = 9600;
+
+// The options that every command has. One of `configuration` and `image` is to be given.
+struct Settings {
+  const Card* card = nullptr;
+  std::optional<std::string> configuration;  // the reader's configuration file
+  std::optional<int> speed;                  // of the line to the reader
+  std::optional<std::string> image;          // the card image for a virtual reader
+};
+
+// A session that is closed when this goes.
+class Connection {
+ public:
+  // Starts the virtual reader if there is to be one, and opens the session. Throws UsageError or
+  // Failure.
+  explicit Connection(const Settings& settings);
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection();
+
+  // Calls a function of the library and returns its result. Throws Failure, without a call, if the
+  // user has interrupted the program.
+  template <typename... Parameters, typename... Arguments>
+  int attempt(const Operation& operation, int (*function)(int handle, Parameters...),
+              Arguments... arguments) const {
+    stop_if_interrupted(operation);
+    return function(session_.handle(), arguments...);
+  }
+
+  // The same, and throws Failure if the function fails.
+  template <typename... Parameters, typename... Arguments>
+  void run(const Operation& operation, int (*function)(int handle, Parameters...),
+           Arguments... arguments) const {
+    const int result = attempt(operation, function, arguments...);
+    if (result < 0) throw Failure(describe(operation, result));
+  }
+
+  // "<words> (<result>)", for a result below 0. A virtual reader says itself what its STATUS means.
+  std::string explain(OperationKind kind, int result) const;
+
+  // The same with what was being done before it.
+  std::string describe(const Operation& operation, int result) const;
+
+  // Asks the user; throws Failure if the answer is not yes, or UsageError if there is nobody to
+  // ask. `warning` says what is about to happen.
+  void confirm(const Operation& operation, std::string_view warning) const;
+
+ private:
+  class Session {
+   public:
+    Session(const std::string& configuration, int speed);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    int handle() const { return handle_; }
+
+   private:
+    int handle_;
+  };
+
+  void stop_if_interrupted(const Operation& operation) const;
+
+  Interruption interruption_;
+  std::unique_ptr<simulator::RunningReader> reader_;
+  Session session_;
+};
+
+}  // namespace quorra::cli

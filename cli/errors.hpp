@@ -1,0 +1,60 @@
+// What can go wrong, and the words for it.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace quorra::cli {
+
+inline constexpr int exit_success = 0;
+inline constexpr int exit_failed = 1;
+inline constexpr int exit_usage = 2;
+
+// The operation failed: exit status 1. The text is "<what was being done>: <what went wrong>".
+class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The command line asks for something that cannot be done: exit status 2.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Some numbers of the library mean one thing in these operations and another elsewhere.
+enum class OperationKind { ordinary, opening, probing, protecting };
+
+// What the program is doing when it calls the library.
+struct Operation {
+  std::string_view doing;  // "reading the card"
+  OperationKind kind = OperationKind::ordinary;
+};
+
+// The result of probing for a card that is not there.
+inline constexpr int not_this_card = -133;
+
+// Whether a result stands for the reader's STATUS, because the library has no such code of its own
+// in this operation.
+bool is_status(int result, OperationKind kind);
+
+// The words for a result below 0: what the library's code means in this operation, or the number of
+// the reader's STATUS.
+std::string words_for(int result, OperationKind kind);
+
+// The words that `tell` finds for an addition to an error message. If it fails in turn, there are
+// none: the error counts more.
+template <typename Tell>
+std::string if_possible(Tell tell) {
+  try {
+    return tell();
+  } catch (const Failure&) {
+    return {};
+  }
+}
+
+// "1 byte", "2 bytes"
+std::string counted(int number, std::string_view noun);
+
+}  // namespace quorra::cli

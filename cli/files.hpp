@@ -1,0 +1,31 @@
+// Files and standard output. In place of a file name, "-" means standard input or output.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "cli/parse.hpp"
+
+namespace quorra::cli {
+
+inline constexpr std::string_view standard_stream = "-";
+
+// Gives standard input, output and error a descriptor if the program was started without: files and
+// devices opened later must not take their numbers. Reading or writing them still fails.
+void occupy_standard_streams();
+
+// The contents of a file, but at most `limit` bytes of them. Throws UsageError.
+Bytes read_file(const std::string& path, std::size_t limit);
+
+// Writes a file, replacing an older one. Throws UsageError if it cannot be opened, Failure if it
+// cannot be written.
+void write_file(const std::string& path, const Bytes& bytes);
+
+// Writes to standard output. Throws Failure.
+void print(std::string_view text);
+
+// Writes out what is still buffered. Throws Failure if that, or an earlier write, failed.
+void close_standard_output();
+
+}  // namespace quorra::cli

@@ -1,0 +1,94 @@
+// quorra info
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <quorra.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "cli/card_access.hpp"
+#include "cli/commands.hpp"
+#include "cli/files.hpp"
+#include "cli/hex_dump.hpp"
+#include "cli/options.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr int library_version_size = 19;
+constexpr int reader_version_length = 18;
+constexpr int serial_number_length = 16;
+
+constexpr Operation reading_version{"reading the reader's version"};
+constexpr Operation reading_serial_number{"reading the serial number"};
+constexpr Operation asking_status{"asking whether the reader answers"};
+constexpr Operation probing{"looking for a card", OperationKind::probing};
+
+// The bytes as text, without zeros at the end, or in hex if they are no text.
+std::string text_or_hex(const Bytes& bytes) {
+  const auto end = std::find_if(bytes.rbegin(), bytes.rend(), [](unsigned char byte) {
+                     return byte != 0;
+                   }).base();
+  if (end == bytes.begin() || !std::all_of(bytes.begin(), end, is_printable))
+    return hex_text(bytes);
+  return {bytes.begin(), end};
+}
+
+std::string library_version() {
+  std::array<char, library_version_size> text{};
+  lib_ver(text.data());
+  return text.data();
+}
+
+Bytes read_text(const Connection& connection, const Operation& operation,
+                int (*function)(int, int, unsigned char*), int length) {
+  Bytes text(static_cast<std::size_t>(length));
+  connection.run(operation, function, length, text.data());
+  return text;
+}
+
+// Kinds that the library cannot tell apart are named together.
+std::string card_in_slot(const Connection& connection) {
+  std::vector<std::string_view> found;
+  for (const Card& card : all_cards()) {
+    const int result = connection.attempt(probing, card.probe);
+    if (result == 0) {
+      found.push_back(card.name);
+    } else if (is_status(result, probing.kind)) {
+      return fmt::format("none recognised: {}", connection.explain(probing.kind, result));
+    } else if (result != not_this_card) {
+      throw Failure(connection.describe(probing, result));
+    }
+  }
+  return found.empty() ? "none recognised" : fmt::format("{}", fmt::join(found, " or "));
+}
+
+void run_info(const Settings& settings) {
+  std::string text = fmt::format("library        {}\n", library_version());
+  {
+    const Connection connection(settings);
+    const Bytes version = read_text(connection, reading_version, srd_ver, reader_version_length);
+    const Bytes serial_number =
+        read_text(connection, reading_serial_number, srd_snr, serial_number_length);
+    int out = 0;
+    connection.run(asking_status, get_status, &out);
+    text += fmt::format("reader         {}\n", text_or_hex(version));
+    text += fmt::format("serial number  {}\n", text_or_hex(serial_number));
+    text += "answers        yes\n";
+    text += fmt::format("card           {}\n", card_in_slot(connection));
+  }
+  print(text);
+}
+
+}  // namespace
+
+void add_info(CLI::App& program, const Settings& settings) {
+  CLI::App* command =
+      program.add_subcommand("info", "Tell which library, reader and card are there");
+  add_examples(*command, {"quorra info --config reader.conf"});
+  command->callback([&settings] { run_info(settings); });
+}
+
+}  // namespace quorra::cli

@@ -1,0 +1,45 @@
+#include "cli/interruption.hpp"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <initializer_list>
+#include <system_error>
+
+namespace quorra::cli {
+namespace {
+
+bool is_ignored(int signal) {
+  struct sigaction action {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+}  // namespace
+
+Interruption::Interruption() : signals_(), mask_before_() {
+  sigemptyset(&signals_);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    // Blocking an ignored signal would make it count.
+    if (!is_ignored(signal)) sigaddset(&signals_, signal);
+  }
+  descriptor_ = signalfd(-1, &signals_, SFD_CLOEXEC | SFD_NONBLOCK);
+  if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
+  pthread_sigmask(SIG_BLOCK, &signals_, &mask_before_);
+}
+
+Interruption::~Interruption() {
+  signalfd_siginfo received{};
+  while (read(descriptor_, &received, sizeof received) > 0) {
+  }
+  close(descriptor_);
+  pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr);
+}
+
+bool Interruption::pending() const {
+  pollfd waited = {descriptor_, POLLIN, 0};
+  return poll(&waited, 1, 0) > 0;
+}
+
+}  // namespace quorra::cli

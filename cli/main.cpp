@@ -1,0 +1,95 @@
+// The program quorra: a memory card in a card reader, from the command line.
+
+#include <fmt/format.h>
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+#include <csignal>
+#include <exception>
+#include <sstream>
+
+#include "cli/commands.hpp"
+#include "cli/files.hpp"
+#include "cli/options.hpp"
+#include "cli/terminal.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr std::string_view footer =
+    "Numbers are decimal, or hexadecimal with 0x. HEX is bytes of two digits each, with blanks or\n"
+    "colons between them or without. Exit status: 0 done, 1 failed, 2 wrong usage.\n"
+    "\n"
+    "Example, without a reader:\n"
+    "  quorra-sim new 4442 card.toml\n"
+    "  quorra read --virtual card.toml";
+
+void add_settings(CLI::App& program, Settings& settings) {
+  program.add_option("--config", settings.configuration, "The reader's configuration file")
+      ->type_name("FILE");
+  add_number(program, "--speed", settings.speed, "The speed of the line to the reader")
+      ->default_str(fmt::format("{}", default_speed));
+  program
+      .add_option("--virtual", settings.image,
+                  "In place of a reader, a virtual one with this card image in it")
+      ->type_name("IMAGE");
+  program
+      .add_option_function<std::string>(
+          "--card", [&settings](const std::string& name) { settings.card = find_card(name); },
+          fmt::format("The kind of card: {}", card_names()))
+      ->type_name("KIND")
+      ->default_str(std::string(settings.card->name))
+      ->check([](const std::string& name) {
+        return find_card(name) != nullptr
+                   ? std::string()
+                   : fmt::format("'{}' is no kind of card; there are {}", name, card_names());
+      });
+}
+
+// Reads the command line and does what it says.
+void run(int argc, char** argv) {
+  Settings settings;
+  settings.card = &all_cards().front();
+  CLI::App program("Read and write memory cards in a card reader.", "quorra");
+  program.footer(std::string(footer));
+  program.set_version_flag("--version", "quorra " QUORRA_VERSION);
+  want_subcommand(program);
+  program.fallthrough();  // the options below may follow the subcommand, too
+  add_settings(program, settings);
+  add_info(program, settings);
+  add_read(program, settings);
+  add_write(program, settings);
+  add_code(program, settings);
+  add_protect(program, settings);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::Success& request) {  // help or version
+    std::ostringstream text;
+    program.exit(request, text);
+    print(text.str());
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(fmt::format("{}; see quorra --help", error.what()));
+  }
+}
+
+}  // namespace
+}  // namespace quorra::cli
+
+int main(int argc, char** argv) {
+  using namespace quorra::cli;
+  occupy_standard_streams();
+  // Writing to a closed pipe is an error like any other.
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  try {
+    run(argc, argv);
+    close_standard_output();
+    return exit_success;
+  } catch (const UsageError& error) {
+    print_error(error.what());
+    return exit_usage;
+  } catch (const std::exception& error) {
+    print_error(error.what());
+    return exit_failed;
+  }
+}

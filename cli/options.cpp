@@ -1,0 +1,44 @@
+#include "cli/options.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <vector>
+
+#include "cli/errors.hpp"
+
+namespace quorra::cli {
+
+CLI::Option* add_address(CLI::App& command, int& address) {
+  return add_number(command, "--address", address, "Address of the first byte");
+}
+
+CLI::Option* add_present_code(CLI::App& command, std::optional<std::string>& code) {
+  return command.add_option("--code", code, "The card's code; it is presented first")
+      ->type_name("HEX");
+}
+
+CLI::Option* add_yes(CLI::App& command, bool& yes) {
+  return command.add_flag("--yes", yes, "Do not ask before what cannot be undone");
+}
+
+void want_subcommand(CLI::App& command) {
+  command.require_subcommand(0, 1);
+  command.final_callback([&command] {
+    if (!command.get_subcommands().empty()) return;
+    std::vector<std::string> names;
+    for (const CLI::App* subcommand : command.get_subcommands({})) {
+      names.push_back(subcommand->get_name());
+    }
+    throw UsageError(fmt::format("{} wants one of these behind it: {}; see quorra --help",
+                                 command.get_name(), fmt::join(names, ", ")));
+  });
+}
+
+void add_examples(CLI::App& command, std::initializer_list<std::string_view> examples) {
+  command.footer(
+      fmt::format("{}:\n  {}\n\nOptions that name the reader and the card: quorra --help",
+                  examples.size() == 1 ? "Example" : "Examples", fmt::join(examples, "\n  ")));
+}
+
+}  // namespace quorra::cli

@@ -1,0 +1,37 @@
+// Options that several subcommands have.
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "cli/parse.hpp"
+
+namespace quorra::cli {
+
+// An option whose value is a decimal or 0x number, for an int or an optional one.
+template <typename Number>
+CLI::Option* add_number(CLI::App& command, const std::string& name, Number& number,
+                        const std::string& description) {
+  const auto set = [&number, name](const std::string& text) { number = parse_number(name, text); };
+  return command.add_option_function<std::string>(name, set, description)->type_name("N");
+}
+
+CLI::Option* add_address(CLI::App& command, int& address);
+
+// --code: the present code, which is presented first.
+CLI::Option* add_present_code(CLI::App& command, std::optional<std::string>& code);
+
+// --yes: the answer to the questions that would be asked otherwise.
+CLI::Option* add_yes(CLI::App& command, bool& yes);
+
+// Has the command line refused if it names none of the subcommands that `command` has by then.
+void want_subcommand(CLI::App& command);
+
+// Ends the help of a subcommand with examples.
+void add_examples(CLI::App& command, std::initializer_list<std::string_view> examples);
+
+}  // namespace quorra::cli

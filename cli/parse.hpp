@@ -1,0 +1,18 @@
+// Reading numbers and bytes as people write them. All functions throw UsageError; `name` is what
+// the message calls the text, for example the option it belongs to.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+namespace quorra::cli {
+
+using Bytes = std::vector<unsigned char>;
+
+// A decimal number, or a hexadecimal one that begins with 0x; not negative.
+int parse_number(std::string_view name, std::string_view text);
+
+// Pairs of hex digits. Blanks and colons may stand between bytes, and 0x before them.
+Bytes parse_hex(std::string_view name, std::string_view text);
+
+}  // namespace quorra::cli

@@ -1,0 +1,70 @@
+// quorra read
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "cli/card_access.hpp"
+#include "cli/commands.hpp"
+#include "cli/files.hpp"
+#include "cli/hex_dump.hpp"
+#include "cli/options.hpp"
+#include "cli/terminal.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr Operation reading{"reading the card"};
+
+struct ReadOptions {
+  int address = 0;
+  std::optional<int> count;
+  std::string output;
+  bool raw = false;
+};
+
+void run_read(const Settings& settings, const ReadOptions& options) {
+  const Card& card = *settings.card;
+  const Range range = range_within(card.size, memory_of(card), options.address, options.count);
+  const bool as_dump = options.output.empty() && !options.raw;
+
+  Bytes bytes;
+  std::vector<bool> is_protected;
+  {
+    const Connection connection(settings);
+    bytes = read_memory(connection, card, range, reading);
+    if (as_dump) is_protected = read_protection(connection, card);
+  }
+
+  if (as_dump) {
+    print(hex_dump(range.address, bytes, is_protected, wants_colour(STDOUT_FILENO)));
+    return;
+  }
+  const std::string output = options.output.empty() ? std::string(standard_stream) : options.output;
+  write_file(output, bytes);
+  if (output != standard_stream) {
+    print(fmt::format("Read {} at 0x{:04X} into {}.\n", counted(range.count, "byte"), range.address,
+                      output));
+  }
+}
+
+}  // namespace
+
+void add_read(CLI::App& program, const Settings& settings) {
+  const auto options = std::make_shared<ReadOptions>();
+  CLI::App* command = program.add_subcommand("read", "Show or save the card's memory");
+  add_address(*command, options->address);
+  add_number(*command, "--count", options->count, "Number of bytes; without it, up to the end");
+  command
+      ->add_option("--output", options->output,
+                   "Save the bytes to this file ('-': standard output)")
+      ->type_name("FILE");
+  command->add_flag("--raw", options->raw, "Write the bytes as they are, not as a hex dump");
+  add_examples(*command, {"quorra read --config reader.conf",
+                          "quorra read --virtual card.toml --address 0x20 --count 16",
+                          "quorra read --config reader.conf --output card.bin"});
+  command->callback([&settings, options] { run_read(settings, *options); });
+}
+
+}  // namespace quorra::cli

@@ -1,0 +1,30 @@
+// The person at the terminal: colours and questions.
+#pragma once
+
+#include <fmt/color.h>
+
+#include <string>
+#include <string_view>
+
+namespace quorra::cli {
+
+// Whether colours are wanted on this descriptor: it is a terminal, and NO_COLOR is not set.
+bool wants_colour(int descriptor);
+
+// Whether there is somebody to ask: standard input and standard error are terminals.
+bool can_ask();
+
+// The answers to a question.
+enum class Answer { yes, no, interrupted };
+
+// Asks on standard error and waits for a line on standard input; anything but "y" or "yes" is no.
+// The wait ends when `interruption` becomes readable.
+Answer ask(std::string_view question, int interruption);
+
+// Writes one line to standard error: "quorra: " and the text.
+void print_error(std::string_view text);
+
+// Writes to standard error what is no error.
+void print_note(std::string_view text);
+
+}  // namespace quorra::cli

@@ -1,0 +1,2 @@
+# find_package(quorra) gives the target quorra::quorra.
+include("${CMAKE_CURRENT_LIST_DIR}/quorra-targets.cmake")

@@ -1,0 +1,169 @@
+#include "simulator/bench.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "simulator/error.hpp"
+#include "simulator/firmware/firmware.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+/// A request that stalls for longer is forgotten.
+constexpr std::chrono::seconds patience{1};
+
+/// A host that sends requests without reading replies is not listened to beyond this.
+constexpr std::size_t most_unsent_bytes = 65536;
+
+}  // namespace
+
+Bench::Bench(const Options& options, const std::filesystem::path& configuration)
+    : configuration_(configuration),
+      byte_time_(byte_time(options.speed)),
+      incoming_(byte_time_),
+      outgoing_(byte_time_) {
+  check(options);
+  reader_.memory = new_reader_memory(options.speed, options.serial_number);
+  reader_.version_text = options.version_text;
+  if (!options.card.empty()) insert(options.card);
+  configuration_.name_device(terminal_.device());
+}
+
+void Bench::insert(const std::filesystem::path& file) {
+  if (card_) throw Error("a card is already in the slot");
+  card_.emplace(file);
+  reader_.slot.insert(card_->chip());
+}
+
+void Bench::remove() {
+  if (!card_) throw Error("no card is in the slot");
+  reader_.slot.remove();
+  CardFile card = *std::move(card_);
+  card_.reset();
+  card.save();
+}
+
+State Bench::state() const {
+  State state;
+  state.card_powered = reader_.slot.powered();
+  state.faults = faults_.list();
+  state.exchanges = exchanges_;
+  state.device = terminal_.device();
+  if (card_) {
+    state.card = card_->image();
+    state.card_file = card_->path();
+  }
+  return state;
+}
+
+bool Bench::wants_to_read() const {
+  return incoming_.size() + outgoing_.size() < most_unsent_bytes;
+}
+
+std::optional<Time> Bench::next_due() const {
+  std::optional<Time> next;
+  if (!incoming_.empty()) next = incoming_.due();
+  if (!outgoing_.empty() && !line_is_full_)
+    next = next ? std::min(*next, outgoing_.due()) : outgoing_.due();
+  return next;
+}
+
+void Bench::serve(Time now, bool can_read, bool can_write) {
+  if (can_write) line_is_full_ = false;
+  if (can_read) incoming_.push(std::span(read_buffer_).first(terminal_.read(read_buffer_)), now);
+  while (!incoming_.empty() && incoming_.due() <= now) {
+    const std::uint8_t byte = incoming_.front();
+    const Time arrival = incoming_.due();
+    incoming_.pop(1);
+    take(byte, arrival);
+  }
+  if (!line_is_full_) send_due_bytes(now);
+}
+
+void Bench::take(std::uint8_t byte, Time arrival) {
+  if (parser_.has_begun() && arrival - last_arrival_ > patience) parser_.reset();
+  last_arrival_ = arrival;
+
+  if (parser_.awaits_check_byte()) {
+    Exchange fresh;
+    fresh.reply.swap(exchange_.reply);
+    exchange_ = std::move(fresh);
+    faults_.begin(parser_.request().command);
+    faults_.apply(FaultStage::request, exchange_);
+    if (exchange_.request_is_cut) return;
+  }
+  const auto result = parser_.push(byte);
+  if (result != RequestParser::Result::incomplete)
+    answer(result == RequestParser::Result::complete, arrival);
+}
+
+void Bench::answer(bool check_byte_is_right, Time arrival) {
+  ++exchanges_;
+  if (listener_) listener_(Direction::in, parser_.frame());
+
+  Reply reply;
+  const auto frame = reply.finish(carry_out(check_byte_is_right, reply));
+  exchange_.reply.assign(frame.begin(), frame.end());
+  faults_.apply(FaultStage::reply, exchange_);
+  if (exchange_.line_hangs_up) return hang_up();
+  send_reply(arrival);
+}
+
+std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
+  if (exchange_.status) return *exchange_.status;
+  Status status = Status::wrong_check_byte;
+  if (check_byte_is_right) {
+    reader_.card_will_slip = exchange_.card_slips;
+    status = execute(reader_, parser_.request(), reply);
+    reader_.card_will_slip = false;
+  }
+  if (!save_card()) status = Status::image_not_saved;
+  if (!reader_.slot.occupied()) card_.reset();
+  return static_cast<std::uint8_t>(status);
+}
+
+bool Bench::save_card() {
+  try {
+    if (card_) card_->save();
+    return true;
+  } catch (const Error& error) {
+    complain(error.what());
+    return false;
+  }
+}
+
+/// The first byte of the reply is on the line as soon as the last byte of the request has arrived,
+/// and reaches the host a byte's time later.
+void Bench::send_reply(Time arrival) {
+  const std::span<const std::uint8_t> bytes = exchange_.reply;
+  if (bytes.empty()) return;
+  if (listener_) listener_(Direction::out, bytes);
+  const auto begin = arrival + byte_time_ + exchange_.pause_before;
+  const std::size_t middle = std::min(exchange_.middle, bytes.size());
+  outgoing_.push(bytes.first(middle), begin, exchange_.pause_before);
+  outgoing_.push(bytes.subspan(middle), begin + exchange_.pause_in_the_middle,
+                 exchange_.pause_in_the_middle);
+}
+
+void Bench::send_due_bytes(Time now) {
+  for (auto bytes = outgoing_.ready(now); !bytes.empty(); bytes = outgoing_.ready(now)) {
+    const std::size_t sent = terminal_.write(bytes);
+    outgoing_.pop(sent);
+    if (sent < bytes.size()) {
+      line_is_full_ = true;
+      return;
+    }
+  }
+}
+
+/// The new line is there before the old one goes, so that their devices have different names.
+void Bench::hang_up() {
+  PseudoTerminal fresh;
+  configuration_.name_device(fresh.device());
+  terminal_ = std::move(fresh);
+  incoming_.clear();
+  outgoing_.clear();
+  line_is_full_ = false;
+}
+
+}  // namespace quorra::simulator

@@ -1,0 +1,237 @@
+#include "simulator/cards/image.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+#include "simulator/cards/kinds.hpp"
+#include "simulator/error.hpp"
+#include "simulator/files.hpp"
+#include "simulator/text.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+constexpr std::int64_t format_version = 1;
+
+std::size_t stored_size(const Field& field) {
+  return field.form == FieldForm::number ? 1 : field.extent;
+}
+
+std::string to_text(const Field& field, std::span<const std::uint8_t> value) {
+  switch (field.form) {
+    case FieldForm::memory:
+      return fmt::format("{} = '''\n{}'''\n", field.name, hex_dump(value, false));
+    case FieldForm::bytes:
+      return fmt::format("{} = \"{}\"\n", field.name, to_hex(value));
+    case FieldForm::number:
+      return fmt::format("{} = {}\n", field.name, value.front());
+    case FieldForm::addresses:
+      return fmt::format("{} = [{:?}]\n", field.name, fmt::join(address_list(value), ", "));
+  }
+  return {};
+}
+
+/// Reads one image file; every complaint names the file and, where there is one, the line.
+class ImageReader {
+ public:
+  ImageReader(const std::string& text, std::string name) : name_(std::move(name)) {
+    try {
+      table_ = toml::parse(text);
+    } catch (const toml::parse_error& error) {
+      fail(error.source().begin.line, on_one_line(error.description()));
+    }
+  }
+
+  Image read() const {
+    const auto version = node("format").value_exact<std::int64_t>();
+    if (version != format_version)
+      fail(node("format"), fmt::format("format must be {}", format_version));
+    const auto kind = node("kind").value_exact<std::string>();
+    if (!kind) fail(node("kind"), "kind must be a string");
+    Image image(known_kind(*kind));
+    refuse_unknown_keys(image.kind());
+    for (const Field& field : image.kind().fields)
+      read_field(field, image.field(field.name));
+    return image;
+  }
+
+ private:
+  [[noreturn]] void fail(std::size_t line, std::string_view reason) const {
+    throw Error(fmt::format("{}:{}: {}", name_, line, reason));
+  }
+  [[noreturn]] void fail(const toml::node& where, std::string_view reason) const {
+    fail(where.source().begin.line, reason);
+  }
+
+  const toml::node& node(std::string_view key) const {
+    const toml::node* const found = table_.get(key);
+    if (found == nullptr) throw Error(fmt::format("{}: {} is missing", name_, key));
+    return *found;
+  }
+
+  const Kind& known_kind(std::string_view kind) const {
+    try {
+      return find_kind(kind);
+    } catch (const Error& error) {
+      fail(node("kind"), error.what());
+    }
+  }
+
+  void refuse_unknown_keys(const Kind& kind) const {
+    for (const auto& [key, value] : table_) {
+      const std::string_view name = key.str();
+      if (name == "format" || name == "kind") continue;
+      if (std::ranges::find(kind.fields, name, &Field::name) == kind.fields.end())
+        fail(key.source().begin.line,
+             fmt::format("unknown key {} for a {}", on_one_line(name), kind.name));
+    }
+  }
+
+  void read_field(const Field& field, std::span<std::uint8_t> value) const {
+    switch (field.form) {
+      case FieldForm::memory:
+        return read_memory(field, value);
+      case FieldForm::bytes:
+        return read_bytes(field, value);
+      case FieldForm::number:
+        return read_number(field, value);
+      case FieldForm::addresses:
+        return read_addresses(field, value);
+    }
+  }
+
+  std::string string_at(const Field& field) const {
+    auto text = node(field.name).value_exact<std::string>();
+    if (!text) fail(node(field.name), fmt::format("{} must be a string", field.name));
+    return *std::move(text);
+  }
+
+  void read_memory(const Field& field, std::span<std::uint8_t> value) const {
+    const std::string text = string_at(field);
+    std::size_t line_number = node(field.name).source().begin.line;
+    std::size_t address = 0;
+    std::string_view rest = text;
+    while (!rest.empty()) {
+      ++line_number;
+      const std::size_t end = std::min(rest.find('\n'), rest.size());
+      address += read_memory_line(rest.substr(0, end), line_number, value, address);
+      rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    if (address != value.size())
+      fail(node(field.name), fmt::format("{} has {} bytes, but a card of this kind has {}",
+                                         field.name, address, value.size()));
+  }
+
+  /// Returns how many bytes the line brought.
+  std::size_t read_memory_line(std::string_view line, std::size_t line_number,
+                               std::span<std::uint8_t> value, std::size_t address) const {
+    if (line.find_first_not_of(' ') == std::string_view::npos) return 0;
+    const std::size_t colon = line.find(':');
+    if (colon == std::string_view::npos) fail(line_number, "a line of memory is ADDRESS: BYTES");
+    if (parse_number(fmt::format("0x{}", line.substr(0, colon))) != address)
+      fail(line_number, fmt::format("address {:04X} expected", address));
+    const auto bytes = parse_hex(line.substr(colon + 1));
+    if (!bytes) fail(line_number, "bytes are pairs of hexadecimal digits");
+    if (bytes->size() > value.size() - address)
+      fail(line_number, fmt::format("more than the {} bytes of this kind of card", value.size()));
+    std::ranges::copy(*bytes, value.begin() + static_cast<std::ptrdiff_t>(address));
+    return bytes->size();
+  }
+
+  void read_bytes(const Field& field, std::span<std::uint8_t> value) const {
+    const auto bytes = parse_hex(string_at(field));
+    if (!bytes || bytes->size() != value.size())
+      fail(node(field.name),
+           fmt::format("{} must be {} bytes in hexadecimal", field.name, value.size()));
+    std::ranges::copy(*bytes, value.begin());
+  }
+
+  void read_number(const Field& field, std::span<std::uint8_t> value) const {
+    const auto number = node(field.name).value_exact<std::int64_t>();
+    if (!number || *number < 0 || *number > static_cast<std::int64_t>(field.extent))
+      fail(node(field.name), fmt::format("{} must be 0 to {}", field.name, field.extent));
+    value.front() = static_cast<std::uint8_t>(*number);
+  }
+
+  void read_addresses(const Field& field, std::span<std::uint8_t> value) const {
+    const toml::array* const entries = node(field.name).as_array();
+    if (entries == nullptr) fail(node(field.name), fmt::format("{} must be an array", field.name));
+    std::ranges::fill(value, std::uint8_t{0});
+    for (const toml::node& entry : *entries) {
+      const auto range = parse_address_range(entry.value_exact<std::string>().value_or(""));
+      if (!range || range->last >= value.size())
+        fail(entry, fmt::format("{}: an address or a range like \"0x00-0x03\" is expected, up to "
+                                "0x{:02X}",
+                                field.name, value.size() - 1));
+      std::ranges::fill(value.subspan(range->first, range->last - range->first + 1),
+                        std::uint8_t{1});
+    }
+  }
+
+  std::string name_;
+  toml::table table_;
+};
+
+}  // namespace
+
+Image::Image(const Kind& kind) : kind_(&kind) {
+  values_.reserve(kind.fields.size());
+  for (const Field& field : kind.fields)
+    values_.emplace_back(stored_size(field));
+  kind.make_blank(*this);
+}
+
+bool Image::has(std::string_view name) const {
+  return std::ranges::find(kind_->fields, name, &Field::name) != kind_->fields.end();
+}
+
+std::span<std::uint8_t> Image::field(std::string_view name) {
+  for (std::size_t i = 0; i < values_.size(); ++i)
+    if (kind_->fields[i].name == name) return values_[i];
+  return {};
+}
+
+std::span<const std::uint8_t> Image::field(std::string_view name) const {
+  for (std::size_t i = 0; i < values_.size(); ++i)
+    if (kind_->fields[i].name == name) return values_[i];
+  return {};
+}
+
+std::vector<std::string> address_list(std::span<const std::uint8_t> field) {
+  std::vector<std::string> list;
+  for (std::size_t address = 0; address < field.size(); ++address) {
+    if (field[address] == 0) continue;
+    const std::size_t first = address;
+    while (address + 1 < field.size() && field[address + 1] != 0)
+      ++address;
+    list.push_back(to_text(AddressRange{.first = first, .last = address}));
+  }
+  return list;
+}
+
+std::string to_text(const Image& image) {
+  std::string text = fmt::format("# A card of the virtual reader.\nformat = {}\nkind = \"{}\"\n",
+                                 format_version, image.kind().name);
+  for (const Field& field : image.kind().fields)
+    text += to_text(field, image.field(field.name));
+  return text;
+}
+
+Image parse_image(const std::string& text, const std::string& name) {
+  return ImageReader(text, name).read();
+}
+
+Image load_image(const std::filesystem::path& path) {
+  return parse_image(read_file(path), path.string());
+}
+
+void save_image(const Image& image, const std::filesystem::path& path) {
+  replace_file(path, to_text(image));
+}
+
+}  // namespace quorra::simulator

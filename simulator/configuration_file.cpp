@@ -1,0 +1,42 @@
+#include "simulator/configuration_file.hpp"
+
+#include <fmt/format.h>
+
+#include <system_error>
+#include <utility>
+
+#include "simulator/error.hpp"
+#include "simulator/files.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+/// Hosts read lines of at most 59 characters, the line end included.
+constexpr std::size_t longest_line = 59;
+constexpr std::string_view comment = "# A virtual reader is behind this device.\n";
+static_assert(comment.size() <= longest_line);
+
+}  // namespace
+
+ConfigurationFile::ConfigurationFile(std::filesystem::path path) : path_(std::move(path)) {
+  std::error_code error;
+  if (!std::filesystem::exists(path_, error)) return;
+  const std::string content = read_file(path_);
+  if (!content.empty() && !content.starts_with(comment))
+    throw Error(fmt::format("{}: there is another file of that name", path_.string()));
+}
+
+ConfigurationFile::~ConfigurationFile() {
+  std::error_code ignored;
+  if (written_) std::filesystem::remove(path_, ignored);
+}
+
+void ConfigurationFile::name_device(std::string_view device) {
+  const std::string line = fmt::format("P={}\n", device);
+  if (line.size() > longest_line)
+    throw Error(fmt::format("the name of the device is too long: {}", device));
+  replace_file(path_, fmt::format("{}{}", comment, line));
+  written_ = true;
+}
+
+}  // namespace quorra::simulator

@@ -1,0 +1,131 @@
+#include "simulator/files.hpp"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include "simulator/error.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+constexpr off_t largest_file = 16L * 1024 * 1024;
+
+[[noreturn]] void fail(const std::filesystem::path& path, std::string_view reason) {
+  throw Error(fmt::format("{}: {}", path.string(), reason));
+}
+
+void write_all(int descriptor, std::string_view content, const std::filesystem::path& path) {
+  while (!content.empty()) {
+    const ssize_t written = ::write(descriptor, content.data(), content.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) fail(path, fmt::format("cannot write: {}", system_error_text()));
+    content.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+/// A new file next to `path` that disappears again unless it has taken the place of `path`.
+class Successor {
+ public:
+  explicit Successor(const std::filesystem::path& path) : path_(path) {
+    for (unsigned attempt = 0;; ++attempt) {
+      temporary_ = path.parent_path() / fmt::format(".quorra-{}-{}", ::getpid(), attempt);
+      file_ =
+          FileDescriptor(::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+      if (file_.is_open()) return;
+      if (errno != EEXIST) fail(path, fmt::format("cannot write: {}", system_error_text()));
+    }
+  }
+  Successor(const Successor&) = delete;
+  Successor& operator=(const Successor&) = delete;
+  ~Successor() {
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
+  }
+
+  int descriptor() const { return file_.get(); }
+
+  void take_place() {
+    if (::rename(temporary_.c_str(), path_.c_str()) != 0)
+      fail(path_, fmt::format("cannot write: {}", system_error_text()));
+    temporary_.clear();
+  }
+
+ private:
+  std::filesystem::path path_;
+  std::filesystem::path temporary_;
+  FileDescriptor file_;
+};
+
+}  // namespace
+
+FileDescriptor::~FileDescriptor() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+std::string system_error_text() { return std::generic_category().message(errno); }
+
+std::string read_file(const std::filesystem::path& path) {
+  // Not to wait for a writer when the path is a named pipe.
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file.is_open()) fail(path, fmt::format("cannot open: {}", system_error_text()));
+  struct stat information {};
+  if (::fstat(file.get(), &information) != 0 || !S_ISREG(information.st_mode))
+    fail(path, "not a regular file");
+  if (information.st_size > largest_file) fail(path, "too large");
+
+  std::string content(static_cast<std::size_t>(information.st_size), '\0');
+  std::size_t filled = 0;
+  while (filled < content.size()) {
+    const ssize_t count = ::read(file.get(), content.data() + filled, content.size() - filled);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(path, fmt::format("cannot read: {}", system_error_text()));
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  content.resize(filled);
+  return content;
+}
+
+void replace_file(const std::filesystem::path& path, std::string_view content) {
+  std::error_code error;
+  std::filesystem::path target = path;
+  if (std::filesystem::is_symlink(path, error)) {
+    target = std::filesystem::canonical(path, error);
+    if (error) fail(path, fmt::format("cannot write: {}", error.message()));
+  }
+  struct stat information {};
+  const bool exists = ::stat(target.c_str(), &information) == 0;
+  if (exists && !S_ISREG(information.st_mode)) fail(path, "not a regular file");
+  // A rename would replace a read-only file without a murmur.
+  if (exists && ::access(target.c_str(), W_OK) != 0)
+    fail(path, fmt::format("cannot write: {}", system_error_text()));
+
+  Successor successor(target);
+  if (exists && ::fchmod(successor.descriptor(), information.st_mode & 07777U) != 0)
+    fail(path, fmt::format("cannot keep the permissions: {}", system_error_text()));
+  write_all(successor.descriptor(), content, path);
+  successor.take_place();
+}
+
+TemporaryFolder::TemporaryFolder() {
+  std::error_code error;
+  const auto parent = std::filesystem::temp_directory_path(error);
+  if (error) throw Error(fmt::format("no folder for temporary files: {}", error.message()));
+  std::string pattern = (parent / "quorra-sim-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr)
+    fail(parent, fmt::format("cannot make a folder: {}", system_error_text()));
+  path_ = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+}  // namespace quorra::simulator

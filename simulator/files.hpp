@@ -1,0 +1,60 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace quorra::simulator {
+
+/// A file descriptor that closes itself.
+class FileDescriptor {
+ public:
+  FileDescriptor() = default;
+  explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
+  FileDescriptor(FileDescriptor&& other) noexcept
+      : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  ~FileDescriptor();
+
+  int get() const { return descriptor_; }
+  bool is_open() const { return descriptor_ >= 0; }
+
+ private:
+  int descriptor_ = -1;
+};
+
+/// The text of the last failed system call of this thread.
+std::string system_error_text();
+
+/// The content of a regular file. Throws Error when it cannot be read or is larger than any file
+/// the virtual reader uses.
+std::string read_file(const std::filesystem::path& path);
+
+/// Puts `content` in the place of the file's content: the old file stays whole until the new one
+/// is complete. A symbolic link is followed, and the permissions of an existing file are kept.
+/// Throws Error.
+void replace_file(const std::filesystem::path& path, std::string_view content);
+
+/// A folder of its own below the system's folder for temporary files; removed, with all it holds,
+/// by the destructor.
+class TemporaryFolder {
+ public:
+  /// Throws Error.
+  TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace quorra::simulator

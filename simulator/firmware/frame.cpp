@@ -1,0 +1,48 @@
+#include "simulator/firmware/frame.hpp"
+
+#include <algorithm>
+
+namespace quorra::simulator {
+namespace {
+
+std::uint8_t exclusive_or(std::span<const std::uint8_t> bytes) {
+  std::uint8_t sum = 0;
+  for (const std::uint8_t byte : bytes)
+    sum ^= byte;
+  return sum;
+}
+
+}  // namespace
+
+RequestParser::Result RequestParser::push(std::uint8_t byte) {
+  if (is_whole()) reset();
+  if (size_ == 0 && byte != request_start) return Result::incomplete;
+  bytes_.at(size_) = byte;
+  ++size_;
+  if (!is_whole()) return Result::incomplete;
+  return exclusive_or(frame()) == 0 ? Result::complete : Result::wrong_check_byte;
+}
+
+std::span<std::uint8_t> Reply::extend(std::size_t count) {
+  const auto added =
+      std::span(bytes_).subspan(header_size).first(largest_body).subspan(data_size_, count);
+  data_size_ += count;
+  return added;
+}
+
+void Reply::append(std::span<const std::uint8_t> bytes) {
+  std::ranges::copy(bytes, extend(bytes.size()).begin());
+}
+
+std::span<const std::uint8_t> Reply::finish(std::uint8_t status) {
+  if (status != static_cast<std::uint8_t>(Status::success)) data_size_ = 0;
+  bytes_[0] = reply_start;
+  bytes_[1] = status;
+  bytes_[2] = 0;
+  bytes_[3] = static_cast<std::uint8_t>(data_size_);
+  const auto checked = std::span(bytes_).first(header_size + data_size_);
+  bytes_.at(checked.size()) = exclusive_or(checked);
+  return std::span(bytes_).first(checked.size() + 1);
+}
+
+}  // namespace quorra::simulator

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace quorra::simulator {
+
+using Clock = std::chrono::steady_clock;
+using Time = Clock::time_point;
+using Duration = std::chrono::nanoseconds;
+
+/// How long a byte occupies the line: a start bit, 8 data bits and two stop bits. `speed` is in
+/// bits per second; at speed 0 bytes take no time.
+Duration byte_time(unsigned speed);
+
+/// Bytes on one direction of the line. Each becomes due a byte's time after the one before it, but
+/// not before its own earliest time. Due times follow from each other, not from when somebody came
+/// to look, so they do not drift.
+class PacedQueue {
+ public:
+  explicit PacedQueue(Duration byte_time) : byte_time_(byte_time) {}
+
+  /// Adds bytes behind the others: the first is due at `earliest`, and not before a byte's time
+  /// and `pause` have gone by since the byte before it was due.
+  void push(std::span<const std::uint8_t> bytes, Time earliest, Duration pause = Duration::zero());
+
+  bool empty() const { return first_ == bytes_.size(); }
+  std::size_t size() const { return bytes_.size() - first_; }
+  /// When the first byte is due. Not to be asked of an empty queue.
+  Time due() const { return due_; }
+  /// The first byte. Not to be asked of an empty queue.
+  std::uint8_t front() const { return bytes_[first_]; }
+  /// Bytes at the front that are due; there may be more once these are popped.
+  std::span<const std::uint8_t> ready(Time now) const;
+  /// Removes bytes at the front, no more than ready() gave.
+  void pop(std::size_t count);
+  void clear();
+
+ private:
+  /// Bytes that were pushed together.
+  struct Run {
+    std::size_t count;
+    Time earliest;
+    Duration pause;
+  };
+
+  void begin_run();
+  void compact();
+
+  Duration byte_time_;
+  std::vector<std::uint8_t> bytes_;
+  std::size_t first_ = 0;
+  std::vector<Run> runs_;
+  std::size_t first_run_ = 0;
+  Time due_;
+  /// When the last byte that was popped was due.
+  Time last_due_;
+};
+
+}  // namespace quorra::simulator

@@ -1,0 +1,257 @@
+#include <fmt/format.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "simulator/cards/image.hpp"
+#include "simulator/cards/kinds.hpp"
+#include "simulator/files.hpp"
+#include "simulator/text.hpp"
+#include "simulator/unix_socket.hpp"
+#include "simulator/virtual_reader.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+constexpr int exit_refused = 1;
+constexpr int exit_failure = 2;
+
+void print(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+    throw Error(fmt::format("standard output: {}", system_error_text()));
+}
+
+VirtualReader* reader_to_stop = nullptr;
+
+extern "C" void stop_reader(int /*signal*/) { reader_to_stop->stop(); }
+
+int run(const Options& options) {
+  VirtualReader reader(options);
+  reader_to_stop = &reader;
+  struct sigaction action {};
+  action.sa_handler = stop_reader;
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    if (::sigaction(signal, &action, nullptr) != 0)
+      throw Error(fmt::format("sigaction: {}", system_error_text()));
+  print(fmt::format("{}\ncontrol socket: {}\n", reader.configuration().string(),
+                    reader.socket().string()));
+  reader.run();
+  return 0;
+}
+
+/// The content that the options of "new" give to a card.
+struct NewCard {
+  std::string kind;
+  std::string file;
+  bool overwrite = false;
+  std::string code;
+  std::string counter;
+  std::string memory;
+  std::vector<std::string> data;
+  std::vector<std::string> protect;
+};
+
+const Field& field_of(const Kind& kind, std::string_view name) {
+  const auto found = std::ranges::find(kind.fields, name, &Field::name);
+  if (found == kind.fields.end()) throw Error(fmt::format("a {} has no {}", kind.name, name));
+  return *found;
+}
+
+void set_bytes(Image& image, std::string_view name, const std::string& hex) {
+  const Field& field = field_of(image.kind(), name);
+  const auto bytes = parse_hex(hex);
+  if (!bytes || bytes->size() != field.extent)
+    throw Error(fmt::format("{} must be {} bytes in hexadecimal: {}", name, field.extent, hex));
+  std::ranges::copy(*bytes, image.field(name).begin());
+}
+
+void set_number(Image& image, std::string_view name, const std::string& text) {
+  const Field& field = field_of(image.kind(), name);
+  const auto number = parse_number(text);
+  if (!number || *number > field.extent)
+    throw Error(fmt::format("{} must be 0 to {}: {}", name, field.extent, text));
+  image.field(name).front() = static_cast<std::uint8_t>(*number);
+}
+
+void set_memory(Image& image, const std::string& file) {
+  const Field& field = field_of(image.kind(), "memory");
+  const std::string content = read_file(file);
+  if (content.size() != field.extent)
+    throw Error(fmt::format("{}: {} bytes, but a {} has {}", file, content.size(),
+                            image.kind().name, field.extent));
+  std::ranges::transform(content, image.field("memory").begin(),
+                         [](char byte) { return static_cast<std::uint8_t>(byte); });
+}
+
+void set_data(Image& image, const std::string& text) {
+  const Field& field = field_of(image.kind(), "memory");
+  const std::size_t colon = text.find(':');
+  const auto address = parse_number(std::string_view(text).substr(0, colon));
+  const auto bytes = colon == std::string::npos
+                         ? std::nullopt
+                         : parse_hex(std::string_view(text).substr(colon + 1));
+  if (!address || !bytes || bytes->empty())
+    throw Error(fmt::format("data must be ADDRESS:HEX: {}", text));
+  if (*address > field.extent || bytes->size() > field.extent - *address)
+    throw Error(fmt::format("data goes beyond the {} bytes of a {}: {}", field.extent,
+                            image.kind().name, text));
+  std::ranges::copy(*bytes, image.field("memory").subspan(*address).begin());
+}
+
+void protect(Image& image, const std::string& text) {
+  const Field& field = field_of(image.kind(), "protected");
+  const auto range = parse_address_range(text);
+  if (!range || range->last >= field.extent)
+    throw Error(fmt::format("protect must be ADDRESS or ADDRESS-ADDRESS, up to 0x{:02X}: {}",
+                            field.extent - 1, text));
+  std::ranges::fill(image.field("protected").subspan(range->first, range->last - range->first + 1),
+                    std::uint8_t{1});
+}
+
+int make_card(const NewCard& card) {
+  Image image(find_kind(card.kind));
+  if (!card.code.empty()) set_bytes(image, "code", card.code);
+  if (!card.counter.empty()) set_number(image, "counter", card.counter);
+  if (!card.memory.empty()) set_memory(image, card.memory);
+  for (const std::string& data : card.data)
+    set_data(image, data);
+  for (const std::string& range : card.protect)
+    protect(image, range);
+
+  std::error_code error;
+  const auto status = std::filesystem::symlink_status(card.file, error);
+  if (!card.overwrite && std::filesystem::exists(status))
+    throw Error(fmt::format("{}: exists already (--force overwrites it)", card.file));
+  save_image(image, card.file);
+  return 0;
+}
+
+int show_card(const std::string& file) {
+  const Image image = load_image(file);
+  std::string text = fmt::format("kind: {} ({})\n", image.kind().name, image.kind().description);
+  for (const Field& field : image.kind().fields) {
+    const auto value = image.field(field.name);
+    switch (field.form) {
+      case FieldForm::memory:
+        text += fmt::format("{}: {} bytes\n{}", field.name, value.size(), hex_dump(value, true));
+        break;
+      case FieldForm::bytes:
+        text += fmt::format("{}: {}\n", field.name, to_hex(value));
+        break;
+      case FieldForm::number:
+        text += fmt::format("{}: {}\n", field.name, value.front());
+        break;
+      case FieldForm::addresses:
+        text += fmt::format("{}: {}\n", field.name, fmt::join(address_list(value), " "));
+        break;
+    }
+  }
+  print(text);
+  return 0;
+}
+
+int show_kinds() {
+  std::string text;
+  for (const Kind& kind : kinds())
+    text += fmt::format("{:8} {}\n", kind.name, kind.description);
+  print(text);
+  return 0;
+}
+
+int control(const std::string& socket, const std::string& line) {
+  const FileDescriptor connection = connect_to(socket);
+  if (!connection.is_open()) throw Error(fmt::format("{}: {}", socket, system_error_text()));
+  std::string unsent = line + '\n';
+  while (!unsent.empty()) {
+    const ssize_t sent = ::send(connection.get(), unsent.data(), unsent.size(), MSG_NOSIGNAL);
+    if (sent < 0) throw Error(fmt::format("{}: {}", socket, system_error_text()));
+    unsent.erase(0, static_cast<std::size_t>(sent));
+  }
+  std::string answer;
+  while (!answer.ends_with('\n')) {
+    char character = 0;
+    if (::recv(connection.get(), &character, 1, 0) != 1)
+      throw Error(fmt::format("{}: no answer", socket));
+    answer += character;
+  }
+  print(answer);
+  const auto object = nlohmann::json::parse(answer, nullptr, false);
+  return object.is_object() && object.value("ok", false) ? 0 : exit_refused;
+}
+
+int dispatch(int argument_count, const char* const* arguments) {
+  CLI::App app{"A virtual smart-card reader on a pseudo-terminal", "quorra-sim"};
+  app.set_version_flag("--version", "quorra-sim " QUORRA_VERSION);
+  Options options;
+  app.add_option("--card", options.card, "image file of the card in the slot");
+  app.add_option("--config", options.configuration, "where to write the configuration file");
+  app.add_option("--socket", options.socket, "where to put the control socket");
+  app.add_option("--speed", options.speed, "bits per second; without it bytes take no time");
+  app.add_option("--version-text", options.version_text, "1 to 18 characters")
+      ->capture_default_str();
+  app.add_option("--serial", options.serial_number, "16 characters")->capture_default_str();
+  app.require_subcommand(0, 1);
+  app.footer(
+      "Without a subcommand the reader runs until a signal or \"stop\" ends it. The first "
+      "line it prints is the path of the configuration file.");
+  std::function<int()> action = [&options] { return run(options); };
+
+  NewCard card;
+  auto* const new_command = app.add_subcommand("new", "make the image file of a new card");
+  new_command->add_option("kind", card.kind, "kind of card, see \"kinds\"")->required();
+  new_command->add_option("file", card.file, "image file")->required();
+  new_command->add_flag("--force", card.overwrite, "overwrite an existing file");
+  new_command->add_option("--code", card.code, "security code, HEX");
+  new_command->add_option("--counter", card.counter, "error counter");
+  new_command->add_option("--memory", card.memory, "file with the raw bytes of the whole memory");
+  new_command->add_option("--data", card.data, "bytes of memory, ADDRESS:HEX, any number of times");
+  new_command->add_option("--protect", card.protect,
+                          "addresses to protect, ADDRESS[-ADDRESS], any number of times");
+  new_command->callback([&] { action = [&card] { return make_card(card); }; });
+
+  std::string file;
+  auto* const show_command = app.add_subcommand("show", "print an image file");
+  show_command->add_option("file", file, "image file")->required();
+  show_command->callback([&] { action = [&file] { return show_card(file); }; });
+
+  auto* const kinds_command = app.add_subcommand("kinds", "list the kinds of cards");
+  kinds_command->callback([&] { action = show_kinds; });
+
+  std::string socket;
+  std::string line;
+  auto* const control_command =
+      app.add_subcommand("control", "send a command to a running reader and print the answer");
+  control_command->add_option("socket", socket, "control socket")->required();
+  control_command->add_option("json", line, "command, a JSON object")->required();
+  control_command->callback([&] { action = [&] { return control(socket, line); }; });
+
+  try {
+    app.parse(argument_count, arguments);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);
+    throw Error(error.what());
+  }
+  return action();
+}
+
+}  // namespace
+}  // namespace quorra::simulator
+
+int main(int argument_count, char** arguments) {
+  try {
+    return quorra::simulator::dispatch(argument_count, arguments);
+  } catch (const std::exception& error) {
+    quorra::simulator::complain(error.what());
+    return quorra::simulator::exit_failure;
+  }
+}

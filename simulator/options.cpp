@@ -1,0 +1,35 @@
+#include "simulator/options.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "simulator/error.hpp"
+#include "simulator/firmware/reader.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+constexpr unsigned highest_speed = 10'000'000;
+
+bool is_printable(std::string_view text) {
+  return std::ranges::all_of(text,
+                             [](char character) { return character >= ' ' && character <= '~'; });
+}
+
+}  // namespace
+
+void check(const Options& options) {
+  if (options.speed > highest_speed)
+    throw Error(fmt::format("the speed must be at most {} bits per second", highest_speed));
+  if (options.version_text.empty() || options.version_text.size() > largest_version_text ||
+      !is_printable(options.version_text))
+    throw Error(
+        fmt::format("the version text must be 1 to {} printable characters", largest_version_text));
+  if (options.serial_number.size() != serial_number_size || !is_printable(options.serial_number))
+    throw Error(
+        fmt::format("the serial number must be {} printable characters", serial_number_size));
+}
+
+}  // namespace quorra::simulator

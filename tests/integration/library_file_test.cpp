@@ -1,0 +1,195 @@
+// quorra.so as a file: what it needs, what it exports, how it is hardened.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/process.hpp"
+
+namespace quorra::testing {
+namespace {
+
+const std::string library = QUORRA_LIBRARY;
+
+std::string output_of(const std::vector<std::string>& command) {
+  const Outcome outcome = run(command);
+  EXPECT_EQ(outcome.status, 0) << command.front() << ": " << outcome.errors;
+  return outcome.output;
+}
+
+// All that the first group of `pattern` matches.
+std::vector<std::string> matches(const std::string& text, const std::string& pattern) {
+  const std::regex expression(pattern);
+  std::vector<std::string> found;
+  for (std::sregex_iterator at(text.begin(), text.end(), expression), end; at != end; ++at) {
+    found.push_back((*at)[1]);
+  }
+  return found;
+}
+
+std::set<std::string> sorted(const std::vector<std::string>& names) {
+  return {names.begin(), names.end()};
+}
+
+std::set<std::string> declared_names() {
+  std::string header = content_of(QUORRA_HEADER);
+  header = std::regex_replace(header, std::regex(R"(/\*[^]*?\*/)"), "");
+  std::set<std::string> names = sorted(matches(header, R"(\bint (\w+)\()"));
+  names.merge(sorted(matches(header, R"(\bextern [\w ]+ (\w+)(?:\[60\])?;)")));
+  return names;
+}
+
+std::set<std::string> exported_names() {
+  return sorted(matches(output_of({"/usr/bin/env", "nm", "-D", "--defined-only", library}),
+                        R"(\S+ \w (\S+)\n)"));
+}
+
+TEST(LibraryFile, ExportsWhatTheHeaderDeclaresAndNothingElse) {
+  const std::set<std::string> declared = declared_names();
+  EXPECT_GE(declared.size(), 46U);
+  EXPECT_TRUE(declared.contains("chk_4432"));
+  EXPECT_TRUE(declared.contains("Reader_Type"));
+  EXPECT_TRUE(declared.contains("oport"));
+  EXPECT_EQ(exported_names(), declared);
+
+  const std::string map =
+      std::regex_replace(content_of(QUORRA_MAP), std::regex(R"(/\*[^]*?\*/)"), "");
+  EXPECT_EQ(sorted(matches(map, R"((\w+);)")), declared);
+}
+
+TEST(LibraryFile, HasItsNameInItself) {
+  EXPECT_EQ(matches(output_of({"/usr/bin/env", "readelf", "-d", library}), R"(SONAME\).*\[(.*)\])"),
+            std::vector<std::string>{"quorra.so"});
+}
+
+// Instrumented builds need the runtime of their instruments.
+#ifndef QUORRA_INSTRUMENTED
+
+TEST(LibraryFile, NeedsTheCLibraryAlone) {
+  EXPECT_EQ(matches(output_of({"/usr/bin/env", "readelf", "-d", library}), R"(NEEDED\).*\[(.*)\])"),
+            std::vector<std::string>{"libc.so.6"});
+}
+
+TEST(LibraryFile, CallsWhatItsTaskNeedsAndNoMore) {
+  const std::set<std::string> allowed = {
+      "__stack_chk_fail", "clock",   "close",     "fclose",    "ferror",  "fgets", "fopen",
+      "memcmp",           "memcpy",  "memset",    "memmove",   "open",    "read",  "strlen",
+      "strnlen",          "tcflush", "tcgetattr", "tcsetattr", "ttyname", "write", "bcmp",
+  };
+  std::vector<std::string> others;
+  for (const std::string& name : matches(
+           output_of({"/usr/bin/env", "nm", "-D", "--undefined-only", library}), R"( (\w+)@)")) {
+    if (!allowed.contains(name)) others.push_back(name);
+  }
+  EXPECT_EQ(others, std::vector<std::string>{});
+}
+
+TEST(LibraryFile, IsHardened) {
+  const std::string segments = output_of({"/usr/bin/env", "readelf", "-lW", library});
+  EXPECT_TRUE(std::regex_search(segments, std::regex("GNU_RELRO")));
+  EXPECT_TRUE(std::regex_search(segments, std::regex(R"(GNU_STACK.* RW )")));
+  EXPECT_FALSE(std::regex_search(segments, std::regex(R"(LOAD.* RWE )")));
+  const std::string dynamic = output_of({"/usr/bin/env", "readelf", "-d", library});
+  EXPECT_TRUE(std::regex_search(dynamic, std::regex("BIND_NOW")));
+  EXPECT_FALSE(std::regex_search(dynamic, std::regex("TEXTREL")));
+  EXPECT_TRUE(std::regex_search(output_of({"/usr/bin/env", "nm", "-D", library}),
+                                std::regex("__stack_chk_fail")));
+#ifdef __x86_64__
+  EXPECT_TRUE(std::regex_search(output_of({"/usr/bin/env", "readelf", "-n", library}),
+                                std::regex("IBT, SHSTK")));
+#endif
+}
+
+// Programs of others, built against an installed tree that was moved after its installation.
+class Installed : public ::testing::Test {
+ protected:
+  Installed() {
+    output_of({QUORRA_CMAKE, "--install", QUORRA_BUILD_FOLDER, "--prefix", folder_ / "first"});
+    std::filesystem::rename(folder_ / "first", root());
+  }
+
+  std::string root() const { return folder_ / "moved"; }
+
+  void expect_to_run(const std::string& program) const {
+    const Outcome outcome = run({program, "/nowhere/reader.conf"});
+    EXPECT_EQ(outcome.output, "KW###DRVSFT-V6.60B -1 0\n") << outcome.errors;
+  }
+
+  TemporaryDirectory folder_;
+};
+
+TEST_F(Installed, IsFoundByCMake) {
+  const std::string build = folder_ / "build";
+  output_of({QUORRA_CMAKE, "-G", "Ninja", "-S", QUORRA_CONSUMER, "-B", build,
+             "-DCMAKE_PREFIX_PATH=" + root(), "-DCMAKE_C_COMPILER=" QUORRA_C_COMPILER});
+  output_of({QUORRA_CMAKE, "--build", build});
+  expect_to_run(build + "/consumer");
+}
+
+TEST_F(Installed, IsFoundByPkgConfig) {
+  const std::string program = folder_ / "consumer";
+  const std::string libraries = root() + "/" QUORRA_INSTALL_LIBDIR;
+  Surroundings surroundings;
+  surroundings.environment["PKG_CONFIG_PATH"] = libraries + "/pkgconfig";
+  const Outcome flags =
+      run({"/usr/bin/env", "pkg-config", "--cflags", "--libs", "quorra >= 0.1"}, surroundings);
+  ASSERT_EQ(flags.status, 0) << flags.errors;
+
+  std::vector<std::string> command = {QUORRA_C_COMPILER,
+                                      "-std=c99",
+                                      "-Wall",
+                                      "-Wextra",
+                                      "-Wpedantic",
+                                      "-Werror",
+                                      "-o",
+                                      program,
+                                      QUORRA_CONSUMER "/main.c",
+                                      "-Wl,-rpath," + libraries};
+  std::istringstream words(flags.output);
+  for (std::string word; words >> word;)
+    command.push_back(word);
+  output_of(command);
+  expect_to_run(program);
+}
+
+TEST_F(Installed, BringsThePrograms) {
+  for (const char* program : {"quorra", "quorra-sim"}) {
+    const Outcome outcome = run({root() + "/bin/" + program, "--version"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_NE(outcome.output.find(QUORRA_VERSION), std::string::npos) << outcome.output;
+  }
+}
+
+#endif
+
+TEST(Header, IsFreeOfWarningsInCAndInCpp) {
+  const TemporaryDirectory folder;
+  for (const auto& [compiler, name] : {std::pair{QUORRA_C_COMPILER " -std=c99", "use.c"},
+                                       std::pair{QUORRA_C_COMPILER " -std=c11", "use.c"},
+                                       std::pair{QUORRA_CXX_COMPILER " -std=c++11", "use.cpp"},
+                                       std::pair{QUORRA_CXX_COMPILER " -std=c++20", "use.cpp"}}) {
+    write_file(folder / name,
+               "#include <quorra.h>\n#include <quorra.h>\n#include <termios.h>\n"
+               "int use(void);\nint use(void) { return (int)nport.c_cflag; }\n");
+    std::vector<std::string> command;
+    std::istringstream words(compiler);
+    for (std::string word; words >> word;)
+      command.push_back(word);
+    for (const std::string& argument :
+         {std::string("-Wall"), std::string("-Wextra"), std::string("-Wpedantic"),
+          std::string("-Wstrict-prototypes"), std::string("-Werror"),
+          std::string("-I" QUORRA_INCLUDE), std::string("-fsyntax-only"), folder / name}) {
+      if (argument == "-Wstrict-prototypes" && std::string_view(name) == "use.cpp") continue;
+      command.push_back(argument);
+    }
+    output_of(command);
+  }
+}
+
+}  // namespace
+}  // namespace quorra::testing

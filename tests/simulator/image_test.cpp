@@ -1,0 +1,298 @@
+#include "simulator/cards/image.hpp"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <numeric>
+
+#include "simulator/cards/card_file.hpp"
+#include "simulator/cards/kinds.hpp"
+#include "simulator/error.hpp"
+#include "tests/simulator/support.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+using test::Bytes;
+using test::hex;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+/// What the reader of image files says about a text; empty if it has no complaint.
+std::string complaint_about(const std::string& text) {
+  try {
+    parse_image(text, "card");
+    return {};
+  } catch (const Error& error) {
+    return error.what();
+  }
+}
+
+std::string blank_text() { return to_text(Image(find_kind("4442"))); }
+
+/// The text of a blank 4442 with one part of it replaced.
+std::string with(const std::string& part, const std::string& replacement) {
+  std::string text = blank_text();
+  const std::size_t begin = text.find(part);
+  if (begin == std::string::npos) throw std::invalid_argument("not in the text: " + part);
+  return text.replace(begin, part.size(), replacement);
+}
+
+TEST(Image, of_a_new_4442) {
+  const Image image(find_kind("4442"));
+  const auto memory = image.field("memory");
+  ASSERT_EQ(memory.size(), 256U);
+  EXPECT_THAT(memory.first(9), ElementsAreArray(hex("A2 13 10 91 FF FF 81 15 FF")));
+  for (std::size_t address = 8; address < 256; ++address)
+    EXPECT_EQ(memory[address], 0xFF);
+  EXPECT_THAT(image.field("code"), ElementsAreArray(hex("FF FF FF")));
+  EXPECT_THAT(image.field("counter"), ElementsAreArray(hex("07")));
+  EXPECT_THAT(address_list(image.field("protected")),
+              testing::ElementsAre("0x00-0x03", "0x06-0x07", "0x15-0x1A"));
+}
+
+TEST(Image, of_a_new_4432_has_no_code) {
+  const Image image(find_kind("4432"));
+  EXPECT_FALSE(image.has("code"));
+  EXPECT_FALSE(image.has("counter"));
+  EXPECT_TRUE(image.field("code").empty());
+  EXPECT_TRUE(image.has("memory"));
+}
+
+TEST(Image, has_the_bytes_of_a_hand_written_file) {
+  std::string memory;
+  for (int address = 0; address < 256; address += 8)
+    memory += fmt::format("{:04x}:01 02 03 04  05 06 07 08\n", address);
+  const Image image = parse_image(
+      "kind = '4442'\nformat = 1\n# a comment\ncounter = 3\ncode = '0a0B0c'\n"
+      "protected = ['0x1F', \"0-1\"]\nmemory = \"\"\"\n" +
+          memory + "\n\"\"\"\n",
+      "card");
+  EXPECT_EQ(image.kind().name, "4442");
+  EXPECT_THAT(image.field("code"), ElementsAreArray(hex("0A 0B 0C")));
+  EXPECT_THAT(image.field("counter"), ElementsAreArray(hex("03")));
+  EXPECT_THAT(address_list(image.field("protected")), testing::ElementsAre("0x00-0x01", "0x1F"));
+  EXPECT_EQ(image.field("memory")[0xFF], 0x08);
+  EXPECT_EQ(image.field("memory")[0xF8], 0x01);
+}
+
+TEST(Image, comes_back_from_its_file) {
+  const TemporaryFolder folder;
+  for (const Kind& kind : kinds()) {
+    Image image(kind);
+    std::uint8_t value = 1;
+    for (const Field& field : kind.fields)
+      for (std::uint8_t& byte : image.field(field.name)) {
+        value = static_cast<std::uint8_t>(value * 5 + 3);
+        if (field.form == FieldForm::addresses) byte = value >> 4U & 1U;
+        if (field.form == FieldForm::number) byte = static_cast<std::uint8_t>(field.extent - 1);
+        if (field.form == FieldForm::bytes || field.form == FieldForm::memory) byte = value;
+      }
+    save_image(image, folder.path() / "card");
+    const Image again = load_image(folder.path() / "card");
+    EXPECT_EQ(again.kind().name, kind.name);
+    for (const Field& field : kind.fields)
+      EXPECT_THAT(again.field(field.name), ElementsAreArray(image.field(field.name))) << field.name;
+  }
+}
+
+struct Damage {
+  const char* part;
+  const char* replacement;
+  const char* complaint;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Damage& damage) {
+  return stream << testing::PrintToString(damage.part) << " -> "
+                << testing::PrintToString(damage.replacement);
+}
+
+class DamagedImage : public testing::TestWithParam<Damage> {};
+
+TEST_P(DamagedImage, is_refused_with_one_line_that_says_where) {
+  const auto& [part, replacement, complaint] = GetParam();
+  const std::string said = complaint_about(with(part, replacement));
+  EXPECT_EQ(said, complaint);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Image, DamagedImage,
+    testing::Values(
+        Damage{"format = 1\n", "", "card: format is missing"},
+        Damage{"format = 1\n", "format = 2\n", "card:2: format must be 1"},
+        Damage{"format = 1\n", "format = \"1\"\n", "card:2: format must be 1"},
+        Damage{"kind = \"4442\"\n", "", "card: kind is missing"},
+        Damage{"kind = \"4442\"", "kind = 4442", "card:3: kind must be a string"},
+        Damage{"kind = \"4442\"", "kind = \"4443\"",
+               "card:3: unknown kind of card \"4443\" (known: 4442, 4432)"},
+        Damage{"kind = \"4442\"", "kind = \"4432\"", "card:4: unknown key code for a 4432"},
+        Damage{"counter = 7\n", "counter = 7\ncolour = 1\n",
+               "card:6: unknown key colour for a 4442"},
+        Damage{"counter = 7\n", "", "card: counter is missing"},
+        Damage{"counter = 7\n", "counter = 8\n", "card:5: counter must be 0 to 7"},
+        Damage{"counter = 7\n", "counter = -1\n", "card:5: counter must be 0 to 7"},
+        Damage{"counter = 7\n", "counter = 7.0\n", "card:5: counter must be 0 to 7"},
+        Damage{"code = \"FF FF FF\"", "code = \"FF FF\"",
+               "card:4: code must be 3 bytes in hexadecimal"},
+        Damage{"code = \"FF FF FF\"", "code = \"FF FF FG\"",
+               "card:4: code must be 3 bytes in hexadecimal"},
+        Damage{"code = \"FF FF FF\"", "code = 16777215", "card:4: code must be a string"},
+        Damage{"protected = [", "protected = [\"0x20\", ",
+               "card:6: protected: an address or a range like \"0x00-0x03\" is expected, up to "
+               "0x1F"},
+        Damage{"protected = [", "protected = [5, ",
+               "card:6: protected: an address or a range like \"0x00-0x03\" is expected, up to "
+               "0x1F"},
+        Damage{"protected = [", "protected = [\"3-2\", ",
+               "card:6: protected: an address or a range like \"0x00-0x03\" is expected, up to "
+               "0x1F"},
+        Damage{"protected = [\"0x00-0x03\", \"0x06-0x07\", \"0x15-0x1A\"]", "protected = \"0x00\"",
+               "card:6: protected must be an array"},
+        Damage{"00F0: FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF\n", "",
+               "card:7: memory has 240 bytes, but a card of this kind has 256"},
+        Damage{"0010: FF", "0010:", "card:10: address 001F expected"},
+        Damage{"0010: FF", "0010: FF FF", "card:10: address 0021 expected"},
+        Damage{"00F0: FF", "00F0: FF FF", "card:23: more than the 256 bytes of this kind of card"},
+        Damage{"0020: FF", "0021: FF", "card:10: address 0020 expected"},
+        Damage{"0020: FF", "FF", "card:10: a line of memory is ADDRESS: BYTES"},
+        Damage{"0020: FF", "-0020: FF", "card:10: address 0020 expected"},
+        Damage{"0000: A2", "0000: A", "card:8: bytes are pairs of hexadecimal digits"},
+        Damage{"0000: A2", "0000: ZZ", "card:8: bytes are pairs of hexadecimal digits"}));
+
+TEST(Image, must_have_a_memory) {
+  const std::string text = blank_text();
+  EXPECT_EQ(complaint_about(text.substr(0, text.find("memory"))), "card: memory is missing");
+}
+
+TEST(Image, must_be_toml) {
+  EXPECT_THAT(complaint_about("format = \n"), StartsWith("card:1: "));
+  EXPECT_THAT(complaint_about(blank_text() + "code = \"00 00 00\"\n"), StartsWith("card:25: "));
+  EXPECT_EQ(complaint_about(""), "card: format is missing");
+}
+
+TEST(Image, may_not_be_garbage) {
+  std::string garbage(5000, '\0');
+  unsigned seed = 1;
+  for (char& character : garbage) {
+    seed = seed * 1103515245U + 12345U;
+    character = static_cast<char>(seed >> 16U & 0xFFU);
+  }
+  const std::string said = complaint_about(garbage);
+  EXPECT_THAT(said, StartsWith("card:"));
+  EXPECT_THAT(said, Not(HasSubstr("\n")));
+}
+
+TEST(Image, may_be_cut_nowhere) {
+  const std::string text = blank_text();
+  for (std::size_t length = 0; length + 1 < text.size(); ++length)
+    EXPECT_NE(complaint_about(text.substr(0, length)), "") << length;
+}
+
+class ImageFile : public testing::Test {
+ protected:
+  std::string complaint() const {
+    try {
+      load_image(path);
+      return {};
+    } catch (const Error& error) {
+      return error.what();
+    }
+  }
+
+  TemporaryFolder folder;
+  std::filesystem::path path = folder.path() / "card";
+  Image image{find_kind("4442")};
+};
+
+TEST_F(ImageFile, must_be_there) {
+  EXPECT_EQ(complaint(), path.string() + ": cannot open: No such file or directory");
+}
+
+TEST_F(ImageFile, must_be_a_file) {
+  std::filesystem::create_directory(path);
+  EXPECT_EQ(complaint(), path.string() + ": not a regular file");
+  std::filesystem::remove(path);
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(complaint(), path.string() + ": not a regular file");
+}
+
+TEST_F(ImageFile, may_not_be_huge) {
+  test::write_file(path, "x");
+  std::filesystem::resize_file(path, std::uintmax_t{1} << 32U);
+  EXPECT_EQ(complaint(), path.string() + ": too large");
+}
+
+TEST_F(ImageFile, keeps_its_permissions) {
+  save_image(image, path);
+  std::filesystem::permissions(path, std::filesystem::perms(0604));
+  save_image(image, path);
+  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0604));
+}
+
+TEST_F(ImageFile, is_replaced_behind_a_symbolic_link) {
+  const auto link = folder.path() / "link";
+  test::write_file(path, "");
+  std::filesystem::create_symlink(path, link);
+  save_image(image, link);
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_EQ(test::content_of(path), to_text(image));
+}
+
+TEST_F(ImageFile, leaves_nothing_else_in_its_folder) {
+  save_image(image, path);
+  save_image(image, path);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST_F(ImageFile, cannot_be_written_where_no_file_can_be) {
+  EXPECT_THROW(save_image(image, folder.path() / "missing" / "card"), Error);
+  EXPECT_THROW(save_image(image, folder.path()), Error);
+}
+
+TEST_F(ImageFile, is_written_when_the_chip_has_changed) {
+  save_image(image, path);
+  CardFile card(path);
+  std::filesystem::remove(path);
+  card.save();
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+/// Writes one image after another until it is killed; tells when the first is there.
+[[noreturn]] void write_for_ever(const std::filesystem::path& path, int told) {
+  Image image(find_kind("4442"));
+  for (std::uint8_t value = 0;; ++value) {
+    std::ranges::fill(image.field("memory"), value);
+    save_image(image, path);
+    if (value == 0 && ::write(told, "!", 1) != 1) ::_exit(1);
+  }
+}
+
+TEST_F(ImageFile, survives_a_kill_at_any_moment) {
+  for (unsigned kill = 0; kill < 60; ++kill) {
+    int channel[2];
+    ASSERT_EQ(::pipe(channel), 0);
+    const FileDescriptor reading(channel[0]);
+    const FileDescriptor writing(channel[1]);
+    const pid_t writer = ::fork();
+    ASSERT_GE(writer, 0);
+    if (writer == 0) write_for_ever(path, channel[1]);
+    char told = 0;
+    ASSERT_EQ(::read(reading.get(), &told, 1), 1);
+    ::usleep(kill * 37);
+    ASSERT_EQ(::kill(writer, SIGKILL), 0);
+    ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
+
+    const Image loaded = load_image(path);
+    EXPECT_THAT(loaded.field("memory"), testing::Each(loaded.field("memory").front()));
+  }
+}
+
+}  // namespace
+}  // namespace quorra::simulator

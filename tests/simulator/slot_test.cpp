@@ -1,0 +1,92 @@
+#include "simulator/cards/slot.hpp"
+
+#include <gtest/gtest.h>
+
+#include <utility>
+#include <vector>
+
+#include "simulator/cards/kinds.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+/// Notes what it is told, and pulls IO low while CLK is high.
+class ListeningChip final : public Chip {
+ public:
+  ListeningChip() : Chip(Image(find_kind("4432"))) {}
+
+  void contacts_changed(const Contacts& before, const Contacts& now) override {
+    changes.emplace_back(before, now);
+    pull_io_low(now.clk);
+  }
+
+  std::vector<std::pair<Contacts, Contacts>> changes;
+};
+
+TEST(Slot, reads_io_as_the_reader_leaves_it_when_it_is_empty) {
+  Slot slot;
+  EXPECT_FALSE(slot.occupied());
+  slot.set_vcc(true);
+  slot.set_io(true);
+  EXPECT_TRUE(slot.read_io());
+  slot.set_io(false);
+  EXPECT_FALSE(slot.read_io());
+}
+
+TEST(Slot, tells_the_chip_of_each_change_once) {
+  Slot slot;
+  ListeningChip chip;
+  slot.insert(chip);
+  slot.set_vcc(true);
+  slot.set_vcc(true);
+  slot.set_rst(false);
+  slot.clock_pulse();
+  ASSERT_EQ(chip.changes.size(), 3U);
+  EXPECT_EQ(chip.changes[0].first, Contacts{});
+  EXPECT_EQ(chip.changes[0].second, Contacts{.vcc = true});
+  EXPECT_EQ(chip.changes[1].second, (Contacts{.vcc = true, .clk = true}));
+  EXPECT_EQ(chip.changes[2].first, (Contacts{.vcc = true, .clk = true}));
+  EXPECT_EQ(chip.changes[2].second, Contacts{.vcc = true});
+}
+
+TEST(Slot, has_io_low_when_either_side_pulls_it) {
+  Slot slot;
+  ListeningChip chip;
+  slot.insert(chip);
+  slot.set_vcc(true);
+  slot.set_io(true);
+  EXPECT_TRUE(slot.read_io());
+  slot.set_clk(true);
+  EXPECT_FALSE(slot.read_io());
+  slot.set_clk(false);
+  slot.set_io(false);
+  EXPECT_FALSE(slot.read_io());
+}
+
+TEST(Slot, drives_all_contacts_a_card_can_have) {
+  Slot slot;
+  ListeningChip chip;
+  slot.insert(chip);
+  slot.set_rst(true);
+  slot.set_c4(true);
+  slot.set_c8(true);
+  EXPECT_EQ(chip.changes.back().second, (Contacts{.rst = true, .c4 = true, .c8 = true}));
+}
+
+TEST(Slot, takes_power_away_when_the_card_goes) {
+  Slot slot;
+  ListeningChip chip;
+  slot.insert(chip);
+  slot.set_vcc(true);
+  slot.set_clk(true);
+  slot.remove();
+  EXPECT_FALSE(slot.occupied());
+  EXPECT_FALSE(slot.powered());
+  EXPECT_EQ(chip.changes.back().second, Contacts{});
+  const auto told = chip.changes.size();
+  slot.set_vcc(true);
+  EXPECT_EQ(chip.changes.size(), told);
+}
+
+}  // namespace
+}  // namespace quorra::simulator

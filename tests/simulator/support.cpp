@@ -1,0 +1,154 @@
+#include "tests/simulator/support.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+#include "simulator/cards/kinds.hpp"
+#include "simulator/text.hpp"
+
+namespace quorra::simulator::test {
+namespace {
+
+/// Longer than any load on the machine should make a test wait; then something is wrong.
+constexpr int patience_ms = 60'000;
+
+std::uint8_t sum(std::span<const std::uint8_t> bytes) {
+  return std::accumulate(bytes.begin(), bytes.end(), std::uint8_t{0},
+                         [](std::uint8_t left, std::uint8_t right) {
+                           return static_cast<std::uint8_t>(left ^ right);
+                         });
+}
+
+Bytes framed(std::initializer_list<std::uint8_t> begin, std::string_view body) {
+  Bytes frame = begin;
+  const Bytes rest = hex(body);
+  frame.push_back(static_cast<std::uint8_t>(rest.size()));
+  frame.insert(frame.end(), rest.begin(), rest.end());
+  frame.push_back(sum(frame));
+  return frame;
+}
+
+bool becomes_ready(int descriptor, short events, int timeout_ms) {
+  pollfd polled{.fd = descriptor, .events = events, .revents = 0};
+  return ::poll(&polled, 1, timeout_ms) > 0 && (polled.revents & events) != 0;
+}
+
+std::string device_named_by(const std::filesystem::path& configuration) {
+  const std::string content = content_of(configuration);
+  const std::size_t begin = content.find("\nP=");
+  if (begin == std::string::npos) throw std::runtime_error("no device in " + content);
+  return content.substr(begin + 3, content.find('\n', begin + 1) - begin - 3);
+}
+
+}  // namespace
+
+Bytes hex(std::string_view text) {
+  auto bytes = parse_hex(text);
+  if (!bytes) throw std::invalid_argument("not hexadecimal");
+  return *std::move(bytes);
+}
+
+Bytes request(std::uint8_t command, std::string_view body) {
+  return framed({0xAA, command, 0x00}, body);
+}
+
+Bytes reply(std::uint8_t status, std::string_view data) {
+  return framed({0x55, status, 0x00}, data);
+}
+
+std::string content_of(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void write_file(const std::filesystem::path& path, std::string_view content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+RawClient::RawClient(const std::filesystem::path& configuration)
+    : device_(::open(device_named_by(configuration).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+  termios settings{};
+  ::tcgetattr(device_.get(), &settings);
+  ::cfmakeraw(&settings);
+  if (::tcsetattr(device_.get(), TCSANOW, &settings) != 0)
+    throw std::runtime_error("the device cannot be set up");
+}
+
+void RawClient::send(std::span<const std::uint8_t> bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t sent = ::write(device_.get(), bytes.data(), bytes.size());
+    if (sent < 0) throw std::runtime_error("write: " + system_error_text());
+    bytes = bytes.subspan(static_cast<std::size_t>(sent));
+  }
+}
+
+Bytes RawClient::receive(std::size_t count) const {
+  Bytes bytes(count);
+  std::size_t filled = 0;
+  while (filled < count) {
+    if (!becomes_ready(device_.get(), POLLIN, patience_ms))
+      throw std::runtime_error("nothing comes any more");
+    const ssize_t received = ::read(device_.get(), bytes.data() + filled, count - filled);
+    if (received <= 0) throw std::runtime_error("the line is gone");
+    filled += static_cast<std::size_t>(received);
+  }
+  return bytes;
+}
+
+Bytes RawClient::receive_reply() const {
+  Bytes frame = receive(4);
+  const Bytes rest = receive(frame[3] + std::size_t{1});
+  frame.insert(frame.end(), rest.begin(), rest.end());
+  return frame;
+}
+
+Bytes RawClient::exchange(std::span<const std::uint8_t> bytes) const {
+  send(bytes);
+  return receive_reply();
+}
+
+bool RawClient::has_bytes() const { return becomes_ready(device_.get(), POLLIN, 0); }
+
+bool RawClient::sees_hang_up() const { return becomes_ready(device_.get(), POLLHUP, patience_ms); }
+
+std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view kind,
+                               std::string_view name) {
+  auto path = folder.path() / name;
+  save_image(Image(find_kind(kind)), path);
+  return path;
+}
+
+ServedBench::ServedBench(const Options& options)
+    : bench_(options, folder_.path() / "reader.conf"),
+      host_(bench_.configuration()),
+      now_(Clock::now()) {}
+
+void ServedBench::send(std::span<const std::uint8_t> bytes) {
+  host_.send(bytes);
+  // The kernel carries bytes over at a time of its own.
+  int waiting = 0;
+  while (static_cast<std::size_t>(waiting) < bytes.size()) {
+    becomes_ready(bench_.descriptor(), POLLIN, patience_ms);
+    if (::ioctl(bench_.descriptor(), FIONREAD, &waiting) != 0)
+      throw std::runtime_error("ioctl: " + system_error_text());
+  }
+  bench_.serve(now_, true, true);
+}
+
+Bytes ServedBench::exchange(std::span<const std::uint8_t> bytes) {
+  send(bytes);
+  return host_.receive_reply();
+}
+
+}  // namespace quorra::simulator::test

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulator/bench.hpp"
+#include "simulator/files.hpp"
+#include "simulator/options.hpp"
+
+namespace quorra::simulator::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Bytes written in hexadecimal.
+Bytes hex(std::string_view text);
+
+/// The request frame with that command byte and body, flag 0.
+Bytes request(std::uint8_t command, std::string_view body);
+/// The reply frame with that STATUS and data.
+Bytes reply(std::uint8_t status, std::string_view data = "");
+
+/// The whole content of a file.
+std::string content_of(const std::filesystem::path& path);
+void write_file(const std::filesystem::path& path, std::string_view content);
+
+/// A host at the other end of the line: it opens the device that a configuration file names.
+class RawClient {
+ public:
+  explicit RawClient(const std::filesystem::path& configuration);
+
+  void send(std::span<const std::uint8_t> bytes) const;
+  /// Waits until that many bytes have come.
+  Bytes receive(std::size_t count) const;
+  /// Receives a frame: header, data, check byte.
+  Bytes receive_reply() const;
+  Bytes exchange(std::span<const std::uint8_t> bytes) const;
+  /// Whether bytes are waiting at this moment.
+  bool has_bytes() const;
+  /// Waits until the other end has hung up, or until `seconds` have passed.
+  bool sees_hang_up() const;
+
+ private:
+  FileDescriptor device_;
+};
+
+/// A new card of that kind in a file.
+std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view kind,
+                               std::string_view name = "card");
+
+/// A bench that the test itself serves, with a time that only the test moves, and a host.
+class ServedBench {
+ public:
+  explicit ServedBench(const Options& options = {});
+
+  Bench& bench() { return bench_; }
+  const RawClient& host() const { return host_; }
+  Time now() const { return now_; }
+  void pass(Duration duration) { now_ += duration; }
+
+  /// Sends bytes and lets the bench do what it can at this time.
+  void send(std::span<const std::uint8_t> bytes);
+  Bytes exchange(std::span<const std::uint8_t> bytes);
+
+ private:
+  TemporaryFolder folder_;
+  Bench bench_;
+  RawClient host_;
+  Time now_;
+};
+
+}  // namespace quorra::simulator::test
