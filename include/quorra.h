@@ -249,6 +249,262 @@ int pwr_4432(int handle, int address, int count, const unsigned char *buffer);
 /* As chk_4442, which cannot tell the two cards apart. */
 int chk_4432(int handle);
 
+/* ---- 4428 and 4418 cards ----------------------------------------------------------------------
+ *
+ * 1024 bytes, each with a protection bit that makes it read-only for good. The 4428 has a two-byte
+ * security code in its last two bytes and an error counter before them; it is written only after the
+ * code was presented, and eight wrong codes in a row lock it for good. The 4418 is the same card
+ * without the code.
+ */
+
+/*
+ * Reads `count` bytes at `address` into `buffer` (room for `count` bytes).
+ *
+ * address: 0 to 1023. count: 1 to 1024 - address.
+ *
+ * Returns 0; -144 (address); -143 (count, or buffer is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int srd_4428(int handle, int address, int count, unsigned char *buffer);
+
+/*
+ * Writes the `count` bytes of `buffer` at `address`. The last three bytes are out of its reach.
+ *
+ * address: 0 to 1020. count: 1 to 1021 - address.
+ *
+ * Returns 0; -144 (address); -143 (count, or buffer is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int swr_4428(int handle, int address, int count, const unsigned char *buffer);
+
+/*
+ * Reads `count` bytes with their protection bits: two bytes of `buffer` (room for 2 x count bytes)
+ * for each byte of the card, as the reader delivers them.
+ *
+ * Arguments and results as swr_4428.
+ */
+int rdwpb_4428(int handle, int address, int count, unsigned char *buffer);
+
+/* Writes `count` bytes and protects each of them. Arguments and results as swr_4428. */
+int wrwpb_4428(int handle, int address, int count, const unsigned char *buffer);
+
+/*
+ * Protects `count` bytes; `buffer` holds the bytes that the card's memory has there. Arguments and
+ * results as swr_4428.
+ */
+int pwr_4428(int handle, int address, int count, const unsigned char *buffer);
+
+/*
+ * Presents the security code. A wrong code uses up one of eight attempts, the right one restores
+ * them and opens the card for writing until it loses power.
+ *
+ * length: 2. code: 2 bytes.
+ *
+ * Returns 0; -143 (length, or code is a null pointer); a link code; the negated STATUS.
+ */
+int csc_4428(int handle, int length, const unsigned char *code);
+
+/* Writes a new security code. Arguments and results as csc_4428. */
+int wsc_4428(int handle, int length, const unsigned char *code);
+
+/* Reads the security code into `code` (room for 2 bytes). Arguments and results as csc_4428. */
+int rsc_4428(int handle, int length, unsigned char *code);
+
+/*
+ * Reads how many attempts at the security code are left: the number of set bits, 0 to 8, of the
+ * card's error counter. On failure *counter stays as it was.
+ *
+ * Returns 0; -143 (counter is a null pointer); a link code; the negated STATUS.
+ */
+int rsct_4428(int handle, int *counter);
+
+/*
+ * Tests whether a 4428 card is in the reader: its first bytes are 0x92, 0x23, 0x10 and 0x91.
+ *
+ * Returns 0; -133 (another card); a link code; the negated STATUS.
+ */
+int chk_4428(int handle);
+
+/* As srd_4428. Addresses above 255 reach the reader with their low byte in both address bytes. */
+int srd_4418(int handle, int address, int count, unsigned char *buffer);
+
+/* As swr_4428, for all of the card: address 0 to 1023, count 1 to 1024 - address. */
+int swr_4418(int handle, int address, int count, const unsigned char *buffer);
+
+/* As rdwpb_4428, with the arguments of swr_4418. */
+int rdwpb_4418(int handle, int address, int count, unsigned char *buffer);
+
+/* As wrwpb_4428, with the arguments of swr_4418. */
+int wrwpb_4418(int handle, int address, int count, const unsigned char *buffer);
+
+/* As pwr_4428, with the arguments of swr_4418. */
+int pwr_4418(int handle, int address, int count, const unsigned char *buffer);
+
+/* Returns 0 always and sends nothing: there is nothing to tell this card by. */
+int chk_4418(int handle);
+
+/* ---- 24C series -------------------------------------------------------------------------------
+ *
+ * Two-wire EEPROM cards: 24c01a (128 bytes), 24c02 (256), 24c04 (512), 24c08 (1024), 24c16 (2048),
+ * 24c32 (4096) and 24c64 (8192).
+ */
+
+/*
+ * Each reads `count` bytes at `address` into `buffer` (room for `count` bytes).
+ *
+ * address: 0 to size - 1. count: 1 to size - address.
+ *
+ * Returns 0; -144 (address); -143 (count, or buffer is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int srd_24c01a(int handle, int address, int count, unsigned char *buffer);
+int srd_24c02(int handle, int address, int count, unsigned char *buffer);
+int srd_24c04(int handle, int address, int count, unsigned char *buffer);
+int srd_24c08(int handle, int address, int count, unsigned char *buffer);
+int srd_24c16(int handle, int address, int count, unsigned char *buffer);
+int srd_24c32(int handle, int address, int count, unsigned char *buffer);
+int srd_24c64(int handle, int address, int count, unsigned char *buffer);
+
+/*
+ * Each writes the `count` bytes of `buffer` at `address`.
+ *
+ * Arguments and results as for reading, but swr_24c04 returns -144 for a count above
+ * size - address.
+ */
+int swr_24c01a(int handle, int address, int count, const unsigned char *buffer);
+int swr_24c02(int handle, int address, int count, const unsigned char *buffer);
+int swr_24c04(int handle, int address, int count, const unsigned char *buffer);
+int swr_24c08(int handle, int address, int count, const unsigned char *buffer);
+int swr_24c16(int handle, int address, int count, const unsigned char *buffer);
+int swr_24c32(int handle, int address, int count, const unsigned char *buffer);
+int swr_24c64(int handle, int address, int count, const unsigned char *buffer);
+
+/*
+ * Each tests whether a card of its size is in the reader. A test writes to the card, at the last
+ * address of its size and in the tests of larger sizes that it calls, and puts back what was there.
+ * On a smaller card than the one tested for, other bytes may stay changed.
+ *
+ * Returns 0; -133 (another card, none, or any failure).
+ */
+int chk_24c01a(int handle);
+int chk_24c02(int handle);
+int chk_24c04(int handle);
+int chk_24c08(int handle);
+int chk_24c16(int handle);
+int chk_24c32(int handle);
+int chk_24c64(int handle);
+
+/*
+ * Each tests whether the card passes as one of 256, 512, 1024, 2048 or 4096 bytes, or as a larger
+ * one. The tests above call them. Results as above.
+ */
+int chk_up02(int handle);
+int chk_up04(int handle);
+int chk_up08(int handle);
+int chk_up16(int handle);
+int chk_up32(int handle);
+
+/* ---- 93C series -------------------------------------------------------------------------------
+ *
+ * Three-wire EEPROM cards: 93c46a (64 words of 2 bytes), 93c46 (128 bytes), 93c57 (256) and 93c66
+ * (512). For the 93c46a, address, count and size are in words, and a buffer holds 2 x count bytes.
+ */
+
+/*
+ * Each reads `count` units at `address` into `buffer`.
+ *
+ * address: 0 to size - 1. count: 1 to size - address.
+ *
+ * Returns 0; -144 (address; srd_93c57 also for a count above size - address); -143 (count, or buffer
+ * is a null pointer); a link code; the negated STATUS.
+ */
+int srd_93c46a(int handle, int address, int count, unsigned char *buffer);
+int srd_93c46(int handle, int address, int count, unsigned char *buffer);
+int srd_93c57(int handle, int address, int count, unsigned char *buffer);
+int srd_93c66(int handle, int address, int count, unsigned char *buffer);
+
+/*
+ * Each writes the `count` units of `buffer` at `address`.
+ *
+ * address: 0 to size - 1. count: 1 to size - address.
+ *
+ * Returns 0; -144 (address); -143 (count, or buffer is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int swr_93c46a(int handle, int address, int count, const unsigned char *buffer);
+int swr_93c46(int handle, int address, int count, const unsigned char *buffer);
+int swr_93c57(int handle, int address, int count, const unsigned char *buffer);
+int swr_93c66(int handle, int address, int count, const unsigned char *buffer);
+
+/* Each erases the whole card. Returns 0; a link code; the negated STATUS. */
+int eral_93c46a(int handle);
+int eral_93c46(int handle);
+int eral_93c57(int handle);
+int eral_93c66(int handle);
+
+/*
+ * Each fills the whole card with a value of the reader's choice. Returns 0; a link code; the negated
+ * STATUS.
+ */
+int wral_93c46a(int handle);
+int wral_93c46(int handle);
+int wral_93c57(int handle);
+int wral_93c66(int handle);
+
+/*
+ * Each tests whether a card of its size is in the reader. A test writes to the card, at the last
+ * address of its size and in the test of the next size that it calls, and puts back what was there.
+ * chk_up57 tests whether the card passes as a 93c57 or a larger one.
+ *
+ * Returns 0; -133 (another card, none, or any failure).
+ */
+int chk_93c46a(int handle);
+int chk_93c46(int handle);
+int chk_93c57(int handle);
+int chk_93c66(int handle);
+int chk_up57(int handle);
+
+/* ---- 45D041 card ------------------------------------------------------------------------------
+ *
+ * A flash memory of 2048 pages of 264 bytes. A position is a page and an offset in it; a transfer
+ * goes on from page to page.
+ */
+
+/*
+ * Reads `count` bytes at `page` and `offset` into `buffer` (room for `count` bytes), after a check
+ * that the card is there.
+ *
+ * page: up to 2047; a negative one is not refused, and means what the reader makes of it.
+ * offset: 0 to 263. count: 1 to (2048 - page) x 264 - offset.
+ *
+ * Returns 0; -143 (count, or buffer is a null pointer); -144 (page or offset); -128 (the card is not
+ * there, or the check failed); a link code; the negated STATUS. The count is checked to be positive
+ * before the position is looked at.
+ */
+int srd_45d041(int handle, int page, int offset, int count, unsigned char *buffer);
+
+/*
+ * Writes the `count` bytes of `buffer` at `page` and `offset`, after a check that the card is there.
+ *
+ * Arguments and results as srd_45d041, but -129 for a card that is not there.
+ */
+int swr_45d041(int handle, int page, int offset, int count, const unsigned char *buffer);
+
+/*
+ * Reads the card's status byte into *status. On failure *status stays as it was.
+ *
+ * Returns 0; -143 (status is a null pointer); a link code; the negated STATUS.
+ */
+int rdstrg_45d041(int handle, unsigned char *status);
+
+/*
+ * Tests whether a 45D041 card is in the reader: its status byte is neither 0x00 nor 0xFF. It is read
+ * up to three times.
+ *
+ * Returns 0; -133 (no such card); a link code; the negated STATUS.
+ */
+int chk_45d041(int handle);
+
 /* ---- The link's own building blocks -----------------------------------------------------------
  *
  * For programs that speak to the reader in frames of their own. A request is 0xAA, command, flag,

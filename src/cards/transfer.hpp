@@ -5,18 +5,24 @@
 
 namespace quorra {
 
-// A memory as one function reaches it.
+// The most bytes of card memory that one frame carries.
+inline constexpr int largest_chunk = 144;
+
+// A memory as one function reaches it. Addresses and counts are in the card's own unit.
 struct Memory {
   Command command;
   CardType card;
   int address_end;  // the first address that is refused with -144
-  int size;         // a transfer that runs past it is refused with -143
+  int size;         // a transfer that runs past it is refused with `past_end`
+
+  Code past_end = bad_length;
+  int bytes_per_unit = 1;  // in the caller's buffer and on the line
+  int chunk = largest_chunk;
+  bool low_byte_twice = false;  // the low address byte also stands where the high one belongs
 };
 
-// 0, -144 (address) or -143 (count, or buffer is a null pointer), in this order.
-int check_transfer(const Memory& memory, int address, int count, const unsigned char* buffer);
-
-// Checks the arguments, then transfers `count` bytes frame by frame.
+// Checks the arguments, then transfers `count` units frame by frame. Returns -144 (address), -143
+// (count below 1, or buffer is a null pointer), `past_end`, a link code or the negated STATUS.
 int read_memory(int handle, const Memory& memory, int address, int count, unsigned char* buffer);
 int write_memory(int handle, const Memory& memory, int address, int count,
                  const unsigned char* buffer);

@@ -9,9 +9,11 @@ enum Code : int {
   no_configuration = -1,
   no_device = -16,
   bad_start_byte = -128,
-  not_verified = -128,  // reading back after a write failed
+  not_verified = -128,     // reading back after a write failed
+  no_card_to_read = -128,  // the card that has to be there before a transfer is not
   not_sent = -129,
   not_equal = -129,  // what was read back is not what was written
+  no_card_to_write = -129,
   timeout = -132,
   bad_reply_check = -133,
   not_this_card = -133,

@@ -21,12 +21,19 @@ inline constexpr int frame_max = frame_header_size + frame_body_max + 1;
 enum class Command : unsigned char {
   write = 0x60,
   read = 0x61,
+  write_pages = 0x62,
   present_code = 0x64,
   read_code = 0x65,
   write_code = 0x66,
   read_error_counter = 0x67,
+  write_with_protection = 0x6D,
+  read_with_protection = 0x6E,
+  write_protection_bits = 0x6F,
   read_protection = 0x74,
   write_protection = 0x75,
+  read_status_register = 0x77,
+  erase_all = 0x78,
+  write_all = 0x79,
   read_version = 0xB0,
   power_on = 0xB2,
   power_off = 0xB3,
@@ -37,24 +44,40 @@ enum class Command : unsigned char {
 };
 
 enum class CardType : unsigned char {
+  card_24c01a = 0x60,
+  card_24c02 = 0x61,
+  card_24c04 = 0x62,
+  card_24c16 = 0x64,
+  card_24c32 = 0x65,
+  card_24c64 = 0x66,
+  card_93c46a = 0x68,
+  card_93c46 = 0x69,
+  card_93c57 = 0x6A,
+  card_93c66 = 0x6B,
+  card_45d041 = 0x6E,
+  card_4418 = 0x76,
+  card_4428 = 0x77,
   card_4442 = 0x79,
   reader = 0x80,
 };
 
 // A request frame under construction. Its body begins with the card type, two bytes that are zero
-// and the address, high byte first; a request without parameters consists of just these.
+// for most cards, and the address; a request without parameters consists of just these.
 class Request {
  public:
-  Request(Command command, CardType card, int address = 0)
+  Request(Command command, CardType card, int address = 0) : Request(command, card, 0, address) {}
+
+  // `place` stands in the two bytes before the address, like the address with its high byte first.
+  Request(Command command, CardType card, int place, int address)
       : bytes_{start,
                static_cast<unsigned char>(command),
                0,
                0,
                static_cast<unsigned char>(card),
-               0,
-               0,
-               static_cast<unsigned char>(address / 256),
-               static_cast<unsigned char>(address - address / 256 * 256)} {}
+               high_byte(place),
+               low_byte(place),
+               high_byte(address),
+               low_byte(address)} {}
 
   Request& append(unsigned char byte) {
     if (size_ < frame_max - 1) bytes_[static_cast<std::size_t>(size_++)] = byte;
@@ -78,6 +101,9 @@ class Request {
 
  private:
   static constexpr unsigned char start = 0xAA;
+
+  static unsigned char high_byte(int value) { return static_cast<unsigned char>(value / 256); }
+  static unsigned char low_byte(int value) { return static_cast<unsigned char>(value % 256); }
 
   std::array<unsigned char, frame_max> bytes_;
   int size_ = frame_header_size + 5;

@@ -1,0 +1,173 @@
+#include "tests/support/memory_function.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <set>
+#include <string>
+
+namespace quorra::testing {
+namespace {
+
+constexpr unsigned char guard = 0xEE;
+
+std::string transfer_name(const MemoryFunction& function, int address, int count) {
+  return std::string(function.name) + "(" + std::to_string(address) + ", " + std::to_string(count) +
+         ")";
+}
+
+// The bytes that `call` leaves in a buffer with one more byte than it may fill.
+struct Buffer {
+  Buffer(const MemoryFunction& function, int address, int count)
+      : bytes(function.read != nullptr ? Bytes(size_of(function, count), guard)
+                                       : function.content(address, count)) {
+    bytes.push_back(guard);
+  }
+  static std::size_t size_of(const MemoryFunction& function, int count) {
+    return static_cast<std::size_t>(count) * static_cast<std::size_t>(function.bytes_per_unit);
+  }
+  Bytes bytes;
+};
+
+void expect_transfer(const MemoryFunction& function, Mode mode, int address, int count) {
+  Buffer buffer(function, address, count);
+  expect_result(
+      {transfer_name(function, address, count),
+       [&](int handle) { return function.call(handle, address, count, buffer.bytes.data()); },
+       function.exchanges(address, count)},
+      mode, 0);
+  EXPECT_EQ(buffer.bytes, function.content(address, count) + Bytes{guard})
+      << transfer_name(function, address, count);
+}
+
+}  // namespace
+
+int MemoryFunction::call(int handle, int address, int count, unsigned char* buffer) const {
+  return read != nullptr ? read(handle, address, count, buffer)
+                         : write(handle, address, count, buffer);
+}
+
+Bytes MemoryFunction::content(int address, int count) const {
+  Bytes bytes;
+  for (int at = address * bytes_per_unit; at < (address + count) * bytes_per_unit; ++at) {
+    bytes.push_back(static_cast<unsigned char>(at * 7 + at / 256 + 1));
+  }
+  return bytes;
+}
+
+std::vector<Exchange> MemoryFunction::exchanges(int address, int count) const {
+  std::vector<Exchange> all;
+  while (count > 0) {
+    const int taken = std::min(count, chunk);
+    const auto low = static_cast<unsigned char>(address % 256);
+    const auto high = low_byte_twice ? low : static_cast<unsigned char>(address / 256);
+    const Bytes data = content(address, taken);
+    const Bytes place = {card, 0, 0, high, low};
+    const Bytes body =
+        read != nullptr ? place + Bytes{0, static_cast<unsigned char>(taken)} : place + data;
+    all.push_back({sealed(Bytes{0xAA, command, 0, static_cast<unsigned char>(body.size())} + body),
+                   reply(0, read != nullptr ? data : Bytes{})});
+    address += taken;
+    count -= taken;
+  }
+  return all;
+}
+
+std::ostream& operator<<(std::ostream& stream, const MemoryFunction& function) {
+  return stream << function.name;
+}
+
+void expect_transfers(const MemoryFunction& function, Mode mode) {
+  std::set<int> counts = {1, 2, function.size};
+  for (const int chunks : {1, 2, 7}) {
+    for (const int difference : {-1, 0, 1})
+      counts.insert(chunks * function.chunk + difference);
+  }
+  for (const int count : counts) {
+    if (count > function.size) continue;
+    for (const int address : std::set<int>{0, (function.size - count) / 2, function.size - count}) {
+      if (address <= function.last_address) expect_transfer(function, mode, address, count);
+    }
+  }
+}
+
+void expect_transfer_failures(const MemoryFunction& function, Mode mode) {
+  const int count = std::min(function.size, 3 * function.chunk);
+  const std::vector<Exchange> exchanges = function.exchanges(0, count);
+  for (std::size_t frame = 0; frame < exchanges.size(); ++frame) {
+    Buffer buffer(function, 0, count);
+    expect_failures(
+        {transfer_name(function, 0, count),
+         [&](int handle) { return function.call(handle, 0, count, buffer.bytes.data()); },
+         exchanges},
+        mode, frame);
+    if (function.read == nullptr) continue;
+    const std::size_t received =
+        frame * static_cast<std::size_t>(function.chunk * function.bytes_per_unit);
+    const Bytes content = function.content(0, count);
+    Bytes expected(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(received));
+    expected.resize(content.size() + 1, guard);
+    EXPECT_EQ(buffer.bytes, expected) << "the frames before the failure stay, the rest is left";
+  }
+}
+
+void expect_transfer_refusals(const MemoryFunction& function) {
+  const int size = function.size;
+  const int last = function.last_address;
+  struct Refusal {
+    int address;
+    int count;
+    int result;
+  };
+  const Refusal refusals[] = {
+      {last + 1, 1, -144},
+      {last + 1, 0, -144},
+      {-1, 1, -144},
+      {-1, 0, -144},
+      {INT_MIN, 1, -144},
+      {INT_MAX, 1, -144},
+      {INT_MIN, INT_MIN, -144},
+      {INT_MAX, INT_MAX, -144},
+      {0, 0, -143},
+      {0, -1, -143},
+      {0, INT_MIN, -143},
+      {last, 0, -143},
+      {last, INT_MIN, -143},
+      {0, size + 1, function.past_end},
+      {0, INT_MAX, function.past_end},
+      {last, size - last + 1, function.past_end},
+      {last, INT_MAX, function.past_end},
+      {size / 2, size - size / 2 + 1, function.past_end},
+  };
+  Bytes buffer(16);
+  for (const Refusal& refusal : refusals) {
+    SCOPED_TRACE(transfer_name(function, refusal.address, refusal.count));
+    expect_refusal(refusal.result, [&](int handle) {
+      return function.call(handle, refusal.address, refusal.count, buffer.data());
+    });
+  }
+  expect_refusal(-143, [&](int handle) { return function.call(handle, 0, 1, nullptr); });
+}
+
+void expect_exact_reading(const MemoryFunction& function, Mode mode) {
+  const Bytes data = counting(255, 1);
+  const auto wanted = static_cast<std::size_t>(2 * function.bytes_per_unit);
+  for (const std::size_t brought :
+       {std::size_t{0}, std::size_t{1}, wanted, wanted + 1, data.size()}) {
+    std::vector<Exchange> exchanges = function.exchanges(1, 2);
+    exchanges[0].reply =
+        reply(0, Bytes(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(brought)));
+    Buffer buffer(function, 1, 2);
+    expect_result(
+        {std::string(function.name) + " with " + std::to_string(brought) + " bytes",
+         [&](int handle) { return function.call(handle, 1, 2, buffer.bytes.data()); }, exchanges},
+        mode, 0);
+    Bytes expected(data.begin(),
+                   data.begin() + static_cast<std::ptrdiff_t>(std::min(brought, wanted)));
+    expected.resize(wanted, 0);
+    EXPECT_EQ(buffer.bytes, expected + Bytes{guard});
+  }
+}
+
+}  // namespace quorra::testing
