@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading_protection{"reading the protection bits"};
+constexpr Operation reading_protection{.doing = "reading the protection bits", .done = "read"};
 constexpr Operation reading_attempts{"reading the attempts left"};
 constexpr Operation presenting{"presenting the code"};
 
@@ -13,24 +15,16 @@ int size_of(const Bytes& bytes) { return static_cast<int>(bytes.size()); }
 
 }  // namespace
 
-Bytes read_memory(const Connection& connection, const Card& card, Range range,
-                  const Operation& operation) {
-  Bytes bytes(static_cast<std::size_t>(range.count));
-  connection.run(operation, card.read, range.address, range.count, bytes.data());
-  return bytes;
-}
-
-std::vector<bool> read_protection(const Connection& connection, const Card& card) {
+std::vector<bool> read_protection(const Connection& connection, const Card& card, Range range) {
   if (!card.protection) return {};
-  Bytes bits(static_cast<std::size_t>(card.protection->bytes / 8));
-  connection.run(reading_protection, card.protection->read, size_of(bits), bits.data());
-  std::vector<bool> is_protected;
-  for (const unsigned char byte : bits) {
-    // The most significant bit belongs to the lowest address; 1 means writable.
-    for (int mask = 0x80; mask != 0; mask /= 2)
-      is_protected.push_back((byte & mask) == 0);
-  }
-  return is_protected;
+  range.count = std::min(range.end(), card.protection->bytes) - range.address;
+  if (range.count < 1) return {};
+  Bytes flags(static_cast<std::size_t>(range.count));
+  transfer(connection, card, range, reading_protection, [&](Range piece, int done) {
+    return connection.attempt(reading_protection, card.protection->read, piece.address, piece.count,
+                              flags.data() + done);
+  });
+  return {flags.begin(), flags.end()};
 }
 
 const SecurityCode& code_of(const Card& card) {

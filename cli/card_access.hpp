@@ -7,16 +7,13 @@
 
 #include "cli/connection.hpp"
 #include "cli/parse.hpp"
+#include "cli/transfer.hpp"
 
 namespace quorra::cli {
 
-// Reads `range` of the card's memory. Throws Failure.
-Bytes read_memory(const Connection& connection, const Card& card, Range range,
-                  const Operation& operation);
-
-// Reads which of the card's bytes are read-only for good: one flag for each byte that can be, from
-// address 0. Empty for a card without such protection. Throws Failure.
-std::vector<bool> read_protection(const Connection& connection, const Card& card);
+// Reads which bytes of the range are read-only for good: a flag for each byte, up to the last one
+// that can be. Empty if there is none. Throws Failure.
+std::vector<bool> read_protection(const Connection& connection, const Card& card, Range range);
 
 // The card's code functions. Throws UsageError if it has none.
 const SecurityCode& code_of(const Card& card);

@@ -1,6 +1,6 @@
-// The subcommands, one file each. An add_ function describes its subcommand to the command line and
-// has it carried out if it is the one that was asked for. It runs with `settings` as they are after
-// the whole command line was read; they outlive `program`.
+// The subcommands, one file each (fill.cpp has two). An add_ function describes its subcommand to
+// the command line and has it carried out if it is the one that was asked for. It runs with
+// `settings` as they are after the whole command line was read; they outlive `program`.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -10,8 +10,12 @@
 namespace quorra::cli {
 
 void add_info(CLI::App& program, const Settings& settings);
+void add_detect(CLI::App& program, const Settings& settings);
 void add_read(CLI::App& program, const Settings& settings);
 void add_write(CLI::App& program, const Settings& settings);
+void add_erase(CLI::App& program, const Settings& settings);
+void add_fill(CLI::App& program, const Settings& settings);
+void add_verify(CLI::App& program, const Settings& settings);
 void add_code(CLI::App& program, const Settings& settings);
 void add_protect(CLI::App& program, const Settings& settings);
 

@@ -72,7 +72,7 @@ std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& s
 }
 
 [[noreturn]] void throw_interrupted(const Operation& operation) {
-  throw Failure(fmt::format("{}: interrupted", operation.doing));
+  throw Interrupted(fmt::format("{}: interrupted", operation.doing));
 }
 
 // "The card is blocked." as part of another sentence: "the card is blocked".
@@ -96,7 +96,8 @@ Connection::Session::Session(const std::string& configuration, int speed) {
 Connection::Session::~Session() { ic_exit(handle_); }
 
 Connection::Connection(const Settings& settings)
-    : reader_(start_virtual_reader(checked(settings))),
+    : shows_progress_(!settings.quiet),
+      reader_(start_virtual_reader(checked(settings))),
       session_(reader_ ? (*reader_)->configuration().string() : *settings.configuration,
                settings.speed.value_or(default_speed)) {}
 

@@ -24,6 +24,7 @@ struct Settings {
   std::optional<std::string> configuration;  // the reader's configuration file
   std::optional<int> speed;                  // of the line to the reader
   std::optional<std::string> image;          // the card image for a virtual reader
+  bool quiet = false;                        // no progress is shown
 };
 
 // A session that is closed when this goes.
@@ -36,8 +37,8 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
   ~Connection();
 
-  // Calls a function of the library and returns its result. Throws Failure, without a call, if the
-  // user has interrupted the program.
+  // Calls a function of the library and returns its result. Throws Interrupted, without a call, if
+  // the user has interrupted the program.
   template <typename... Parameters, typename... Arguments>
   int attempt(const Operation& operation, int (*function)(int handle, Parameters...),
               Arguments... arguments) const {
@@ -63,6 +64,9 @@ class Connection {
   // ask. `warning` says what is about to happen.
   void confirm(const Operation& operation, std::string_view warning) const;
 
+  // Whether the user wants to see how far a long transfer is.
+  bool shows_progress() const { return shows_progress_; }
+
  private:
   class Session {
    public:
@@ -79,6 +83,7 @@ class Connection {
 
   void stop_if_interrupted(const Operation& operation) const;
 
+  bool shows_progress_;
   Interruption interruption_;
   std::unique_ptr<simulator::RunningReader> reader_;
   Session session_;

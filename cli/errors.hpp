@@ -17,19 +17,34 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The user ended the operation, by Ctrl-C for example.
+class Interrupted : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 // The command line asks for something that cannot be done: exit status 2.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Some numbers of the library mean one thing in these operations and another elsewhere.
-enum class OperationKind { ordinary, opening, probing, protecting };
+// Some numbers of the library mean one thing in these operations and another elsewhere. The guarded
+// ones begin with a check that the card is there.
+enum class OperationKind {
+  ordinary,
+  opening,
+  probing,
+  protecting,
+  guarded_reading,
+  guarded_writing,
+};
 
 // What the program is doing when it calls the library.
 struct Operation {
   std::string_view doing;  // "reading the card"
   OperationKind kind = OperationKind::ordinary;
+  std::string_view done = "done";  // of a transfer, what becomes of its bytes: "read"
 };
 
 // The result of probing for a card that is not there.

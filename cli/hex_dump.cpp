@@ -20,9 +20,10 @@ std::string hex_dump(int address, const Bytes& bytes, const std::vector<bool>& i
                      bool colour) {
   const auto style = colour ? fg(fmt::terminal_color::yellow) : fmt::text_style();
   const int end = address + static_cast<int>(bytes.size());
+  const int address_digits = end > 0x10000 ? 5 : 4;
   const auto marked = [&](int at) {
-    return static_cast<std::size_t>(at) < is_protected.size() &&
-           is_protected[static_cast<std::size_t>(at)];
+    const auto index = static_cast<std::size_t>(at - address);
+    return index < is_protected.size() && is_protected[index];
   };
 
   std::string dump;
@@ -43,7 +44,7 @@ std::string hex_dump(int address, const Bytes& bytes, const std::vector<bool>& i
       characters += is_printable(byte) ? static_cast<char>(byte) : '.';
       any_marked = any_marked || marked(at);
     }
-    dump += fmt::format("{:04X}  {} |{}|\n", row, cells, characters);
+    dump += fmt::format("{:0{}X}  {} |{}|\n", row, address_digits, cells, characters);
   }
   if (any_marked) {
     dump += fmt::format("{}  read-only for good\n", fmt::format(style, "{}", protected_sign));

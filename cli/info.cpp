@@ -1,18 +1,17 @@
 // quorra info
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <quorra.h>
 
 #include <algorithm>
 #include <array>
-#include <vector>
 
-#include "cli/card_access.hpp"
 #include "cli/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/hex_dump.hpp"
 #include "cli/options.hpp"
+#include "cli/parse.hpp"
+#include "cli/probing.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -24,16 +23,15 @@ constexpr int serial_number_length = 16;
 constexpr Operation reading_version{"reading the reader's version"};
 constexpr Operation reading_serial_number{"reading the serial number"};
 constexpr Operation asking_status{"asking whether the reader answers"};
-constexpr Operation probing{"looking for a card", OperationKind::probing};
 
 // The bytes as text, without zeros at the end, or in hex if they are no text.
 std::string text_or_hex(const Bytes& bytes) {
-  const auto end = std::find_if(bytes.rbegin(), bytes.rend(), [](unsigned char byte) {
-                     return byte != 0;
-                   }).base();
-  if (end == bytes.begin() || !std::all_of(bytes.begin(), end, is_printable))
-    return hex_text(bytes);
-  return {bytes.begin(), end};
+  Bytes text = bytes;
+  while (!text.empty() && text.back() == 0) {
+    text.pop_back();
+  }
+  const bool is_text = !text.empty() && std::all_of(text.begin(), text.end(), is_printable);
+  return is_text ? std::string(text.begin(), text.end()) : hex_text(bytes);
 }
 
 std::string library_version() {
@@ -49,20 +47,11 @@ Bytes read_text(const Connection& connection, const Operation& operation,
   return text;
 }
 
-// Kinds that the library cannot tell apart are named together.
+// Only probes that write nothing to the card.
 std::string card_in_slot(const Connection& connection) {
-  std::vector<std::string_view> found;
-  for (const Card& card : all_cards()) {
-    const int result = connection.attempt(probing, card.probe);
-    if (result == 0) {
-      found.push_back(card.name);
-    } else if (is_status(result, probing.kind)) {
-      return fmt::format("none recognised: {}", connection.explain(probing.kind, result));
-    } else if (result != not_this_card) {
-      throw Failure(connection.describe(probing, result));
-    }
-  }
-  return found.empty() ? "none recognised" : fmt::format("{}", fmt::join(found, " or "));
+  constexpr std::string_view kinds[] = {"4442", "4428"};
+  const Probed probed = probe_for(connection, kinds);
+  return probed.card == nullptr ? "none recognised" + probed.explanation : names_of(*probed.card);
 }
 
 void run_info(const Settings& settings) {

@@ -34,6 +34,7 @@ void add_settings(CLI::App& program, Settings& settings) {
       .add_option("--virtual", settings.image,
                   "In place of a reader, a virtual one with this card image in it")
       ->type_name("IMAGE");
+  program.add_flag("--quiet", settings.quiet, "Do not show how far a long transfer is");
   program
       .add_option_function<std::string>(
           "--card", [&settings](const std::string& name) { settings.card = find_card(name); },
@@ -58,8 +59,12 @@ void run(int argc, char** argv) {
   program.fallthrough();  // the options below may follow the subcommand, too
   add_settings(program, settings);
   add_info(program, settings);
+  add_detect(program, settings);
   add_read(program, settings);
   add_write(program, settings);
+  add_erase(program, settings);
+  add_fill(program, settings);
+  add_verify(program, settings);
   add_code(program, settings);
   add_protect(program, settings);
   try {

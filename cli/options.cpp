@@ -10,7 +10,8 @@
 namespace quorra::cli {
 
 CLI::Option* add_address(CLI::App& command, int& address) {
-  return add_number(command, "--address", address, "Address of the first byte");
+  return add_number(command, "--address", address,
+                    "Address of the first byte; on a 45d041, page x 264 + offset");
 }
 
 CLI::Option* add_present_code(CLI::App& command, std::optional<std::string>& code) {
@@ -20,6 +21,10 @@ CLI::Option* add_present_code(CLI::App& command, std::optional<std::string>& cod
 
 CLI::Option* add_yes(CLI::App& command, bool& yes) {
   return command.add_flag("--yes", yes, "Do not ask before what cannot be undone");
+}
+
+CLI::Option* add_no_verify(CLI::App& command, bool& no_verify) {
+  return command.add_flag("--no-verify", no_verify, "Do not read back what was written");
 }
 
 void want_subcommand(CLI::App& command) {

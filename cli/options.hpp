@@ -28,6 +28,9 @@ CLI::Option* add_present_code(CLI::App& command, std::optional<std::string>& cod
 // --yes: the answer to the questions that would be asked otherwise.
 CLI::Option* add_yes(CLI::App& command, bool& yes);
 
+// --no-verify: what is written is not read back.
+CLI::Option* add_no_verify(CLI::App& command, bool& no_verify);
+
 // Has the command line refused if it names none of the subcommands that `command` has by then.
 void want_subcommand(CLI::App& command);
 

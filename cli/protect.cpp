@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "cli/card_access.hpp"
@@ -15,8 +16,8 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{"reading the bytes to protect"};
-constexpr Operation protecting{"protecting", OperationKind::protecting};
+constexpr Operation reading{.doing = "reading the bytes to protect", .done = "read"};
+constexpr Operation protecting{.doing = "protecting", .done = "protected"};
 
 struct ProtectOptions {
   int address = 0;
@@ -25,13 +26,23 @@ struct ProtectOptions {
   bool yes = false;
 };
 
-// How many bytes of the range are protected.
-int count_protected(const std::vector<bool>& is_protected, Range range) {
-  int count = 0;
-  for (int address = range.address; address < range.end(); ++address) {
-    if (is_protected[static_cast<std::size_t>(address)]) ++count;
+int count_protected(const std::vector<bool>& is_protected) {
+  return static_cast<int>(std::count(is_protected.begin(), is_protected.end(), true));
+}
+
+void protect(const Connection& connection, const Card& card, Range range, const Bytes& bytes) {
+  const Operation operation{protecting.doing, card.protection->kind, protecting.done};
+  transfer(connection, card, range, operation, [&](Range piece, int done) {
+    return connection.attempt(operation, card.protection->write, piece.address, piece.count,
+                              bytes.data() + done);
+  });
+  if (operation.kind == OperationKind::protecting) return;
+  const std::vector<bool> is_protected = read_protection(connection, card, range);
+  const auto writable = std::find(is_protected.begin(), is_protected.end(), false);
+  if (writable != is_protected.end()) {
+    throw Failure(fmt::format("{}: the byte at 0x{:04X} is still writable", protecting.doing,
+                              range.address + (writable - is_protected.begin())));
   }
-  return count;
 }
 
 void confirm(const Connection& connection, int address, const Bytes& bytes,
@@ -57,12 +68,12 @@ void run_protect(const Settings& settings, const ProtectOptions& options) {
   {
     const Connection connection(settings);
     const Bytes bytes = read_memory(connection, card, range, reading);
-    const std::vector<bool> is_protected = read_protection(connection, card);
-    before = count_protected(is_protected, range);
+    const std::vector<bool> is_protected = read_protection(connection, card, range);
+    before = count_protected(is_protected);
     if (before < range.count) {
       if (!options.yes) confirm(connection, range.address, bytes, is_protected);
       if (code) present_code(connection, card, *code, options.yes);
-      connection.run(protecting, card.protection->write, range.address, range.count, bytes.data());
+      protect(connection, card, range, bytes);
     }
   }
   const std::string bytes =

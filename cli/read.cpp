@@ -15,7 +15,7 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{"reading the card"};
+constexpr Operation reading{.doing = "reading the card", .done = "read"};
 
 struct ReadOptions {
   int address = 0;
@@ -26,7 +26,7 @@ struct ReadOptions {
 
 void run_read(const Settings& settings, const ReadOptions& options) {
   const Card& card = *settings.card;
-  const Range range = range_within(card.size, memory_of(card), options.address, options.count);
+  const Range range = readable_range(card, options.address, options.count);
   const bool as_dump = options.output.empty() && !options.raw;
 
   Bytes bytes;
@@ -34,7 +34,7 @@ void run_read(const Settings& settings, const ReadOptions& options) {
   {
     const Connection connection(settings);
     bytes = read_memory(connection, card, range, reading);
-    if (as_dump) is_protected = read_protection(connection, card);
+    if (as_dump) is_protected = read_protection(connection, card, range);
   }
 
   if (as_dump) {
@@ -63,7 +63,7 @@ void add_read(CLI::App& program, const Settings& settings) {
   command->add_flag("--raw", options->raw, "Write the bytes as they are, not as a hex dump");
   add_examples(*command, {"quorra read --config reader.conf",
                           "quorra read --virtual card.toml --address 0x20 --count 16",
-                          "quorra read --config reader.conf --output card.bin"});
+                          "quorra read --config reader.conf --card 24c64 --output card.bin"});
   command->callback([&settings, options] { run_read(settings, *options); });
 }
 

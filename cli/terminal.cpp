@@ -3,6 +3,7 @@
 #include <fmt/color.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,12 +31,21 @@ bool is_readable(int descriptor) {
 
 }  // namespace
 
-bool wants_colour(int descriptor) {
-  const char* no_colour = std::getenv("NO_COLOR");
-  return isatty(descriptor) == 1 && (no_colour == nullptr || *no_colour == '\0');
+bool is_terminal(int descriptor) { return isatty(descriptor) == 1; }
+
+int terminal_width(int descriptor) {
+  constexpr int usual_width = 80;
+  winsize size{};
+  const bool known = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : usual_width;
 }
 
-bool can_ask() { return isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1; }
+bool wants_colour(int descriptor) {
+  const char* no_colour = std::getenv("NO_COLOR");
+  return is_terminal(descriptor) && (no_colour == nullptr || *no_colour == '\0');
+}
+
+bool can_ask() { return is_terminal(STDIN_FILENO) && is_terminal(STDERR_FILENO); }
 
 Answer ask(std::string_view question, int interruption) {
   print_note(fmt::format("{} [y/N] ", question));

@@ -8,6 +8,11 @@
 
 namespace quorra::cli {
 
+bool is_terminal(int descriptor);
+
+// The columns of a terminal; 80 if it does not tell.
+int terminal_width(int descriptor);
+
 // Whether colours are wanted on this descriptor: it is a terminal, and NO_COLOR is not set.
 bool wants_colour(int descriptor);
 

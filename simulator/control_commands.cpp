@@ -20,7 +20,7 @@ std::string to_line(const Json& object) {
   return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-/// Looks things up in a request; throws Error with a text for the answer.
+// Looks things up in a request; throws Error with a text for the answer.
 class Fields {
  public:
   explicit Fields(const Json& object) : object_(object) {}
@@ -42,7 +42,7 @@ class Fields {
     return value.get<bool>();
   }
 
-  /// A number, or a string that holds one, so that 0x61 can be written.
+  // A number, or a string that holds one, so that 0x61 can be written.
   unsigned number(std::string_view name, unsigned least, unsigned most) const {
     const Json& value = require(name);
     std::optional<std::uint64_t> number;
@@ -76,6 +76,7 @@ Json field_as_json(const Field& field, std::span<const std::uint8_t> value) {
     case FieldForm::addresses:
       return address_list(value);
     case FieldForm::memory:
+    case FieldForm::raw:
     case FieldForm::bytes:
       break;
   }
@@ -87,7 +88,7 @@ Json card_as_json(const State& state) {
             {"file", state.card_file.string()},
             {"powered", state.card_powered}};
   for (const Field& field : state.card->kind().fields)
-    if (field.form != FieldForm::memory)
+    if (field.form != FieldForm::memory && field.form != FieldForm::raw)
       card[std::string(field.name)] = field_as_json(field, state.card->field(field.name));
   return card;
 }

@@ -30,7 +30,15 @@ void write_all(int descriptor, std::string_view content, const std::filesystem::
   }
 }
 
-/// A new file next to `path` that disappears again unless it has taken the place of `path`.
+FileStamp make_stamp(const struct stat& information) {
+  return {.device = information.st_dev,
+          .node = information.st_ino,
+          .size = static_cast<std::uint64_t>(information.st_size),
+          .seconds = information.st_mtim.tv_sec,
+          .nanoseconds = information.st_mtim.tv_nsec};
+}
+
+// A new file next to `path` that disappears again unless it has taken the place of `path`.
 class Successor {
  public:
   explicit Successor(const std::filesystem::path& path) : path_(path) {
@@ -111,6 +119,29 @@ void replace_file(const std::filesystem::path& path, std::string_view content) {
     fail(path, fmt::format("cannot keep the permissions: {}", system_error_text()));
   write_all(successor.descriptor(), content, path);
   successor.take_place();
+}
+
+std::optional<FileStamp> stamp_of(const std::filesystem::path& path) {
+  struct stat information {};
+  if (::stat(path.c_str(), &information) != 0) return std::nullopt;
+  return make_stamp(information);
+}
+
+bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, std::uint64_t offset,
+                    std::span<const std::uint8_t> bytes) {
+  const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file.is_open()) return false;
+  struct stat information {};
+  if (::fstat(file.get(), &information) != 0 || make_stamp(information) != stamp) return false;
+  while (!bytes.empty()) {
+    const ssize_t written =
+        ::pwrite(file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) fail(path, fmt::format("cannot write: {}", system_error_text()));
+    offset += static_cast<std::uint64_t>(written);
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
 }
 
 TemporaryFolder::TemporaryFolder() {

@@ -1,13 +1,16 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 
 namespace quorra::simulator {
 
-/// A file descriptor that closes itself.
+// A file descriptor that closes itself.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -29,23 +32,42 @@ class FileDescriptor {
   int descriptor_ = -1;
 };
 
-/// The text of the last failed system call of this thread.
+// The text of the last failed system call of this thread.
 std::string system_error_text();
 
-/// The content of a regular file. Throws Error when it cannot be read or is larger than any file
-/// the virtual reader uses.
+// The content of a regular file. Throws Error when it cannot be read or is larger than any file
+// the virtual reader uses.
 std::string read_file(const std::filesystem::path& path);
 
-/// Puts `content` in the place of the file's content: the old file stays whole until the new one
-/// is complete. A symbolic link is followed, and the permissions of an existing file are kept.
-/// Throws Error.
+// Puts `content` in the place of the file's content: the old file stays whole until the new one
+// is complete. A symbolic link is followed, and the permissions of an existing file are kept.
+// Throws Error.
 void replace_file(const std::filesystem::path& path, std::string_view content);
 
-/// A folder of its own below the system's folder for temporary files; removed, with all it holds,
-/// by the destructor.
+// Tells a file from every other file, and from itself after somebody wrote to it.
+struct FileStamp {
+  std::uint64_t device = 0;
+  std::uint64_t node = 0;
+  std::uint64_t size = 0;
+  std::int64_t seconds = 0;
+  std::int64_t nanoseconds = 0;
+
+  bool operator==(const FileStamp&) const = default;
+};
+
+// The stamp of the file as it is now; absent when there is none.
+std::optional<FileStamp> stamp_of(const std::filesystem::path& path);
+
+// Writes bytes over those from `offset` on. False, and nothing is written, when the file cannot be
+// opened or does not have that stamp any more. Throws Error.
+bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, std::uint64_t offset,
+                    std::span<const std::uint8_t> bytes);
+
+// A folder of its own below the system's folder for temporary files; removed, with all it holds,
+// by the destructor.
 class TemporaryFolder {
  public:
-  /// Throws Error.
+  // Throws Error.
   TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;

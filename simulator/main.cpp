@@ -49,7 +49,7 @@ int run(const Options& options) {
   return 0;
 }
 
-/// The content that the options of "new" give to a card.
+// The content that the options of "new" give to a card.
 struct NewCard {
   std::string kind;
   std::string file;
@@ -143,6 +143,7 @@ int show_card(const std::string& file) {
     const auto value = image.field(field.name);
     switch (field.form) {
       case FieldForm::memory:
+      case FieldForm::raw:
         text += fmt::format("{}: {} bytes\n{}", field.name, value.size(), hex_dump(value, true));
         break;
       case FieldForm::bytes:

@@ -15,12 +15,27 @@ std::unique_ptr<Chip> load_chip(const std::filesystem::path& path) {
 
 }  // namespace
 
-CardFile::CardFile(std::filesystem::path path) : path_(std::move(path)), chip_(load_chip(path_)) {}
+CardFile::CardFile(std::filesystem::path path)
+    : path_(std::move(path)),
+      chip_(load_chip(path_)),
+      stamp_(stamp_of(path_)) {}
 
 void CardFile::save() {
   if (chip_->changes() == saved_changes_) return;
-  save_image(image(), path_);
+  if (!save_changed_cells()) save_image(image(), path_);
+  stamp_ = stamp_of(path_);
+  chip_->forget_changed_cells();
   saved_changes_ = chip_->changes();
+}
+
+// A raw memory is the end of its file. A write that a kill cuts off leaves old and new bytes, but
+// the file keeps its size and stays loadable.
+bool CardFile::save_changed_cells() {
+  const auto memory = image().raw_memory();
+  if (memory.empty() || !stamp_) return false;
+  const auto cells = chip_->changed_cells();
+  const auto place = static_cast<std::uint64_t>(cells.data() - memory.data());
+  return overwrite_part(path_, *stamp_, stamp_->size - memory.size() + place, cells);
 }
 
 }  // namespace quorra::simulator

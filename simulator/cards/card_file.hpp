@@ -3,29 +3,35 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "simulator/cards/chip.hpp"
+#include "simulator/files.hpp"
 
 namespace quorra::simulator {
 
-/// A card and the image file it lives in.
+// A card and the image file it lives in.
 class CardFile {
  public:
-  /// Loads the image. Throws Error.
+  // Loads the image. Throws Error.
   explicit CardFile(std::filesystem::path path);
 
   const std::filesystem::path& path() const { return path_; }
   Chip& chip() { return *chip_; }
   const Image& image() const { return std::as_const(*chip_).image(); }
 
-  /// Writes the image file if the chip has changed since it was last written. Throws Error; the
-  /// next call then tries again.
+  // Writes the image file if the chip has changed since it was last written. Of a raw memory only
+  // the changed part is written. Throws Error; the next call then tries again.
   void save();
 
  private:
+  bool save_changed_cells();
+
   std::filesystem::path path_;
   std::unique_ptr<Chip> chip_;
   std::uint64_t saved_changes_ = 0;
+  // The file as it was left when it was read or written.
+  std::optional<FileStamp> stamp_;
 };
 
 }  // namespace quorra::simulator

@@ -1,14 +1,16 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <span>
 #include <utility>
 
 #include "simulator/cards/image.hpp"
 
 namespace quorra::simulator {
 
-/// The levels that the reader puts on the contacts of a card. IO is a line with a pull-up: true
-/// means that the reader lets it go, and the line is high only if the chip lets it go as well.
+// The levels that the reader puts on the contacts of a card. IO and C8 are lines with a pull-up:
+// true means that the reader lets the line go, and it is high only if the chip lets it go as well.
 struct Contacts {
   bool vcc = false;
   bool rst = false;
@@ -20,7 +22,7 @@ struct Contacts {
   bool operator==(const Contacts&) const = default;
 };
 
-/// The chip of a card: it sees nothing but its contacts, and answers by pulling IO low.
+// The chip of a card: it sees nothing but its contacts, and answers by pulling IO low, or C8.
 class Chip {
  public:
   explicit Chip(Image image) : image_(std::move(image)) {}
@@ -28,31 +30,46 @@ class Chip {
   Chip& operator=(const Chip&) = delete;
   virtual ~Chip() = default;
 
-  /// Tells the chip that the reader changed the contacts. Only one of them differs, except when
-  /// power is lost: then all of them go low at once.
+  // Tells the chip that the reader changed the contacts. Only one of them differs, except when
+  // power is lost: then all of them go low at once.
   virtual void contacts_changed(const Contacts& before, const Contacts& now) = 0;
 
   bool pulls_io_low() const { return pulls_io_low_; }
+  bool pulls_c8_low() const { return pulls_c8_low_; }
 
-  /// What the chip keeps without power.
+  // What the chip keeps without power.
   const Image& image() const { return image_; }
-  /// Grows with every change of that content.
+  // Grows with every change of that content.
   std::uint64_t changes() const { return changes_; }
+  // The cells that changed since the last forget_changed_cells(), and all that lie between them.
+  // Cells of different fields have no order, so this is only for images with a single field.
+  std::span<const std::uint8_t> changed_cells() const {
+    return first_changed_ == nullptr ? std::span<const std::uint8_t>()
+                                     : std::span(first_changed_, last_changed_ + 1);
+  }
+  void forget_changed_cells() { first_changed_ = last_changed_ = nullptr; }
 
  protected:
   Image& image() { return image_; }
   void pull_io_low(bool low) { pulls_io_low_ = low; }
-  /// Gives a cell of the image its new content.
+  void pull_c8_low(bool low) { pulls_c8_low_ = low; }
+  // Gives a cell of the image its new content.
   void program(std::uint8_t& cell, std::uint8_t content) {
     if (cell == content) return;
     cell = content;
     ++changes_;
+    constexpr std::less<> lies_before;
+    if (first_changed_ == nullptr || lies_before(&cell, first_changed_)) first_changed_ = &cell;
+    if (last_changed_ == nullptr || lies_before(last_changed_, &cell)) last_changed_ = &cell;
   }
 
  private:
   Image image_;
   std::uint64_t changes_ = 0;
+  const std::uint8_t* first_changed_ = nullptr;
+  const std::uint8_t* last_changed_ = nullptr;
   bool pulls_io_low_ = false;
+  bool pulls_c8_low_ = false;
 };
 
 }  // namespace quorra::simulator

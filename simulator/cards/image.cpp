@@ -18,12 +18,17 @@ namespace {
 
 constexpr std::int64_t format_version = 1;
 
+// The line between the text of an image file and its raw bytes.
+constexpr std::string_view divider = "\n---\n";
+
 std::size_t stored_size(const Field& field) {
   return field.form == FieldForm::number ? 1 : field.extent;
 }
 
 std::string to_text(const Field& field, std::span<const std::uint8_t> value) {
   switch (field.form) {
+    case FieldForm::raw:
+      return std::string(divider.substr(1)).append(value.begin(), value.end());
     case FieldForm::memory:
       return fmt::format("{} = '''\n{}'''\n", field.name, hex_dump(value, false));
     case FieldForm::bytes:
@@ -36,12 +41,18 @@ std::string to_text(const Field& field, std::span<const std::uint8_t> value) {
   return {};
 }
 
-/// Reads one image file; every complaint names the file and, where there is one, the line.
+// Reads one image file; every complaint names the file and, where there is one, the line.
 class ImageReader {
  public:
-  ImageReader(const std::string& text, std::string name) : name_(std::move(name)) {
+  ImageReader(std::string_view content, std::string name) : name_(std::move(name)) {
+    const std::size_t end_of_text = content.find(divider);
+    if (end_of_text != std::string_view::npos) {
+      raw_ = content.substr(end_of_text + divider.size());
+      content = content.substr(0, end_of_text + 1);
+      line_of_divider_ = 1 + static_cast<std::size_t>(std::ranges::count(content, '\n'));
+    }
     try {
-      table_ = toml::parse(text);
+      table_ = toml::parse(content);
     } catch (const toml::parse_error& error) {
       fail(error.source().begin.line, on_one_line(error.description()));
     }
@@ -55,6 +66,8 @@ class ImageReader {
     if (!kind) fail(node("kind"), "kind must be a string");
     Image image(known_kind(*kind));
     refuse_unknown_keys(image.kind());
+    if (raw_ && image.raw_memory().empty())
+      fail(line_of_divider_, fmt::format("nothing can follow the text of a {}", *kind));
     for (const Field& field : image.kind().fields)
       read_field(field, image.field(field.name));
     return image;
@@ -86,7 +99,8 @@ class ImageReader {
     for (const auto& [key, value] : table_) {
       const std::string_view name = key.str();
       if (name == "format" || name == "kind") continue;
-      if (std::ranges::find(kind.fields, name, &Field::name) == kind.fields.end())
+      const auto field = std::ranges::find(kind.fields, name, &Field::name);
+      if (field == kind.fields.end() || field->form == FieldForm::raw)
         fail(key.source().begin.line,
              fmt::format("unknown key {} for a {}", on_one_line(name), kind.name));
     }
@@ -94,6 +108,8 @@ class ImageReader {
 
   void read_field(const Field& field, std::span<std::uint8_t> value) const {
     switch (field.form) {
+      case FieldForm::raw:
+        return read_raw(field, value);
       case FieldForm::memory:
         return read_memory(field, value);
       case FieldForm::bytes:
@@ -111,6 +127,19 @@ class ImageReader {
     return *std::move(text);
   }
 
+  void read_raw(const Field& field, std::span<std::uint8_t> value) const {
+    if (!raw_) throw Error(fmt::format("{}: {} is missing", name_, field.name));
+    if (raw_->size() != value.size())
+      fail(line_of_divider_, wrong_size(field, raw_->size(), value.size()));
+    std::ranges::transform(*raw_, value.begin(),
+                           [](char byte) { return static_cast<std::uint8_t>(byte); });
+  }
+
+  static std::string wrong_size(const Field& field, std::size_t size, std::size_t right_size) {
+    return fmt::format("{} has {} bytes, but a card of this kind has {}", field.name, size,
+                       right_size);
+  }
+
   void read_memory(const Field& field, std::span<std::uint8_t> value) const {
     const std::string text = string_at(field);
     std::size_t line_number = node(field.name).source().begin.line;
@@ -122,12 +151,10 @@ class ImageReader {
       address += read_memory_line(rest.substr(0, end), line_number, value, address);
       rest.remove_prefix(std::min(end + 1, rest.size()));
     }
-    if (address != value.size())
-      fail(node(field.name), fmt::format("{} has {} bytes, but a card of this kind has {}",
-                                         field.name, address, value.size()));
+    if (address != value.size()) fail(node(field.name), wrong_size(field, address, value.size()));
   }
 
-  /// Returns how many bytes the line brought.
+  // Returns how many bytes the line brought.
   std::size_t read_memory_line(std::string_view line, std::size_t line_number,
                                std::span<std::uint8_t> value, std::size_t address) const {
     if (line.find_first_not_of(' ') == std::string_view::npos) return 0;
@@ -175,6 +202,9 @@ class ImageReader {
 
   std::string name_;
   toml::table table_;
+  // What follows the divider; absent when there is none.
+  std::optional<std::string_view> raw_;
+  std::size_t line_of_divider_ = 0;
 };
 
 }  // namespace
@@ -188,6 +218,11 @@ Image::Image(const Kind& kind) : kind_(&kind) {
 
 bool Image::has(std::string_view name) const {
   return std::ranges::find(kind_->fields, name, &Field::name) != kind_->fields.end();
+}
+
+std::span<const std::uint8_t> Image::raw_memory() const {
+  const auto found = std::ranges::find(kind_->fields, FieldForm::raw, &Field::form);
+  return found == kind_->fields.end() ? std::span<const std::uint8_t>() : field(found->name);
 }
 
 std::span<std::uint8_t> Image::field(std::string_view name) {

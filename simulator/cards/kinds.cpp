@@ -5,7 +5,11 @@
 #include <algorithm>
 #include <array>
 
+#include "simulator/cards/chip_24c.hpp"
+#include "simulator/cards/chip_4428.hpp"
 #include "simulator/cards/chip_4442.hpp"
+#include "simulator/cards/chip_45d041.hpp"
+#include "simulator/cards/chip_93c.hpp"
 #include "simulator/error.hpp"
 #include "simulator/text.hpp"
 
@@ -17,6 +21,27 @@ constexpr std::array table{
          blank_4442, make_chip_4442},
     Kind{"4432", "256 bytes, 32 of them protectable, no code", fields_4432, blank_4432,
          make_chip_4442},
+    Kind{"4428", "1024 bytes, each of them protectable, 2-byte code with eight attempts",
+         fields_4428, blank_4428, make_chip_4428},
+    Kind{"4418", "1024 bytes, each of them protectable, no code", fields_4418, blank_4428,
+         make_chip_4428},
+    Kind{"45d041", "flash memory, 2048 pages of 264 bytes", fields_45d041, blank_45d041,
+         make_chip_45d041},
+    Kind{"24c01a", "128 bytes, two-wire EEPROM", fields_24c<128>, blank_24c, make_chip_24c},
+    Kind{"24c02", "256 bytes, two-wire EEPROM", fields_24c<256>, blank_24c, make_chip_24c},
+    Kind{"24c04", "512 bytes, two-wire EEPROM", fields_24c<512>, blank_24c, make_chip_24c},
+    Kind{"24c08", "1024 bytes, two-wire EEPROM", fields_24c<1024>, blank_24c, make_chip_24c},
+    Kind{"24c16", "2048 bytes, two-wire EEPROM", fields_24c<2048>, blank_24c, make_chip_24c},
+    Kind{"24c32", "4096 bytes, two-wire EEPROM", fields_24c<4096>, blank_24c, make_chip_24c},
+    Kind{"24c64", "8192 bytes, two-wire EEPROM", fields_24c<8192>, blank_24c, make_chip_24c},
+    Kind{"93c46a", "64 words of 2 bytes, three-wire EEPROM", fields_93c<128>, blank_93c,
+         make_chip_93c_of_words},
+    Kind{"93c46", "128 bytes, three-wire EEPROM", fields_93c<128>, blank_93c,
+         make_chip_93c_of_bytes},
+    Kind{"93c57", "256 bytes, three-wire EEPROM", fields_93c<256>, blank_93c,
+         make_chip_93c_of_bytes},
+    Kind{"93c66", "512 bytes, three-wire EEPROM", fields_93c<512>, blank_93c,
+         make_chip_93c_of_bytes},
 };
 
 }  // namespace

@@ -1,84 +1,22 @@
-// The program quorra, run as a user runs it.
+// The program quorra, run as a user runs it: what it does with every card, and with a 4442.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <csignal>
 #include <string>
-#include <vector>
 
-#include "tests/support/bytes.hpp"
-#include "tests/support/process.hpp"
+#include "tests/integration/command_line.hpp"
 
 namespace quorra::testing {
 namespace {
-
-using Arguments = std::vector<std::string>;
 
 // A blank 4442 has read-only bytes at 0x00-0x03, 0x06-0x07 and 0x15-0x1A, and the code FF FF FF.
 constexpr char blank_first_rows[] =
     "0000  A2*13*10*91*FF FF 81*15* FF FF FF FF FF FF FF FF  |................|\n"
     "0010  FF FF FF FF FF FF*FF*FF* FF*FF*FF*FF FF FF FF FF  |................|\n";
-constexpr char legend[] = "*  read-only for good\n";
-
-// A reader at the auxiliary port of a serial terminal.
-constexpr char terminal_configuration[] = R"(W=\033[5i
-A=\033[4i
-C=\033[0i
-)";
-
-constexpr char no_reader[] =
-    "quorra: opening the session: no reader answers, or there is no terminal to reach it through "
-    "(-136)\n";
-constexpr char refused_write[] =
-    "quorra: writing the card: the reader refused the command with status 35 (0x23): a byte was "
-    "not "
-    "written: it is protected, or the code is missing (-35)";
-constexpr char refused_code[] =
-    "quorra: presenting the code: the reader refused the command with status 36 (0x24): the "
-    "security code is wrong (-36)";
-
-Outcome run_quorra(const Arguments& arguments, Surroundings surroundings = {}) {
-  Arguments command = {QUORRA_PROGRAM};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  surroundings.environment.try_emplace("NO_COLOR", std::nullopt);
-  return run(command, surroundings);
-}
-
-void expect_success(const Outcome& outcome, const std::string& output) {
-  EXPECT_EQ(outcome.output, output);
-  EXPECT_EQ(outcome.errors, "");
-  EXPECT_EQ(outcome.status, 0);
-}
-
-void expect_error(const Outcome& outcome, int status, const std::string& errors) {
-  EXPECT_EQ(outcome.output, "");
-  EXPECT_EQ(outcome.errors, errors);
-  EXPECT_EQ(outcome.status, status);
-}
-
-class CommandLine : public ::testing::Test {
- protected:
-  // A card image, made by "quorra-sim new" with these options.
-  std::string new_card(const std::string& kind, const Arguments& options = {}) {
-    std::string image = folder / "card.toml";
-    Arguments command = {QUORRA_SIM_PROGRAM, "new", kind, image};
-    command.insert(command.end(), options.begin(), options.end());
-    const Outcome outcome = run(command);
-    EXPECT_EQ(outcome.status, 0) << outcome.errors;
-    return image;
-  }
-
-  static std::string memory_of(const std::string& image) {
-    return run_quorra({"read", "--virtual", image, "--raw"}).output;
-  }
-
-  TemporaryDirectory folder;
-};
 
 // ---- Help and usage
 
@@ -88,8 +26,12 @@ TEST_F(CommandLine, TellsItsVersion) {
 
 TEST_F(CommandLine, HelpsWithEachSubcommand) {
   for (const Arguments& subcommand : {Arguments{"info"},
+                                      {"detect"},
                                       {"read"},
                                       {"write"},
+                                      {"erase"},
+                                      {"fill"},
+                                      {"verify"},
                                       {"code"},
                                       {"code", "present"},
                                       {"code", "change"},
@@ -99,8 +41,9 @@ TEST_F(CommandLine, HelpsWithEachSubcommand) {
     arguments.emplace_back("--help");
     const Outcome help = run_quorra(arguments);
     std::string name = "quorra";
-    for (const std::string& word : subcommand)
+    for (const std::string& word : subcommand) {
       name += ' ' + word;
+    }
     SCOPED_TRACE(name);
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.errors, "");
@@ -128,7 +71,10 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
   };
   const std::string parse_hint = "; see quorra --help";
   const Case cases[] = {
-      {{}, "quorra wants one of these behind it: info, read, write, code, protect" + parse_hint},
+      {{},
+       "quorra wants one of these behind it: info, detect, read, write, erase, fill, verify, code, "
+       "protect" +
+           parse_hint},
       {{"fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"read", "--fast"}, "The following argument was not expected: --fast" + parse_hint},
       {{"read", "--address"}, "--address: 1 required N missing" + parse_hint},
@@ -139,7 +85,9 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"code", "change", "112233"}, "--code is required" + parse_hint},
       {{"protect"}, "--address is required" + parse_hint},
       {{"read", "--card", "4443"},
-       "--card: '4443' is no kind of card; there are 4442, 4432" + parse_hint},
+       "--card: '4443' is no kind of card; there are 4442, 4432, 4428, 4418, 24c01a, 24c02, 24c04, "
+       "24c08, 24c16, 24c32, 24c64, 93c46a, 93c46, 93c57, 93c66, 45d041" +
+           parse_hint},
       {{"read", "--config", "nowhere"},
        "there is one reader: give --config or --virtual, not both"},
       {{"read", "--speed", "9600"}, "--speed belongs to --config; a virtual reader has no speed"},
@@ -184,6 +132,42 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
        "--code: the code of a 4442 card is 3 bytes, not 2"},
       {{"write", "--card", "4432", "--address", "0", "--code", "FFFFFF", "A1"},
        "a 4432 card has no code"},
+
+      {{"verify", "AA"}, "--address is required" + parse_hint},
+      {{"verify", "--address", "0"}, "nothing to compare: give HEX, --text or --file"},
+      {{"verify", "--address", "255", "AABB"},
+       "2 bytes at 0x00FF do not fit: the memory of a 4442 card ends at 0x00FF"},
+      {{"fill", "--yes"}, "--byte is required" + parse_hint},
+      {{"fill", "--byte", "AABB", "--yes"}, "--byte: one byte is wanted, such as 5A"},
+      {{"fill", "--byte", "", "--yes"}, "--byte: one byte is wanted, such as 5A"},
+      {{"fill", "--byte", "5", "--yes"}, "--byte: '5' has an odd number of digits; a byte has two"},
+      {{"fill", "--byte", "5A"}, "filling the card: all of it is overwritten; confirm with --yes"},
+      {{"erase"}, "erasing the card: all of it is overwritten; confirm with --yes"},
+      {{"erase", "--address", "256"},
+       "address 0x0100 is not in the memory of a 4442 card, which is 0x0000 to 0x00FF"},
+      {{"erase", "--count", "0"}, "a count of 0 leaves nothing to do"},
+      {{"detect"},
+       "looking for a card: Looking for a card writes to it and puts the bytes back; on a card of "
+       "another kind some of them may stay changed. Confirm with --yes."},
+      {{"write", "--card", "4428", "--address", "1020", "AABB"},
+       "2 bytes at 0x03FC do not fit: the part of a 4428 card that can be written ends at 0x03FC"},
+      {{"erase", "--card", "4428", "--address", "1021", "--yes"},
+       "address 0x03FD is not in the part of a 4428 card that can be written, which is 0x0000 to "
+       "0x03FC"},
+      {{"protect", "--card", "4428", "--address", "1021", "--yes"},
+       "address 0x03FD is not in the part of a 4428 card that can be protected, which is 0x0000 to "
+       "0x03FC"},
+      {{"protect", "--card", "24c02", "--address", "0", "--yes"},
+       "the bytes of a 24c02 card cannot be protected"},
+      {{"write", "--card", "24c02", "--address", "0", "--code", "FFFFFF", "A1"},
+       "a 24c02 card has no code"},
+      {{"code", "--card", "93c46", "counter"}, "a 93c46 card has no code"},
+      {{"code", "--card", "4428", "present", "112233"},
+       "HEX: the code of a 4428 card is 2 bytes, not 3"},
+      {{"read", "--card", "93c46a", "--address", "127", "--count", "2"},
+       "2 bytes at 0x007F do not fit: the memory of a 93c46a card ends at 0x007F"},
+      {{"read", "--card", "45d041", "--address", "540672"},
+       "address 0x84000 is not in the memory of a 45d041 card, which is 0x0000 to 0x83FFF"},
 
       {{"code", "present", "11", "22"}, "HEX: the code of a 4442 card is 3 bytes, not 2"},
       {{"code", "change", "--code", "112233", "11223344"},
@@ -356,8 +340,9 @@ TEST_F(CommandLine, WriteFillsTheWholeCard) {
   const std::string image = new_card("4432");
   const std::string before = memory_of(image);
   std::string data = before;
-  for (std::size_t at = 0x20; at < data.size(); ++at)
+  for (std::size_t at = 0x20; at < data.size(); ++at) {
     data[at] = static_cast<char>(at);
+  }
   write_file(folder / "data", data);
   expect_success(run_quorra({"write", "--card", "4432", "--virtual", image, "--address", "0",
                              "--file", folder / "data"}),
@@ -573,324 +558,6 @@ TEST_F(CommandLine, TellsThatOutputIsLost) {
   expect_error(
       run({"/bin/sh", "-c", R"(exec "$0" read --virtual "$1" >&-)", QUORRA_PROGRAM, image}), 1,
       "quorra: writing to standard output: Bad file descriptor\n");
-}
-
-// ---- A reader with a configuration file
-
-TEST_F(CommandLine, UsesTheReaderThatAConfigurationFileNames) {
-  const std::string image = new_card("4442");
-  Process simulator({QUORRA_SIM_PROGRAM, "--card", image});
-  const std::string configuration = simulator.read_line();
-  expect_success(run_quorra({"write", "--config", configuration, "--speed", "115200", "--address",
-                             "0x20", "--code", "FFFFFF", "DEAD"}),
-                 "Wrote 2 bytes at 0x0020 and read them back.\n");
-  expect_success(
-      run_quorra({"read", "--config", configuration, "--address", "0x20", "--count", "2"}),
-      "0020  DE AD                                             |..              |\n");
-  // The card kept its power between the sessions; the program does not know the reader is virtual.
-  expect_error(
-      run_quorra({"write", "--config", configuration, "--address", "0", "--code", "FFFFFF", "00"}),
-      1,
-      "quorra: writing the card: the reader refused the command with status 35 (0x23) "
-      "(-35): at 0x0000 the card holds A2, not 00\n");
-  simulator.signal(SIGTERM);
-  EXPECT_EQ(simulator.wait().status, 0);
-}
-
-TEST_F(CommandLine, InfoTellsThatThereIsNoCard) {
-  Process simulator(
-      {QUORRA_SIM_PROGRAM, "--version-text", "KWSPC-1", "--serial", "0123456789ABCDEF"});
-  const std::string configuration = simulator.read_line();
-  expect_success(run_quorra({"info", "--config", configuration}),
-                 "library        KW###DRVSFT-V6.60B\n"
-                 "reader         KWSPC-1\n"
-                 "serial number  0123456789ABCDEF\n"
-                 "answers        yes\n"
-                 "card           none recognised: the reader refused the command "
-                 "with status 33 (0x21) (-33)\n");
-  expect_error(run_quorra({"read", "--config", configuration}), 1,
-               "quorra: reading the card: the reader refused the command with status 33 (0x21) "
-               "(-33)\n");
-  simulator.signal(SIGTERM);
-  EXPECT_EQ(simulator.wait().status, 0);
-}
-
-TEST_F(CommandLine, TellsWhyNoSessionOpens) {
-  const auto read = [this](const std::string& configuration, const Arguments& more = {}) {
-    write_file(folder / "reader.conf", configuration);
-    Arguments arguments = {"read", "--config", folder / "reader.conf"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return run_quorra(arguments);
-  };
-  expect_error(
-      run_quorra({"read", "--config", folder / "nowhere"}), 2,
-      "quorra: opening the session: the configuration file cannot be opened or read (-1)\n");
-  expect_error(read("P=/nowhere/line\n"), 1,
-               "quorra: opening the session: the serial device cannot be opened (-16)\n");
-  expect_error(read(terminal_configuration), 1, no_reader);
-  expect_error(
-      read("P=/dev/null\n", {"--speed", "1200"}), 2,
-      "quorra: --speed: 1200 is none of the speeds of a serial device: 9600, 19200, 38400, "
-      "57600, 115200\n");
-  expect_error(read("", {"--speed", "38400"}), 2,
-               "quorra: --speed: 38400 is none of the speeds of a terminal's auxiliary port: 1200, "
-               "2400, 4800, 9600, 19200\n");
-}
-
-// ---- A reader that answers whatever the test wants
-
-// What opening a session asks for, and a good answer.
-const Bytes ask_version = sealed("AA B0 00 07 80 00 00 00 00 00 0A");
-const Bytes good_version = reply(0, text("KWSPC-1234"));
-
-class ReaderLine {
- public:
-  ReaderLine() : settings_(settings()) {
-    write_file(configuration(), "P=" + line_.device() + "\n");
-  }
-
-  std::string configuration() const { return folder_ / "reader.conf"; }
-
-  // Waits for a request and answers it.
-  void serve(const Bytes& request, const Bytes& reply) const {
-    expect(request);
-    answer(reply);
-  }
-  void expect(const Bytes& request) const {
-    const std::string got = line_.read(request.size());
-    EXPECT_EQ(to_hex({got.begin(), got.end()}), to_hex(request));
-  }
-  void answer(const Bytes& reply) const { line_.type(std::string(reply.begin(), reply.end())); }
-
-  void serve_opening() const { serve(ask_version, good_version); }
-
-  // That nothing more was asked for, and that the line is as it was found.
-  void expect_closed() const {
-    EXPECT_EQ(line_.read_all(), "");
-    const termios now = settings();
-    EXPECT_EQ(now.c_iflag, settings_.c_iflag);
-    EXPECT_EQ(now.c_oflag, settings_.c_oflag);
-    EXPECT_EQ(now.c_cflag, settings_.c_cflag);
-    EXPECT_EQ(now.c_lflag, settings_.c_lflag);
-    EXPECT_TRUE(std::ranges::equal(now.c_cc, settings_.c_cc));
-  }
-
- private:
-  termios settings() const {
-    termios now{};
-    EXPECT_EQ(tcgetattr(line_.line(), &now), 0);
-    return now;
-  }
-
-  TemporaryDirectory folder_;
-  Terminal line_;
-  termios settings_;
-};
-
-class ScriptedCommandLine : public CommandLine {
- protected:
-  Process start(Arguments arguments) {
-    arguments.insert(arguments.begin(), QUORRA_PROGRAM);
-    arguments.insert(arguments.end(), {"--config", reader.configuration()});
-    return Process(arguments);
-  }
-
-  const Bytes read_two = sealed("AA 61 00 07 79 00 00 00 20 00 02");
-  const Bytes write_two = sealed("AA 60 00 07 79 00 00 00 20 DE AD");
-  const Bytes read_counter = sealed("AA 67 00 07 79 00 00 00 00 00 04");
-  const Bytes present_code = sealed("AA 64 00 08 79 00 00 00 00 11 22 33");
-
-  ReaderLine reader;
-};
-
-TEST_F(ScriptedCommandLine, RefusesAReaderThatAnswersBadly) {
-  Process program = start({"read"});
-  reader.serve(ask_version, hex("54"));
-  expect_error(program.wait(), 1, no_reader);
-  reader.expect_closed();
-}
-
-TEST_F(ScriptedCommandLine, WriteComparesWhatItReadsBack) {
-  Process program = start({"write", "--address", "0x20", "DEAD"});
-  reader.serve_opening();
-  reader.serve(write_two, reply(0, {}));
-  reader.serve(read_two, reply(0, hex("DE AF")));
-  expect_error(program.wait(), 1,
-               "quorra: reading back what was written: at 0x0021 the card holds AF, not AD\n");
-  reader.expect_closed();
-}
-
-TEST_F(ScriptedCommandLine, WriteReadsNothingBackIfToldSo) {
-  Process program = start({"write", "--address", "0x20", "--no-verify", "DEAD"});
-  reader.serve_opening();
-  reader.serve(write_two, reply(0, {}));
-  expect_success(program.wait(), "Wrote 2 bytes at 0x0020.\n");
-  reader.expect_closed();
-}
-
-TEST_F(ScriptedCommandLine, TellsWhatTheLibraryReports) {
-  struct Case {
-    Bytes answer;
-    std::string words;
-  };
-  const Case cases[] = {
-      {hex("54"), "the reader's reply has a wrong first byte (-128)"},
-      {hex("55"), "timeout waiting for the reader's reply (-132)"},
-      {hex("55 00 00 02 DE AD 00"), "the check byte of the reader's reply is wrong (-133)"},
-      {reply(37, {}), "the reader refused the command with status 37 (0x25) (-37)"},
-      {reply(1, {}), "the reader refused the command with status 1 (0x01) (-1)"},
-      {reply(255, {}), "the reader refused the command with status 255 (0xFF) (-255)"},
-      {reply(132, {}), "timeout waiting for the reader's reply (-132)"},
-  };
-  for (const Case& one : cases) {
-    SCOPED_TRACE(one.words);
-    Process program = start({"read", "--address", "0x20", "--count", "2", "--raw"});
-    reader.serve_opening();
-    reader.serve(read_two, one.answer);
-    expect_error(program.wait(), 1, "quorra: reading the card: " + one.words + "\n");
-    reader.expect_closed();
-  }
-}
-
-TEST_F(ScriptedCommandLine, ProtectWordsItsOwnMeaningsOfTheNumbers) {
-  const Bytes read_byte = sealed("AA 61 00 07 79 00 00 00 08 00 01");
-  const Bytes read_bits = sealed("AA 74 00 07 79 00 00 00 00 00 04");
-  const Bytes protect_byte = sealed("AA 75 00 06 79 00 00 00 08 41");
-  const Bytes writable = reply(0, hex("FF FF FF FF"));
-  const auto protect = [&](const Bytes& bits_after) {
-    Process program = start({"protect", "--address", "8", "--yes"});
-    reader.serve_opening();
-    reader.serve(read_byte, reply(0, hex("41")));
-    reader.serve(read_bits, writable);
-    reader.serve(protect_byte, reply(0, {}));
-    reader.serve(read_bits, bits_after);
-    return program.wait();
-  };
-  expect_error(protect(reply(0x21, {})), 1,
-               "quorra: protecting: the result could not be read back (-128)\n");
-  expect_error(protect(writable), 1,
-               "quorra: protecting: a byte is still writable, or is not what was written (-129)\n");
-  reader.expect_closed();
-}
-
-TEST_F(ScriptedCommandLine, DoesNotGuessTheAttemptsAfterADisturbedExchange) {
-  Process program = start({"code", "present", "112233"});
-  reader.serve_opening();
-  reader.serve(read_counter, reply(0, hex("07 00 00 00")));
-  reader.serve(present_code, hex("54"));
-  expect_error(program.wait(), 1,
-               "quorra: presenting the code: the reader's reply has a wrong first byte (-128)\n");
-  reader.expect_closed();
-}
-
-// Without standard output and error, the line to the reader must not become one of them.
-TEST_F(ScriptedCommandLine, AsksNoQuestionsOfTheReader) {
-  const Terminal terminal;
-  Process program({"/bin/sh", "-c", R"(exec "$0" "$@" >&- 2>&-)", QUORRA_PROGRAM, "code", "present",
-                   "112233", "--config", reader.configuration()},
-                  {.input = {}, .streams = {{STDIN_FILENO, terminal.line()}}, .environment = {}});
-  reader.serve_opening();
-  reader.serve(read_counter, reply(0, hex("01 00 00 00")));
-  terminal.type("n\n");
-  EXPECT_EQ(program.wait().status, 2);
-  reader.expect_closed();
-}
-
-TEST_F(ScriptedCommandLine, NewCodeIsReadBack) {
-  Process program = start({"code", "change", "--code", "112233", "445566"});
-  reader.serve_opening();
-  reader.serve(read_counter, reply(0, hex("07 00 00 00")));
-  reader.serve(present_code, reply(0, {}));
-  reader.serve(sealed("AA 66 00 08 79 00 00 00 00 44 55 66"), reply(0, {}));
-  reader.serve(sealed("AA 65 00 07 79 00 00 00 00 00 04"), reply(0, hex("07 44 55 67")));
-  expect_error(program.wait(), 1,
-               "quorra: reading back the new code: the card holds another code\n");
-  reader.expect_closed();
-}
-
-TEST_F(ScriptedCommandLine, InfoShowsBytesThatAreNoText) {
-  Process program = start({"info"});
-  reader.serve_opening();
-  reader.serve(sealed("AA B0 00 07 80 00 00 00 00 00 12"), reply(0, text("KWSPC")));
-  reader.serve(sealed("AA B7 00 07 80 00 00 01 90 00 10"), reply(0, counting(16, 0xF1)));
-  reader.serve(sealed("AA B9 00 05 80 00 00 00 00"), reply(0x86, {}));
-  for (int card = 0; card < 2; ++card) {
-    reader.serve(sealed("AA 61 00 07 79 00 00 00 06 00 02"), reply(0, hex("FF FF")));
-  }
-  expect_success(program.wait(),
-                 "library        KW###DRVSFT-V6.60B\n"
-                 "reader         KWSPC\n"
-                 "serial number  F1 F2 F3 F4 F5 F6 F7 F8 F9 FA FB FC FD FE FF 00\n"
-                 "answers        yes\n"
-                 "card           none recognised\n");
-  reader.expect_closed();
-}
-
-// The signal comes while the program waits for the reply to a write. The write is done, and nothing
-// after it.
-TEST_F(ScriptedCommandLine, SignalsEndItBetweenTwoCalls) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    Process program = start({"write", "--address", "0x20", "DEAD"});
-    reader.serve_opening();
-    reader.expect(write_two);
-    program.signal(signal);
-    reader.answer(reply(0, {}));
-    expect_error(program.wait(), 1, "quorra: reading back what was written: interrupted\n");
-    reader.expect_closed();
-  }
-}
-
-TEST_F(ScriptedCommandLine, SignalAfterTheLastCallIsTooLate) {
-  Process program = start({"write", "--address", "0x20", "--no-verify", "DEAD"});
-  reader.serve_opening();
-  reader.expect(write_two);
-  program.signal(SIGINT);
-  reader.answer(reply(0, {}));
-  expect_success(program.wait(), "Wrote 2 bytes at 0x0020.\n");
-  reader.expect_closed();
-}
-
-TEST_F(ScriptedCommandLine, SpeaksThroughASerialTerminal) {
-  const std::string configuration = folder / "terminal.conf";
-  write_file(configuration, terminal_configuration);
-  const auto wrapped = [](const Bytes& frame) {
-    std::string bytes;
-    for (const unsigned char byte : frame) {
-      bytes += "\x1b[5i" + std::string(1, static_cast<char>(byte)) + "\x1b[4i";
-    }
-    return bytes;
-  };
-  const Terminal terminal;
-  const auto serve = [&](const Bytes& request, const Bytes& answer) {
-    EXPECT_EQ(terminal.read(wrapped(request).size()), wrapped(request));
-    terminal.type(std::string(answer.begin(), answer.end()));
-  };
-  const int line = terminal.line();
-  Process program({QUORRA_PROGRAM, "code", "present", "112233", "--config", configuration},
-                  {.input = {},
-                   .streams = {{STDIN_FILENO, line}, {STDOUT_FILENO, line}, {STDERR_FILENO, line}},
-                   .environment = {}});
-  serve(ask_version, good_version);
-  serve(read_counter, reply(0, hex("01 00 00 00")));
-  EXPECT_EQ(terminal.read_until("[y/N] "),
-            "1 attempt left: a wrong code locks the card for good. Go on? [y/N] ");
-  terminal.type("y\r");
-  serve(present_code, reply(0, {}));
-  EXPECT_EQ(program.wait().status, 0);
-  // The result comes when the line is a terminal again.
-  EXPECT_EQ(terminal.read_all(), "\x1b[0iThe code is right.\n");
-}
-
-TEST_F(ScriptedCommandLine, IgnoredSignalsStayIgnored) {
-  Process program({"/bin/sh", "-c", R"(trap '' HUP; exec "$0" "$@")", QUORRA_PROGRAM, "write",
-                   "--address", "0x20", "DEAD", "--config", reader.configuration()});
-  reader.serve_opening();
-  reader.expect(write_two);
-  program.signal(SIGHUP);
-  reader.answer(reply(0, {}));
-  reader.serve(read_two, reply(0, hex("DE AD")));
-  expect_success(program.wait(), "Wrote 2 bytes at 0x0020 and read them back.\n");
-  reader.expect_closed();
 }
 
 }  // namespace

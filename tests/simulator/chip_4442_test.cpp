@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "simulator/cards/kinds.hpp"
+#include "tests/simulator/contact_driver.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {
@@ -16,29 +17,10 @@ using test::hex;
 using testing::Each;
 using testing::ElementsAreArray;
 
-/// Drives a chip at its contacts.
-class Master {
+// Drives the chip's bus.
+class Master : public test::ContactDriver {
  public:
-  explicit Master(Chip& chip) : chip_(chip) {}
-
-  void power_up() {
-    set(&Contacts::vcc, true);
-    set(&Contacts::io, true);
-  }
-  void power_down() {
-    const Contacts before = contacts_;
-    contacts_ = Contacts{};
-    chip_.contacts_changed(before, contacts_);
-  }
-  void rst(bool level) { set(&Contacts::rst, level); }
-  void clk(bool level) { set(&Contacts::clk, level); }
-  void io(bool level) { set(&Contacts::io, level); }
-  bool io_level() const { return contacts_.io && !chip_.pulls_io_low(); }
-
-  void pulse() {
-    clk(true);
-    clk(false);
-  }
+  using ContactDriver::ContactDriver;
 
   void begin() {
     clk(true);
@@ -58,7 +40,7 @@ class Master {
     for (unsigned i = 0; i < 8; ++i)
       put_bit((byte & (1U << i)) != 0);
   }
-  /// A whole command; CLK stays high.
+  // A whole command; CLK stays high.
   void command(std::uint8_t control, std::uint8_t address = 0, std::uint8_t data = 0) {
     begin();
     put(control);
@@ -67,7 +49,7 @@ class Master {
     end();
   }
 
-  /// Bits appear when CLK falls.
+  // Bits appear when CLK falls.
   std::uint8_t get() {
     unsigned byte = 0;
     for (unsigned i = 0; i < 8; ++i) {
@@ -85,7 +67,7 @@ class Master {
     return bytes;
   }
 
-  /// Resets the chip and leaves CLK low with the first bit of the answer on IO.
+  // Resets the chip and leaves CLK low with the first bit of the answer on IO.
   void reset() {
     rst(true);
     pulse();
@@ -105,7 +87,7 @@ class Master {
     return bytes;
   }
 
-  /// A command that makes the chip busy; returns for how many clocks.
+  // A command that makes the chip busy; returns for how many clocks.
   unsigned run(std::uint8_t control, std::uint8_t address, std::uint8_t data) {
     command(control, address, data);
     clk(false);
@@ -131,7 +113,7 @@ class Master {
     return get(4);
   }
 
-  /// Uses up one attempt and compares three bytes; returns the security memory afterwards.
+  // Uses up one attempt and compares three bytes; returns the security memory afterwards.
   Bytes present(const Bytes& code) {
     const std::uint8_t counter = read_security()[0];
     run(0x39, 0, counter & static_cast<std::uint8_t>(counter - 1));
@@ -140,17 +122,6 @@ class Master {
     run(0x39, 0, 0xFF);
     return read_security();
   }
-
- private:
-  void set(bool Contacts::*contact, bool level) {
-    if (contacts_.*contact == level) return;
-    const Contacts before = contacts_;
-    contacts_.*contact = level;
-    chip_.contacts_changed(before, contacts_);
-  }
-
-  Chip& chip_;
-  Contacts contacts_;
 };
 
 constexpr std::uint8_t update_main = 0x38;

@@ -38,7 +38,7 @@ class ControlClient {
     }
   }
   void end_sending() const { ::shutdown(connection_.get(), SHUT_WR); }
-  /// The next line without its end; empty when the connection has ended.
+  // The next line without its end; empty when the connection has ended.
   std::string receive_line() {
     std::size_t end = 0;
     while ((end = received_.find('\n')) == std::string::npos) {
@@ -55,7 +55,7 @@ class ControlClient {
     send(line + "\n");
     return json::parse(receive_line());
   }
-  /// The text of the error that the line brings.
+  // The text of the error that the line brings.
   std::string error_of(const std::string& line) {
     const json answer = ask(line);
     EXPECT_EQ(answer.at("ok"), false) << line;

@@ -38,12 +38,12 @@ class FaultsOnTheLine : public testing::Test {
     fault.parameter = parameter;
     reader->arm(fault);
   }
-  /// Until that many requests have been carried out.
+  // Until that many requests have been carried out.
   void await_exchanges(std::uint64_t count) {
     while (reader->state().exchanges < count)
       std::this_thread::yield();
   }
-  /// The fault is over: the next exchange goes well and nothing was left on the line.
+  // The fault is over: the next exchange goes well and nothing was left on the line.
   void expect_recovery() { EXPECT_EQ(host.exchange(read_version), version); }
 
   TemporaryFolder folder;
@@ -184,7 +184,7 @@ TEST_F(FaultsOnTheLine, together) {
   expect_recovery();
 }
 
-/// Whether each of the exchanges with these command bytes is hit.
+// Whether each of the exchanges with these command bytes is hit.
 std::vector<bool> hits(const Fault& fault, const Bytes& commands) {
   Faults faults;
   faults.arm(fault);

@@ -52,7 +52,7 @@ class ReaderWithCard : public testing::Test {
   Bytes present(std::string_view code) {
     return exchange(0x64, "79 00 00 00 00" + std::string(code));
   }
-  /// The bytes that the image file holds.
+  // The bytes that the image file holds.
   Bytes stored(std::string_view field) const {
     const Image image = load_image(file);
     const auto bytes = image.field(field);
@@ -169,7 +169,7 @@ TEST_F(EmptyReader, forgets_a_request_that_stalls) {
   EXPECT_EQ(reader.bench().state().exchanges, 1U);
 }
 
-/// Each command, with a body of every length that is not its own.
+// Each command, with a body of every length that is not its own.
 struct LengthCase {
   std::uint8_t command;
   std::uint8_t type;
@@ -342,7 +342,7 @@ TEST(ReaderWith4432, has_no_code_to_present) {
   EXPECT_EQ(reader.exchange(request(0x60, "79 00 00 00 20 01")), reply(0));
 }
 
-/// Pulls IO low as soon as it has power, and never lets go.
+// Pulls IO low as soon as it has power, and never lets go.
 class StuckChip final : public Chip {
  public:
   StuckChip() : Chip(Image(find_kind("4432"))) {}

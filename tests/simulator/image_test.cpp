@@ -7,12 +7,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <numeric>
 
 #include "simulator/cards/card_file.hpp"
 #include "simulator/cards/kinds.hpp"
 #include "simulator/error.hpp"
+#include "simulator/text.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {
@@ -25,7 +27,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-/// What the reader of image files says about a text; empty if it has no complaint.
+// What the reader of image files says about a text; empty if it has no complaint.
 std::string complaint_about(const std::string& text) {
   try {
     parse_image(text, "card");
@@ -37,7 +39,7 @@ std::string complaint_about(const std::string& text) {
 
 std::string blank_text() { return to_text(Image(find_kind("4442"))); }
 
-/// The text of a blank 4442 with one part of it replaced.
+// The text of a blank 4442 with one part of it replaced.
 std::string with(const std::string& part, const std::string& replacement) {
   std::string text = blank_text();
   const std::size_t begin = text.find(part);
@@ -93,13 +95,16 @@ TEST(Image, comes_back_from_its_file) {
         value = static_cast<std::uint8_t>(value * 5 + 3);
         if (field.form == FieldForm::addresses) byte = value >> 4U & 1U;
         if (field.form == FieldForm::number) byte = static_cast<std::uint8_t>(field.extent - 1);
-        if (field.form == FieldForm::bytes || field.form == FieldForm::memory) byte = value;
+        if (field.form == FieldForm::bytes || field.form == FieldForm::memory ||
+            field.form == FieldForm::raw)
+          byte = value;
       }
     save_image(image, folder.path() / "card");
     const Image again = load_image(folder.path() / "card");
     EXPECT_EQ(again.kind().name, kind.name);
     for (const Field& field : kind.fields)
-      EXPECT_THAT(again.field(field.name), ElementsAreArray(image.field(field.name))) << field.name;
+      EXPECT_TRUE(std::ranges::equal(again.field(field.name), image.field(field.name)))
+          << kind.name << " " << field.name;
   }
 }
 
@@ -130,8 +135,6 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"format = 1\n", "format = \"1\"\n", "card:2: format must be 1"},
         Damage{"kind = \"4442\"\n", "", "card: kind is missing"},
         Damage{"kind = \"4442\"", "kind = 4442", "card:3: kind must be a string"},
-        Damage{"kind = \"4442\"", "kind = \"4443\"",
-               "card:3: unknown kind of card \"4443\" (known: 4442, 4432)"},
         Damage{"kind = \"4442\"", "kind = \"4432\"", "card:4: unknown key code for a 4432"},
         Damage{"counter = 7\n", "counter = 7\ncolour = 1\n",
                "card:6: unknown key colour for a 4442"},
@@ -165,6 +168,11 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"0020: FF", "-0020: FF", "card:10: address 0020 expected"},
         Damage{"0000: A2", "0000: A", "card:8: bytes are pairs of hexadecimal digits"},
         Damage{"0000: A2", "0000: ZZ", "card:8: bytes are pairs of hexadecimal digits"}));
+
+TEST(Image, must_be_of_a_known_kind) {
+  EXPECT_EQ(complaint_about(with("kind = \"4442\"", "kind = \"4443\"")),
+            fmt::format("card:3: unknown kind of card \"4443\" (known: {})", list_names(kinds())));
+}
 
 TEST(Image, must_have_a_memory) {
   const std::string text = blank_text();
@@ -264,7 +272,7 @@ TEST_F(ImageFile, is_written_when_the_chip_has_changed) {
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-/// Writes one image after another until it is killed; tells when the first is there.
+// Writes one image after another until it is killed; tells when the first is there.
 [[noreturn]] void write_for_ever(const std::filesystem::path& path, int told) {
   Image image(find_kind("4442"));
   for (std::uint8_t value = 0;; ++value) {

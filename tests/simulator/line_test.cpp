@@ -78,7 +78,7 @@ TEST(Line, loses_nothing_when_the_host_does_not_read) {
     ASSERT_EQ(host.receive(answer.size()), answer);
 }
 
-/// Sends a request and measures until its reply is there.
+// Sends a request and measures until its reply is there.
 Duration time_of_exchange(unsigned speed) {
   Options options;
   options.speed = speed;
@@ -95,7 +95,7 @@ TEST(Line, takes_its_time_when_it_has_a_speed) {
     EXPECT_GE(time_of_exchange(speed), (11 + 23) * byte_time(speed)) << speed;
 }
 
-/// What has come by the time at which so many bytes have gone over the line in both directions.
+// What has come by the time at which so many bytes have gone over the line in both directions.
 class PacedLine : public testing::Test {
  protected:
   static Options at_9600() {

@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 constexpr Time start{std::chrono::hours(1)};
 
-/// When each of the bytes that are in the queue is due, counted from `start`.
+// When each of the bytes that are in the queue is due, counted from `start`.
 std::vector<Duration> due_times(PacedQueue queue) {
   std::vector<Duration> times;
   while (!queue.empty()) {

@@ -28,7 +28,7 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
 
-/// quorra-sim as a process of its own. Ends with the object.
+// quorra-sim as a process of its own. Ends with the object.
 class Process {
  public:
   explicit Process(const std::vector<std::string>& arguments) {
@@ -61,7 +61,7 @@ class Process {
   std::string output_line() const { return read_until(output_, '\n'); }
   std::string rest_of_output() const { return read_until(output_, std::nullopt); }
   std::string errors() const { return read_until(error_, std::nullopt); }
-  /// The exit status; -1 when it did not exit.
+  // The exit status; -1 when it did not exit.
   int wait() {
     int status = 0;
     ::waitpid(process_, &status, 0);
@@ -70,7 +70,7 @@ class Process {
   }
 
  private:
-  /// Returns the end of the pipe that must be closed here once the process has it.
+  // Returns the end of the pipe that must be closed here once the process has it.
   static FileDescriptor redirect(posix_spawn_file_actions_t& actions, int target,
                                  FileDescriptor& ours) {
     int channel[2];
@@ -106,7 +106,7 @@ Outcome run(const std::vector<std::string>& arguments) {
   return {process.wait(), std::move(output), std::move(errors)};
 }
 
-/// A refusal: status 2 and one line on standard error.
+// A refusal: status 2 and one line on standard error.
 void expect_refusal(const std::vector<std::string>& arguments, const std::string& reason) {
   const Outcome outcome = run(arguments);
   EXPECT_EQ(outcome.status, 2) << reason;
@@ -240,7 +240,7 @@ TEST_F(Program, overwrites_a_card_only_when_it_is_told_to) {
 TEST_F(Program, refuses_content_that_fits_no_card) {
   const std::string card = path("card");
   test::write_file(path("short"), "x");
-  expect_refusal({"new", "4443", card}, "unknown kind of card \"4443\" (known: 4442, 4432)");
+  expect_refusal({"new", "4443", card}, "unknown kind of card \"4443\" (known: 4442, 4432, ");
   expect_refusal({"new", "4442", card, "--code", "1234"}, "code must be 3 bytes");
   expect_refusal({"new", "4432", card, "--code", "123456"}, "a 4432 has no code");
   expect_refusal({"new", "4432", card, "--counter", "3"}, "a 4432 has no counter");
@@ -267,6 +267,42 @@ TEST_F(Program, shows_a_card) {
   EXPECT_THAT(
       outcome.output,
       HasSubstr("\n00F0: 48 65 6C 6C 6F FF FF FF FF FF FF FF FF FF FF FF  Hello...........\n"));
+}
+
+TEST_F(Program, makes_and_shows_a_card_that_has_only_memory) {
+  EXPECT_EQ(run({"new", "24c02", path("card"), "--data", "0xF0:48656C6C6F"}).status, 0);
+  const Outcome outcome = run({"show", path("card")});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.output, StartsWith("kind: 24c02 (256 bytes, two-wire EEPROM)\nmemory: "));
+  EXPECT_THAT(
+      outcome.output,
+      HasSubstr("\n00F0: 48 65 6C 6C 6F FF FF FF FF FF FF FF FF FF FF FF  Hello...........\n"));
+  expect_refusal({"new", "24c02", path("other"), "--code", "123456"}, "a 24c02 has no code");
+  test::write_file(path("raw"), std::string(128, 'x'));
+  EXPECT_EQ(run({"new", "93c46a", path("words"), "--memory", path("raw")}).status, 0);
+  EXPECT_THAT(load_image(path("words")).field("memory"), testing::Each('x'));
+}
+
+TEST_F(Program, makes_and_shows_cards_of_1024_bytes) {
+  EXPECT_EQ(run({"new", "4428", path("card"), "--code", "1234", "--counter", "127", "--data",
+                 "1020:AA", "--protect", "0x3FF"})
+                .status,
+            0);
+  const Outcome outcome = run({"show", path("card")});
+  EXPECT_THAT(outcome.output, HasSubstr("\ncode: 12 34\ncounter: 127\n"));
+  EXPECT_THAT(outcome.output, HasSubstr(" 0x15-0x1A 0x3FF\n"));
+  EXPECT_EQ(load_image(path("card")).field("memory").back(), 0xAA);
+  expect_refusal({"new", "4428", path("other"), "--data", "1021:00"}, "beyond the 1021 bytes");
+  expect_refusal({"new", "4418", path("other"), "--code", "1234"}, "a 4418 has no code");
+}
+
+TEST_F(Program, makes_and_shows_a_card_with_raw_bytes) {
+  EXPECT_EQ(run({"new", "45d041", path("card"), "--data", "0x83FFE:4142"}).status, 0);
+  const Outcome outcome = run({"show", path("card")});
+  EXPECT_THAT(outcome.output, HasSubstr("\nmemory: 540672 bytes\n0000: FF FF"));
+  EXPECT_THAT(outcome.output, HasSubstr("\n83FF0: FF FF FF FF FF FF FF FF FF FF FF FF FF FF 41 42  "
+                                        "..............AB\n"));
+  expect_refusal({"new", "45d041", path("other"), "--protect", "0"}, "a 45d041 has no protected");
 }
 
 TEST_F(Program, lists_the_kinds) {

@@ -10,7 +10,7 @@
 namespace quorra::simulator {
 namespace {
 
-/// Notes what it is told, and pulls IO low while CLK is high.
+// Notes what it is told, and pulls IO low while CLK is high, and C8 while RST is high.
 class ListeningChip final : public Chip {
  public:
   ListeningChip() : Chip(Image(find_kind("4432"))) {}
@@ -18,6 +18,7 @@ class ListeningChip final : public Chip {
   void contacts_changed(const Contacts& before, const Contacts& now) override {
     changes.emplace_back(before, now);
     pull_io_low(now.clk);
+    pull_c8_low(now.rst);
   }
 
   std::vector<std::pair<Contacts, Contacts>> changes;
@@ -61,6 +62,20 @@ TEST(Slot, has_io_low_when_either_side_pulls_it) {
   slot.set_clk(false);
   slot.set_io(false);
   EXPECT_FALSE(slot.read_io());
+}
+
+TEST(Slot, has_c8_low_when_either_side_pulls_it) {
+  Slot slot;
+  slot.set_c8(true);
+  EXPECT_TRUE(slot.read_c8()) << "empty";
+  ListeningChip chip;
+  slot.insert(chip);
+  EXPECT_TRUE(slot.read_c8());
+  slot.set_rst(true);
+  EXPECT_FALSE(slot.read_c8());
+  slot.set_rst(false);
+  slot.set_c8(false);
+  EXPECT_FALSE(slot.read_c8());
 }
 
 TEST(Slot, drives_all_contacts_a_card_can_have) {

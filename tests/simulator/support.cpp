@@ -20,7 +20,7 @@
 namespace quorra::simulator::test {
 namespace {
 
-/// Longer than any load on the machine should make a test wait; then something is wrong.
+// Longer than any load on the machine should make a test wait; then something is wrong.
 constexpr int patience_ms = 60'000;
 
 std::uint8_t sum(std::span<const std::uint8_t> bytes) {
@@ -129,6 +129,12 @@ std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view k
   return path;
 }
 
+Options with_new_card(const TemporaryFolder& folder, std::string_view kind) {
+  Options options;
+  options.card = new_card(folder, kind);
+  return options;
+}
+
 ServedBench::ServedBench(const Options& options)
     : bench_(options, folder_.path() / "reader.conf"),
       host_(bench_.configuration()),
@@ -149,6 +155,26 @@ void ServedBench::send(std::span<const std::uint8_t> bytes) {
 Bytes ServedBench::exchange(std::span<const std::uint8_t> bytes) {
   send(bytes);
   return host_.receive_reply();
+}
+
+BenchWithCard::BenchWithCard(std::string_view kind) : file_(new_card(folder_, kind)) {
+  Image image(find_kind(kind));
+  const auto memory = image.field("memory");
+  std::iota(memory.begin(), memory.end(), std::uint8_t{0});
+  save_image(image, file_);
+  reader_.bench().insert(file_);
+}
+
+void BenchWithCard::pull_card() {
+  Fault fault;
+  fault.kind = FaultKind::pull_card;
+  reader_.bench().arm(fault);
+}
+
+Bytes BenchWithCard::stored() const {
+  const Image image = load_image(file_);
+  const auto memory = image.field("memory");
+  return {memory.begin(), memory.end()};
 }
 
 }  // namespace quorra::simulator::test

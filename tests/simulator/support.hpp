@@ -17,43 +17,46 @@ namespace quorra::simulator::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Bytes written in hexadecimal.
+// Bytes written in hexadecimal.
 Bytes hex(std::string_view text);
 
-/// The request frame with that command byte and body, flag 0.
+// The request frame with that command byte and body, flag 0.
 Bytes request(std::uint8_t command, std::string_view body);
-/// The reply frame with that STATUS and data.
+// The reply frame with that STATUS and data.
 Bytes reply(std::uint8_t status, std::string_view data = "");
 
-/// The whole content of a file.
+// The whole content of a file.
 std::string content_of(const std::filesystem::path& path);
 void write_file(const std::filesystem::path& path, std::string_view content);
 
-/// A host at the other end of the line: it opens the device that a configuration file names.
+// A host at the other end of the line: it opens the device that a configuration file names.
 class RawClient {
  public:
   explicit RawClient(const std::filesystem::path& configuration);
 
   void send(std::span<const std::uint8_t> bytes) const;
-  /// Waits until that many bytes have come.
+  // Waits until that many bytes have come.
   Bytes receive(std::size_t count) const;
-  /// Receives a frame: header, data, check byte.
+  // Receives a frame: header, data, check byte.
   Bytes receive_reply() const;
   Bytes exchange(std::span<const std::uint8_t> bytes) const;
-  /// Whether bytes are waiting at this moment.
+  // Whether bytes are waiting at this moment.
   bool has_bytes() const;
-  /// Waits until the other end has hung up, or until `seconds` have passed.
+  // Waits until the other end has hung up, or until `seconds` have passed.
   bool sees_hang_up() const;
 
  private:
   FileDescriptor device_;
 };
 
-/// A new card of that kind in a file.
+// A new card of that kind in a file.
 std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view kind,
                                std::string_view name = "card");
 
-/// A bench that the test itself serves, with a time that only the test moves, and a host.
+// Options for a reader with a new card of that kind in its slot.
+Options with_new_card(const TemporaryFolder& folder, std::string_view kind);
+
+// A bench that the test itself serves, with a time that only the test moves, and a host.
 class ServedBench {
  public:
   explicit ServedBench(const Options& options = {});
@@ -63,7 +66,7 @@ class ServedBench {
   Time now() const { return now_; }
   void pass(Duration duration) { now_ += duration; }
 
-  /// Sends bytes and lets the bench do what it can at this time.
+  // Sends bytes and lets the bench do what it can at this time.
   void send(std::span<const std::uint8_t> bytes);
   Bytes exchange(std::span<const std::uint8_t> bytes);
 
@@ -72,6 +75,26 @@ class ServedBench {
   Bench bench_;
   RawClient host_;
   Time now_;
+};
+
+// A bench with a card of that kind, whose memory counts up from 0.
+class BenchWithCard {
+ public:
+  explicit BenchWithCard(std::string_view kind);
+
+  Bytes exchange(std::uint8_t command, std::string_view body) {
+    return reader_.exchange(request(command, body));
+  }
+  Bytes exchange(std::string_view frame) { return reader_.exchange(hex(frame)); }
+  // The card leaves the slot while the data of the next exchange is being programmed.
+  void pull_card();
+  // The memory in the image file.
+  Bytes stored() const;
+
+ private:
+  TemporaryFolder folder_;
+  std::filesystem::path file_;
+  ServedBench reader_;
 };
 
 }  // namespace quorra::simulator::test

@@ -1,0 +1,75 @@
+#include "bench/line.hpp"
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <quorra.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace quorra::benchmarks {
+namespace {
+
+[[noreturn]] void give_up(const char* what) {
+  std::perror(what);
+  std::exit(2);
+}
+
+}  // namespace
+
+Line::Line() : master_(posix_openpt(O_RDWR | O_NOCTTY)) {
+  if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0) give_up("pseudo-terminal");
+  program_ = open(ptsname(master_), O_RDWR | O_NOCTTY);
+  termios settings{};
+  if (program_ < 0 || tcgetattr(program_, &settings) != 0) give_up("pseudo-terminal");
+  cfmakeraw(&settings);
+  settings.c_cc[VMIN] = 0;
+  if (tcsetattr(program_, TCSANOW, &settings) != 0) give_up("pseudo-terminal");
+  term_flg = 1;
+}
+
+Line::~Line() {
+  close(program_);
+  close(master_);
+}
+
+void Line::send(const Bytes& reply) const {
+  const auto size = static_cast<ssize_t>(reply.size());
+  if (write(master_, reply.data(), reply.size()) != size) give_up("reply");
+  int waiting = 0;
+  while (waiting != size) {
+    if (ioctl(program_, FIONREAD, &waiting) != 0) give_up("reply");
+  }
+}
+
+void Line::take(const Bytes& request) const {
+  Bytes taken(request.size());
+  for (std::size_t size = 0; size < taken.size();) {
+    const ssize_t got = read(master_, taken.data() + size, taken.size() - size);
+    if (got < 1) give_up("request");
+    size += static_cast<std::size_t>(got);
+  }
+  if (taken != request) give_up("another request than expected");
+}
+
+void Line::exchange_by_bare_calls(const Bytes& request, const Bytes& reply) const {
+  for (const unsigned char byte : request) {
+    if (write(program_, &byte, 1) != 1) give_up("write");
+  }
+  for (std::size_t i = 0; i < reply.size(); ++i) {
+    unsigned char byte = 0;
+    benchmark::DoNotOptimize(std::clock());
+    if (read(program_, &byte, 1) != 1 || byte != reply[i]) give_up("read");
+  }
+}
+
+double Line::now() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace quorra::benchmarks

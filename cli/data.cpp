@@ -1,0 +1,48 @@
+#include "cli/data.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "cli/files.hpp"
+
+namespace quorra::cli {
+namespace {
+
+Bytes content_of(const std::string& file, const Card& card) {
+  const auto size = static_cast<std::size_t>(card.size);
+  Bytes data = read_file(file, size + 1);
+  if (data.size() > size) {
+    throw UsageError(fmt::format("--file: {} holds more than the {} of a {} card", file,
+                                 counted(card.size, "byte"), card.name));
+  }
+  return data;
+}
+
+Bytes given_bytes(const DataOptions& options, const Card& card) {
+  if (options.text) return {options.text->begin(), options.text->end()};
+  if (options.file) return content_of(*options.file, card);
+  return parse_hex("HEX", fmt::format("{}", fmt::join(options.hex, " ")));
+}
+
+}  // namespace
+
+void add_data(CLI::App& command, DataOptions& options) {
+  command.add_option("HEX", options.hex, "The bytes, two hex digits each")->type_name("");
+  command.add_option("--text", options.text, "Or: the bytes of this text")->type_name("TEXT");
+  command.add_option("--file", options.file, "Or: the bytes of this file ('-': standard input)")
+      ->type_name("FILE");
+}
+
+Bytes data_from(const DataOptions& options, const Card& card, std::string_view verb) {
+  const int sources =
+      (options.hex.empty() ? 0 : 1) + (options.text ? 1 : 0) + (options.file ? 1 : 0);
+  if (sources == 0) {
+    throw UsageError(fmt::format("nothing to {}: give HEX, --text or --file", verb));
+  }
+  if (sources > 1) throw UsageError("give one of HEX, --text and --file, not several");
+  Bytes data = given_bytes(options, card);
+  if (data.empty()) throw UsageError(fmt::format("nothing to {}: there is not one byte", verb));
+  return data;
+}
+
+}  // namespace quorra::cli

@@ -1,0 +1,43 @@
+// How far a long transfer is, told on standard error.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+namespace quorra::cli {
+
+// "1440 of 8192 bytes read"
+std::string how_far(int done, int total, std::string_view done_word);
+
+// A transfer that is quickly over shows nothing. On a terminal, a longer one has a bar that is
+// drawn over and over again in the same line, and taken away at the end; elsewhere there is a line
+// every few seconds.
+class Progress {
+ public:
+  // done_word: what becomes of the bytes, "read" for example. shown: whether it is wanted at all.
+  Progress(std::string_view done_word, int total, bool shown);
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  ~Progress();
+
+  // Tells that `done` of the bytes are through.
+  void advance(int done);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  // "1440 of 8192 bytes read, 850 bytes/s, 0:08 left"
+  std::string describe(int done, Clock::duration elapsed) const;
+  std::string bar(int done) const;
+
+  std::string_view done_word_;
+  int total_;
+  bool shown_;
+  bool on_terminal_;
+  bool drawn_ = false;
+  Clock::time_point start_ = Clock::now();
+  Clock::time_point next_;
+};
+
+}  // namespace quorra::cli

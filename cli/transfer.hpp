@@ -1,0 +1,50 @@
+// Moving bytes from and to a card's memory. A long transfer is cut into pieces, so that it can be
+// watched and interrupted between two frames; frame by frame it is the same as without.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "cli/connection.hpp"
+#include "cli/parse.hpp"
+
+namespace quorra::cli {
+
+// Moves one piece, of which the transfer's bytes from `done` on are part, and returns the library's
+// result.
+using MovePiece = std::function<int(Range piece, int done)>;
+
+// Adds to the message when a piece failed; what it returns follows the words for the result.
+using ExplainFailure = std::function<std::string(int result, Range piece, int done)>;
+
+// Moves `range` of the card's memory. Throws Failure or Interrupted, with the number of bytes that
+// are through.
+void transfer(const Connection& connection, const Card& card, Range range,
+              const Operation& operation, const MovePiece& move,
+              const ExplainFailure& explain = nullptr);
+
+// Reads `range` of the card's memory. Throws Failure.
+Bytes read_memory(const Connection& connection, const Card& card, Range range,
+                  const Operation& operation);
+
+// Writes `data` to `range`, which is as long; where the card has words, a half one keeps its other
+// half. With `verify` the bytes are read back and compared. Throws Failure.
+void write_memory(const Connection& connection, const Card& card, Range range, const Bytes& data,
+                  const Operation& operation, bool verify);
+
+// In what way bytes of a card are not the ones that are wanted.
+struct Difference {
+  int count;    // bytes that differ
+  int address;  // of the first one
+  unsigned char held;
+  unsigned char wanted;
+};
+
+// Both have the same size, and begin at `address` of the card. None if they are equal.
+std::optional<Difference> find_difference(const Bytes& wanted, const Bytes& held, int address);
+
+// "at 0x0020 the card holds FF, not DE"
+std::string describe(const Difference& difference);
+
+}  // namespace quorra::cli

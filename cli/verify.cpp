@@ -1,0 +1,53 @@
+// quorra verify
+
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "cli/commands.hpp"
+#include "cli/data.hpp"
+#include "cli/files.hpp"
+#include "cli/options.hpp"
+#include "cli/transfer.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr Operation comparing{.doing = "comparing the card", .done = "compared"};
+
+struct VerifyOptions {
+  int address = 0;
+  DataOptions data;
+};
+
+void run_verify(const Settings& settings, const VerifyOptions& options) {
+  const Card& card = *settings.card;
+  const Bytes data = data_from(options.data, card, "compare");
+  const Range range = readable_range(card, options.address, static_cast<int>(data.size()));
+  Bytes held;
+  {
+    const Connection connection(settings);
+    held = read_memory(connection, card, range, comparing);
+  }
+  if (const auto difference = find_difference(data, held, range.address)) {
+    throw Failure(fmt::format("{}: {} of {} differ; {}", comparing.doing, difference->count,
+                              counted(range.count, "byte"), describe(*difference)));
+  }
+  print(fmt::format("The card holds the same {} at 0x{:04X}.\n", counted(range.count, "byte"),
+                    range.address));
+}
+
+}  // namespace
+
+void add_verify(CLI::App& program, const Settings& settings) {
+  const auto options = std::make_shared<VerifyOptions>();
+  CLI::App* command = program.add_subcommand("verify", "Compare the card with bytes");
+  add_address(*command, options->address)->required();
+  add_data(*command, options->data);
+  add_examples(*command,
+               {"quorra verify --config reader.conf --address 0x20 DE AD BE EF",
+                "quorra verify --config reader.conf --card 24c64 --address 0 --file card.bin"});
+  command->callback([&settings, options] { run_verify(settings, *options); });
+}
+
+}  // namespace quorra::cli

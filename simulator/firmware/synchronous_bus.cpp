@@ -1,0 +1,21 @@
+#include "simulator/firmware/synchronous_bus.hpp"
+
+namespace quorra::simulator {
+
+void send_byte(Slot& slot, std::uint8_t byte) {
+  for (unsigned bit = 0; bit < 8; ++bit) {
+    slot.set_io((byte >> bit & 1U) != 0);
+    slot.clock_pulse();
+  }
+}
+
+bool finish_processing(Slot& slot) {
+  constexpr int more_clocks_than_any_operation = 1024;
+  for (int clock = 0; clock < more_clocks_than_any_operation; ++clock) {
+    if (slot.read_io()) return true;
+    slot.clock_pulse();
+  }
+  return false;
+}
+
+}  // namespace quorra::simulator

@@ -1,0 +1,40 @@
+#include "tests/integration/command_line.hpp"
+
+#include <optional>
+
+namespace quorra::testing {
+
+Arguments operator+(Arguments left, const Arguments& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
+Outcome run_quorra(const Arguments& arguments, Surroundings surroundings) {
+  surroundings.environment.try_emplace("NO_COLOR", std::nullopt);
+  return run(Arguments{QUORRA_PROGRAM} + arguments, surroundings);
+}
+
+void expect_success(const Outcome& outcome, const std::string& output) {
+  EXPECT_EQ(outcome.output, output);
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+void expect_error(const Outcome& outcome, int status, const std::string& errors) {
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.errors, errors);
+  EXPECT_EQ(outcome.status, status);
+}
+
+std::string CommandLine::new_card(const std::string& kind, const Arguments& options) {
+  std::string image = folder / "card.toml";
+  const Outcome outcome = run(Arguments{QUORRA_SIM_PROGRAM, "new", kind, image} + options);
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  return image;
+}
+
+std::string CommandLine::memory_of(const std::string& image, const std::string& kind) {
+  return run_quorra({"read", "--virtual", image, "--card", kind, "--raw", "--quiet"}).output;
+}
+
+}  // namespace quorra::testing

@@ -1,0 +1,43 @@
+// Running the program quorra as a user runs it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/process.hpp"
+
+namespace quorra::testing {
+
+using Arguments = std::vector<std::string>;
+
+// The last line of a dump with marked bytes.
+inline constexpr char legend[] = "*  read-only for good\n";
+
+// How errors of a virtual reader begin.
+inline constexpr char refused_write[] =
+    "quorra: writing the card: the reader refused the command with status 35 (0x23): a byte was "
+    "not written: it is protected, or the code is missing (-35)";
+inline constexpr char refused_code[] =
+    "quorra: presenting the code: the reader refused the command with status 36 (0x24): the "
+    "security code is wrong (-36)";
+
+Arguments operator+(Arguments left, const Arguments& right);
+
+Outcome run_quorra(const Arguments& arguments, Surroundings surroundings = {});
+
+void expect_success(const Outcome& outcome, const std::string& output);
+void expect_error(const Outcome& outcome, int status, const std::string& errors);
+
+class CommandLine : public ::testing::Test {
+ protected:
+  // A card image, made by "quorra-sim new" with these options.
+  std::string new_card(const std::string& kind, const Arguments& options = {});
+
+  static std::string memory_of(const std::string& image, const std::string& kind = "4442");
+
+  TemporaryDirectory folder;
+};
+
+}  // namespace quorra::testing

@@ -1,0 +1,388 @@
+// The program quorra with each kind of card.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "tests/integration/command_line.hpp"
+
+namespace quorra::testing {
+namespace {
+
+struct Kind {
+  std::string name;
+  std::size_t size;
+  std::string code = {};  // as an option
+};
+
+const Kind all_kinds[] = {
+    {"4442", 256, "FFFFFF"}, {"4432", 256},   {"4428", 1024, "FFFF"}, {"4418", 1024},
+    {"24c01a", 128},         {"24c02", 256},  {"24c04", 512},         {"24c08", 1024},
+    {"24c16", 2048},         {"24c32", 4096}, {"24c64", 8192},        {"93c46a", 128},
+    {"93c46", 128},          {"93c57", 256},  {"93c66", 512},         {"45d041", 540672},
+};
+
+// The options that name a card.
+Arguments at(const std::string& image, const std::string& kind) {
+  return {"--virtual", image, "--card", kind, "--quiet"};
+}
+
+// Bytes that differ from their neighbours, 256 bytes before and behind, too.
+std::string pattern(std::size_t size) {
+  std::string bytes;
+  for (std::size_t at = 0; at < size; ++at) {
+    bytes += static_cast<char>(at + at / 256);
+  }
+  return bytes;
+}
+
+class EachCard : public CommandLine, public ::testing::WithParamInterface<Kind> {};
+
+// At the end of the card there is the part that needs the largest addresses. A 4428 is not written
+// in its last three bytes.
+TEST_P(EachCard, IsWrittenComparedAndRead) {
+  const auto& [name, size, code] = GetParam();
+  const std::string image = new_card(name);
+  const std::size_t writable = name == "4428" ? 1021 : size;
+  const std::size_t count = std::min<std::size_t>(writable - 0x20, 600);
+  const std::string address = std::to_string(writable - count);
+  const std::string before = memory_of(image, name);
+  ASSERT_EQ(before.size(), size);
+
+  write_file(folder / "data", pattern(count));
+  const Arguments data = {"--address", address, "--file", folder / "data"};
+  const Arguments present = code.empty() ? Arguments() : Arguments{"--code", code};
+  const Outcome written = run_quorra(Arguments{"write"} + at(image, name) + data + present);
+  EXPECT_EQ(written.errors, "");
+  EXPECT_EQ(written.status, 0);
+  EXPECT_NE(written.output.find(" and read them back.\n"), std::string::npos);
+  const Outcome compared = run_quorra(Arguments{"verify"} + at(image, name) + data);
+  EXPECT_EQ(compared.errors, "");
+  EXPECT_EQ(compared.status, 0);
+
+  std::string expected = before;
+  expected.replace(writable - count, count, pattern(count));
+  EXPECT_TRUE(memory_of(image, name) == expected);
+}
+
+TEST_P(EachCard, TellsHowManyBytesDifferAndTheFirst) {
+  const auto& [name, size, code] = GetParam();
+  const std::string image = new_card(name, {"--data", "0x31:0102030405"});
+  expect_error(run_quorra(Arguments{"verify"} + at(image, name) +
+                          Arguments{"--address", "0x31", "01 02 0A 04 0B"}),
+               1,
+               "quorra: comparing the card: 2 of 5 bytes differ; at 0x0033 the card holds 03, not "
+               "0A\n");
+  expect_success(run_quorra(Arguments{"verify"} + at(image, name) +
+                            Arguments{"--address", "0x32", "02 03 04"}),
+                 "The card holds the same 3 bytes at 0x0032.\n");
+}
+
+TEST_P(EachCard, FillsAPart) {
+  const auto& [name, size, code] = GetParam();
+  const std::string image = new_card(name, {"--data", "0x20:0102030405060708"});
+  const Arguments present = code.empty() ? Arguments() : Arguments{"--code", code};
+  const auto on_card = [&](const std::string& command, const Arguments& more) {
+    return run_quorra(Arguments{command} + at(image, name) + present + more);
+  };
+  expect_success(on_card("fill", {"--byte", "5A", "--address", "0x21", "--count", "3"}),
+                 "Wrote 5A to 3 bytes at 0x0021 and read them back.\n");
+  expect_success(on_card("erase", {"--address", "0x25", "--count", "2", "--no-verify"}),
+                 "Wrote FF to 2 bytes at 0x0025.\n");
+  expect_success(
+      run_quorra(Arguments{"read", "--address", "0x20", "--count", "8"} + at(image, name)),
+      "0020  01 5A 5A 5A 05 FF FF 08                           |.ZZZ....        |\n");
+}
+
+TEST_P(EachCard, NeedsConsentToOverwriteAllOfIt) {
+  const std::string& name = GetParam().name;
+  const std::string image = new_card(name);
+  const std::string before = content_of(image);
+  for (const Arguments& command : {Arguments{"erase"}, {"fill", "--byte", "00"}}) {
+    const Outcome outcome = run_quorra(command + at(image, name));
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_NE(outcome.errors.find(": all of it is overwritten; confirm with --yes\n"),
+              std::string::npos);
+  }
+  EXPECT_TRUE(content_of(image) == before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cards, EachCard, ::testing::ValuesIn(all_kinds),
+                         [](const auto& test) { return "Card" + test.param.name; });
+
+class Cards : public CommandLine {};
+
+// ---- Erasing and filling
+
+TEST_F(Cards, ErasesA93cWithItsOwnCommand) {
+  for (const char* kind : {"93c46a", "93c46", "93c57", "93c66"}) {
+    const std::string image =
+        new_card(kind, {"--force", "--data", "0:0102", "--data", "0x7E:0304"});
+    const std::size_t size = memory_of(image, kind).size();
+    expect_success(run_quorra(Arguments{"erase", "--yes"} + at(image, kind)),
+                   "Erased all " + std::to_string(size) +
+                       " bytes with the card's own command and read them back.\n");
+    EXPECT_EQ(memory_of(image, kind), std::string(size, '\xFF'));
+    expect_success(run_quorra(Arguments{"erase", "--yes", "--no-verify"} + at(image, kind)),
+                   "Erased all " + std::to_string(size) + " bytes with the card's own command.\n");
+  }
+}
+
+TEST_F(Cards, ErasesAndFillsWholeCardsByWriting) {
+  const std::string image = new_card("24c04", {"--data", "0x1FE:0102"});
+  expect_success(run_quorra(Arguments{"fill", "--byte", "a5", "--yes"} + at(image, "24c04")),
+                 "Wrote A5 to 512 bytes at 0x0000 and read them back.\n");
+  EXPECT_EQ(memory_of(image, "24c04"), std::string(512, '\xA5'));
+  expect_success(run_quorra(Arguments{"erase", "--yes"} + at(image, "24c04")),
+                 "Wrote FF to 512 bytes at 0x0000 and read them back.\n");
+  EXPECT_EQ(memory_of(image, "24c04"), std::string(512, '\xFF'));
+}
+
+TEST_F(Cards, FillingLeavesReadOnlyBytesAlone) {
+  const std::string image = new_card("4442", {"--data", "8:AA", "--protect", "8"});
+  expect_success(run_quorra(Arguments{"fill", "--byte", "00", "--yes", "--code", "FFFFFF"} +
+                            at(image, "4442")),
+                 "Wrote 00 to 256 bytes at 0x0000 and read them back.\n"
+                 "Read-only bytes that kept their value: 13.\n");
+  expect_success(run_quorra(Arguments{"read", "--count", "48"} + at(image, "4442")),
+                 "0000  A2*13*10*91*00 00 81*15* AA*00 00 00 00 00 00 00  |................|\n"
+                 "0010  00 00 00 00 00 FF*FF*FF* FF*FF*FF*00 00 00 00 00  |................|\n"
+                 "0020  00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |................|\n" +
+                     std::string(legend));
+}
+
+TEST_F(Cards, FillingNeedsTheCode) {
+  const std::string image = new_card("4428");
+  const Outcome outcome =
+      run_quorra(Arguments{"fill", "--byte", "00", "--yes"} + at(image, "4428"));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors,
+            "quorra: filling the card: the reader refused the command with status 35 (0x23): a "
+            "byte was not written: it is protected, or the code is missing (-35): at 0x0004 the "
+            "card holds FF, not 00\n");
+}
+
+TEST_F(Cards, ErasingAsksOnATerminal) {
+  const std::string image = new_card("24c01a", {"--data", "0:00"});
+  const auto erase = [&image](const std::string& answer) {
+    const Terminal terminal;
+    Process program(Arguments{QUORRA_PROGRAM, "erase"} + at(image, "24c01a"),
+                    {.input = {},
+                     .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
+                     .environment = {{"NO_COLOR", "1"}}});
+    EXPECT_EQ(terminal.read_until("[y/N] "),
+              "All 128 bytes of the card are overwritten. Go on? [y/N] ");
+    terminal.type(answer);
+    Outcome outcome = program.wait();
+    outcome.errors = terminal.read_all();
+    return outcome;
+  };
+  expect_error(erase("n\n"), 1, "quorra: erasing the card: not confirmed\n");
+  EXPECT_EQ(memory_of(image, "24c01a").front(), '\0');
+  expect_success(erase("y\n"), "Wrote FF to 128 bytes at 0x0000 and read them back.\n");
+  EXPECT_EQ(memory_of(image, "24c01a").front(), '\xFF');
+}
+
+// ---- 4428 and 4418
+
+TEST_F(Cards, Dumps4428) {
+  const std::string image =
+      new_card("4428", {"--data", "0x104:48656C6C6F", "--protect", "0x106-0x107"});
+  expect_success(
+      run_quorra(Arguments{"read", "--address", "0x100", "--count", "16"} + at(image, "4428")),
+      "0100  FF FF FF FF 48 65 6C*6C* 6F FF FF FF FF FF FF FF  |....Hello.......|\n" +
+          std::string(legend));
+  // The error counter and the code, which reads as zeros before it was presented.
+  expect_success(run_quorra(Arguments{"read", "--address", "0x3F8"} + at(image, "4428")),
+                 "03F0                           FF FF FF FF FF FF 00 00  |        ........|\n");
+}
+
+TEST_F(Cards, Reads4418BehindItsFirst256Bytes) {
+  const std::string image = new_card("4418", {"--data", "0x12C:AABB", "--protect", "0x3FF"});
+  expect_success(
+      run_quorra(Arguments{"read", "--address", "0x12B", "--count", "4"} + at(image, "4418")),
+      "0120                                    FF AA BB FF     |           .... |\n");
+  expect_success(run_quorra(Arguments{"read", "--address", "0x3FE"} + at(image, "4418")),
+                 "03F0                                             FF FF* |              ..|\n" +
+                     std::string(legend));
+}
+
+TEST_F(Cards, CodeOf4428) {
+  const std::string image = new_card("4428", {"--code", "1234"});
+  const Arguments card = at(image, "4428");
+  expect_success(run_quorra(Arguments{"code", "counter"} + card), "8 attempts left.\n");
+  expect_error(run_quorra(Arguments{"code", "present", "FFFF"} + card), 1,
+               refused_code + std::string("; 7 attempts left\n"));
+  expect_success(run_quorra(Arguments{"code", "change", "--code", "1234", "5678"} + card),
+                 "The code is changed.\n");
+  expect_success(run_quorra(Arguments{"code", "present", "56:78"} + card), "The code is right.\n");
+  expect_success(run_quorra(Arguments{"code", "counter"} + card), "8 attempts left.\n");
+}
+
+TEST_F(Cards, Protects4428And4418) {
+  for (const auto& [kind, present] :
+       {std::pair{"4428", Arguments{"--code", "FFFF"}}, {"4418", Arguments{}}}) {
+    const std::string image = new_card(kind, {"--force", "--data", "0x200:0102030405"});
+    const Arguments protect = Arguments{"protect", "--yes"} + at(image, kind) + present;
+    expect_success(run_quorra(protect + Arguments{"--address", "0x201", "--count", "2"}),
+                   "Protected 2 bytes at 0x0201.\n");
+    expect_success(run_quorra(protect + Arguments{"--address", "0x201", "--count", "200"}),
+                   "Protected 200 bytes at 0x0201 (already protected: 2).\n");
+    expect_success(
+        run_quorra(Arguments{"read", "--address", "0x200", "--count", "4"} + at(image, kind)),
+        "0200  01 02*03*04*                                      |....            |\n" +
+            std::string(legend));
+    expect_success(
+        run_quorra(Arguments{"read", "--address", "0x2C8", "--count", "2"} + at(image, kind)),
+        "02C0                           FF*FF                    |        ..      |\n" +
+            std::string(legend));
+  }
+}
+
+TEST_F(Cards, Protecting4428NeedsTheCode) {
+  const std::string image = new_card("4428");
+  expect_error(run_quorra(Arguments{"protect", "--yes", "--address", "0x200"} + at(image, "4428")),
+               1, "quorra: protecting: the byte at 0x0200 is still writable\n");
+}
+
+// ---- 93c46a and 45d041
+
+TEST_F(Cards, HalfWordsOfA93c46aKeepTheirOtherHalf) {
+  const std::string image = new_card("93c46a", {"--data", "0:010203040506"});
+  expect_success(run_quorra(Arguments{"write", "--address", "1", "A1A2A3A4"} + at(image, "93c46a")),
+                 "Wrote 4 bytes at 0x0001 and read them back.\n");
+  expect_success(
+      run_quorra(Arguments{"read", "--address", "0", "--count", "7"} + at(image, "93c46a")),
+      "0000  01 A1 A2 A3 A4 06 FF                              |.......         |\n");
+  expect_success(run_quorra(Arguments{"write", "--address", "126", "B1"} + at(image, "93c46a")),
+                 "Wrote 1 byte at 0x007E and read them back.\n");
+  expect_success(run_quorra(Arguments{"read", "--address", "125"} + at(image, "93c46a")),
+                 "0070                                          FF B1 FF  |             ...|\n");
+}
+
+TEST_F(Cards, ShowsFiveDigitsOfAddressesThatNeedThem) {
+  const std::string image = new_card("45d041", {"--data", "0x10000:41", "--data", "0x83FFF:42"});
+  expect_success(
+      run_quorra(Arguments{"read", "--address", "0xFFFF", "--count", "2"} + at(image, "45d041")),
+      "0FFF0                                                FF  |               .|\n"
+      "10000  41                                                |A               |\n");
+  expect_success(run_quorra(Arguments{"read", "--address", "0x83FFF"} + at(image, "45d041")),
+                 "83FF0                                                42  |               B|\n");
+}
+
+TEST_F(Cards, TellsThatThereIsNo45d041) {
+  const std::string image = new_card("24c02");
+  expect_error(run_quorra(Arguments{"read"} + at(image, "45d041")), 1,
+               "quorra: reading the card: the card is not there, or the reader's reply has a wrong "
+               "first byte (-128)\n");
+  expect_error(
+      run_quorra(Arguments{"write", "--address", "0", "AA"} + at(image, "45d041")), 1,
+      "quorra: writing the card: the card is not there, or a byte could not be sent to the reader "
+      "(-129)\n");
+}
+
+// ---- info and detect
+
+TEST_F(Cards, InfoWritesToNoCard) {
+  for (const Kind& kind : all_kinds) {
+    const std::string image = new_card(kind.name, {"--force"});
+    const std::string before = content_of(image);
+    EXPECT_EQ(run_quorra({"info", "--virtual", image}).status, 0);
+    EXPECT_TRUE(content_of(image) == before) << kind.name;
+  }
+}
+
+TEST_F(Cards, InfoFindsA4428) {
+  for (const char* kind : {"4428", "4418"}) {
+    const std::string image = new_card(kind, {"--force"});
+    const std::string output = run_quorra({"info", "--virtual", image}).output;
+    EXPECT_NE(output.find("card           4428 or 4418\n"), std::string::npos) << output;
+  }
+}
+
+TEST_F(Cards, DetectTellsWhatIsThere) {
+  const std::string with_code_4442 =
+      "4442 or 4432\nsize  256 bytes\n"
+      "can   read and write, protect 32 bytes, code of 3 bytes with 3 attempts (only the 4442)\n";
+  const std::string with_code_4428 =
+      "4428 or 4418\nsize  1024 bytes\n"
+      "can   read and write, protect 1021 bytes, code of 2 bytes with 8 attempts (only the 4428)\n";
+  const std::string plain = "can   read and write\n";
+  const std::string erasable = "can   read and write, erase all at once\n";
+  struct Case {
+    std::string kind;
+    std::string words;
+    std::string named;
+  };
+  const Case cases[] = {
+      {"4442", with_code_4442, "4442"},
+      {"4432", with_code_4442, "4442"},
+      {"4428", with_code_4428, "4428"},
+      {"4418", with_code_4428, "4428"},
+      {"24c01a", "24c01a\nsize  128 bytes\n" + plain, "24c01a"},
+      {"24c02", "24c02\nsize  256 bytes\n" + plain, "24c02"},
+      {"24c04", "24c04\nsize  512 bytes\n" + plain, "24c04"},
+      {"24c08", "24c08\nsize  1024 bytes\n" + plain, "24c08"},
+      {"24c16", "24c16\nsize  2048 bytes\n" + plain, "24c16"},
+      {"24c32", "24c32\nsize  4096 bytes\n" + plain, "24c32"},
+      {"24c64", "24c64\nsize  8192 bytes\n" + plain, "24c64"},
+      {"93c46a", "93c46a\nsize  128 bytes\n" + erasable, "93c46a"},
+      {"93c46", "93c46\nsize  128 bytes\n" + erasable, "93c46"},
+      {"93c57", "93c57\nsize  256 bytes\n" + erasable, "93c57"},
+      {"45d041", "45d041\nsize  540672 bytes, in 2048 pages of 264\n" + plain, "45d041"},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.kind);
+    const std::string image = new_card(one.kind, {"--force"});
+    const std::string before = memory_of(image, one.kind);
+    expect_success(run_quorra({"detect", "--yes", "--virtual", image}),
+                   "card  " + one.words + "next  quorra read --virtual " + image + " --card " +
+                       one.named + "\n");
+    EXPECT_TRUE(memory_of(image, one.kind) == before);
+  }
+}
+
+TEST_F(Cards, DetectTellsWhenItRecognisesNone) {
+  const std::string image = new_card("93c66");
+  expect_error(run_quorra({"detect", "--yes", "--virtual", image}), 1,
+               "quorra: looking for a card: none recognised\n");
+  Process simulator({QUORRA_SIM_PROGRAM});
+  const std::string configuration = simulator.read_line();
+  expect_error(run_quorra({"detect", "--yes", "--config", configuration}), 1,
+               "quorra: looking for a card: none recognised: the reader refused the command with "
+               "status 33 (0x21) (-33)\n");
+}
+
+TEST_F(Cards, DetectNamesACommandThatAShellTakes) {
+  const std::string made = new_card("24c02");
+  const std::string image = folder / "it's a card.toml";
+  ASSERT_EQ(rename(made.c_str(), image.c_str()), 0);
+  const std::string output = run_quorra({"detect", "--yes", "--virtual", image}).output;
+  const std::size_t command = output.find("next  quorra ");
+  ASSERT_NE(command, std::string::npos);
+  const std::string rest = output.substr(command + std::string("next  quorra ").size());
+  EXPECT_NE(rest.find(R"('\'')"), std::string::npos);
+  const Outcome read =
+      run({"/bin/sh", "-c", std::string(QUORRA_PROGRAM) + " " + rest.substr(0, rest.size() - 1)});
+  EXPECT_EQ(read.status, 0) << read.errors;
+  EXPECT_EQ(read.output.substr(0, 6), "0000  ");
+}
+
+TEST_F(Cards, DetectAsksOnATerminal) {
+  const std::string image = new_card("24c02");
+  const Terminal terminal;
+  Process program({QUORRA_PROGRAM, "detect", "--virtual", image},
+                  {.input = {},
+                   .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
+                   .environment = {{"NO_COLOR", "1"}}});
+  EXPECT_EQ(terminal.read_until("[y/N] "),
+            "Looking for a card writes to it and puts the bytes back; on a card of another kind "
+            "some of them may stay changed. Go on? [y/N] ");
+  terminal.type("n\n");
+  expect_error(program.wait(), 1, "");
+  EXPECT_EQ(terminal.read_all(), "quorra: looking for a card: not confirmed\n");
+}
+
+}  // namespace
+}  // namespace quorra::testing

@@ -1,0 +1,348 @@
+// The program quorra at a reader that a configuration file names.
+
+#include <gtest/gtest.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <string>
+
+#include "tests/integration/command_line.hpp"
+#include "tests/support/bytes.hpp"
+
+namespace quorra::testing {
+namespace {
+
+// A reader at the auxiliary port of a serial terminal.
+constexpr char terminal_configuration[] = R"(W=\033[5i
+A=\033[4i
+C=\033[0i
+)";
+
+constexpr char no_reader[] =
+    "quorra: opening the session: no reader answers, or there is no terminal to reach it through "
+    "(-136)\n";
+
+// ---- A reader with a configuration file
+
+TEST_F(CommandLine, UsesTheReaderThatAConfigurationFileNames) {
+  const std::string image = new_card("4442");
+  Process simulator({QUORRA_SIM_PROGRAM, "--card", image});
+  const std::string configuration = simulator.read_line();
+  expect_success(run_quorra({"write", "--config", configuration, "--speed", "115200", "--address",
+                             "0x20", "--code", "FFFFFF", "DEAD"}),
+                 "Wrote 2 bytes at 0x0020 and read them back.\n");
+  expect_success(
+      run_quorra({"read", "--config", configuration, "--address", "0x20", "--count", "2"}),
+      "0020  DE AD                                             |..              |\n");
+  // The card kept its power between the sessions; the program does not know the reader is virtual.
+  expect_error(
+      run_quorra({"write", "--config", configuration, "--address", "0", "--code", "FFFFFF", "00"}),
+      1,
+      "quorra: writing the card: the reader refused the command with status 35 (0x23) "
+      "(-35): at 0x0000 the card holds A2, not 00\n");
+  simulator.signal(SIGTERM);
+  EXPECT_EQ(simulator.wait().status, 0);
+}
+
+TEST_F(CommandLine, InfoTellsThatThereIsNoCard) {
+  Process simulator(
+      {QUORRA_SIM_PROGRAM, "--version-text", "KWSPC-1", "--serial", "0123456789ABCDEF"});
+  const std::string configuration = simulator.read_line();
+  expect_success(run_quorra({"info", "--config", configuration}),
+                 "library        KW###DRVSFT-V6.60B\n"
+                 "reader         KWSPC-1\n"
+                 "serial number  0123456789ABCDEF\n"
+                 "answers        yes\n"
+                 "card           none recognised: the reader refused the command "
+                 "with status 33 (0x21) (-33)\n");
+  expect_error(run_quorra({"read", "--config", configuration}), 1,
+               "quorra: reading the card: the reader refused the command with status 33 (0x21) "
+               "(-33)\n");
+  simulator.signal(SIGTERM);
+  EXPECT_EQ(simulator.wait().status, 0);
+}
+
+TEST_F(CommandLine, TellsWhyNoSessionOpens) {
+  const auto read = [this](const std::string& configuration, const Arguments& more = {}) {
+    write_file(folder / "reader.conf", configuration);
+    Arguments arguments = {"read", "--config", folder / "reader.conf"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return run_quorra(arguments);
+  };
+  expect_error(
+      run_quorra({"read", "--config", folder / "nowhere"}), 2,
+      "quorra: opening the session: the configuration file cannot be opened or read (-1)\n");
+  expect_error(read("P=/nowhere/line\n"), 1,
+               "quorra: opening the session: the serial device cannot be opened (-16)\n");
+  expect_error(read(terminal_configuration), 1, no_reader);
+  expect_error(
+      read("P=/dev/null\n", {"--speed", "1200"}), 2,
+      "quorra: --speed: 1200 is none of the speeds of a serial device: 9600, 19200, 38400, "
+      "57600, 115200\n");
+  expect_error(read("", {"--speed", "38400"}), 2,
+               "quorra: --speed: 38400 is none of the speeds of a terminal's auxiliary port: 1200, "
+               "2400, 4800, 9600, 19200\n");
+}
+
+// ---- A reader that answers whatever the test wants
+
+// What opening a session asks for, and a good answer.
+const Bytes ask_version = sealed("AA B0 00 07 80 00 00 00 00 00 0A");
+const Bytes good_version = reply(0, text("KWSPC-1234"));
+
+class ReaderLine {
+ public:
+  ReaderLine() : settings_(settings()) {
+    write_file(configuration(), "P=" + line_.device() + "\n");
+  }
+
+  std::string configuration() const { return folder_ / "reader.conf"; }
+
+  // Waits for a request and answers it.
+  void serve(const Bytes& request, const Bytes& reply) const {
+    expect(request);
+    answer(reply);
+  }
+  void expect(const Bytes& request) const {
+    const std::string got = line_.read(request.size());
+    EXPECT_EQ(to_hex({got.begin(), got.end()}), to_hex(request));
+  }
+  void answer(const Bytes& reply) const { line_.type(std::string(reply.begin(), reply.end())); }
+
+  void serve_opening() const { serve(ask_version, good_version); }
+
+  // That nothing more was asked for, and that the line is as it was found.
+  void expect_closed() const {
+    EXPECT_EQ(line_.read_all(), "");
+    const termios now = settings();
+    EXPECT_EQ(now.c_iflag, settings_.c_iflag);
+    EXPECT_EQ(now.c_oflag, settings_.c_oflag);
+    EXPECT_EQ(now.c_cflag, settings_.c_cflag);
+    EXPECT_EQ(now.c_lflag, settings_.c_lflag);
+    EXPECT_TRUE(std::ranges::equal(now.c_cc, settings_.c_cc));
+  }
+
+ private:
+  termios settings() const {
+    termios now{};
+    EXPECT_EQ(tcgetattr(line_.line(), &now), 0);
+    return now;
+  }
+
+  TemporaryDirectory folder_;
+  Terminal line_;
+  termios settings_;
+};
+
+class ScriptedCommandLine : public CommandLine {
+ protected:
+  Process start(Arguments arguments) {
+    arguments.insert(arguments.begin(), QUORRA_PROGRAM);
+    arguments.insert(arguments.end(), {"--config", reader.configuration()});
+    return Process(arguments);
+  }
+
+  const Bytes read_two = sealed("AA 61 00 07 79 00 00 00 20 00 02");
+  const Bytes write_two = sealed("AA 60 00 07 79 00 00 00 20 DE AD");
+  const Bytes read_counter = sealed("AA 67 00 07 79 00 00 00 00 00 04");
+  const Bytes switch_off = sealed("AA B3 00 05 80 00 00 00 00");
+  const Bytes present_code = sealed("AA 64 00 08 79 00 00 00 00 11 22 33");
+
+  ReaderLine reader;
+};
+
+TEST_F(ScriptedCommandLine, RefusesAReaderThatAnswersBadly) {
+  Process program = start({"read"});
+  reader.serve(ask_version, hex("54"));
+  expect_error(program.wait(), 1, no_reader);
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedCommandLine, WriteComparesWhatItReadsBack) {
+  Process program = start({"write", "--address", "0x20", "DEAD"});
+  reader.serve_opening();
+  reader.serve(write_two, reply(0, {}));
+  reader.serve(read_two, reply(0, hex("DE AF")));
+  expect_error(program.wait(), 1,
+               "quorra: reading back what was written: at 0x0021 the card holds AF, not AD\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedCommandLine, WriteReadsNothingBackIfToldSo) {
+  Process program = start({"write", "--address", "0x20", "--no-verify", "DEAD"});
+  reader.serve_opening();
+  reader.serve(write_two, reply(0, {}));
+  expect_success(program.wait(), "Wrote 2 bytes at 0x0020.\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedCommandLine, TellsWhatTheLibraryReports) {
+  struct Case {
+    Bytes answer;
+    std::string words;
+  };
+  const Case cases[] = {
+      {hex("54"), "the reader's reply has a wrong first byte (-128)"},
+      {hex("55"), "timeout waiting for the reader's reply (-132)"},
+      {hex("55 00 00 02 DE AD 00"), "the check byte of the reader's reply is wrong (-133)"},
+      {reply(37, {}), "the reader refused the command with status 37 (0x25) (-37)"},
+      {reply(1, {}), "the reader refused the command with status 1 (0x01) (-1)"},
+      {reply(255, {}), "the reader refused the command with status 255 (0xFF) (-255)"},
+      {reply(132, {}), "timeout waiting for the reader's reply (-132)"},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.words);
+    Process program = start({"read", "--address", "0x20", "--count", "2", "--raw"});
+    reader.serve_opening();
+    reader.serve(read_two, one.answer);
+    expect_error(program.wait(), 1, "quorra: reading the card: " + one.words + "\n");
+    reader.expect_closed();
+  }
+}
+
+TEST_F(ScriptedCommandLine, ProtectWordsItsOwnMeaningsOfTheNumbers) {
+  const Bytes read_byte = sealed("AA 61 00 07 79 00 00 00 08 00 01");
+  const Bytes read_bits = sealed("AA 74 00 07 79 00 00 00 00 00 04");
+  const Bytes protect_byte = sealed("AA 75 00 06 79 00 00 00 08 41");
+  const Bytes writable = reply(0, hex("FF FF FF FF"));
+  const auto protect = [&](const Bytes& bits_after) {
+    Process program = start({"protect", "--address", "8", "--yes"});
+    reader.serve_opening();
+    reader.serve(read_byte, reply(0, hex("41")));
+    reader.serve(read_bits, writable);
+    reader.serve(protect_byte, reply(0, {}));
+    reader.serve(read_bits, bits_after);
+    return program.wait();
+  };
+  expect_error(protect(reply(0x21, {})), 1,
+               "quorra: protecting: the result could not be read back (-128)\n");
+  expect_error(protect(writable), 1,
+               "quorra: protecting: a byte is still writable, or is not what was written (-129)\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedCommandLine, DoesNotGuessTheAttemptsAfterADisturbedExchange) {
+  Process program = start({"code", "present", "112233"});
+  reader.serve_opening();
+  reader.serve(read_counter, reply(0, hex("07 00 00 00")));
+  reader.serve(present_code, hex("54"));
+  expect_error(program.wait(), 1,
+               "quorra: presenting the code: the reader's reply has a wrong first byte (-128)\n");
+  reader.expect_closed();
+}
+
+// Without standard output and error, the line to the reader must not become one of them.
+TEST_F(ScriptedCommandLine, AsksNoQuestionsOfTheReader) {
+  const Terminal terminal;
+  Process program({"/bin/sh", "-c", R"(exec "$0" "$@" >&- 2>&-)", QUORRA_PROGRAM, "code", "present",
+                   "112233", "--config", reader.configuration()},
+                  {.input = {}, .streams = {{STDIN_FILENO, terminal.line()}}, .environment = {}});
+  reader.serve_opening();
+  reader.serve(read_counter, reply(0, hex("01 00 00 00")));
+  terminal.type("n\n");
+  EXPECT_EQ(program.wait().status, 2);
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedCommandLine, NewCodeIsReadBack) {
+  Process program = start({"code", "change", "--code", "112233", "445566"});
+  reader.serve_opening();
+  reader.serve(read_counter, reply(0, hex("07 00 00 00")));
+  reader.serve(present_code, reply(0, {}));
+  reader.serve(sealed("AA 66 00 08 79 00 00 00 00 44 55 66"), reply(0, {}));
+  reader.serve(sealed("AA 65 00 07 79 00 00 00 00 00 04"), reply(0, hex("07 44 55 67")));
+  expect_error(program.wait(), 1,
+               "quorra: reading back the new code: the card holds another code\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedCommandLine, InfoShowsBytesThatAreNoText) {
+  Process program = start({"info"});
+  reader.serve_opening();
+  reader.serve(sealed("AA B0 00 07 80 00 00 00 00 00 12"), reply(0, text("KWSPC")));
+  reader.serve(sealed("AA B7 00 07 80 00 00 01 90 00 10"), reply(0, counting(16, 0xF1)));
+  reader.serve(sealed("AA B9 00 05 80 00 00 00 00"), reply(0x86, {}));
+  reader.serve(sealed("AA 61 00 07 79 00 00 00 06 00 02"), reply(0, hex("FF FF")));
+  reader.serve(switch_off, reply(0, {}));
+  reader.serve(sealed("AA 61 00 07 77 00 00 00 00 00 04"), reply(0, hex("92 23 10 FF")));
+  expect_success(program.wait(),
+                 "library        KW###DRVSFT-V6.60B\n"
+                 "reader         KWSPC\n"
+                 "serial number  F1 F2 F3 F4 F5 F6 F7 F8 F9 FA FB FC FD FE FF 00\n"
+                 "answers        yes\n"
+                 "card           none recognised\n");
+  reader.expect_closed();
+}
+
+// The signal comes while the program waits for the reply to a write. The write is done, and nothing
+// after it.
+TEST_F(ScriptedCommandLine, SignalsEndItBetweenTwoCalls) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    Process program = start({"write", "--address", "0x20", "DEAD"});
+    reader.serve_opening();
+    reader.expect(write_two);
+    program.signal(signal);
+    reader.answer(reply(0, {}));
+    expect_error(program.wait(), 1,
+                 "quorra: reading back what was written: interrupted; 0 of 2 bytes read back\n");
+    reader.expect_closed();
+  }
+}
+
+TEST_F(ScriptedCommandLine, SignalAfterTheLastCallIsTooLate) {
+  Process program = start({"write", "--address", "0x20", "--no-verify", "DEAD"});
+  reader.serve_opening();
+  reader.expect(write_two);
+  program.signal(SIGINT);
+  reader.answer(reply(0, {}));
+  expect_success(program.wait(), "Wrote 2 bytes at 0x0020.\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedCommandLine, SpeaksThroughASerialTerminal) {
+  const std::string configuration = folder / "terminal.conf";
+  write_file(configuration, terminal_configuration);
+  const auto wrapped = [](const Bytes& frame) {
+    std::string bytes;
+    for (const unsigned char byte : frame) {
+      bytes += "\x1b[5i" + std::string(1, static_cast<char>(byte)) + "\x1b[4i";
+    }
+    return bytes;
+  };
+  const Terminal terminal;
+  const auto serve = [&](const Bytes& request, const Bytes& answer) {
+    EXPECT_EQ(terminal.read(wrapped(request).size()), wrapped(request));
+    terminal.type(std::string(answer.begin(), answer.end()));
+  };
+  const int line = terminal.line();
+  Process program({QUORRA_PROGRAM, "code", "present", "112233", "--config", configuration},
+                  {.input = {},
+                   .streams = {{STDIN_FILENO, line}, {STDOUT_FILENO, line}, {STDERR_FILENO, line}},
+                   .environment = {}});
+  serve(ask_version, good_version);
+  serve(read_counter, reply(0, hex("01 00 00 00")));
+  EXPECT_EQ(terminal.read_until("[y/N] "),
+            "1 attempt left: a wrong code locks the card for good. Go on? [y/N] ");
+  terminal.type("y\r");
+  serve(present_code, reply(0, {}));
+  EXPECT_EQ(program.wait().status, 0);
+  // The result comes when the line is a terminal again.
+  EXPECT_EQ(terminal.read_all(), "\x1b[0iThe code is right.\n");
+}
+
+TEST_F(ScriptedCommandLine, IgnoredSignalsStayIgnored) {
+  Process program({"/bin/sh", "-c", R"(trap '' HUP; exec "$0" "$@")", QUORRA_PROGRAM, "write",
+                   "--address", "0x20", "DEAD", "--config", reader.configuration()});
+  reader.serve_opening();
+  reader.expect(write_two);
+  program.signal(SIGHUP);
+  reader.answer(reply(0, {}));
+  reader.serve(read_two, reply(0, hex("DE AD")));
+  expect_success(program.wait(), "Wrote 2 bytes at 0x0020 and read them back.\n");
+  reader.expect_closed();
+}
+
+}  // namespace
+}  // namespace quorra::testing

@@ -1,0 +1,196 @@
+// The program quorra in a long transfer: how it is cut, watched and interrupted.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <regex>
+#include <string>
+
+#include "tests/integration/command_line.hpp"
+
+namespace quorra::testing {
+namespace {
+
+// A virtual reader with a card in it, and a line as fast as `options` say.
+class Bench {
+ public:
+  explicit Bench(const std::string& image, const Arguments& options = {})
+      : process_(Arguments{QUORRA_SIM_PROGRAM, "--card", image} + options) {
+    configuration_ = process_.read_line();
+    const std::string words = "control socket: ";
+    socket_ = process_.read_line().substr(words.size());
+  }
+
+  const std::string& configuration() const { return configuration_; }
+
+  // How many requests have arrived.
+  int exchanges() const {
+    const std::string state =
+        run({QUORRA_SIM_PROGRAM, "control", socket_, R"({"command":"state"})"}).output;
+    std::smatch number;
+    if (!std::regex_search(state, number, std::regex(R"("exchanges":\s*(\d+))"))) return -1;
+    return std::stoi(number[1]);
+  }
+
+ private:
+  Process process_;
+  std::string configuration_;
+  std::string socket_;
+};
+
+// The words for a transfer of so many bytes that is under way.
+std::string under_way(const std::string& total, const std::string& done_word) {
+  return R"((\d+) of )" + total + " bytes " + done_word + R"(, \d+ bytes/s, \d+:\d\d left)";
+}
+
+class Transfer : public CommandLine {};
+
+// A card is cut at multiples of 144 bytes from where the transfer begins. Every call for a 45d041
+// begins with four exchanges that look for the card.
+TEST_F(Transfer, PiecesCostNoFurtherFrames) {
+  struct Case {
+    std::string kind;
+    Arguments part;
+    int exchanges;
+  };
+  const Case cases[] = {
+      {"24c64", {"--address", "100", "--count", "8092"}, 57},
+      {"24c64", {"--address", "100", "--count", "144"}, 1},
+      {"24c64", {"--address", "100", "--count", "145"}, 2},
+      {"93c46a", {}, 1},
+      {"4428", {}, 8},
+      {"4418", {}, 15},
+      // Pieces from offset 100 of page 0, of pages 8 to 15, and of pages 16 and 17.
+      {"45d041", {"--address", "100", "--count", "4488"}, 3 * 4 + 2 + 16 * 2 + 1},
+      {"45d041", {"--address", "100", "--count", "2012"}, 4 + 16},
+      {"45d041", {"--address", "100", "--count", "2013"}, 2 * 4 + 16 + 1},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.kind);
+    const Bench bench(new_card(one.kind, {"--force"}));
+    const Outcome outcome = run_quorra(Arguments{"read", "--raw", "--quiet", "--config",
+                                                 bench.configuration(), "--card", one.kind} +
+                                       one.part);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    constexpr int opening = 1;
+    EXPECT_EQ(bench.exchanges(), opening + one.exchanges);
+  }
+}
+
+TEST_F(Transfer, IsInterruptedBetweenTwoFrames) {
+  const std::string image = new_card("24c64");
+  write_file(folder / "data", std::string(8192, '\x5A'));
+  std::size_t done = 0;
+  {
+    const Bench bench(image, {"--speed", "4800"});
+    const Terminal terminal;
+    Process program({QUORRA_PROGRAM, "write", "--config", bench.configuration(), "--card", "24c64",
+                     "--address", "0", "--file", folder / "data"},
+                    {.input = {},
+                     .streams = {{STDERR_FILENO, terminal.line()}},
+                     .environment = {{"NO_COLOR", "1"}}});
+    const std::string bar = terminal.read_until("left");
+    EXPECT_TRUE(
+        std::regex_match(bar, std::regex("\r\x1b\\[K\\[#*-*\\] " + under_way("8192", "written"))))
+        << bar;
+    program.signal(SIGINT);
+    const Outcome outcome = program.wait();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+
+    // The bar is taken away.
+    const std::string last = terminal.read_all();
+    std::smatch words;
+    ASSERT_TRUE(std::regex_search(
+        last, words,
+        std::regex("\r\x1b\\[Kquorra: writing the card: interrupted; (\\d+) of 8192 bytes "
+                   "written\n$")))
+        << last;
+    done = std::stoul(words[1]);
+    EXPECT_GT(done, 0U);
+    EXPECT_LT(done, 8192U);
+    EXPECT_EQ(done % 144, 0U);
+
+    // The line is clean: the next session begins at once.
+    expect_success(
+        run_quorra({"read", "--config", bench.configuration(), "--card", "24c64", "--count", "2"}),
+        "0000  5A 5A                                             |ZZ              |\n");
+  }
+  EXPECT_TRUE(memory_of(image, "24c64") ==
+              std::string(done, '\x5A') + std::string(8192 - done, '\xFF'));
+}
+
+// The pieces of a 45d041 end with a page.
+TEST_F(Transfer, IsInterruptedAtTheEndOfAPage) {
+  const std::string image = new_card("45d041");
+  const Bench bench(image, {"--speed", "57600"});
+  const Terminal terminal;
+  Process program({QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--card",
+                   "45d041", "--address", "100"},
+                  {.input = {},
+                   .streams = {{STDERR_FILENO, terminal.line()}},
+                   .environment = {{"NO_COLOR", "1"}}});
+  terminal.read_until("left");
+  program.signal(SIGINT);
+  const Outcome outcome = program.wait();
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output, "");
+  const std::string last = terminal.read_all();
+  std::smatch words;
+  ASSERT_TRUE(std::regex_search(
+      last, words,
+      std::regex("quorra: reading the card: interrupted; (\\d+) of 540572 bytes read\n$")))
+      << last;
+  EXPECT_EQ((100 + std::stoul(words[1])) % 264, 0U);
+}
+
+// Both transfers take far longer than what a line of progress waits for.
+TEST_F(Transfer, TellsItsProgressInLinesIfItIsNotQuiet) {
+  const Arguments slowly = {"--speed", "4800"};
+  const Bench first(new_card("24c16"), slowly);
+  ASSERT_EQ(rename((folder / "card.toml").c_str(), (folder / "first.toml").c_str()), 0);
+  const Bench second(new_card("24c16"), slowly);
+  const auto read = [](const Bench& bench) {
+    return Arguments{QUORRA_PROGRAM,        "read",   "--raw", "--config",
+                     bench.configuration(), "--card", "24c16"};
+  };
+  Process telling(read(first));
+  Process silent(read(second) + Arguments{"--quiet"});
+  const Outcome told = telling.wait();
+  EXPECT_EQ(told.status, 0);
+  EXPECT_EQ(told.output, std::string(2048, '\xFF'));
+  const std::regex lines("(" + under_way("2048", "read") + "\n)+");
+  EXPECT_TRUE(std::regex_match(told.errors, lines)) << told.errors;
+  expect_success(silent.wait(), std::string(2048, '\xFF'));
+}
+
+TEST_F(Transfer, TakesItsBarAway) {
+  const Bench bench(new_card("24c16"), {"--speed", "9600"});
+  const Terminal terminal;
+  Process program(
+      {QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--card", "24c16"},
+      {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
+  const Outcome outcome = program.wait();
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, std::string(2048, '\xFF'));
+  const std::string drawn = terminal.read_all();
+  EXPECT_TRUE(std::regex_match(
+      drawn, std::regex("(\r\x1b\\[K\\[#*-*\\] " + under_way("2048", "read") + ")+\r\x1b\\[K")))
+      << drawn;
+}
+
+// A transfer that fails on its way tells how far it came.
+TEST_F(Transfer, TellsHowFarItCameBeforeItFailed) {
+  const std::string image = new_card("4418", {"--protect", "0x200"});
+  write_file(folder / "data", std::string(700, '\0'));
+  const Outcome outcome = run_quorra({"write", "--virtual", image, "--card", "4418", "--address",
+                                      "0x100", "--file", folder / "data"});
+  expect_error(
+      outcome, 1,
+      refused_write + std::string(": at 0x0200 the card holds FF, not 00; 144 of 700 bytes "
+                                  "written\n"));
+}
+
+}  // namespace
+}  // namespace quorra::testing
