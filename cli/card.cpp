@@ -49,8 +49,9 @@ const Card* find_card(std::string_view name) {
 
 std::string card_names() {
   std::vector<std::string_view> names;
-  for (const Card& card : cards)
+  for (const Card& card : cards) {
     names.push_back(card.name);
+  }
   return fmt::format("{}", fmt::join(names, ", "));
 }
 

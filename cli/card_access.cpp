@@ -27,8 +27,9 @@ std::vector<bool> read_protection(const Connection& connection, const Card& card
   std::vector<bool> is_protected;
   for (const unsigned char byte : bits) {
     // The most significant bit belongs to the lowest address; 1 means writable.
-    for (int mask = 0x80; mask != 0; mask /= 2)
+    for (int mask = 0x80; mask != 0; mask /= 2) {
       is_protected.push_back((byte & mask) == 0);
+    }
   }
   return is_protected;
 }

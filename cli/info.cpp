@@ -28,12 +28,12 @@ constexpr Operation probing{"looking for a card", OperationKind::probing};
 
 // The bytes as text, without zeros at the end, or in hex if they are no text.
 std::string text_or_hex(const Bytes& bytes) {
-  const auto end = std::find_if(bytes.rbegin(), bytes.rend(), [](unsigned char byte) {
-                     return byte != 0;
-                   }).base();
-  if (end == bytes.begin() || !std::all_of(bytes.begin(), end, is_printable))
-    return hex_text(bytes);
-  return {bytes.begin(), end};
+  Bytes text = bytes;
+  while (!text.empty() && text.back() == 0) {
+    text.pop_back();
+  }
+  const bool is_text = !text.empty() && std::all_of(text.begin(), text.end(), is_printable);
+  return is_text ? std::string(text.begin(), text.end()) : hex_text(bytes);
 }
 
 std::string library_version() {

@@ -99,8 +99,9 @@ TEST_F(CommandLine, HelpsWithEachSubcommand) {
     arguments.emplace_back("--help");
     const Outcome help = run_quorra(arguments);
     std::string name = "quorra";
-    for (const std::string& word : subcommand)
+    for (const std::string& word : subcommand) {
       name += ' ' + word;
+    }
     SCOPED_TRACE(name);
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.errors, "");
@@ -356,8 +357,9 @@ TEST_F(CommandLine, WriteFillsTheWholeCard) {
   const std::string image = new_card("4432");
   const std::string before = memory_of(image);
   std::string data = before;
-  for (std::size_t at = 0x20; at < data.size(); ++at)
+  for (std::size_t at = 0x20; at < data.size(); ++at) {
     data[at] = static_cast<char>(at);
+  }
   write_file(folder / "data", data);
   expect_success(run_quorra({"write", "--card", "4432", "--virtual", image, "--address", "0",
                              "--file", folder / "data"}),

@@ -351,6 +351,36 @@ class StuckChip final : public Chip {
   }
 };
 
+class FirmwareAtTheContacts : public testing::Test {
+ protected:
+  FirmwareAtTheContacts() { reader.slot.insert(chip); }
+  void carry_out(std::uint8_t command, std::string_view body) {
+    Reply answer;
+    const Bytes bytes = hex(body);
+    execute(reader, {.command = command, .flag = 0, .body = bytes}, answer);
+  }
+
+  Reader reader;
+  test::ListeningChip chip;
+};
+
+TEST_F(FirmwareAtTheContacts, takes_power_away_before_each_power_on) {
+  carry_out(0xB2, "80 00 00 00 00");
+  EXPECT_TRUE(reader.slot.powered());
+  EXPECT_EQ(chip.power_losses(), 0U);
+  carry_out(0xB2, "80 00 00 00 00");
+  EXPECT_TRUE(reader.slot.powered());
+  EXPECT_EQ(chip.power_losses(), 1U);
+}
+
+TEST_F(FirmwareAtTheContacts, takes_power_away_when_the_card_type_changes) {
+  carry_out(0xB2, "80 00 00 00 00");
+  carry_out(0x61, "79 00 00 00 00 00 01");
+  EXPECT_EQ(chip.power_losses(), 1U);
+  carry_out(0x61, "79 00 00 00 00 00 01");
+  EXPECT_EQ(chip.power_losses(), 1U);
+}
+
 TEST(Firmware, gives_up_on_a_card_that_stays_busy) {
   Reader reader;
   StuckChip chip;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -254,6 +255,24 @@ TEST_F(ImageFile, leaves_nothing_else_in_its_folder) {
 TEST_F(ImageFile, cannot_be_written_where_no_file_can_be) {
   EXPECT_THROW(save_image(image, folder.path() / "missing" / "card"), Error);
   EXPECT_THROW(save_image(image, folder.path()), Error);
+}
+
+TEST_F(ImageFile, stays_whole_when_there_is_no_room_for_another) {
+  save_image(image, path);
+  const std::string before = test::content_of(path);
+
+  rlimit usual{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &usual), 0);
+  const auto usual_action = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit tight = usual;
+  tight.rlim_cur = before.size() / 2;
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
+  EXPECT_THROW(save_image(image, path), Error);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &usual), 0);
+  std::signal(SIGXFSZ, usual_action);
+
+  EXPECT_EQ(test::content_of(path), before);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
 }
 
 TEST_F(ImageFile, is_written_when_the_chip_has_changed) {

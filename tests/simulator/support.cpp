@@ -7,8 +7,10 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 #include <numeric>
 #include <stdexcept>
@@ -127,6 +129,18 @@ std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view k
   auto path = folder.path() / name;
   save_image(Image(find_kind(kind)), path);
   return path;
+}
+
+ListeningChip::ListeningChip() : Chip(Image(find_kind("4432"))) {}
+
+void ListeningChip::contacts_changed(const Contacts& before, const Contacts& now) {
+  changes.emplace_back(before, now);
+  pull_io_low(now.clk);
+}
+
+std::size_t ListeningChip::power_losses() const {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      changes, [](const auto& change) { return change.first.vcc && !change.second.vcc; }));
 }
 
 ServedBench::ServedBench(const Options& options)

@@ -3,13 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <initializer_list>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "simulator/bench.hpp"
+#include "simulator/cards/chip.hpp"
 #include "simulator/files.hpp"
 #include "simulator/options.hpp"
 
@@ -52,6 +53,18 @@ class RawClient {
 /// A new card of that kind in a file.
 std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view kind,
                                std::string_view name = "card");
+
+/// Notes what it is told, and pulls IO low while CLK is high.
+class ListeningChip final : public Chip {
+ public:
+  ListeningChip();
+
+  void contacts_changed(const Contacts& before, const Contacts& now) override;
+  /// How often it lost its power.
+  std::size_t power_losses() const;
+
+  std::vector<std::pair<Contacts, Contacts>> changes;
+};
 
 /// A bench that the test itself serves, with a time that only the test moves, and a host.
 class ServedBench {

@@ -95,8 +95,9 @@ Terminal::Terminal() {
   std::array<char, 64> name{};
   check(openpty(&user_, &line_, name.data(), nullptr, nullptr) == 0, "openpty");
   device_ = name.data();
-  for (const int descriptor : {user_, line_})
+  for (const int descriptor : {user_, line_}) {
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  }
   termios settings{};
   tcgetattr(line_, &settings);
   settings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -128,15 +129,17 @@ std::string Terminal::read(std::size_t count) const {
 
 std::string Terminal::read_until(std::string_view text) const {
   std::string received;
-  while (!received.ends_with(text))
+  while (!received.ends_with(text)) {
     received += read(1);
+  }
   return received;
 }
 
 std::string Terminal::read_all() const {
   std::string received;
-  for (pollfd waited = {user_, POLLIN, 0}; poll(&waited, 1, 0) > 0;)
+  for (pollfd waited = {user_, POLLIN, 0}; poll(&waited, 1, 0) > 0;) {
     received += read(1);
+  }
   return received;
 }
 
@@ -166,8 +169,9 @@ Process::Process(const std::vector<std::string>& command, const Surroundings& su
   const int error = posix_spawn(&pid_, command.front().c_str(), &actions, nullptr,
                                 pointers_to(arguments).data(), pointers_to(environment).data());
   posix_spawn_file_actions_destroy(&actions);
-  for (const int descriptor : opened)
+  for (const int descriptor : opened) {
     close(descriptor);
+  }
   if (error != 0) {
     pid_ = -1;
     throw std::system_error(error, std::generic_category(), command.front());
@@ -175,8 +179,9 @@ Process::Process(const std::vector<std::string>& command, const Surroundings& su
 }
 
 Process::~Process() {
-  for (const auto& [stream, end] : pipes_)
+  for (const auto& [stream, end] : pipes_) {
     close(end);
+  }
   if (pid_ < 0) return;
   kill(pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
@@ -186,8 +191,9 @@ void Process::signal(int number) const { kill(pid_, number); }
 
 bool Process::receive() {
   std::vector<pollfd> waited;
-  for (const auto& [stream, end] : pipes_)
+  for (const auto& [stream, end] : pipes_) {
     waited.push_back({end, POLLIN, 0});
+  }
   if (waited.empty()) return false;
   wait_for(waited);
   for (const pollfd& one : waited) {
