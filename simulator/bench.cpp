@@ -9,10 +9,10 @@
 namespace quorra::simulator {
 namespace {
 
-/// A request that stalls for longer is forgotten.
+// A request that stalls for longer is forgotten.
 constexpr std::chrono::seconds patience{1};
 
-/// A host that sends requests without reading replies is not listened to beyond this.
+// A host that sends requests without reading replies is not listened to beyond this.
 constexpr std::size_t most_unsent_bytes = 65536;
 
 }  // namespace
@@ -132,8 +132,8 @@ bool Bench::save_card() {
   }
 }
 
-/// The first byte of the reply is on the line as soon as the last byte of the request has arrived,
-/// and reaches the host a byte's time later.
+// The first byte of the reply is on the line as soon as the last byte of the request has arrived,
+// and reaches the host a byte's time later.
 void Bench::send_reply(Time arrival) {
   const std::span<const std::uint8_t> bytes = exchange_.reply;
   if (bytes.empty()) return;
@@ -156,7 +156,7 @@ void Bench::send_due_bytes(Time now) {
   }
 }
 
-/// The new line is there before the old one goes, so that their devices have different names.
+// The new line is there before the old one goes, so that their devices have different names.
 void Bench::hang_up() {
   PseudoTerminal fresh;
   configuration_.name_device(fresh.device());

@@ -22,35 +22,35 @@ namespace quorra::simulator {
 
 enum class Direction : std::uint8_t { in, out };
 
-/// The reader, the card in its slot and the line to the host. It has no thread and never waits:
-/// whoever runs it polls descriptor(), and calls serve() when there is something to do.
+// The reader, the card in its slot and the line to the host. It has no thread and never waits:
+// whoever runs it polls descriptor(), and calls serve() when there is something to do.
 class Bench {
  public:
   using Listener = std::function<void(Direction, std::span<const std::uint8_t> frame)>;
 
-  /// The configuration file is complete when the constructor returns. Throws Error.
+  // The configuration file is complete when the constructor returns. Throws Error.
   Bench(const Options& options, const std::filesystem::path& configuration);
 
   const std::filesystem::path& configuration() const { return configuration_.path(); }
 
-  /// Puts the card of that image file into the slot. Throws Error if it cannot be loaded or the
-  /// slot is taken.
+  // Puts the card of that image file into the slot. Throws Error if it cannot be loaded or the
+  // slot is taken.
   void insert(const std::filesystem::path& file);
-  /// Takes the card out. Throws Error if the slot is empty or the image cannot be saved.
+  // Takes the card out. Throws Error if the slot is empty or the image cannot be saved.
   void remove();
-  /// Throws Error if a number is out of range.
+  // Throws Error if a number is out of range.
   void arm(const Fault& fault) { faults_.arm(fault); }
   void clear_faults() { faults_.clear(); }
   State state() const;
-  /// From now on `listener` gets every frame as it goes over the line; null for none.
+  // From now on `listener` gets every frame as it goes over the line; null for none.
   void trace(Listener listener) { listener_ = std::move(listener); }
 
   int descriptor() const { return terminal_.descriptor(); }
   bool wants_to_read() const;
   bool wants_to_write() const { return line_is_full_; }
-  /// When serve() has something to do although the descriptor is not ready; absent if never.
+  // When serve() has something to do although the descriptor is not ready; absent if never.
   std::optional<Time> next_due() const;
-  /// Does all that can be done at `now`. Throws Error if the line fails.
+  // Does all that can be done at `now`. Throws Error if the line fails.
   void serve(Time now, bool can_read, bool can_write);
 
  private:

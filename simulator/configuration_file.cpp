@@ -11,7 +11,7 @@
 namespace quorra::simulator {
 namespace {
 
-/// Hosts read lines of at most 59 characters, the line end included.
+// Hosts read lines of at most 59 characters, the line end included.
 constexpr std::size_t longest_line = 59;
 constexpr std::string_view comment = "# A virtual reader is behind this device.\n";
 static_assert(comment.size() <= longest_line);

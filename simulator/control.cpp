@@ -3,13 +3,11 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -23,12 +21,12 @@ namespace {
 constexpr int backlog = 16;
 constexpr std::size_t most_clients = 64;
 constexpr std::size_t longest_line = 65536;
-/// A client that does not read its answers is not listened to beyond this, and one that does not
-/// read its trace is given up.
+// A client that does not read its answers is not listened to beyond this, and one that does not
+// read its trace is given up.
 constexpr std::size_t most_unsent_answers = 65536;
 constexpr std::size_t most_unsent_trace = 1024UL * 1024;
 
-/// Removes a socket that nobody listens at. Throws Error if somebody does, or if it is no socket.
+// Removes a socket that nobody listens at. Throws Error if somebody does, or if it is no socket.
 void clear_the_way(const std::filesystem::path& path) {
   struct stat information {};
   if (::lstat(path.c_str(), &information) != 0) return;
@@ -50,7 +48,7 @@ FileDescriptor listen_at(const std::filesystem::path& path) {
   return listening;
 }
 
-/// Sends what fits; false if the client is gone.
+// Sends what fits; false if the client is gone.
 bool send_some(int connection, std::string& unsent) {
   while (!unsent.empty()) {
     const ssize_t sent =
@@ -142,7 +140,7 @@ void Control::carry_out_lines(Client& client) {
   received.clear();
 }
 
-/// The bench needs to tell of frames only while somebody wants to know.
+// The bench needs to tell of frames only while somebody wants to know.
 void Control::choose_listener() {
   const bool anybody =
       std::ranges::any_of(clients_, [](const Client& client) { return client.context.traces; });

@@ -15,11 +15,11 @@
 
 namespace quorra::simulator {
 
-/// The control socket of a bench: a Unix stream socket with one JSON object a line in each
-/// direction. It never waits for a client. The destructor removes the socket.
+// The control socket of a bench: a Unix stream socket with one JSON object a line in each
+// direction. It never waits for a client. The destructor removes the socket.
 class Control {
  public:
-  /// Throws Error if the socket is in use, or its path is taken by something else.
+  // Throws Error if the socket is in use, or its path is taken by something else.
   Control(std::filesystem::path path, Bench& bench);
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
@@ -28,9 +28,9 @@ class Control {
   const std::filesystem::path& path() const { return path_; }
   bool stop_requested() const { return stop_requested_; }
 
-  /// Appends what has to be polled.
+  // Appends what has to be polled.
   void add_to(std::vector<pollfd>& polled) const;
-  /// Serves the descriptors that add_to() appended, in the same order.
+  // Serves the descriptors that add_to() appended, in the same order.
   void serve(std::span<const pollfd> polled);
 
  private:

@@ -20,7 +20,7 @@ std::string to_line(const Json& object) {
   return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-/// Looks things up in a request; throws Error with a text for the answer.
+// Looks things up in a request; throws Error with a text for the answer.
 class Fields {
  public:
   explicit Fields(const Json& object) : object_(object) {}
@@ -42,7 +42,7 @@ class Fields {
     return value.get<bool>();
   }
 
-  /// A number, or a string that holds one, so that 0x61 can be written.
+  // A number, or a string that holds one, so that 0x61 can be written.
   unsigned number(std::string_view name, unsigned least, unsigned most) const {
     const Json& value = require(name);
     std::optional<std::uint64_t> number;

@@ -5,13 +5,13 @@
 
 namespace quorra::simulator {
 
-/// What went wrong, as one line of text for the user.
+// What went wrong, as one line of text for the user.
 class Error : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Writes one line to standard error, beginning with the name of the program.
+// Writes one line to standard error, beginning with the name of the program.
 void complain(std::string_view text);
 
 }  // namespace quorra::simulator

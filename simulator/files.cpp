@@ -30,7 +30,7 @@ void write_all(int descriptor, std::string_view content, const std::filesystem::
   }
 }
 
-/// A new file next to `path` that disappears again unless it has taken the place of `path`.
+// A new file next to `path` that disappears again unless it has taken the place of `path`.
 class Successor {
  public:
   explicit Successor(const std::filesystem::path& path) : path_(path) {

@@ -7,7 +7,7 @@
 
 namespace quorra::simulator {
 
-/// A file descriptor that closes itself.
+// A file descriptor that closes itself.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -29,23 +29,23 @@ class FileDescriptor {
   int descriptor_ = -1;
 };
 
-/// The text of the last failed system call of this thread.
+// The text of the last failed system call of this thread.
 std::string system_error_text();
 
-/// The content of a regular file. Throws Error when it cannot be read or is larger than any file
-/// the virtual reader uses.
+// The content of a regular file. Throws Error when it cannot be read or is larger than any file
+// the virtual reader uses.
 std::string read_file(const std::filesystem::path& path);
 
-/// Puts `content` in the place of the file's content: the old file stays whole until the new one
-/// is complete. A symbolic link is followed, and the permissions of an existing file are kept.
-/// Throws Error.
+// Puts `content` in the place of the file's content: the old file stays whole until the new one
+// is complete. A symbolic link is followed, and the permissions of an existing file are kept.
+// Throws Error.
 void replace_file(const std::filesystem::path& path, std::string_view content);
 
-/// A folder of its own below the system's folder for temporary files; removed, with all it holds,
-/// by the destructor.
+// A folder of its own below the system's folder for temporary files; removed, with all it holds,
+// by the destructor.
 class TemporaryFolder {
  public:
-  /// Throws Error.
+  // Throws Error.
   TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;

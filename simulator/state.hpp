@@ -11,16 +11,16 @@
 
 namespace quorra::simulator {
 
-/// What the virtual reader and its card look like at one moment.
+// What the virtual reader and its card look like at one moment.
 struct State {
-  /// The card in the slot, with all it keeps without power; absent when the slot is empty.
+  // The card in the slot, with all it keeps without power; absent when the slot is empty.
   std::optional<Image> card;
   std::filesystem::path card_file;
   bool card_powered = false;
   std::vector<Fault> faults;
-  /// How many requests have arrived whole.
+  // How many requests have arrived whole.
   std::uint64_t exchanges = 0;
-  /// The host's side of the pseudo-terminal.
+  // The host's side of the pseudo-terminal.
   std::string device;
 };
 

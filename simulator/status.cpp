@@ -32,7 +32,7 @@ constexpr std::array entries{
     Entry{Status::image_not_saved, "image_not_saved", "The image file could not be saved."},
 };
 
-/// A host sees STATUS s as the number -s, next to its own codes -1, -16 and -128 to -144.
+// A host sees STATUS s as the number -s, next to its own codes -1, -16 and -128 to -144.
 constexpr bool is_a_host_code(Status status) {
   const auto number = static_cast<std::uint8_t>(status);
   return number == 1 || number == 16 || (number >= 128 && number <= 144);

@@ -5,7 +5,7 @@
 
 namespace quorra::simulator {
 
-/// The STATUS byte of a reply of the virtual reader.
+// The STATUS byte of a reply of the virtual reader.
 enum class Status : std::uint8_t {
   success = 0x00,
   wrong_check_byte = 0x11,
@@ -21,12 +21,12 @@ enum class Status : std::uint8_t {
   image_not_saved = 0x31,
 };
 
-/// The short name of a STATUS, for example "no_card"; empty for a number the virtual reader never
-/// gives by itself.
+// The short name of a STATUS, for example "no_card"; empty for a number the virtual reader never
+// gives by itself.
 std::string_view status_name(std::uint8_t status);
 
-/// The meaning of a STATUS as a sentence; "Unknown status." for a number the virtual reader never
-/// gives by itself.
+// The meaning of a STATUS as a sentence; "Unknown status." for a number the virtual reader never
+// gives by itself.
 std::string_view status_text(std::uint8_t status);
 
 }  // namespace quorra::simulator

@@ -10,31 +10,31 @@
 
 namespace quorra::simulator {
 
-/// Bytes as pairs of hexadecimal digits with a blank between them: "0A FF".
+// Bytes as pairs of hexadecimal digits with a blank between them: "0A FF".
 std::string to_hex(std::span<const std::uint8_t> bytes);
 
-/// Reads pairs of hexadecimal digits, with or without blanks between the pairs.
+// Reads pairs of hexadecimal digits, with or without blanks between the pairs.
 std::optional<std::vector<std::uint8_t>> parse_hex(std::string_view text);
 
-/// Reads a decimal number, or a hexadecimal one with 0x before it.
+// Reads a decimal number, or a hexadecimal one with 0x before it.
 std::optional<std::size_t> parse_number(std::string_view text);
 
-/// Addresses from `first` to `last`, both included.
+// Addresses from `first` to `last`, both included.
 struct AddressRange {
   std::size_t first = 0;
   std::size_t last = 0;
 };
 
-/// Reads ADDRESS or ADDRESS-ADDRESS, in the order low to high.
+// Reads ADDRESS or ADDRESS-ADDRESS, in the order low to high.
 std::optional<AddressRange> parse_address_range(std::string_view text);
 
-/// Writes an address, or two with a hyphen: "0x15", "0x00-0x03".
+// Writes an address, or two with a hyphen: "0x15", "0x00-0x03".
 std::string to_text(const AddressRange& range);
 
-/// Lines of ADDRESS: BYTES, 16 bytes to a line; with `characters`, printable bytes follow as text.
+// Lines of ADDRESS: BYTES, 16 bytes to a line; with `characters`, printable bytes follow as text.
 std::string hex_dump(std::span<const std::uint8_t> bytes, bool characters);
 
-/// The names of the rows of a table: "first, second".
+// The names of the rows of a table: "first, second".
 template <typename Rows>
 std::string list_names(const Rows& rows) {
   std::string list;
@@ -45,7 +45,7 @@ std::string list_names(const Rows& rows) {
   return list;
 }
 
-/// The text on one line: control characters become blanks.
+// The text on one line: control characters become blanks.
 std::string on_one_line(std::string_view text);
 
 }  // namespace quorra::simulator

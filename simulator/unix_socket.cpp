@@ -13,7 +13,7 @@
 namespace quorra::simulator {
 namespace {
 
-/// The socket calls take every kind of address under the type of none.
+// The socket calls take every kind of address under the type of none.
 const sockaddr* any_address(const sockaddr_un& address) {
   return reinterpret_cast<const sockaddr*>(&address);
 }

@@ -8,14 +8,14 @@
 
 namespace quorra::simulator {
 
-/// Throws Error if the path is too long for a socket.
+// Throws Error if the path is too long for a socket.
 sockaddr_un socket_address(const std::filesystem::path& path);
 
-/// Like bind(): 0, or -1 with errno set.
+// Like bind(): 0, or -1 with errno set.
 int bind_to(const FileDescriptor& socket, const sockaddr_un& address);
 
-/// A connection to the Unix stream socket at that path, not open (and errno set) if there is none.
-/// Throws Error if the path is too long for a socket.
+// A connection to the Unix stream socket at that path, not open (and errno set) if there is none.
+// Throws Error if the path is too long for a socket.
 FileDescriptor connect_to(const std::filesystem::path& path);
 
 }  // namespace quorra::simulator

@@ -27,7 +27,7 @@ timespec until(Time due) {
       .tv_nsec = static_cast<decltype(timespec::tv_nsec)>(left.count() % nanoseconds_per_second)};
 }
 
-/// Bytes are to leave on time, not when it suits the kernel's timers.
+// Bytes are to leave on time, not when it suits the kernel's timers.
 void ask_for_exact_timers() { ::prctl(PR_SET_TIMERSLACK, 1UL); }
 
 }  // namespace
@@ -46,7 +46,7 @@ struct VirtualReader::Parts {
     return folder->path();
   }
 
-  /// Waits for something to do, without the lock, and does it.
+  // Waits for something to do, without the lock, and does it.
   void wait_and_serve(std::unique_lock<std::mutex>& lock);
 
   std::optional<TemporaryFolder> folder;

@@ -14,34 +14,34 @@
 
 namespace quorra::simulator {
 
-/// A virtual reader on a pseudo-terminal. Hosts find it through its configuration file.
-///
-/// All functions may be called from any thread, also while run() is running on another.
+// A virtual reader on a pseudo-terminal. Hosts find it through its configuration file.
+//
+// All functions may be called from any thread, also while run() is running on another.
 class VirtualReader {
  public:
-  /// Opens the line and the control socket and writes the configuration file; hosts are served
-  /// once run() runs. Throws Error.
+  // Opens the line and the control socket and writes the configuration file; hosts are served
+  // once run() runs. Throws Error.
   explicit VirtualReader(const Options& options = {});
   VirtualReader(const VirtualReader&) = delete;
   VirtualReader& operator=(const VirtualReader&) = delete;
-  /// Hangs the line up and removes the configuration file and the socket.
+  // Hangs the line up and removes the configuration file and the socket.
   ~VirtualReader();
 
-  /// The configuration file, complete.
+  // The configuration file, complete.
   const std::filesystem::path& configuration() const;
   const std::filesystem::path& socket() const;
 
-  /// Serves hosts and control connections until stop(). Throws Error if the line fails.
+  // Serves hosts and control connections until stop(). Throws Error if the line fails.
   void run();
-  /// Ends run(), now or as soon as it is called. May be called from a signal handler.
+  // Ends run(), now or as soon as it is called. May be called from a signal handler.
   void stop() noexcept;
 
-  /// Puts the card of that image file into the slot. Throws Error if it cannot be loaded or the
-  /// slot is taken.
+  // Puts the card of that image file into the slot. Throws Error if it cannot be loaded or the
+  // slot is taken.
   void insert(const std::filesystem::path& file);
-  /// Takes the card out. Throws Error if the slot is empty or the image cannot be saved.
+  // Takes the card out. Throws Error if the slot is empty or the image cannot be saved.
   void remove();
-  /// Throws Error if a number is out of range.
+  // Throws Error if a number is out of range.
   void arm(const Fault& fault);
   void clear_faults();
   State state() const;
@@ -55,10 +55,10 @@ class VirtualReader {
   static_assert(std::atomic<bool>::is_always_lock_free);
 };
 
-/// A virtual reader that runs on a thread of its own as long as this object lives.
+// A virtual reader that runs on a thread of its own as long as this object lives.
 class RunningReader {
  public:
-  /// Throws Error.
+  // Throws Error.
   explicit RunningReader(const Options& options = {});
   RunningReader(const RunningReader&) = delete;
   RunningReader& operator=(const RunningReader&) = delete;

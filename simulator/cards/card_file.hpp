@@ -8,18 +8,18 @@
 
 namespace quorra::simulator {
 
-/// A card and the image file it lives in.
+// A card and the image file it lives in.
 class CardFile {
  public:
-  /// Loads the image. Throws Error.
+  // Loads the image. Throws Error.
   explicit CardFile(std::filesystem::path path);
 
   const std::filesystem::path& path() const { return path_; }
   Chip& chip() { return *chip_; }
   const Image& image() const { return std::as_const(*chip_).image(); }
 
-  /// Writes the image file if the chip has changed since it was last written. Throws Error; the
-  /// next call then tries again.
+  // Writes the image file if the chip has changed since it was last written. Throws Error; the
+  // next call then tries again.
   void save();
 
  private:

@@ -15,8 +15,8 @@ constexpr unsigned clocks_to_compare = 2;
 constexpr unsigned clocks_to_erase_or_write = 124;
 constexpr unsigned clocks_to_erase_and_write = 255;
 
-/// Addresses that a new card carries protected: the answer to reset, the chip's own bytes, and the
-/// application's identifier.
+// Addresses that a new card carries protected: the answer to reset, the chip's own bytes, and the
+// application's identifier.
 constexpr std::array protected_at_delivery{0, 1, 2, 3, 6, 7, 21, 22, 23, 24, 25, 26};
 
 }  // namespace
@@ -122,7 +122,7 @@ void Chip4442::stop_condition() {
     if (command.control == control) return (this->*command.run)(address, data);
 }
 
-/// An operation that is under way is given up; a cell that was being programmed stays as it is.
+// An operation that is under way is given up; a cell that was being programmed stays as it is.
 void Chip4442::break_off() {
   state_ = State::idle;
   pull_io_low(false);
@@ -167,7 +167,7 @@ void Chip4442::update_security(std::uint8_t address, std::uint8_t data) {
   update(code_[cell - 1], data, erased_byte);
 }
 
-/// Attempts can be used up at any time, but only the right code gives them back.
+// Attempts can be used up at any time, but only the right code gives them back.
 void Chip4442::update_counter(std::uint8_t data) {
   const std::uint8_t wanted = data & erased_counter;
   std::uint8_t& cell = counter_.front();
@@ -176,7 +176,7 @@ void Chip4442::update_counter(std::uint8_t data) {
   programming_.allows_comparison = (cell & ~possible) != 0;
 }
 
-/// Each newly written bit of the counter allows one comparison of the three bytes, in order.
+// Each newly written bit of the counter allows one comparison of the three bytes, in order.
 void Chip4442::compare(std::uint8_t address, std::uint8_t data) {
   if (next_comparison_ == 0) return refuse();
   is_open_ = false;
@@ -192,7 +192,7 @@ void Chip4442::compare(std::uint8_t address, std::uint8_t data) {
   process({.clocks = clocks_to_compare});
 }
 
-/// Bits that have to become 1 need the whole cell erased first.
+// Bits that have to become 1 need the whole cell erased first.
 void Chip4442::update(std::uint8_t& cell, std::uint8_t content, std::uint8_t erased) {
   const bool erase = (content & ~cell) != 0;
   const bool write = content != (erase ? erased : cell);
@@ -223,7 +223,7 @@ void Chip4442::process(const Programming& programming) {
   clocks_given_ = 0;
 }
 
-/// IO goes low when CLK falls after the stop condition, and high again with the last clock.
+// IO goes low when CLK falls after the stop condition, and high again with the last clock.
 void Chip4442::process_one_clock() {
   if (clocks_given_ == 0) {
     pull_io_low(true);

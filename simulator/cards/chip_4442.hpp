@@ -10,7 +10,7 @@
 
 namespace quorra::simulator {
 
-/// "counter" has a bit for each attempt that is left: 7, 3, 1, 0.
+// "counter" has a 1 bit for each attempt that is left.
 inline constexpr std::array fields_4442{
     Field{"code", FieldForm::bytes, 3},
     Field{"counter", FieldForm::number, 7},
@@ -27,12 +27,12 @@ void blank_4442(Image& image);
 void blank_4432(Image& image);
 std::unique_ptr<Chip> make_chip_4442(Image image);
 
-/// The chip of the 4442, and of the 4432: an image without a code makes a chip that is always open
-/// and does not know the commands of the security memory.
-///
-/// Bits travel least significant first. The chip takes a bit in when CLK rises and puts one out
-/// when CLK falls. A command is three bytes between a start condition (IO falls while CLK is high)
-/// and a stop condition (IO rises while CLK is high).
+// The chip of the 4442, and of the 4432: an image without a code makes a chip that is always open
+// and does not know the commands of the security memory.
+//
+// Bits travel least significant first. The chip takes a bit in when CLK rises and puts one out
+// when CLK falls. A command is three bytes between a start condition (IO falls while CLK is high)
+// and a stop condition (IO rises while CLK is high).
 class Chip4442 final : public Chip {
  public:
   explicit Chip4442(Image content);
@@ -42,8 +42,8 @@ class Chip4442 final : public Chip {
  private:
   enum class State : std::uint8_t { idle, command, outgoing, processing };
 
-  /// What a cell goes through while the chip is processing: the content it has from the first
-  /// clock on, and the one it gets with the last.
+  // What a cell goes through while the chip is processing: the content it has from the first
+  // clock on, and the one it gets with the last.
   struct Programming {
     std::uint8_t* cell = nullptr;
     std::uint8_t during = 0;
@@ -92,7 +92,7 @@ class Chip4442 final : public Chip {
   State state_ = State::idle;
   bool clocked_in_reset_ = false;
   bool is_open_ = false;
-  /// The code byte (1 to 3) that may be compared next; 0 when no comparison is allowed.
+  // The code byte (1 to 3) that may be compared next; 0 when no comparison is allowed.
   std::uint8_t next_comparison_ = 0;
 
   std::array<std::uint8_t, 3> command_{};

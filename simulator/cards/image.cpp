@@ -36,7 +36,7 @@ std::string to_text(const Field& field, std::span<const std::uint8_t> value) {
   return {};
 }
 
-/// Reads one image file; every complaint names the file and, where there is one, the line.
+// Reads one image file; every complaint names the file and, where there is one, the line.
 class ImageReader {
  public:
   ImageReader(const std::string& text, std::string name) : name_(std::move(name)) {
@@ -127,7 +127,7 @@ class ImageReader {
                                          field.name, address, value.size()));
   }
 
-  /// Returns how many bytes the line brought.
+  // Returns how many bytes the line brought.
   std::size_t read_memory_line(std::string_view line, std::size_t line_number,
                                std::span<std::uint8_t> value, std::size_t address) const {
     if (line.find_first_not_of(' ') == std::string_view::npos) return 0;

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,35 +12,35 @@ namespace quorra::simulator {
 
 struct Kind;
 
-/// How a field of an image is written in the image file.
+// How a field of an image is written in the image file.
 enum class FieldForm : std::uint8_t {
-  memory,     ///< lines of hexadecimal bytes, each line begins with its address
-  bytes,      ///< a string of hexadecimal bytes
-  number,     ///< a decimal number
-  addresses,  ///< an array of addresses and ranges of addresses
+  memory,     // lines of hexadecimal bytes, each line begins with its address
+  bytes,      // a string of hexadecimal bytes
+  number,     // a decimal number
+  addresses,  // an array of addresses and ranges of addresses
 };
 
-/// One part of what a kind of card keeps without power.
+// One part of what a kind of card keeps without power.
 struct Field {
   std::string_view name;
   FieldForm form;
-  /// How many bytes (memory, bytes), the greatest value (number, at most 255), or how many
-  /// addresses there are to choose from (addresses).
+  // How many bytes (memory, bytes), the greatest value (number, at most 255), or how many
+  // addresses there are to choose from (addresses).
   std::size_t extent;
 };
 
-/// All that a card keeps without power. Each field of its kind is an array of bytes: the bytes
-/// themselves, one byte that holds the number, or for each address a 1 when it is among the
-/// addresses and a 0 when it is not.
+// All that a card keeps without power. Each field of its kind is an array of bytes: the bytes
+// themselves, one byte that holds the number, or for each address a 1 when it is among the
+// addresses and a 0 when it is not.
 class Image {
  public:
-  /// The content of a new card of this kind, which must outlive the image.
+  // The content of a new card of this kind, which must outlive the image.
   explicit Image(const Kind& kind);
 
   const Kind& kind() const { return *kind_; }
   bool has(std::string_view name) const;
-  /// The bytes of a field; empty when the kind has no such field. They stay where they are when
-  /// the image is moved.
+  // The bytes of a field; empty when the kind has no such field. They stay where they are when
+  // the image is moved.
   std::span<std::uint8_t> field(std::string_view name);
   std::span<const std::uint8_t> field(std::string_view name) const;
 
@@ -50,19 +49,19 @@ class Image {
   std::vector<std::vector<std::uint8_t>> values_;
 };
 
-/// The addresses of a field of that form, for people: "0x00-0x03", "0x15".
+// The addresses of a field of that form, for people: "0x00-0x03", "0x15".
 std::vector<std::string> address_list(std::span<const std::uint8_t> field);
 
-/// The content of an image file.
+// The content of an image file.
 std::string to_text(const Image& image);
 
-/// Reads the content of an image file. Throws Error; `name` is what its text calls the file.
+// Reads the content of an image file. Throws Error; `name` is what its text calls the file.
 Image parse_image(const std::string& text, const std::string& name);
 
-/// Reads an image file. Throws Error.
+// Reads an image file. Throws Error.
 Image load_image(const std::filesystem::path& path);
 
-/// Writes an image file; a kill at any moment leaves the old file or the new one. Throws Error.
+// Writes an image file; a kill at any moment leaves the old file or the new one. Throws Error.
 void save_image(const Image& image, const std::filesystem::path& path);
 
 }  // namespace quorra::simulator

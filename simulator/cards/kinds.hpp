@@ -9,20 +9,20 @@
 
 namespace quorra::simulator {
 
-/// A kind of card: one row of the table of all kinds.
+// A kind of card: one row of the table of all kinds.
 struct Kind {
   std::string_view name;
   std::string_view description;
   std::span<const Field> fields;
-  /// Turns an image whose bytes are all zero into that of a new card.
+  // Turns an image whose bytes are all zero into that of a new card.
   void (*make_blank)(Image& image);
   std::unique_ptr<Chip> (*make_chip)(Image image);
 };
 
-/// Every kind of card, in the order in which they are shown.
+// Every kind of card, in the order in which they are shown.
 std::span<const Kind> kinds();
 
-/// The kind of that name. Throws Error.
+// The kind of that name. Throws Error.
 const Kind& find_kind(std::string_view name);
 
 }  // namespace quorra::simulator

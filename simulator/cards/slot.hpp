@@ -4,16 +4,16 @@
 
 namespace quorra::simulator {
 
-/// The card slot: the reader's hand on the contacts of the chip that is in it, if any. An empty
-/// slot reads IO as the reader leaves it, for the pull-up is the reader's.
+// The card slot: the reader's hand on the contacts of the chip that is in it, if any. An empty
+// slot reads IO as the reader leaves it, for the pull-up is the reader's.
 class Slot {
  public:
   bool occupied() const { return chip_ != nullptr; }
   bool powered() const { return contacts_.vcc; }
 
-  /// Puts a card into the empty slot. The chip must stay alive until remove().
+  // Puts a card into the empty slot. The chip must stay alive until remove().
   void insert(Chip& chip) { chip_ = &chip; }
-  /// Takes the card out; it loses its power.
+  // Takes the card out; it loses its power.
   void remove() {
     power_off();
     chip_ = nullptr;
@@ -31,7 +31,7 @@ class Slot {
   }
   bool read_io() const { return contacts_.io && (chip_ == nullptr || !chip_->pulls_io_low()); }
 
-  /// All contacts go low at once.
+  // All contacts go low at once.
   void power_off() {
     const Contacts before = contacts_;
     contacts_ = Contacts{};

@@ -16,11 +16,11 @@ constexpr std::size_t protectable_bytes = 32;
 
 using Register = std::array<std::uint8_t, 4>;
 
-/// Attempts that are left are 1 bits; the other bits of the counter byte read as 0.
+// Attempts that are left are 1 bits; the other bits of the counter byte read as 0.
 constexpr std::uint8_t all_attempts = 0x07;
 
-/// The card's bus as the reader drives it. Between commands CLK is low and IO is let go. Bits
-/// travel least significant first.
+// The card's bus as the reader drives it. Between commands CLK is low and IO is let go. Bits
+// travel least significant first.
 class Bus {
  public:
   explicit Bus(Slot& slot) : slot_(slot) {}
@@ -42,8 +42,8 @@ class Bus {
   void update_security(std::size_t address, std::uint8_t byte) { start(0x39, address, byte); }
   void compare(std::size_t address, std::uint8_t byte) { start(0x33, address, byte); }
 
-  /// Clocks the card until it lets IO go: success; not_written when it did so at once, as a card
-  /// does that refuses to program a cell; no_answer when it never does.
+  // Clocks the card until it lets IO go: success; not_written when it did so at once, as a card
+  // does that refuses to program a cell; no_answer when it never does.
   Status finish() {
     constexpr int clocks_of_a_refusal = 8;
     constexpr int more_clocks_than_any_operation = 1024;
@@ -64,7 +64,7 @@ class Bus {
     }
   }
 
-  /// Ends with CLK high, as the stop condition leaves it.
+  // Ends with CLK high, as the stop condition leaves it.
   void send(std::uint8_t control, std::size_t address, std::uint8_t data) {
     slot_.set_clk(true);
     slot_.set_io(false);
@@ -82,7 +82,7 @@ class Bus {
     slot_.set_clk(false);
   }
 
-  /// Each bit is on IO when CLK has fallen. One more fall ends the last bit.
+  // Each bit is on IO when CLK has fallen. One more fall ends the last bit.
   void receive(std::span<std::uint8_t> bytes) {
     for (std::uint8_t& byte : bytes) {
       byte = 0;
@@ -112,7 +112,7 @@ std::uint8_t reversed(std::uint8_t byte) {
   return static_cast<std::uint8_t>(result);
 }
 
-/// Finishes the operation that was started as piece `index` of `count`.
+// Finishes the operation that was started as piece `index` of `count`.
 Status finish(Reader& reader, Bus& bus, std::size_t index, std::size_t count) {
   reader.programming(index, count);
   return bus.finish();
@@ -144,8 +144,8 @@ Status write_4442(Reader& reader, const Request& request, Reply& /*reply*/) {
   return std::ranges::equal(written, data) ? Status::success : Status::not_written;
 }
 
-/// The card sends the bit of the lowest address first; in the reply it is the most significant one
-/// of its byte.
+// The card sends the bit of the lowest address first; in the reply it is the most significant one
+// of its byte.
 Status read_protection_4442(Reader& reader, const Request& request, Reply& reply) {
   if (request.count() != protection_size) return Status::out_of_range;
   for (const std::uint8_t byte : Bus(reader.slot).read_protection())
@@ -153,7 +153,7 @@ Status read_protection_4442(Reader& reader, const Request& request, Reply& reply
   return Status::success;
 }
 
-/// The host verifies the result itself.
+// The host verifies the result itself.
 Status write_protection_4442(Reader& reader, const Request& request, Reply& /*reply*/) {
   const auto data = request.data();
   if (request.address() + data.size() > protectable_bytes) return Status::out_of_range;
@@ -166,7 +166,7 @@ Status write_protection_4442(Reader& reader, const Request& request, Reply& /*re
   return Status::success;
 }
 
-/// One attempt is used up before the comparison; only an open card gives the attempts back.
+// One attempt is used up before the comparison; only an open card gives the attempts back.
 Status present_code_4442(Reader& reader, const Request& request, Reply& /*reply*/) {
   Bus bus(reader.slot);
   const std::uint8_t attempts = bus.read_security()[0];

@@ -16,7 +16,7 @@ Status present_code_4442(Reader& reader, const Request& request, Reply& reply);
 Status write_code_4442(Reader& reader, const Request& request, Reply& reply);
 Status read_security_4442(Reader& reader, const Request& request, Reply& reply);
 
-/// The commands for the card type of the 4442 and the 4432.
+// The commands for the card type of the 4442 and the 4432.
 inline constexpr std::array commands_4442{
     Command{0x60, data_body, write_4442},
     Command{0x61, count_body, read_4442},

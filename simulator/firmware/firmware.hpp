@@ -4,9 +4,9 @@
 
 namespace quorra::simulator {
 
-/// Carries out a request whose frame is right, and adds to the reply what it asks for. The request
-/// alone says which type of card is addressed; whatever chip is in the slot gets to see the bus
-/// procedures of that type.
+// Carries out a request whose frame is right, and adds to the reply what it asks for. The request
+// alone says which type of card is addressed; whatever chip is in the slot gets to see the bus
+// procedures of that type.
 Status execute(Reader& reader, const Request& request, Reply& reply);
 
 }  // namespace quorra::simulator

@@ -15,7 +15,7 @@ constexpr std::array speed_codes{
     SpeedCode{19200, 5}, SpeedCode{38400, 7},
 };
 
-/// 9600 bits per second, and every speed without a code of its own.
+// 9600 bits per second, and every speed without a code of its own.
 constexpr std::uint8_t usual_speed_code = 4;
 
 constexpr std::size_t value_register_size = 4;

@@ -10,7 +10,7 @@
 
 namespace quorra::simulator {
 
-/// The places of the reader's own memory.
+// The places of the reader's own memory.
 inline constexpr std::size_t reader_memory_size = 0x1A0;
 inline constexpr std::size_t speed_address = 0x180;
 inline constexpr std::size_t security_mode_address = 0x181;
@@ -24,23 +24,23 @@ inline constexpr std::uint8_t reader_type = 0x80;
 
 using ReaderMemory = std::array<std::uint8_t, reader_memory_size>;
 
-/// The memory of a new reader: 0xFF, except for the speed byte (the code of the line's speed in
-/// bits per second), the security mode (off), the value register (zero) and the serial number
-/// (16 characters).
+// The memory of a new reader: 0xFF, except for the speed byte (the code of the line's speed in
+// bits per second), the security mode (off), the value register (zero) and the serial number
+// (16 characters).
 ReaderMemory new_reader_memory(unsigned speed, std::string_view serial_number);
 
-/// The reader as the handlers of its commands see it.
+// The reader as the handlers of its commands see it.
 struct Reader {
   Slot slot;
   ReaderMemory memory{};
   std::string version_text;
-  /// The card type for which the powered card was activated; reader_type after a plain power on.
+  // The card type for which the powered card was activated; reader_type after a plain power on.
   std::uint8_t activated_for = reader_type;
-  /// The card will leave the slot half-way through the programming of this command's data.
+  // The card will leave the slot half-way through the programming of this command's data.
   bool card_will_slip = false;
 
-  /// Every procedure that programs a card calls this while piece `index` of `count` is being
-  /// programmed.
+  // Every procedure that programs a card calls this while piece `index` of `count` is being
+  // programmed.
   void programming(std::size_t index, std::size_t count) {
     if (card_will_slip && index == count / 2) {
       card_will_slip = false;

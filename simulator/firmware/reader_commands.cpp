@@ -7,7 +7,7 @@
 
 namespace quorra::simulator {
 
-/// Hosts ask for 10 or 18 characters; a shorter text is answered as it is.
+// Hosts ask for 10 or 18 characters; a shorter text is answered as it is.
 Status read_version(Reader& reader, const Request& request, Reply& reply) {
   const std::size_t count = request.count();
   if (count != 10 && count != largest_version_text) return Status::out_of_range;
@@ -16,7 +16,7 @@ Status read_version(Reader& reader, const Request& request, Reply& reply) {
   return Status::success;
 }
 
-/// Power on begins from no power, so a chip forgets the codes that were presented to it.
+// Power on begins from no power, so a chip forgets the codes that were presented to it.
 Status power_on(Reader& reader, const Request& /*request*/, Reply& /*reply*/) {
   if (!reader.slot.occupied()) return Status::no_card;
   reader.slot.power_off();
@@ -30,7 +30,7 @@ Status power_off(Reader& reader, const Request& /*request*/, Reply& /*reply*/) {
   return Status::success;
 }
 
-/// The sound itself takes no time here.
+// The sound itself takes no time here.
 Status sound_buzzer(Reader& /*reader*/, const Request& /*request*/, Reply& /*reply*/) {
   return Status::success;
 }

@@ -6,7 +6,7 @@
 
 namespace quorra::simulator {
 
-/// Bits of the DATA byte that answers the status command.
+// Bits of the DATA byte that answers the status command.
 inline constexpr std::uint8_t card_present_flag = 0x01;
 inline constexpr std::uint8_t card_powered_flag = 0x02;
 
@@ -18,7 +18,7 @@ Status read_reader_memory(Reader& reader, const Request& request, Reply& reply);
 Status eject(Reader& reader, const Request& request, Reply& reply);
 Status read_status(Reader& reader, const Request& request, Reply& reply);
 
-/// The commands that are addressed to the reader itself.
+// The commands that are addressed to the reader itself.
 inline constexpr std::array reader_commands{
     Command{0xB0, count_body, read_version},       Command{0xB2, bare_body, power_on},
     Command{0xB3, bare_body, power_off},           Command{0xB4, count_body, sound_buzzer},

@@ -52,7 +52,7 @@ void PacedQueue::begin_run() {
   due_ = std::max(run.earliest, last_due_ + byte_time_ + run.pause);
 }
 
-/// Keeps a queue that never runs empty from growing without end.
+// Keeps a queue that never runs empty from growing without end.
 void PacedQueue::compact() {
   constexpr std::size_t worth_the_move = 4096;
   if (first_ < worth_the_move) return;

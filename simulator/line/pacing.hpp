@@ -12,35 +12,35 @@ using Clock = std::chrono::steady_clock;
 using Time = Clock::time_point;
 using Duration = std::chrono::nanoseconds;
 
-/// How long a byte occupies the line: a start bit, 8 data bits and two stop bits. `speed` is in
-/// bits per second; at speed 0 bytes take no time.
+// How long a byte occupies the line: a start bit, 8 data bits and two stop bits. `speed` is in
+// bits per second; at speed 0 bytes take no time.
 Duration byte_time(unsigned speed);
 
-/// Bytes on one direction of the line. Each becomes due a byte's time after the one before it, but
-/// not before its own earliest time. Due times follow from each other, not from when somebody came
-/// to look, so they do not drift.
+// Bytes on one direction of the line. Each becomes due a byte's time after the one before it, but
+// not before its own earliest time. Due times follow from each other, not from when somebody came
+// to look, so they do not drift.
 class PacedQueue {
  public:
   explicit PacedQueue(Duration byte_time) : byte_time_(byte_time) {}
 
-  /// Adds bytes behind the others: the first is due at `earliest`, and not before a byte's time
-  /// and `pause` have gone by since the byte before it was due.
+  // Adds bytes behind the others: the first is due at `earliest`, and not before a byte's time
+  // and `pause` have gone by since the byte before it was due.
   void push(std::span<const std::uint8_t> bytes, Time earliest, Duration pause = Duration::zero());
 
   bool empty() const { return first_ == bytes_.size(); }
   std::size_t size() const { return bytes_.size() - first_; }
-  /// When the first byte is due. Not to be asked of an empty queue.
+  // When the first byte is due. Not to be asked of an empty queue.
   Time due() const { return due_; }
-  /// The first byte. Not to be asked of an empty queue.
+  // The first byte. Not to be asked of an empty queue.
   std::uint8_t front() const { return bytes_[first_]; }
-  /// Bytes at the front that are due; there may be more once these are popped.
+  // Bytes at the front that are due; there may be more once these are popped.
   std::span<const std::uint8_t> ready(Time now) const;
-  /// Removes bytes at the front, no more than ready() gave.
+  // Removes bytes at the front, no more than ready() gave.
   void pop(std::size_t count);
   void clear();
 
  private:
-  /// Bytes that were pushed together.
+  // Bytes that were pushed together.
   struct Run {
     std::size_t count;
     Time earliest;
@@ -56,7 +56,7 @@ class PacedQueue {
   std::vector<Run> runs_;
   std::size_t first_run_ = 0;
   Time due_;
-  /// When the last byte that was popped was due.
+  // When the last byte that was popped was due.
   Time last_due_;
 };
 

@@ -16,7 +16,7 @@ namespace {
 
 [[noreturn]] void fail() { throw Error(fmt::format("pseudo-terminal: {}", system_error_text())); }
 
-/// The outcome of a read or write: "nothing now" is no failure.
+// The outcome of a read or write: "nothing now" is no failure.
 std::size_t transferred(ssize_t result) {
   if (result >= 0) return static_cast<std::size_t>(result);
   if (errno == EAGAIN || errno == EINTR) return 0;

@@ -9,23 +9,23 @@
 
 namespace quorra::simulator {
 
-/// A pseudo-terminal in raw mode: hosts open device() like a serial line, the reader sits at the
-/// other end. The terminal keeps its device open as well, so that the line does not hang up when
-/// a host closes it. The destructor hangs the line up.
+// A pseudo-terminal in raw mode: hosts open device() like a serial line, the reader sits at the
+// other end. The terminal keeps its device open as well, so that the line does not hang up when
+// a host closes it. The destructor hangs the line up.
 class PseudoTerminal {
  public:
-  /// Throws Error.
+  // Throws Error.
   PseudoTerminal();
 
-  /// The path of the host's side.
+  // The path of the host's side.
   const std::string& device() const { return device_; }
-  /// To be polled.
+  // To be polled.
   int descriptor() const { return reader_side_.get(); }
 
-  /// Takes what the host has sent, without waiting: returns how many bytes are in `buffer` now.
-  /// Throws Error.
+  // Takes what the host has sent, without waiting: returns how many bytes are in `buffer` now.
+  // Throws Error.
   std::size_t read(std::span<std::uint8_t> buffer) const;
-  /// Sends to the host as many bytes as fit, without waiting, and returns how many. Throws Error.
+  // Sends to the host as many bytes as fit, without waiting, and returns how many. Throws Error.
   std::size_t write(std::span<const std::uint8_t> bytes) const;
 
  private:

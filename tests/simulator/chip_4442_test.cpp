@@ -13,10 +13,10 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::Each;
-using testing::ElementsAreArray;
+using ::testing::Each;
+using ::testing::ElementsAreArray;
 
-/// Drives a chip at its contacts.
+// Drives a chip at its contacts.
 class Master {
  public:
   explicit Master(Chip& chip) : chip_(chip) {}
@@ -58,7 +58,7 @@ class Master {
     for (unsigned i = 0; i < 8; ++i)
       put_bit((byte & (1U << i)) != 0);
   }
-  /// A whole command; CLK stays high.
+  // A whole command; CLK stays high.
   void command(std::uint8_t control, std::uint8_t address = 0, std::uint8_t data = 0) {
     begin();
     put(control);
@@ -67,7 +67,7 @@ class Master {
     end();
   }
 
-  /// Bits appear when CLK falls.
+  // Bits appear when CLK falls.
   std::uint8_t get() {
     unsigned byte = 0;
     for (unsigned i = 0; i < 8; ++i) {
@@ -85,7 +85,7 @@ class Master {
     return bytes;
   }
 
-  /// Resets the chip and leaves CLK low with the first bit of the answer on IO.
+  // Resets the chip and leaves CLK low with the first bit of the answer on IO.
   void reset() {
     rst(true);
     pulse();
@@ -105,7 +105,7 @@ class Master {
     return bytes;
   }
 
-  /// A command that makes the chip busy; returns for how many clocks.
+  // A command that makes the chip busy; returns for how many clocks.
   unsigned run(std::uint8_t control, std::uint8_t address, std::uint8_t data) {
     command(control, address, data);
     clk(false);
@@ -131,7 +131,7 @@ class Master {
     return get(4);
   }
 
-  /// Uses up one attempt and compares three bytes; returns the security memory afterwards.
+  // Uses up one attempt and compares three bytes; returns the security memory afterwards.
   Bytes present(const Bytes& code) {
     const std::uint8_t counter = read_security()[0];
     run(0x39, 0, counter & static_cast<std::uint8_t>(counter - 1));
@@ -158,7 +158,7 @@ constexpr std::uint8_t write_protection = 0x3C;
 constexpr std::uint8_t update_security = 0x39;
 constexpr std::uint8_t compare = 0x33;
 
-class Chip4442Test : public testing::Test {
+class Chip4442Test : public ::testing::Test {
  protected:
   Chip4442Test() { master.power_up(); }
 

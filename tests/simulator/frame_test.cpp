@@ -10,10 +10,10 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::ElementsAreArray;
+using ::testing::ElementsAreArray;
 using Result = RequestParser::Result;
 
-/// Pushes all bytes but the last, none of which may end a request, and returns the last result.
+// Pushes all bytes but the last, none of which may end a request, and returns the last result.
 Result push_all(RequestParser& parser, const Bytes& bytes) {
   for (std::size_t i = 0; i + 1 < bytes.size(); ++i)
     EXPECT_EQ(parser.push(bytes[i]), Result::incomplete) << "byte " << i;

@@ -21,12 +21,12 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
 
-/// What the reader of image files says about a text; empty if it has no complaint.
+// What the reader of image files says about a text; empty if it has no complaint.
 std::string complaint_about(const std::string& text) {
   try {
     parse_image(text, "card");
@@ -38,7 +38,7 @@ std::string complaint_about(const std::string& text) {
 
 std::string blank_text() { return to_text(Image(find_kind("4442"))); }
 
-/// The text of a blank 4442 with one part of it replaced.
+// The text of a blank 4442 with one part of it replaced.
 std::string with(const std::string& part, const std::string& replacement) {
   std::string text = blank_text();
   const std::size_t begin = text.find(part);
@@ -56,7 +56,7 @@ TEST(Image, of_a_new_4442) {
   EXPECT_THAT(image.field("code"), ElementsAreArray(hex("FF FF FF")));
   EXPECT_THAT(image.field("counter"), ElementsAreArray(hex("07")));
   EXPECT_THAT(address_list(image.field("protected")),
-              testing::ElementsAre("0x00-0x03", "0x06-0x07", "0x15-0x1A"));
+              ::testing::ElementsAre("0x00-0x03", "0x06-0x07", "0x15-0x1A"));
 }
 
 TEST(Image, of_a_new_4432_has_no_code) {
@@ -79,7 +79,7 @@ TEST(Image, has_the_bytes_of_a_hand_written_file) {
   EXPECT_EQ(image.kind().name, "4442");
   EXPECT_THAT(image.field("code"), ElementsAreArray(hex("0A 0B 0C")));
   EXPECT_THAT(image.field("counter"), ElementsAreArray(hex("03")));
-  EXPECT_THAT(address_list(image.field("protected")), testing::ElementsAre("0x00-0x01", "0x1F"));
+  EXPECT_THAT(address_list(image.field("protected")), ::testing::ElementsAre("0x00-0x01", "0x1F"));
   EXPECT_EQ(image.field("memory")[0xFF], 0x08);
   EXPECT_EQ(image.field("memory")[0xF8], 0x01);
 }
@@ -111,11 +111,11 @@ struct Damage {
 };
 
 std::ostream& operator<<(std::ostream& stream, const Damage& damage) {
-  return stream << testing::PrintToString(damage.part) << " -> "
-                << testing::PrintToString(damage.replacement);
+  return stream << ::testing::PrintToString(damage.part) << " -> "
+                << ::testing::PrintToString(damage.replacement);
 }
 
-class DamagedImage : public testing::TestWithParam<Damage> {};
+class DamagedImage : public ::testing::TestWithParam<Damage> {};
 
 TEST_P(DamagedImage, is_refused_with_one_line_that_says_where) {
   const auto& [part, replacement, complaint] = GetParam();
@@ -125,7 +125,7 @@ TEST_P(DamagedImage, is_refused_with_one_line_that_says_where) {
 
 INSTANTIATE_TEST_SUITE_P(
     Image, DamagedImage,
-    testing::Values(
+    ::testing::Values(
         Damage{"format = 1\n", "", "card: format is missing"},
         Damage{"format = 1\n", "format = 2\n", "card:2: format must be 1"},
         Damage{"format = 1\n", "format = \"1\"\n", "card:2: format must be 1"},
@@ -196,7 +196,7 @@ TEST(Image, may_be_cut_nowhere) {
     EXPECT_NE(complaint_about(text.substr(0, length)), "") << length;
 }
 
-class ImageFile : public testing::Test {
+class ImageFile : public ::testing::Test {
  protected:
   std::string complaint() const {
     try {
@@ -283,7 +283,7 @@ TEST_F(ImageFile, is_written_when_the_chip_has_changed) {
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-/// Writes one image after another until it is killed; tells when the first is there.
+// Writes one image after another until it is killed; tells when the first is there.
 [[noreturn]] void write_for_ever(const std::filesystem::path& path, int told) {
   Image image(find_kind("4442"));
   for (std::uint8_t value = 0;; ++value) {
@@ -309,7 +309,7 @@ TEST_F(ImageFile, survives_a_kill_at_any_moment) {
     ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
 
     const Image loaded = load_image(path);
-    EXPECT_THAT(loaded.field("memory"), testing::Each(loaded.field("memory").front()));
+    EXPECT_THAT(loaded.field("memory"), ::testing::Each(loaded.field("memory").front()));
   }
 }
 

@@ -10,12 +10,12 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::hex;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
 
 constexpr Time start{std::chrono::hours(1)};
 
-/// When each of the bytes that are in the queue is due, counted from `start`.
+// When each of the bytes that are in the queue is due, counted from `start`.
 std::vector<Duration> due_times(PacedQueue queue) {
   std::vector<Duration> times;
   while (!queue.empty()) {

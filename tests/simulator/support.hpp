@@ -13,60 +13,60 @@
 #include "simulator/cards/chip.hpp"
 #include "simulator/files.hpp"
 #include "simulator/options.hpp"
+#include "tests/support/bytes.hpp"
+#include "tests/support/process.hpp"
 
 namespace quorra::simulator::test {
 
-using Bytes = std::vector<std::uint8_t>;
+using quorra::testing::Bytes;
+using quorra::testing::content_of;
+using quorra::testing::hex;
+using quorra::testing::operator+;
+using quorra::testing::sealed;
+using quorra::testing::write_file;
 
-/// Bytes written in hexadecimal.
-Bytes hex(std::string_view text);
-
-/// The request frame with that command byte and body, flag 0.
+// The request frame with that command byte and body, flag 0.
 Bytes request(std::uint8_t command, std::string_view body);
-/// The reply frame with that STATUS and data.
+// The reply frame with that STATUS and data.
 Bytes reply(std::uint8_t status, std::string_view data = "");
 
-/// The whole content of a file.
-std::string content_of(const std::filesystem::path& path);
-void write_file(const std::filesystem::path& path, std::string_view content);
-
-/// A host at the other end of the line: it opens the device that a configuration file names.
+// A host at the other end of the line: it opens the device that a configuration file names.
 class RawClient {
  public:
   explicit RawClient(const std::filesystem::path& configuration);
 
   void send(std::span<const std::uint8_t> bytes) const;
-  /// Waits until that many bytes have come.
+  // Waits until that many bytes have come.
   Bytes receive(std::size_t count) const;
-  /// Receives a frame: header, data, check byte.
+  // Receives a frame: header, data, check byte.
   Bytes receive_reply() const;
   Bytes exchange(std::span<const std::uint8_t> bytes) const;
-  /// Whether bytes are waiting at this moment.
+  // Whether bytes are waiting at this moment.
   bool has_bytes() const;
-  /// Waits until the other end has hung up, or until `seconds` have passed.
+  // Waits until the other end has hung up, or until `seconds` have passed.
   bool sees_hang_up() const;
 
  private:
   FileDescriptor device_;
 };
 
-/// A new card of that kind in a file.
+// A new card of that kind in a file.
 std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view kind,
                                std::string_view name = "card");
 
-/// Notes what it is told, and pulls IO low while CLK is high.
+// Notes what it is told, and pulls IO low while CLK is high.
 class ListeningChip final : public Chip {
  public:
   ListeningChip();
 
   void contacts_changed(const Contacts& before, const Contacts& now) override;
-  /// How often it lost its power.
+  // How often it lost its power.
   std::size_t power_losses() const;
 
   std::vector<std::pair<Contacts, Contacts>> changes;
 };
 
-/// A bench that the test itself serves, with a time that only the test moves, and a host.
+// A bench that the test itself serves, with a time that only the test moves, and a host.
 class ServedBench {
  public:
   explicit ServedBench(const Options& options = {});
@@ -76,7 +76,7 @@ class ServedBench {
   Time now() const { return now_; }
   void pass(Duration duration) { now_ += duration; }
 
-  /// Sends bytes and lets the bench do what it can at this time.
+  // Sends bytes and lets the bench do what it can at this time.
   void send(std::span<const std::uint8_t> bytes);
   Bytes exchange(std::span<const std::uint8_t> bytes);
 
