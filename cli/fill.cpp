@@ -54,6 +54,16 @@ Filling filling_for(const Connection& connection, const Card& card, Range range,
   return result;
 }
 
+std::string describe(const Filling& content, unsigned char byte, Range range,
+                     std::string_view read_back) {
+  const std::string all = counted(range.count, "byte");
+  if (content.kept == 0) {
+    return fmt::format("Wrote {:02X} to {} at 0x{:04X}{}.\n", byte, all, range.address, read_back);
+  }
+  return fmt::format("Wrote {:02X} to {} of {} at 0x{:04X}{}; read-only bytes: {}.\n", byte,
+                     range.count - content.kept, all, range.address, read_back, content.kept);
+}
+
 // Erases with the card's own command.
 void erase_all(const Connection& connection, const Card& card, Range range, bool verify) {
   connection.run(erasing, card.erase_all);
@@ -95,11 +105,7 @@ void run_fill(const Settings& settings, const FillOptions& options, const Operat
     } else {
       const Filling content = filling_for(connection, card, range, byte);
       write_memory(connection, card, range, content.data, operation, verify);
-      done =
-          fmt::format("Wrote {:02X} to {} at 0x{:04X}{}.\n", byte, bytes, range.address, read_back);
-      if (content.kept > 0) {
-        done += fmt::format("Read-only bytes that kept their value: {}.\n", content.kept);
-      }
+      done = describe(content, byte, range, read_back);
     }
   }
   print(done);

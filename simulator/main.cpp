@@ -4,12 +4,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,16 +36,40 @@ VirtualReader* reader_to_stop = nullptr;
 
 extern "C" void stop_reader(int /*signal*/) { reader_to_stop->stop(); }
 
+constexpr std::array stop_signals{SIGINT, SIGTERM, SIGHUP};
+
+// SIG_BLOCK or SIG_UNBLOCK for the signals that end the program.
+void mask_stop_signals(int how) {
+  sigset_t signals{};
+  sigemptyset(&signals);
+  for (const int signal : stop_signals)
+    sigaddset(&signals, signal);
+  ::pthread_sigmask(how, &signals, nullptr);
+}
+
+// As long as it lives, the signals that end the program stop the reader.
+class SignalsStop {
+ public:
+  explicit SignalsStop(VirtualReader& reader) {
+    reader_to_stop = &reader;
+    for (const int signal : stop_signals)
+      std::signal(signal, stop_reader);
+    mask_stop_signals(SIG_UNBLOCK);
+  }
+  SignalsStop(const SignalsStop&) = delete;
+  SignalsStop& operator=(const SignalsStop&) = delete;
+  ~SignalsStop() { mask_stop_signals(SIG_BLOCK); }
+};
+
 int run(const Options& options) {
+  // While the reader comes and goes, a signal would leave its files behind.
+  mask_stop_signals(SIG_BLOCK);
+  // When nobody reads standard output any more, that is an error like others.
+  std::signal(SIGPIPE, SIG_IGN);
   VirtualReader reader(options);
-  reader_to_stop = &reader;
-  struct sigaction action {};
-  action.sa_handler = stop_reader;
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-    if (::sigaction(signal, &action, nullptr) != 0)
-      throw Error(fmt::format("sigaction: {}", system_error_text()));
   print(fmt::format("{}\ncontrol socket: {}\n", reader.configuration().string(),
                     reader.socket().string()));
+  const SignalsStop signals_stop(reader);
   reader.run();
   return 0;
 }
@@ -54,9 +79,9 @@ struct NewCard {
   std::string kind;
   std::string file;
   bool overwrite = false;
-  std::string code;
-  std::string counter;
-  std::string memory;
+  std::optional<std::string> code;
+  std::optional<std::string> counter;
+  std::optional<std::string> memory;
   std::vector<std::string> data;
   std::vector<std::string> protect;
 };
@@ -120,9 +145,9 @@ void protect(Image& image, const std::string& text) {
 
 int make_card(const NewCard& card) {
   Image image(find_kind(card.kind));
-  if (!card.code.empty()) set_bytes(image, "code", card.code);
-  if (!card.counter.empty()) set_number(image, "counter", card.counter);
-  if (!card.memory.empty()) set_memory(image, card.memory);
+  if (card.code) set_bytes(image, "code", *card.code);
+  if (card.counter) set_number(image, "counter", *card.counter);
+  if (card.memory) set_memory(image, *card.memory);
   for (const std::string& data : card.data)
     set_data(image, data);
   for (const std::string& range : card.protect)

@@ -9,7 +9,7 @@
 
 namespace quorra::simulator {
 
-// "counter" has a bit for each attempt that is left: 7, 3, 1, 0.
+// "counter" has a 1 bit for each attempt that is left.
 inline constexpr std::array fields_4442{
     Field{"code", FieldForm::bytes, 3},
     Field{"counter", FieldForm::number, 7},

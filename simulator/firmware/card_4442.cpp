@@ -43,7 +43,7 @@ class Bus {
   void update_security(std::size_t address, std::uint8_t byte) { start(0x39, address, byte); }
   void compare(std::size_t address, std::uint8_t byte) { start(0x33, address, byte); }
 
-  bool finish() { return finish_processing(slot_); }
+  Status finish() { return finish_processing(slot_); }
 
  private:
   // Ends with CLK high, as the stop condition leaves it.
@@ -95,7 +95,7 @@ std::uint8_t reversed(std::uint8_t byte) {
 }
 
 // Finishes the operation that was started as piece `index` of `count`.
-bool finish(Reader& reader, Bus& bus, std::size_t index, std::size_t count) {
+Status finish(Reader& reader, Bus& bus, std::size_t index, std::size_t count) {
   reader.programming(index, count);
   return bus.finish();
 }
@@ -118,7 +118,7 @@ Status write_4442(Reader& reader, const Request& request, Reply& /*reply*/) {
   Bus bus(reader.slot);
   for (std::size_t i = 0; i < data.size(); ++i) {
     bus.update_main(request.address() + i, data[i]);
-    if (!finish(reader, bus, i, data.size())) return Status::no_answer;
+    if (finish(reader, bus, i, data.size()) == Status::no_answer) return Status::no_answer;
   }
   std::array<std::uint8_t, largest_body> buffer{};
   const auto written = std::span(buffer).first(data.size());
@@ -143,7 +143,7 @@ Status write_protection_4442(Reader& reader, const Request& request, Reply& /*re
   Bus bus(reader.slot);
   for (std::size_t i = 0; i < data.size(); ++i) {
     bus.write_protection(request.address() + i, data[i]);
-    if (!finish(reader, bus, i, data.size())) return Status::no_answer;
+    if (finish(reader, bus, i, data.size()) == Status::no_answer) return Status::no_answer;
   }
   return Status::success;
 }
@@ -156,14 +156,14 @@ Status present_code_4442(Reader& reader, const Request& request, Reply& /*reply*
   if (attempts == 0) return Status::card_blocked;
 
   bus.update_security(0, static_cast<std::uint8_t>(attempts & (attempts - 1U)));
-  if (!finish(reader, bus, 0, 1)) return Status::no_answer;
+  if (finish(reader, bus, 0, 1) == Status::no_answer) return Status::no_answer;
   std::size_t address = 0;
   for (const std::uint8_t byte : request.data()) {
     bus.compare(++address, byte);
-    if (!bus.finish()) return Status::no_answer;
+    if (bus.finish() == Status::no_answer) return Status::no_answer;
   }
   bus.update_security(0, all_attempts);
-  if (!bus.finish()) return Status::no_answer;
+  if (bus.finish() == Status::no_answer) return Status::no_answer;
   return bus.read_security()[0] == all_attempts ? Status::success : Status::wrong_code;
 }
 
@@ -172,7 +172,9 @@ Status write_code_4442(Reader& reader, const Request& request, Reply& /*reply*/)
   Bus bus(reader.slot);
   for (std::size_t i = 0; i < code.size(); ++i) {
     bus.update_security(i + 1, code[i]);
-    if (!finish(reader, bus, i, code.size())) return Status::no_answer;
+    // Reading back alone would not tell: a closed card reads as zeros, and so may a code.
+    const Status status = finish(reader, bus, i, code.size());
+    if (status != Status::success) return status;
   }
   const Register written = bus.read_security();
   return std::ranges::equal(std::span(written).subspan(1), code) ? Status::success

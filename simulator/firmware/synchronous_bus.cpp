@@ -9,13 +9,16 @@ void send_byte(Slot& slot, std::uint8_t byte) {
   }
 }
 
-bool finish_processing(Slot& slot) {
+Status finish_processing(Slot& slot) {
+  constexpr int clocks_of_a_refusal = 8;
   constexpr int more_clocks_than_any_operation = 1024;
   for (int clock = 0; clock < more_clocks_than_any_operation; ++clock) {
-    if (slot.read_io()) return true;
+    if (slot.read_io()) {
+      return clock > clocks_of_a_refusal ? Status::success : Status::not_written;
+    }
     slot.clock_pulse();
   }
-  return false;
+  return Status::no_answer;
 }
 
 }  // namespace quorra::simulator

@@ -36,15 +36,16 @@ void spoil_check_byte(Exchange& exchange, unsigned /*none*/) {
 }
 
 void shorten(Exchange& exchange, unsigned count) {
-  exchange.reply.resize(exchange.reply.size() -
-                        std::min<std::size_t>(count, exchange.reply.size()));
+  auto& reply = exchange.reply;
+  const auto missing = static_cast<std::ptrdiff_t>(std::min<std::size_t>(count, reply.size()));
+  reply.erase(reply.end() - missing, reply.end());
 }
 
-void lengthen(Exchange& exchange, unsigned count) {
+void add_behind(Exchange& exchange, unsigned count) {
   exchange.reply.insert(exchange.reply.end(), count, stray_byte);
 }
 
-void add_noise(Exchange& exchange, unsigned count) {
+void add_before(Exchange& exchange, unsigned count) {
   exchange.reply.insert(exchange.reply.begin(), count, stray_byte);
 }
 
@@ -69,8 +70,8 @@ constexpr std::array rules{
     FaultRule{FaultKind::short_reply, "short_reply", "count", 1, most_bytes, FaultStage::reply,
               shorten},
     FaultRule{FaultKind::long_reply, "long_reply", "count", 1, most_bytes, FaultStage::reply,
-              lengthen},
-    FaultRule{FaultKind::noise, "noise", "count", 1, most_bytes, FaultStage::reply, add_noise},
+              add_behind},
+    FaultRule{FaultKind::noise, "noise", "count", 1, most_bytes, FaultStage::reply, add_before},
     FaultRule{FaultKind::status, "status", "status", 5, 255, FaultStage::request, force_status},
     FaultRule{FaultKind::dropped_request_byte, "dropped_request_byte", "", 0, 0,
               FaultStage::request, cut_request},

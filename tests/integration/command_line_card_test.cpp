@@ -3,7 +3,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/integration/command_line.hpp"
 
@@ -143,8 +148,8 @@ TEST_F(Cards, FillingLeavesReadOnlyBytesAlone) {
   const std::string image = new_card("4442", {"--data", "8:AA", "--protect", "8"});
   expect_success(run_quorra(Arguments{"fill", "--byte", "00", "--yes", "--code", "FFFFFF"} +
                             at(image, "4442")),
-                 "Wrote 00 to 256 bytes at 0x0000 and read them back.\n"
-                 "Read-only bytes that kept their value: 13.\n");
+                 "Wrote 00 to 243 of 256 bytes at 0x0000 and read them back; read-only bytes: "
+                 "13.\n");
   expect_success(run_quorra(Arguments{"read", "--count", "48"} + at(image, "4442")),
                  "0000  A2*13*10*91*00 00 81*15* AA*00 00 00 00 00 00 00  |................|\n"
                  "0010  00 00 00 00 00 FF*FF*FF* FF*FF*FF*00 00 00 00 00  |................|\n"
@@ -343,6 +348,29 @@ TEST_F(Cards, DetectTellsWhatIsThere) {
   }
 }
 
+// The probes for cards of 4096 bytes and more send two bytes of address. A smaller card takes the
+// second for data.
+TEST_F(Cards, DetectChangesTwoBytesOfASmall24c) {
+  const auto changed = [this](const std::string& kind, std::size_t size) {
+    const std::string before = pattern(size);
+    write_file(folder / "memory", before);
+    const std::string image = new_card(kind, {"--force", "--memory", folder / "memory"});
+    EXPECT_EQ(run_quorra({"detect", "--yes", "--virtual", image}).status, 0);
+    const std::string after = memory_of(image, kind);
+    std::vector<std::size_t> addresses;
+    for (std::size_t address = 0; address < size; ++address) {
+      if (after.at(address) != before[address]) addresses.push_back(address);
+    }
+    return addresses;
+  };
+  const std::vector<std::size_t> two = {0x0F, 0x1F};
+  EXPECT_EQ(changed("24c01a", 128), two);
+  EXPECT_EQ(changed("24c16", 2048), two);
+  EXPECT_TRUE(changed("24c32", 4096).empty());
+  EXPECT_TRUE(changed("24c64", 8192).empty());
+  EXPECT_TRUE(changed("93c57", 256).empty());
+}
+
 TEST_F(Cards, DetectTellsWhenItRecognisesNone) {
   const std::string image = new_card("93c66");
   expect_error(run_quorra({"detect", "--yes", "--virtual", image}), 1,
@@ -352,6 +380,8 @@ TEST_F(Cards, DetectTellsWhenItRecognisesNone) {
   expect_error(run_quorra({"detect", "--yes", "--config", configuration}), 1,
                "quorra: looking for a card: none recognised: the reader refused the command with "
                "status 33 (0x21) (-33)\n");
+  simulator.signal(SIGTERM);
+  EXPECT_EQ(simulator.wait().status, 0);
 }
 
 TEST_F(Cards, DetectNamesACommandThatAShellTakes) {

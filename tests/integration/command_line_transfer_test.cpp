@@ -22,6 +22,14 @@ class Bench {
     socket_ = process_.read_line().substr(words.size());
   }
 
+  Bench(const Bench&) = delete;
+  Bench& operator=(const Bench&) = delete;
+  // So asked, it removes the files it made.
+  ~Bench() {
+    process_.signal(SIGTERM);
+    EXPECT_EQ(process_.wait().status, 0);
+  }
+
   const std::string& configuration() const { return configuration_; }
 
   // How many requests have arrived.

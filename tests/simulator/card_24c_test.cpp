@@ -41,7 +41,7 @@ std::ostream& operator<<(std::ostream& stream, const TypeCase& tested) {
   return stream << tested.kind;
 }
 
-class Type24c : public testing::TestWithParam<TypeCase> {
+class Type24c : public ::testing::TestWithParam<TypeCase> {
  protected:
   static std::string body(std::size_t address, std::string_view rest) {
     return fmt::format("{} 00 00 {:04X} {}", GetParam().type, address, rest);
@@ -56,14 +56,13 @@ class Type24c : public testing::TestWithParam<TypeCase> {
   BenchWithCard reader{GetParam().kind};
 };
 
-INSTANTIATE_TEST_SUITE_P(All, Type24c,
-                         testing::Values(TypeCase{"24c01a", "60", 128},
-                                         TypeCase{"24c02", "61", 256}, TypeCase{"24c04", "62", 512},
-                                         TypeCase{"24c08", "62", 1024},
-                                         TypeCase{"24c16", "64", 2048},
-                                         TypeCase{"24c32", "65", 4096},
-                                         TypeCase{"24c64", "66", 8192}),
-                         [](const auto& tested) { return tested.param.kind; });
+INSTANTIATE_TEST_SUITE_P(
+    All, Type24c,
+    ::testing::Values(TypeCase{"24c01a", "60", 128}, TypeCase{"24c02", "61", 256},
+                      TypeCase{"24c04", "62", 512}, TypeCase{"24c08", "62", 1024},
+                      TypeCase{"24c16", "64", 2048}, TypeCase{"24c32", "65", 4096},
+                      TypeCase{"24c64", "66", 8192}),
+    [](const auto& tested) { return tested.param.kind; });
 
 TEST_P(Type24c, is_a_plain_array_for_the_right_type) {
   const std::size_t size = GetParam().size;

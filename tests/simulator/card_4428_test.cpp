@@ -16,7 +16,7 @@ using test::hex;
 using test::reply;
 using test::request;
 using test::ServedBench;
-using testing::ElementsAreArray;
+using ::testing::ElementsAreArray;
 
 constexpr std::uint8_t unknown_card_type = 0x13;
 constexpr std::uint8_t wrong_body_length = 0x14;
@@ -27,7 +27,7 @@ constexpr std::uint8_t not_written = 0x23;
 constexpr std::uint8_t wrong_code = 0x24;
 constexpr std::uint8_t card_blocked = 0x25;
 
-class ReaderWithBigCard : public testing::Test {
+class ReaderWithBigCard : public ::testing::Test {
  protected:
   explicit ReaderWithBigCard(std::string_view kind)
       : reader(test::with_new_card(folder, kind)),

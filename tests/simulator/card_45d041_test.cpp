@@ -24,7 +24,7 @@ constexpr std::uint8_t no_answer = 0x22;
 constexpr unsigned page_size = 264;
 constexpr unsigned card_size = 2048 * page_size;
 
-class ReaderWith45d041 : public testing::Test {
+class ReaderWith45d041 : public ::testing::Test {
  protected:
   Bytes exchange(std::uint8_t command, std::string_view body) {
     return reader.exchange(request(command, body));

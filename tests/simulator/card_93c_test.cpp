@@ -17,7 +17,7 @@ using test::BenchWithCard;
 using test::Bytes;
 using test::hex;
 using test::reply;
-using testing::Each;
+using ::testing::Each;
 
 constexpr std::uint8_t unknown_card_type = 0x13;
 constexpr std::uint8_t wrong_body_length = 0x14;
@@ -51,7 +51,7 @@ constexpr std::array types{
     TypeCase{"93c66", "6B", 512, 1},
 };
 
-class Type93c : public testing::TestWithParam<TypeCase> {
+class Type93c : public ::testing::TestWithParam<TypeCase> {
  protected:
   static std::string body(std::size_t address, std::string_view rest) {
     return fmt::format("{} 00 00 {:04X} {}", GetParam().type, address, rest);
@@ -68,7 +68,7 @@ class Type93c : public testing::TestWithParam<TypeCase> {
   BenchWithCard reader{GetParam().kind};
 };
 
-INSTANTIATE_TEST_SUITE_P(All, Type93c, testing::ValuesIn(types),
+INSTANTIATE_TEST_SUITE_P(All, Type93c, ::testing::ValuesIn(types),
                          [](const auto& tested) { return tested.param.kind; });
 
 TEST_P(Type93c, is_a_plain_array_for_the_right_type) {

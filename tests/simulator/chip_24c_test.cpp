@@ -13,8 +13,8 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::Each;
-using testing::ElementsAreArray;
+using ::testing::Each;
+using ::testing::ElementsAreArray;
 
 // Drives a chip at its contacts. Between its steps CLK is low.
 class Master {
@@ -189,7 +189,7 @@ std::ostream& operator<<(std::ostream& stream, const SizeCase& tested) {
   return stream << tested.kind;
 }
 
-class Chip24cSizes : public testing::TestWithParam<SizeCase> {
+class Chip24cSizes : public ::testing::TestWithParam<SizeCase> {
  protected:
   const SizeCase& size = GetParam();
   TestedChip tested{size.kind};
@@ -197,10 +197,10 @@ class Chip24cSizes : public testing::TestWithParam<SizeCase> {
 
 INSTANTIATE_TEST_SUITE_P(
     All, Chip24cSizes,
-    testing::Values(SizeCase{"24c01a", 128, 8, 1}, SizeCase{"24c02", 256, 8, 1},
-                    SizeCase{"24c04", 512, 16, 1}, SizeCase{"24c08", 1024, 16, 1},
-                    SizeCase{"24c16", 2048, 16, 1}, SizeCase{"24c32", 4096, 32, 2},
-                    SizeCase{"24c64", 8192, 32, 2}),
+    ::testing::Values(SizeCase{"24c01a", 128, 8, 1}, SizeCase{"24c02", 256, 8, 1},
+                      SizeCase{"24c04", 512, 16, 1}, SizeCase{"24c08", 1024, 16, 1},
+                      SizeCase{"24c16", 2048, 16, 1}, SizeCase{"24c32", 4096, 32, 2},
+                      SizeCase{"24c64", 8192, 32, 2}),
     [](const auto& tested) { return tested.param.kind; });
 
 TEST_P(Chip24cSizes, is_blank_when_it_is_new) {

@@ -14,8 +14,8 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::Each;
-using testing::ElementsAreArray;
+using ::testing::Each;
+using ::testing::ElementsAreArray;
 
 constexpr std::uint8_t read_bytes = 0x0E;
 constexpr std::uint8_t read_with_protection = 0x0C;
@@ -115,7 +115,7 @@ class Master : public test::ContactDriver {
   }
 };
 
-class Chip4428Test : public testing::Test {
+class Chip4428Test : public ::testing::Test {
  protected:
   Chip4428Test() { master.power_up(); }
 
@@ -387,7 +387,7 @@ TEST_F(Chip4428Test, leaves_the_cell_erased_and_unprotected_when_power_goes_in_t
   EXPECT_EQ(stored("protected")[0x140], 0);
 }
 
-class Chip4418Test : public testing::Test {
+class Chip4418Test : public ::testing::Test {
  protected:
   Chip4418Test() { master.power_up(); }
 

@@ -14,8 +14,8 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::Each;
-using testing::ElementsAreArray;
+using ::testing::Each;
+using ::testing::ElementsAreArray;
 
 // Drives the chip's bus.
 class Master : public test::ContactDriver {
@@ -129,7 +129,7 @@ constexpr std::uint8_t write_protection = 0x3C;
 constexpr std::uint8_t update_security = 0x39;
 constexpr std::uint8_t compare = 0x33;
 
-class Chip4442Test : public testing::Test {
+class Chip4442Test : public ::testing::Test {
  protected:
   Chip4442Test() { master.power_up(); }
 

@@ -14,7 +14,7 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::Each;
+using ::testing::Each;
 
 constexpr std::uint8_t read_status = 0x57;
 constexpr std::uint8_t read_page = 0x52;
@@ -115,7 +115,7 @@ class Master : public test::ContactDriver {
   }
 };
 
-class Chip45d041Test : public testing::Test {
+class Chip45d041Test : public ::testing::Test {
  protected:
   Chip45d041Test() { master.power_up(); }
 

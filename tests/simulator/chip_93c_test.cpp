@@ -12,7 +12,7 @@ namespace quorra::simulator {
 namespace {
 
 using test::Bytes;
-using testing::Each;
+using ::testing::Each;
 
 // Drives a chip at its contacts. Bits are written as text: "1 10 0000101". Between the steps CLK
 // is low.
@@ -177,15 +177,15 @@ std::ostream& operator<<(std::ostream& stream, const SizeCase& tested) {
   return stream << tested.kind;
 }
 
-class Chip93cSizes : public testing::TestWithParam<SizeCase> {
+class Chip93cSizes : public ::testing::TestWithParam<SizeCase> {
  protected:
   const SizeCase& size = GetParam();
   TestedChip tested{size.kind};
 };
 
 INSTANTIATE_TEST_SUITE_P(All, Chip93cSizes,
-                         testing::Values(SizeCase{"93c46a", 6, 16}, SizeCase{"93c46", 7, 8},
-                                         SizeCase{"93c57", 8, 8}, SizeCase{"93c66", 9, 8}),
+                         ::testing::Values(SizeCase{"93c46a", 6, 16}, SizeCase{"93c46", 7, 8},
+                                           SizeCase{"93c57", 8, 8}, SizeCase{"93c66", 9, 8}),
                          [](const auto& tested) { return tested.param.kind; });
 
 TEST_P(Chip93cSizes, is_blank_when_it_is_new) {

@@ -20,7 +20,7 @@ using test::Bytes;
 using test::RawClient;
 using test::reply;
 using test::request;
-using testing::HasSubstr;
+using ::testing::HasSubstr;
 
 const Bytes read_version = request(0xB0, "80 00 00 00 00 00 0A");
 const Bytes version = reply(0, "4B 57 53 50 43 2D 56 49 52 54");
@@ -67,7 +67,7 @@ class ControlClient {
   std::string received_;
 };
 
-class ControlSocket : public testing::Test {
+class ControlSocket : public ::testing::Test {
  protected:
   TemporaryFolder folder;
   std::filesystem::path file = test::new_card(folder, "4442");
@@ -274,7 +274,7 @@ TEST_F(ControlSocket, serves_more_clients_than_it_takes_at_a_time) {
   EXPECT_EQ(clients.back()->ask(R"({"command":"clear_faults"})"), ok);
 }
 
-class SocketPath : public testing::Test {
+class SocketPath : public ::testing::Test {
  protected:
   std::string complaint() const {
     try {
@@ -308,6 +308,13 @@ TEST_F(SocketPath, may_not_be_another_file) {
   test::write_file(path, "precious");
   EXPECT_EQ(complaint(), path.string() + ": there is a file of that name that is no socket");
   EXPECT_EQ(test::content_of(path), "precious");
+}
+
+TEST_F(SocketPath, may_not_be_a_socket_of_another_kind) {
+  const FileDescriptor datagrams(::socket(AF_UNIX, SOCK_DGRAM, 0));
+  ASSERT_EQ(bind_to(datagrams, socket_address(path)), 0);
+  EXPECT_THAT(complaint(), HasSubstr("Protocol wrong type for socket"));
+  EXPECT_TRUE(std::filesystem::exists(path));
 }
 
 TEST_F(SocketPath, may_be_a_socket_that_nobody_listens_at) {

@@ -13,10 +13,11 @@ namespace {
 
 using test::Bytes;
 using test::hex;
+using test::operator+;
 using test::RawClient;
 using test::reply;
 using test::request;
-using testing::ElementsAre;
+using ::testing::ElementsAre;
 
 constexpr unsigned an_hour = 3'600'000;
 
@@ -24,7 +25,7 @@ const Bytes read_version = request(0xB0, "80 00 00 00 00 00 0A");
 const Bytes version = reply(0, "4B 57 53 50 43 2D 56 49 52 54");
 const Bytes read_status = request(0xB9, "80 00 00 00 00");
 
-class FaultsOnTheLine : public testing::Test {
+class FaultsOnTheLine : public ::testing::Test {
  protected:
   static Options with_card(const std::filesystem::path& file) {
     Options options;
@@ -139,9 +140,7 @@ TEST_F(FaultsOnTheLine, status) {
 TEST_F(FaultsOnTheLine, dropped_request_byte) {
   arm(FaultKind::dropped_request_byte);
   // The start of the next request is taken for the check byte, and the rest of it is skipped.
-  Bytes both = read_version;
-  both.insert(both.end(), read_status.begin(), read_status.end());
-  EXPECT_EQ(host.exchange(both), reply(0x11));
+  EXPECT_EQ(host.exchange(read_version + read_status), reply(0x11));
   expect_recovery();
 }
 

@@ -14,6 +14,7 @@ namespace {
 using namespace std::chrono_literals;
 using test::Bytes;
 using test::hex;
+using test::operator+;
 using test::new_card;
 using test::reply;
 using test::request;
@@ -34,12 +35,12 @@ constexpr std::uint8_t image_not_saved = 0x31;
 const Bytes read_version = request(0xB0, "80 00 00 00 00 00 0A");
 const Bytes version = reply(0, "4B 57 53 50 43 2D 56 49 52 54");
 
-class EmptyReader : public testing::Test {
+class EmptyReader : public ::testing::Test {
  protected:
   ServedBench reader;
 };
 
-class ReaderWithCard : public testing::Test {
+class ReaderWithCard : public ::testing::Test {
  protected:
   static Options with_card(const std::filesystem::path& file) {
     Options options;
@@ -50,7 +51,7 @@ class ReaderWithCard : public testing::Test {
     return reader.exchange(request(command, body));
   }
   Bytes present(std::string_view code) {
-    return exchange(0x64, "79 00 00 00 00" + std::string(code));
+    return exchange(0x64, "79 00 00 00 00 " + std::string(code));
   }
   // The bytes that the image file holds.
   Bytes stored(std::string_view field) const {
@@ -137,9 +138,7 @@ TEST_F(EmptyReader, refuses_what_it_does_not_know) {
 }
 
 TEST_F(EmptyReader, skips_noise_before_a_request) {
-  Bytes noisy = hex("00 55 FF");
-  noisy.insert(noisy.end(), read_version.begin(), read_version.end());
-  EXPECT_EQ(reader.exchange(noisy), version);
+  EXPECT_EQ(reader.exchange(hex("00 55 FF") + read_version), version);
 }
 
 TEST_F(EmptyReader, takes_a_request_in_pieces) {
@@ -153,11 +152,8 @@ TEST_F(EmptyReader, takes_a_request_in_pieces) {
 }
 
 TEST_F(EmptyReader, takes_requests_that_are_glued_together) {
-  Bytes glued = read_version;
-  const Bytes second = request(0xB9, "80 00 00 00 00");
-  glued.insert(glued.end(), second.begin(), second.end());
-  glued.insert(glued.end(), read_version.begin(), read_version.end());
-  EXPECT_EQ(reader.exchange(glued), version);
+  const Bytes read_status = request(0xB9, "80 00 00 00 00");
+  EXPECT_EQ(reader.exchange(read_version + read_status + read_version), version);
   EXPECT_EQ(reader.host().receive_reply(), reply(0, "00"));
   EXPECT_EQ(reader.host().receive_reply(), version);
 }
@@ -181,7 +177,7 @@ std::ostream& operator<<(std::ostream& stream, const LengthCase& tested) {
   return stream << fmt::format("{:02X}", tested.command);
 }
 
-class BodyLengths : public testing::TestWithParam<LengthCase> {};
+class BodyLengths : public ::testing::TestWithParam<LengthCase> {};
 
 TEST_P(BodyLengths, must_be_right) {
   const auto [command, type, least, most] = GetParam();
@@ -203,16 +199,16 @@ TEST_P(BodyLengths, must_be_right) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, BodyLengths,
-                         testing::Values(LengthCase{0xB0, 0x80, 7, 7}, LengthCase{0xB2, 0x80, 5, 5},
-                                         LengthCase{0xB3, 0x80, 5, 5}, LengthCase{0xB4, 0x80, 7, 7},
-                                         LengthCase{0xB7, 0x80, 7, 7}, LengthCase{0xB8, 0x80, 5, 5},
-                                         LengthCase{0xB9, 0x80, 5, 5},
-                                         LengthCase{0x60, 0x79, 6, 255},
-                                         LengthCase{0x61, 0x79, 7, 7}, LengthCase{0x64, 0x79, 8, 8},
-                                         LengthCase{0x65, 0x79, 7, 7}, LengthCase{0x66, 0x79, 8, 8},
-                                         LengthCase{0x67, 0x79, 7, 7}, LengthCase{0x74, 0x79, 7, 7},
-                                         LengthCase{0x75, 0x79, 6, 255}));
+INSTANTIATE_TEST_SUITE_P(
+    Commands, BodyLengths,
+    ::testing::Values(LengthCase{0xB0, 0x80, 7, 7}, LengthCase{0xB2, 0x80, 5, 5},
+                      LengthCase{0xB3, 0x80, 5, 5}, LengthCase{0xB4, 0x80, 7, 7},
+                      LengthCase{0xB7, 0x80, 7, 7}, LengthCase{0xB8, 0x80, 5, 5},
+                      LengthCase{0xB9, 0x80, 5, 5}, LengthCase{0x60, 0x79, 6, 255},
+                      LengthCase{0x61, 0x79, 7, 7}, LengthCase{0x64, 0x79, 8, 8},
+                      LengthCase{0x65, 0x79, 7, 7}, LengthCase{0x66, 0x79, 8, 8},
+                      LengthCase{0x67, 0x79, 7, 7}, LengthCase{0x74, 0x79, 7, 7},
+                      LengthCase{0x75, 0x79, 6, 255}));
 
 TEST_F(ReaderWithCard, reads_the_card) {
   EXPECT_EQ(reader.exchange(hex("AA 61 00 07 79 00 00 00 00 00 08 BD")),
@@ -323,9 +319,9 @@ TEST_F(ReaderWithCard, says_when_the_card_cannot_be_saved) {
   EXPECT_EQ(present("FF FF FF"), reply(0));
   std::filesystem::remove(file);
   std::filesystem::create_directory(file);
-  testing::internal::CaptureStderr();
+  ::testing::internal::CaptureStderr();
   EXPECT_EQ(exchange(0x60, "79 00 00 00 20 01"), reply(image_not_saved));
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "quorra-sim: " + file.string() + ": not a regular file\n");
   std::filesystem::remove(file);
   EXPECT_EQ(exchange(0x61, "79 00 00 00 20 00 01"), reply(0, "01"));
@@ -350,6 +346,36 @@ class StuckChip final : public Chip {
     pull_io_low(now.vcc);
   }
 };
+
+class FirmwareAtTheContacts : public ::testing::Test {
+ protected:
+  FirmwareAtTheContacts() { reader.slot.insert(chip); }
+  void carry_out(std::uint8_t command, std::string_view body) {
+    Reply answer;
+    const Bytes bytes = hex(body);
+    execute(reader, {.command = command, .flag = 0, .body = bytes}, answer);
+  }
+
+  Reader reader;
+  test::ListeningChip chip;
+};
+
+TEST_F(FirmwareAtTheContacts, takes_power_away_before_each_power_on) {
+  carry_out(0xB2, "80 00 00 00 00");
+  EXPECT_TRUE(reader.slot.powered());
+  EXPECT_EQ(chip.power_losses(), 0U);
+  carry_out(0xB2, "80 00 00 00 00");
+  EXPECT_TRUE(reader.slot.powered());
+  EXPECT_EQ(chip.power_losses(), 1U);
+}
+
+TEST_F(FirmwareAtTheContacts, takes_power_away_when_the_card_type_changes) {
+  carry_out(0xB2, "80 00 00 00 00");
+  carry_out(0x61, "79 00 00 00 00 00 01");
+  EXPECT_EQ(chip.power_losses(), 1U);
+  carry_out(0x61, "79 00 00 00 00 00 01");
+  EXPECT_EQ(chip.power_losses(), 1U);
+}
 
 TEST(Firmware, gives_up_on_a_card_that_stays_busy) {
   Reader reader;

@@ -10,7 +10,7 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::ElementsAreArray;
+using ::testing::ElementsAreArray;
 using Result = RequestParser::Result;
 
 // Pushes all bytes but the last, none of which may end a request, and returns the last result.

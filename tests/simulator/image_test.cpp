@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,10 +23,10 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
 
 // What the reader of image files says about a text; empty if it has no complaint.
 std::string complaint_about(const std::string& text) {
@@ -57,7 +58,7 @@ TEST(Image, of_a_new_4442) {
   EXPECT_THAT(image.field("code"), ElementsAreArray(hex("FF FF FF")));
   EXPECT_THAT(image.field("counter"), ElementsAreArray(hex("07")));
   EXPECT_THAT(address_list(image.field("protected")),
-              testing::ElementsAre("0x00-0x03", "0x06-0x07", "0x15-0x1A"));
+              ::testing::ElementsAre("0x00-0x03", "0x06-0x07", "0x15-0x1A"));
 }
 
 TEST(Image, of_a_new_4432_has_no_code) {
@@ -80,7 +81,7 @@ TEST(Image, has_the_bytes_of_a_hand_written_file) {
   EXPECT_EQ(image.kind().name, "4442");
   EXPECT_THAT(image.field("code"), ElementsAreArray(hex("0A 0B 0C")));
   EXPECT_THAT(image.field("counter"), ElementsAreArray(hex("03")));
-  EXPECT_THAT(address_list(image.field("protected")), testing::ElementsAre("0x00-0x01", "0x1F"));
+  EXPECT_THAT(address_list(image.field("protected")), ::testing::ElementsAre("0x00-0x01", "0x1F"));
   EXPECT_EQ(image.field("memory")[0xFF], 0x08);
   EXPECT_EQ(image.field("memory")[0xF8], 0x01);
 }
@@ -115,11 +116,11 @@ struct Damage {
 };
 
 std::ostream& operator<<(std::ostream& stream, const Damage& damage) {
-  return stream << testing::PrintToString(damage.part) << " -> "
-                << testing::PrintToString(damage.replacement);
+  return stream << ::testing::PrintToString(damage.part) << " -> "
+                << ::testing::PrintToString(damage.replacement);
 }
 
-class DamagedImage : public testing::TestWithParam<Damage> {};
+class DamagedImage : public ::testing::TestWithParam<Damage> {};
 
 TEST_P(DamagedImage, is_refused_with_one_line_that_says_where) {
   const auto& [part, replacement, complaint] = GetParam();
@@ -129,7 +130,7 @@ TEST_P(DamagedImage, is_refused_with_one_line_that_says_where) {
 
 INSTANTIATE_TEST_SUITE_P(
     Image, DamagedImage,
-    testing::Values(
+    ::testing::Values(
         Damage{"format = 1\n", "", "card: format is missing"},
         Damage{"format = 1\n", "format = 2\n", "card:2: format must be 1"},
         Damage{"format = 1\n", "format = \"1\"\n", "card:2: format must be 1"},
@@ -203,7 +204,7 @@ TEST(Image, may_be_cut_nowhere) {
     EXPECT_NE(complaint_about(text.substr(0, length)), "") << length;
 }
 
-class ImageFile : public testing::Test {
+class ImageFile : public ::testing::Test {
  protected:
   std::string complaint() const {
     try {
@@ -264,6 +265,24 @@ TEST_F(ImageFile, cannot_be_written_where_no_file_can_be) {
   EXPECT_THROW(save_image(image, folder.path()), Error);
 }
 
+TEST_F(ImageFile, stays_whole_when_there_is_no_room_for_another) {
+  save_image(image, path);
+  const std::string before = test::content_of(path);
+
+  rlimit usual{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &usual), 0);
+  const auto usual_action = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit tight = usual;
+  tight.rlim_cur = before.size() / 2;
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
+  EXPECT_THROW(save_image(image, path), Error);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &usual), 0);
+  std::signal(SIGXFSZ, usual_action);
+
+  EXPECT_EQ(test::content_of(path), before);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
 TEST_F(ImageFile, is_written_when_the_chip_has_changed) {
   save_image(image, path);
   CardFile card(path);
@@ -298,7 +317,7 @@ TEST_F(ImageFile, survives_a_kill_at_any_moment) {
     ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
 
     const Image loaded = load_image(path);
-    EXPECT_THAT(loaded.field("memory"), testing::Each(loaded.field("memory").front()));
+    EXPECT_THAT(loaded.field("memory"), ::testing::Each(loaded.field("memory").front()));
   }
 }
 

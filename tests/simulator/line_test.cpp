@@ -12,12 +12,13 @@ namespace {
 
 using test::Bytes;
 using test::hex;
+using test::operator+;
 using test::RawClient;
 using test::reply;
 using test::request;
 using test::ServedBench;
-using testing::HasSubstr;
-using testing::StartsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 const Bytes read_version = request(0xB0, "80 00 00 00 00 00 12");
 const Bytes read_status = request(0xB9, "80 00 00 00 00");
@@ -96,7 +97,7 @@ TEST(Line, takes_its_time_when_it_has_a_speed) {
 }
 
 // What has come by the time at which so many bytes have gone over the line in both directions.
-class PacedLine : public testing::Test {
+class PacedLine : public ::testing::Test {
  protected:
   static Options at_9600() {
     Options options;
@@ -139,9 +140,7 @@ TEST_F(PacedLine, sends_each_byte_when_its_last_bit_is_through) {
 }
 
 TEST_F(PacedLine, has_directions_that_do_not_wait_for_each_other) {
-  Bytes two = read_status;
-  two.insert(two.end(), read_status.begin(), read_status.end());
-  line.send(two);
+  line.send(read_status + read_status);
   // The second request is through after 20 bytes; its reply directly follows that of the first.
   serve_after(9 * byte);
   serve_after(10 * byte);

@@ -10,8 +10,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::hex;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
 
 constexpr Time start{std::chrono::hours(1)};
 

@@ -56,7 +56,7 @@ struct Session {
 };
 
 // The library's probes, with a card of each kind in the virtual reader.
-class Probes : public testing::TestWithParam<Kind> {
+class Probes : public ::testing::TestWithParam<Kind> {
  protected:
   Probes() { EXPECT_GT(handle, 0); }
 
@@ -81,7 +81,7 @@ class Probes : public testing::TestWithParam<Kind> {
   const int handle = session.handle;
 };
 
-INSTANTIATE_TEST_SUITE_P(All, Probes, testing::ValuesIn(kinds().begin(), kinds().end()),
+INSTANTIATE_TEST_SUITE_P(All, Probes, ::testing::ValuesIn(kinds().begin(), kinds().end()),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_P(Probes, find_the_kind_of_a_card) {

@@ -1,14 +1,10 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <numeric>
-#include <optional>
 
 #include "simulator/cards/image.hpp"
 #include "simulator/error.hpp"
@@ -18,92 +14,25 @@
 namespace quorra::simulator {
 namespace {
 
+using quorra::testing::Outcome;
 using test::Bytes;
 using test::hex;
 using test::RawClient;
 using test::reply;
 using test::request;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::StartsWith;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
 
-// quorra-sim as a process of its own. Ends with the object.
-class Process {
- public:
-  explicit Process(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words{QUORRA_SIM};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string& word : words)
-      pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    const FileDescriptor output_end = redirect(actions, STDOUT_FILENO, output_);
-    const FileDescriptor error_end = redirect(actions, STDERR_FILENO, error_);
-    const int error =
-        posix_spawn(&process_, QUORRA_SIM, &actions, nullptr, pointers.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) throw std::runtime_error("quorra-sim cannot be started");
-  }
-  Process(const Process&) = delete;
-  Process& operator=(const Process&) = delete;
-  ~Process() {
-    if (process_ == 0) return;
-    ::kill(process_, SIGKILL);
-    ::waitpid(process_, nullptr, 0);
-  }
-
-  void send_signal(int signal) const { ::kill(process_, signal); }
-  std::string output_line() const { return read_until(output_, '\n'); }
-  std::string rest_of_output() const { return read_until(output_, std::nullopt); }
-  std::string errors() const { return read_until(error_, std::nullopt); }
-  // The exit status; -1 when it did not exit.
-  int wait() {
-    int status = 0;
-    ::waitpid(process_, &status, 0);
-    process_ = 0;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  // Returns the end of the pipe that must be closed here once the process has it.
-  static FileDescriptor redirect(posix_spawn_file_actions_t& actions, int target,
-                                 FileDescriptor& ours) {
-    int channel[2];
-    if (::pipe2(channel, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
-    ours = FileDescriptor(channel[0]);
-    posix_spawn_file_actions_adddup2(&actions, channel[1], target);
-    return FileDescriptor(channel[1]);
-  }
-
-  static std::string read_until(const FileDescriptor& channel, std::optional<char> end) {
-    std::string text;
-    char character = 0;
-    while (::read(channel.get(), &character, 1) == 1 && character != end)
-      text += character;
-    return text;
-  }
-
-  pid_t process_ = 0;
-  FileDescriptor output_;
-  FileDescriptor error_;
-};
-
-struct Outcome {
-  int status;
-  std::string output;
-  std::string errors;
-};
+std::vector<std::string> with_program(const std::vector<std::string>& arguments) {
+  std::vector<std::string> command{QUORRA_SIM};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return command;
+}
 
 Outcome run(const std::vector<std::string>& arguments) {
-  Process process(arguments);
-  std::string output = process.rest_of_output();
-  std::string errors = process.errors();
-  return {process.wait(), std::move(output), std::move(errors)};
+  return quorra::testing::run(with_program(arguments));
 }
 
 // A refusal: status 2 and one line on standard error.
@@ -117,9 +46,15 @@ void expect_refusal(const std::vector<std::string>& arguments, const std::string
   EXPECT_EQ(outcome.errors.back(), '\n');
 }
 
-class Program : public testing::Test {
+class Program : public ::testing::Test {
  protected:
   std::string path(const std::string& name) const { return (folder.path() / name).string(); }
+  // Starts quorra-sim in the background; it has its temporary folder in that of the test.
+  quorra::testing::Process start(const std::vector<std::string>& arguments) const {
+    return quorra::testing::Process(
+        with_program(arguments),
+        {.input = {}, .streams = {}, .environment = {{"TMPDIR", folder.path().string()}}});
+  }
   bool folder_is_empty() const { return std::filesystem::is_empty(folder.path()); }
 
   TemporaryFolder folder;
@@ -127,23 +62,24 @@ class Program : public testing::Test {
 
 TEST_F(Program, names_its_configuration_file_first) {
   EXPECT_EQ(run({"new", "4442", path("card")}).status, 0);
-  Process reader({"--card", path("card")});
-  const std::string configuration = reader.output_line();
-  EXPECT_THAT(reader.output_line(), MatchesRegex("control socket: /.*"));
+  auto reader = start({"--card", path("card")});
+  const std::string configuration = reader.read_line();
+  EXPECT_THAT(reader.read_line(), MatchesRegex("control socket: /.*"));
   const RawClient host(configuration);
   EXPECT_EQ(host.exchange(request(0x61, "79 00 00 00 00 00 04")), reply(0, "A2 13 10 91"));
-  reader.send_signal(SIGTERM);
-  EXPECT_EQ(reader.wait(), 0);
+  reader.signal(SIGTERM);
+  EXPECT_EQ(reader.wait().status, 0);
 }
 
 TEST_F(Program, removes_its_files_when_a_signal_ends_it) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    Process reader({"--config", path("reader.conf"), "--socket", path("socket")});
-    EXPECT_EQ(reader.output_line(), path("reader.conf"));
+    auto reader = start({"--config", path("reader.conf"), "--socket", path("socket")});
+    EXPECT_EQ(reader.read_line(), path("reader.conf"));
     EXPECT_TRUE(std::filesystem::exists(path("socket")));
-    reader.send_signal(signal);
-    EXPECT_EQ(reader.wait(), 0);
-    EXPECT_EQ(reader.errors(), "");
+    reader.signal(signal);
+    const Outcome outcome = reader.wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, "");
     EXPECT_TRUE(folder_is_empty());
   }
 }
@@ -152,22 +88,22 @@ TEST_F(Program, can_be_started_again_after_it_was_killed) {
   const std::vector<std::string> arguments{"--config", path("reader.conf"), "--socket",
                                            path("socket")};
   {
-    Process killed(arguments);
-    EXPECT_EQ(killed.output_line(), path("reader.conf"));
-    killed.send_signal(SIGKILL);
-    EXPECT_EQ(killed.wait(), -1);
+    auto killed = start(arguments);
+    EXPECT_EQ(killed.read_line(), path("reader.conf"));
+    killed.signal(SIGKILL);
+    EXPECT_EQ(killed.wait().status, -1);
   }
   EXPECT_FALSE(folder_is_empty());
-  Process reader(arguments);
-  EXPECT_EQ(reader.output_line(), path("reader.conf"));
+  auto reader = start(arguments);
+  EXPECT_EQ(reader.read_line(), path("reader.conf"));
   const RawClient host(path("reader.conf"));
   EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(0, "00"));
 }
 
 TEST_F(Program, speaks_to_a_running_reader) {
-  Process reader({"--socket", path("socket"), "--version-text", "V", "--serial", "ABCDEFGHIJKLMNOP",
-                  "--speed", "115200"});
-  const std::string configuration = reader.output_line();
+  auto reader = start({"--socket", path("socket"), "--version-text", "V", "--serial",
+                       "ABCDEFGHIJKLMNOP", "--speed", "115200"});
+  const std::string configuration = reader.read_line();
   const RawClient host(configuration);
   EXPECT_EQ(host.exchange(request(0xB0, "80 00 00 00 00 00 0A")), reply(0, "56"));
   EXPECT_EQ(host.exchange(request(0xB7, "80 00 00 01 90 00 02")), reply(0, "41 42"));
@@ -179,16 +115,16 @@ TEST_F(Program, speaks_to_a_running_reader) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output, "{\"ok\":false,\"error\":\"no card is in the slot\"}\n");
   EXPECT_EQ(run({"control", path("socket"), R"({"command":"stop"})"}).output, "{\"ok\":true}\n");
-  EXPECT_EQ(reader.wait(), 0);
+  EXPECT_EQ(reader.wait().status, 0);
   EXPECT_FALSE(std::filesystem::exists(configuration));
 }
 
 TEST_F(Program, keeps_the_card_when_it_is_killed) {
   run({"new", "4432", path("card")});
-  Process reader({"--card", path("card")});
-  const RawClient host(reader.output_line());
+  auto reader = start({"--card", path("card")});
+  const RawClient host(reader.read_line());
   EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 01 02 03")), reply(0));
-  reader.send_signal(SIGKILL);
+  reader.signal(SIGKILL);
   reader.wait();
   EXPECT_THAT(load_image(path("card")).field("memory").subspan(0x20, 3),
               ElementsAreArray(hex("01 02 03")));
@@ -197,13 +133,13 @@ TEST_F(Program, keeps_the_card_when_it_is_killed) {
 TEST_F(Program, has_a_loadable_card_whenever_it_is_killed) {
   run({"new", "4432", path("card")});
   for (unsigned kill = 0; kill < 25; ++kill) {
-    Process reader({"--card", path("card")});
-    const RawClient host(reader.output_line());
+    auto reader = start({"--card", path("card")});
+    const RawClient host(reader.read_line());
     // As many requests as the reader gets to before the signal.
     for (int i = 0; i < 20; ++i)
       host.send(request(0x60, i % 2 == 0 ? "79 00 00 00 20 55" : "79 00 00 00 20 AA"));
     ::usleep(kill * 100);
-    reader.send_signal(SIGKILL);
+    reader.signal(SIGKILL);
     reader.wait();
     EXPECT_NO_THROW(load_image(path("card")));
   }
@@ -226,7 +162,7 @@ TEST_F(Program, makes_cards) {
   raw[0xFF] = 0xCC;
   EXPECT_THAT(image.field("memory"), ElementsAreArray(raw));
   EXPECT_THAT(address_list(image.field("protected")),
-              testing::ElementsAre("0x00-0x03", "0x06-0x08", "0x15-0x1A", "0x1E-0x1F"));
+              ::testing::ElementsAre("0x00-0x03", "0x06-0x08", "0x15-0x1A", "0x1E-0x1F"));
 }
 
 TEST_F(Program, overwrites_a_card_only_when_it_is_told_to) {
@@ -242,6 +178,7 @@ TEST_F(Program, refuses_content_that_fits_no_card) {
   test::write_file(path("short"), "x");
   expect_refusal({"new", "4443", card}, "unknown kind of card \"4443\" (known: 4442, 4432, ");
   expect_refusal({"new", "4442", card, "--code", "1234"}, "code must be 3 bytes");
+  expect_refusal({"new", "4442", card, "--code", ""}, "code must be 3 bytes");
   expect_refusal({"new", "4432", card, "--code", "123456"}, "a 4432 has no code");
   expect_refusal({"new", "4432", card, "--counter", "3"}, "a 4432 has no counter");
   expect_refusal({"new", "4442", card, "--counter", "8"}, "counter must be 0 to 7");
@@ -280,7 +217,7 @@ TEST_F(Program, makes_and_shows_a_card_that_has_only_memory) {
   expect_refusal({"new", "24c02", path("other"), "--code", "123456"}, "a 24c02 has no code");
   test::write_file(path("raw"), std::string(128, 'x'));
   EXPECT_EQ(run({"new", "93c46a", path("words"), "--memory", path("raw")}).status, 0);
-  EXPECT_THAT(load_image(path("words")).field("memory"), testing::Each('x'));
+  EXPECT_THAT(load_image(path("words")).field("memory"), ::testing::Each('x'));
 }
 
 TEST_F(Program, makes_and_shows_cards_of_1024_bytes) {
@@ -348,8 +285,8 @@ TEST_F(Program, refuses_a_card_it_cannot_load) {
 }
 
 TEST_F(Program, refuses_a_socket_that_is_in_use) {
-  Process reader({"--socket", path("socket")});
-  const std::string configuration = reader.output_line();
+  auto reader = start({"--socket", path("socket")});
+  const std::string configuration = reader.read_line();
   expect_refusal({"--socket", path("socket")}, path("socket") + ": the socket is in use");
   EXPECT_EQ(run({"control", path("socket"), R"({"command":"state"})"}).status, 0);
 }

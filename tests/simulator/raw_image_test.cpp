@@ -101,7 +101,7 @@ class WrittenCard {
   Reader reader;
 };
 
-class RawImageFile : public testing::Test {
+class RawImageFile : public ::testing::Test {
  protected:
   ino_t node() const {
     struct stat information {};

@@ -2,27 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-#include <vector>
-
-#include "simulator/cards/kinds.hpp"
+#include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {
 namespace {
 
-// Notes what it is told, and pulls IO low while CLK is high, and C8 while RST is high.
-class ListeningChip final : public Chip {
- public:
-  ListeningChip() : Chip(Image(find_kind("4432"))) {}
-
-  void contacts_changed(const Contacts& before, const Contacts& now) override {
-    changes.emplace_back(before, now);
-    pull_io_low(now.clk);
-    pull_c8_low(now.rst);
-  }
-
-  std::vector<std::pair<Contacts, Contacts>> changes;
-};
+using test::ListeningChip;
 
 TEST(Slot, reads_io_as_the_reader_leaves_it_when_it_is_empty) {
   Slot slot;

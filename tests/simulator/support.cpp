@@ -7,15 +7,13 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <numeric>
 #include <stdexcept>
 #include <utility>
 
 #include "simulator/cards/kinds.hpp"
-#include "simulator/text.hpp"
 
 namespace quorra::simulator::test {
 namespace {
@@ -23,20 +21,11 @@ namespace {
 // Longer than any load on the machine should make a test wait; then something is wrong.
 constexpr int patience_ms = 60'000;
 
-std::uint8_t sum(std::span<const std::uint8_t> bytes) {
-  return std::accumulate(bytes.begin(), bytes.end(), std::uint8_t{0},
-                         [](std::uint8_t left, std::uint8_t right) {
-                           return static_cast<std::uint8_t>(left ^ right);
-                         });
-}
-
-Bytes framed(std::initializer_list<std::uint8_t> begin, std::string_view body) {
-  Bytes frame = begin;
+// A frame whose length byte is the fourth.
+Bytes framed(Bytes begin, std::string_view body) {
   const Bytes rest = hex(body);
-  frame.push_back(static_cast<std::uint8_t>(rest.size()));
-  frame.insert(frame.end(), rest.begin(), rest.end());
-  frame.push_back(sum(frame));
-  return frame;
+  begin.push_back(static_cast<std::uint8_t>(rest.size()));
+  return sealed(std::move(begin) + rest);
 }
 
 bool becomes_ready(int descriptor, short events, int timeout_ms) {
@@ -53,27 +42,12 @@ std::string device_named_by(const std::filesystem::path& configuration) {
 
 }  // namespace
 
-Bytes hex(std::string_view text) {
-  auto bytes = parse_hex(text);
-  if (!bytes) throw std::invalid_argument("not hexadecimal");
-  return *std::move(bytes);
-}
-
 Bytes request(std::uint8_t command, std::string_view body) {
   return framed({0xAA, command, 0x00}, body);
 }
 
 Bytes reply(std::uint8_t status, std::string_view data) {
   return framed({0x55, status, 0x00}, data);
-}
-
-std::string content_of(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-void write_file(const std::filesystem::path& path, std::string_view content) {
-  std::ofstream(path, std::ios::binary) << content;
 }
 
 RawClient::RawClient(const std::filesystem::path& configuration)
@@ -133,6 +107,19 @@ Options with_new_card(const TemporaryFolder& folder, std::string_view kind) {
   Options options;
   options.card = new_card(folder, kind);
   return options;
+}
+
+ListeningChip::ListeningChip() : Chip(Image(find_kind("4432"))) {}
+
+void ListeningChip::contacts_changed(const Contacts& before, const Contacts& now) {
+  changes.emplace_back(before, now);
+  pull_io_low(now.clk);
+  pull_c8_low(now.rst);
+}
+
+std::size_t ListeningChip::power_losses() const {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      changes, [](const auto& change) { return change.first.vcc && !change.second.vcc; }));
 }
 
 ServedBench::ServedBench(const Options& options)

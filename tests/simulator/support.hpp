@@ -3,31 +3,32 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <initializer_list>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "simulator/bench.hpp"
+#include "simulator/cards/chip.hpp"
 #include "simulator/files.hpp"
 #include "simulator/options.hpp"
+#include "tests/support/bytes.hpp"
+#include "tests/support/process.hpp"
 
 namespace quorra::simulator::test {
 
-using Bytes = std::vector<std::uint8_t>;
-
-// Bytes written in hexadecimal.
-Bytes hex(std::string_view text);
+using quorra::testing::Bytes;
+using quorra::testing::content_of;
+using quorra::testing::hex;
+using quorra::testing::operator+;
+using quorra::testing::sealed;
+using quorra::testing::write_file;
 
 // The request frame with that command byte and body, flag 0.
 Bytes request(std::uint8_t command, std::string_view body);
 // The reply frame with that STATUS and data.
 Bytes reply(std::uint8_t status, std::string_view data = "");
-
-// The whole content of a file.
-std::string content_of(const std::filesystem::path& path);
-void write_file(const std::filesystem::path& path, std::string_view content);
 
 // A host at the other end of the line: it opens the device that a configuration file names.
 class RawClient {
@@ -55,6 +56,18 @@ std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view k
 
 // Options for a reader with a new card of that kind in its slot.
 Options with_new_card(const TemporaryFolder& folder, std::string_view kind);
+
+// Notes what it is told, and pulls IO low while CLK is high, and C8 while RST is high.
+class ListeningChip final : public Chip {
+ public:
+  ListeningChip();
+
+  void contacts_changed(const Contacts& before, const Contacts& now) override;
+  // How often it lost its power.
+  std::size_t power_losses() const;
+
+  std::vector<std::pair<Contacts, Contacts>> changes;
+};
 
 // A bench that the test itself serves, with a time that only the test moves, and a host.
 class ServedBench {

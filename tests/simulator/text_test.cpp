@@ -6,9 +6,9 @@
 namespace quorra::simulator {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Optional;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Optional;
 
 TEST(Text, writes_bytes_in_hexadecimal) {
   const std::vector<std::uint8_t> bytes{0x00, 0x0A, 0xFF};

@@ -13,7 +13,7 @@ namespace {
 using test::RawClient;
 using test::reply;
 using test::request;
-using testing::HasSubstr;
+using ::testing::HasSubstr;
 
 std::string complaint_about(const Options& options) {
   try {

@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -52,28 +52,6 @@ void make_raw(int descriptor) {
 
 const char* name_of(Mode mode) { return mode == Mode::direct ? "Direct" : "Terminal"; }
 
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "quorra-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::system_error(errno, std::generic_category(), "mkdtemp");
-  }
-  path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::filesystem::path TemporaryFolder::write(const std::string& name,
-                                             std::string_view content) const {
-  const auto file = path_ / name;
-  std::ofstream stream(file, std::ios::binary);
-  stream.write(content.data(), static_cast<std::streamsize>(content.size()));
-  if (!stream.flush()) throw std::runtime_error("cannot write " + file.string());
-  return file;
-}
-
 StandardOutput::StandardOutput(int descriptor) : saved_(checked(dup(STDOUT_FILENO), "dup")) {
   (void)std::fflush(stdout);
   if (descriptor < 0) {
@@ -105,7 +83,8 @@ ScriptedReader::ScriptedReader(Mode mode)
                                          "W=" + file_text(start_sequence) + "\n" +  //
                                          "A=" + file_text(end_sequence) + "\n" +    //
                                          "C=" + file_text(close_sequence) + "\n";
-  configuration_ = folder_.write("reader.conf", settings);
+  configuration_ = folder_ / "reader.conf";
+  write_file(configuration_, settings);
 
   System& system = System::instance();
   system.reset();

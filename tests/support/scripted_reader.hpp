@@ -8,11 +8,11 @@
 
 #include <ctime>
 #include <deque>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "tests/support/bytes.hpp"
+#include "tests/support/process.hpp"
 #include "tests/support/system.hpp"
 
 namespace quorra::testing {
@@ -29,21 +29,6 @@ inline constexpr std::string_view end_sequence = "\033[4i";
 inline constexpr std::string_view set_sequence = "\033[set";
 inline constexpr std::string_view init_sequence = "\033[init";
 inline constexpr std::string_view close_sequence = "\033[close";
-
-// A folder of its own for a test, removed with all it holds.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder();
-
-  const std::filesystem::path& path() const { return path_; }
-  std::filesystem::path write(const std::string& name, std::string_view content) const;
-
- private:
-  std::filesystem::path path_;
-};
 
 // While it lives, standard output is another descriptor. Negative: it is closed.
 class StandardOutput {
@@ -69,7 +54,7 @@ class ScriptedReader {
   const std::string& device() const { return device_; }
   // The terminal's or serial line's end that programs open; open as long as the reader lives.
   int line() const { return slave_; }
-  std::string configuration() const { return configuration_.string(); }
+  const std::string& configuration() const { return configuration_; }
 
   // Calls ic_init or ic_init0 with the configuration file, with standard output on the line in
   // terminal mode.
@@ -121,8 +106,8 @@ class ScriptedReader {
   int master_;
   int slave_;
   std::string device_;
-  TemporaryFolder folder_;
-  std::filesystem::path configuration_;
+  TemporaryDirectory folder_;
+  std::string configuration_;
   std::deque<Step> steps_;
   std::size_t received_ = 0;
   bool answering_ = false;

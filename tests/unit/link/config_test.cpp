@@ -31,7 +31,10 @@ class Getpar : public ::testing::Test {
     term_flg = 7;
   }
 
-  int read(std::string_view content) { return getpar(folder_.write("file", content).c_str()); }
+  int read(std::string_view content) {
+    write_file(folder_ / "file", content);
+    return getpar((folder_ / "file").c_str());
+  }
 
   // What a file with this content leaves in SETAUX.
   std::string set_from(std::string_view content) {
@@ -39,7 +42,7 @@ class Getpar : public ::testing::Test {
     return SETAUX;
   }
 
-  TemporaryFolder folder_;
+  TemporaryDirectory folder_;
 };
 
 TEST_F(Getpar, PutsEachKeyIntoItsOwnText) {
@@ -97,8 +100,8 @@ TEST_F(Getpar, ChoosesTerminalModeWithoutADevice) {
 
 TEST_F(Getpar, ChangesNothingWhenTheFileCannotBeOpened) {
   std::strcpy(SETAUX, "kept");
-  EXPECT_EQ(getpar((folder_.path() / "missing").c_str()), -1);
-  EXPECT_EQ(getpar(folder_.path().c_str()), -1) << "a folder";
+  EXPECT_EQ(getpar((folder_ / "missing").c_str()), -1);
+  EXPECT_EQ(getpar((folder_ / "").c_str()), -1) << "a folder";
   EXPECT_EQ(getpar(""), -1);
   EXPECT_EQ(getpar(nullptr), -1);
   EXPECT_EQ(term_flg, 7);
@@ -112,7 +115,7 @@ TEST_F(Getpar, LeavesNoFileOpen) {
   const auto before = open_files();
   for (const char* content : {"", "S=x\n", "P=/dev/ttyS1\nS=x\n"})
     EXPECT_EQ(read(content), 0);
-  EXPECT_EQ(getpar(folder_.path().c_str()), -1);
+  EXPECT_EQ(getpar((folder_ / "").c_str()), -1);
   EXPECT_EQ(open_files(), before);
 }
 

@@ -46,6 +46,12 @@ void expect_same_settings(const termios& left, const termios& right) {
   EXPECT_TRUE(std::equal(std::begin(left.c_cc), std::end(left.c_cc), std::begin(right.c_cc)));
 }
 
+// Writes a file and returns its name.
+std::string file_with(const std::string& name, std::string_view content) {
+  write_file(name, content);
+  return name;
+}
+
 bool is_open(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
 
 class PortSession : public ::testing::TestWithParam<Mode> {
@@ -181,8 +187,8 @@ TEST(TerminalSession, WritesEachSequenceWhole) {
 
 TEST(TerminalSession, DoesWithoutOpeningAndClosingSequences) {
   ScriptedReader reader(Mode::terminal);
-  const TemporaryFolder folder;
-  const std::string file = folder.write("conf", "W=\\033[5i\nA=\\033[4i\n").string();
+  const TemporaryDirectory folder;
+  const std::string file = file_with(folder / "conf", "W=\\033[5i\nA=\\033[4i\n");
   reader.expect(short_version_request).answer(reply(0, text("0123456789")));
   int handle = -1;
   {
@@ -196,8 +202,8 @@ TEST(TerminalSession, DoesWithoutOpeningAndClosingSequences) {
 TEST(TerminalSession, FailsWithoutTheSequencesAroundABytes) {
   for (const char* content : {"", "S=\\033[set\nC=\\033[close\nA=\\033[4i\n"}) {
     ScriptedReader reader(Mode::terminal);
-    const TemporaryFolder folder;
-    const std::string file = folder.write("conf", content).string();
+    const TemporaryDirectory folder;
+    const std::string file = file_with(folder / "conf", content);
     if (*content != '\0') reader.expect_raw(text("\033[set\033[close"));
     const StandardOutput on_line(reader.line());
     EXPECT_EQ(ic_init(file.c_str(), 9600), -136);
@@ -205,8 +211,8 @@ TEST(TerminalSession, FailsWithoutTheSequencesAroundABytes) {
 }
 
 TEST(TerminalSession, NeedsATerminalOnStandardOutput) {
-  const TemporaryFolder folder;
-  const std::string file = folder.write("conf", "W=x\nA=y\n").string();
+  const TemporaryDirectory folder;
+  const std::string file = file_with(folder / "conf", "W=x\nA=y\n");
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   for (const int output : {ends[1], -1}) {
@@ -243,22 +249,21 @@ TEST_P(PortSession, RefusesAMissingConfigurationFile) {
 }
 
 TEST(DirectSession, TellsADeviceThatCannotBeOpened) {
-  const TemporaryFolder folder;
+  const TemporaryDirectory folder;
   std::memset(DRVCOMM, 0, sizeof DRVCOMM);
   for (const char* content : {"P=/nowhere/ttyS0\n", "P=/\n", "P=\n", "P\n"}) {
     std::memset(DRVCOMM, 0, sizeof DRVCOMM);
-    const std::string file = folder.write("conf", content).string();
+    const std::string file = file_with(folder / "conf", content);
     EXPECT_EQ(ic_init(file.c_str(), 9600), -16) << content;
     EXPECT_EQ(ic_init0(file.c_str(), 9600), -136) << content;
   }
 }
 
 TEST(DirectSession, KeepsTheTailOfALongerDevicePath) {
-  const TemporaryFolder folder;
+  const TemporaryDirectory folder;
   const std::string first =
-      folder.write("first", "S=set\nI=init\nW=w\nA=a\nC=c\nE=e\nD=d\nP=/nowhere/ttyUSB10\n")
-          .string();
-  const std::string second = folder.write("second", "P=/nowhere/ttyS1\n").string();
+      file_with(folder / "first", "S=set\nI=init\nW=w\nA=a\nC=c\nE=e\nD=d\nP=/nowhere/ttyUSB10\n");
+  const std::string second = file_with(folder / "second", "P=/nowhere/ttyS1\n");
   std::memset(DRVCOMM, 0, sizeof DRVCOMM);
   EXPECT_EQ(ic_init(first.c_str(), 9600), -16);
   EXPECT_STREQ(DRVCOMM, "/nowhere/ttyUSB10");
@@ -273,8 +278,8 @@ TEST(DirectSession, KeepsTheTailOfALongerDevicePath) {
 }
 
 TEST(DirectSession, UsesADescriptorWithoutSettingsAsItStands) {
-  const TemporaryFolder folder;
-  const std::string file = folder.write("conf", "P=/dev/null\n").string();
+  const TemporaryDirectory folder;
+  const std::string file = file_with(folder / "conf", "P=/dev/null\n");
   std::memset(DRVCOMM, 0, sizeof DRVCOMM);
   std::memset(&nport, 0x5A, sizeof nport);
   const termios before = nport;
