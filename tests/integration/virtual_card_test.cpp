@@ -66,7 +66,7 @@ struct Model {
     memory.fill(0xFF);
     const std::array<unsigned char, 8> first = {0xA2, 0x13, 0x10, 0x91, 0xFF, 0xFF, 0x81, 0x15};
     std::copy(first.begin(), first.end(), memory.begin());
-    for (const std::size_t address : {0, 1, 2, 3, 6, 7, 21, 22, 23, 24, 25, 26}) {
+    for (const std::size_t address : {0U, 1U, 2U, 3U, 6U, 7U, 21U, 22U, 23U, 24U, 25U, 26U}) {
       is_protected.at(address) = true;
     }
   }
