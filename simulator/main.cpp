@@ -53,7 +53,7 @@ class SignalsStop {
   explicit SignalsStop(VirtualReader& reader) {
     reader_to_stop = &reader;
     for (const int signal : stop_signals)
-      std::signal(signal, stop_reader);
+      static_cast<void>(std::signal(signal, stop_reader));
     mask_stop_signals(SIG_UNBLOCK);
   }
   SignalsStop(const SignalsStop&) = delete;
@@ -65,7 +65,7 @@ int run(const Options& options) {
   // While the reader comes and goes, a signal would leave its files behind.
   mask_stop_signals(SIG_BLOCK);
   // When nobody reads standard output any more, that is an error like others.
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   VirtualReader reader(options);
   print(fmt::format("{}\ncontrol socket: {}\n", reader.configuration().string(),
                     reader.socket().string()));

@@ -13,7 +13,7 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using test::operator+;
+using test::joined;
 using test::RawClient;
 using test::reply;
 using test::request;
@@ -140,7 +140,7 @@ TEST_F(FaultsOnTheLine, status) {
 TEST_F(FaultsOnTheLine, dropped_request_byte) {
   arm(FaultKind::dropped_request_byte);
   // The start of the next request is taken for the check byte, and the rest of it is skipped.
-  EXPECT_EQ(host.exchange(read_version + read_status), reply(0x11));
+  EXPECT_EQ(host.exchange(joined({read_version, read_status})), reply(0x11));
   expect_recovery();
 }
 

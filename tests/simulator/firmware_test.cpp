@@ -14,7 +14,7 @@ namespace {
 using namespace std::chrono_literals;
 using test::Bytes;
 using test::hex;
-using test::operator+;
+using test::joined;
 using test::new_card;
 using test::reply;
 using test::request;
@@ -138,7 +138,7 @@ TEST_F(EmptyReader, refuses_what_it_does_not_know) {
 }
 
 TEST_F(EmptyReader, skips_noise_before_a_request) {
-  EXPECT_EQ(reader.exchange(hex("00 55 FF") + read_version), version);
+  EXPECT_EQ(reader.exchange(joined({hex("00 55 FF"), read_version})), version);
 }
 
 TEST_F(EmptyReader, takes_a_request_in_pieces) {
@@ -153,7 +153,7 @@ TEST_F(EmptyReader, takes_a_request_in_pieces) {
 
 TEST_F(EmptyReader, takes_requests_that_are_glued_together) {
   const Bytes read_status = request(0xB9, "80 00 00 00 00");
-  EXPECT_EQ(reader.exchange(read_version + read_status + read_version), version);
+  EXPECT_EQ(reader.exchange(joined({read_version, read_status, read_version})), version);
   EXPECT_EQ(reader.host().receive_reply(), reply(0, "00"));
   EXPECT_EQ(reader.host().receive_reply(), version);
 }

@@ -12,7 +12,7 @@ namespace {
 
 using test::Bytes;
 using test::hex;
-using test::operator+;
+using test::joined;
 using test::RawClient;
 using test::reply;
 using test::request;
@@ -140,7 +140,7 @@ TEST_F(PacedLine, sends_each_byte_when_its_last_bit_is_through) {
 }
 
 TEST_F(PacedLine, has_directions_that_do_not_wait_for_each_other) {
-  line.send(read_status + read_status);
+  line.send(joined({read_status, read_status}));
   // The second request is through after 20 bytes; its reply directly follows that of the first.
   serve_after(9 * byte);
   serve_after(10 * byte);

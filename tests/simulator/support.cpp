@@ -25,7 +25,7 @@ constexpr int patience_ms = 60'000;
 Bytes framed(Bytes begin, std::string_view body) {
   const Bytes rest = hex(body);
   begin.push_back(static_cast<std::uint8_t>(rest.size()));
-  return sealed(std::move(begin) + rest);
+  return quorra::testing::sealed(joined({begin, rest}));
 }
 
 bool becomes_ready(int descriptor, short events, int timeout_ms) {
@@ -41,6 +41,13 @@ std::string device_named_by(const std::filesystem::path& configuration) {
 }
 
 }  // namespace
+
+Bytes joined(const std::vector<Bytes>& pieces) {
+  Bytes whole;
+  for (const Bytes& piece : pieces)
+    whole.insert(whole.end(), piece.begin(), piece.end());
+  return whole;
+}
 
 Bytes request(std::uint8_t command, std::string_view body) {
   return framed({0xAA, command, 0x00}, body);

@@ -21,9 +21,10 @@ namespace quorra::simulator::test {
 using quorra::testing::Bytes;
 using quorra::testing::content_of;
 using quorra::testing::hex;
-using quorra::testing::operator+;
-using quorra::testing::sealed;
 using quorra::testing::write_file;
+
+// The pieces one after the other.
+Bytes joined(const std::vector<Bytes>& pieces);
 
 // The request frame with that command byte and body, flag 0.
 Bytes request(std::uint8_t command, std::string_view body);
