@@ -8,13 +8,16 @@ namespace quorra::testing {
 
 Bytes hex(std::string_view text) {
   Bytes bytes;
-  for (std::size_t at = 0; at < text.size(); at += 3) {
+  for (std::size_t at = 0; at < text.size();) {
+    if (text[at] == ' ') {
+      ++at;
+      continue;
+    }
     std::size_t digits = 0;
     bytes.push_back(
         static_cast<unsigned char>(std::stoul(std::string(text.substr(at, 2)), &digits, 16)));
-    if (digits != 2 || (at + 2 < text.size() && text[at + 2] != ' ')) {
-      throw std::invalid_argument("not hexadecimal: " + std::string(text));
-    }
+    if (digits != 2) throw std::invalid_argument("not hexadecimal: " + std::string(text));
+    at += 2;
   }
   return bytes;
 }

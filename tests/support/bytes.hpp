@@ -9,7 +9,8 @@ namespace quorra::testing {
 
 using Bytes = std::vector<unsigned char>;
 
-// The bytes of a text of two-digit hexadecimal numbers with blanks between them: "AA B0 00".
+// The bytes of a text of two-digit hexadecimal numbers, with or without blanks between them:
+// "AA B0 00".
 Bytes hex(std::string_view text);
 
 // The same with the check byte of a frame behind them: the XOR of all.
