@@ -88,8 +88,8 @@ TEST_P(EachCard, FillsAPart) {
   const auto& [name, size, code] = GetParam();
   const std::string image = new_card(name, {"--data", "0x20:0102030405060708"});
   const Arguments present = code.empty() ? Arguments() : Arguments{"--code", code};
-  const auto on_card = [&](const std::string& command, const Arguments& more) {
-    return run_quorra(Arguments{command} + at(image, name) + present + more);
+  const auto on_card = [&, card = name](const std::string& command, const Arguments& more) {
+    return run_quorra(Arguments{command} + at(image, card) + present + more);
   };
   expect_success(on_card("fill", {"--byte", "5A", "--address", "0x21", "--count", "3"}),
                  "Wrote 5A to 3 bytes at 0x0021 and read them back.\n");

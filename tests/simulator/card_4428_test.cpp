@@ -242,7 +242,7 @@ struct PlainCard {
 TEST_F(ReaderWith4418, holds_what_a_plain_array_would_hold) {
   PlainCard model;
   std::ranges::copy(hex("92 23 10 91"), model.bytes.begin());
-  for (const std::size_t address : {0, 1, 2, 3, 6, 7, 21, 22, 23, 24, 25, 26})
+  for (const std::size_t address : {0U, 1U, 2U, 3U, 6U, 7U, 21U, 22U, 23U, 24U, 25U, 26U})
     model.writable[address] = false;
 
   std::mt19937 random(4418);
