@@ -10,8 +10,10 @@
  *
  *     -1   the configuration file cannot be opened or read
  *    -16   the serial device cannot be opened
- *   -128   a reply does not start with 0x55; pwr_4442: the result could not be read back
- *   -129   a byte could not be sent; pwr_4442: what was written does not read back
+ *   -128   a reply does not start with 0x55; pwr_4442: the result could not be read back;
+ *          srd_45d041: no such card
+ *   -129   a byte could not be sent; pwr_4442: what was written does not read back; swr_45d041: no
+ *          such card
  *   -132   timeout waiting for a reply byte
  *   -133   the check byte of a reply is wrong; a chk_ function: another card, or none
  *   -136   no reader reached: no terminal, or no valid answer at the start of a session

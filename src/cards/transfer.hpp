@@ -10,10 +10,10 @@ inline constexpr int largest_chunk = 144;
 
 // A memory as one function reaches it. Addresses and counts are in the card's own unit.
 struct Memory {
-  Command command;
-  CardType card;
-  int address_end;  // the first address that is refused with -144
-  int size;         // a transfer that runs past it is refused with `past_end`
+  Command command = Command::read;
+  CardType card = CardType::reader;
+  int address_end = 0;  // the first address that is refused with -144
+  int size = 0;         // a transfer that runs past it is refused with `past_end`
 
   Code past_end = bad_length;
   int bytes_per_unit = 1;  // in the caller's buffer and on the line

@@ -115,7 +115,7 @@ class Reply {
  public:
   unsigned char* frame() { return bytes_.data(); }
   // Whoever reads more data than a reply brought finds zeros, not the check byte.
-  void clear_check_byte() { bytes_[static_cast<std::size_t>(frame_header_size + length())] = 0; }
+  void clear_check_byte() { bytes_[frame_header_size + static_cast<std::size_t>(length())] = 0; }
   int status() const { return bytes_[1]; }
   int length() const { return bytes_[frame_length_offset]; }
   const unsigned char* data() const { return bytes_.data() + frame_header_size; }

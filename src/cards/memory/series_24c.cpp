@@ -41,7 +41,7 @@ constexpr int mirrors_max = 2;
 // does not show at the mirror addresses, where a smaller card has the same cell.
 struct Probe {
   const Size& size;
-  int top;
+  int top = 0;
   int mirrors[mirrors_max] = {none, none};
   int (*next_size)(int handle) = nullptr;  // passed by a card that is too large
   int guarded = none;                      // kept and put back around the check of the next size

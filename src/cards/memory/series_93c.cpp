@@ -50,8 +50,8 @@ enum class Look {
 
 struct Probe {
   const Size& size;
-  int top;
-  Look look;
+  int top = 0;
+  Look look = Look::mirror;
   int mirror = 0;
   int (*next_size)(int handle) = nullptr;  // passed by a card that is too large
 };
