@@ -12,8 +12,8 @@
  *    -16   the serial device cannot be opened
  *   -128   a reply does not start with 0x55; pwr_4442: the result could not be read back;
  *          srd_45d041: no such card
- *   -129   a byte could not be sent; pwr_4442: what was written does not read back; swr_45d041: no
- *          such card
+ *   -129   a byte could not be sent; pwr_4442: what was written does not read back; csc_4406: the
+ *          card holds another code; swr_45d041: no such card
  *   -132   timeout waiting for a reply byte
  *   -133   the check byte of a reply is wrong; a chk_ function: another card, or none
  *   -136   no reader reached: no terminal, or no valid answer at the start of a session
@@ -142,6 +142,21 @@ int turn_off(int handle);
 
 /* Ejects the card. Returns 0; a link code; the negated STATUS. */
 int auto_pull(int handle);
+
+/* ---- Card type detection ---------------------------------------------------------------------- */
+
+/*
+ * Finds out which kind of memory card is in the reader: calls the chk_ functions of the cards below
+ * in this order and switches the card's power off after each that does not accept the card. The
+ * tests of the 93C and 24C series write to the card and put back what they changed; on a card of
+ * another kind they may leave bytes changed.
+ *
+ * Returns the number of the card, or 0 if no test accepts it: 40 (4404), 41 (4406), 51 (102), 52
+ * (1604), 53 (1604b), 31 (4428), 21 (4442), 10 (45D041), 60 (93c46a), 61 (93c46), 62 (93c57), 7
+ * (24c64), 6 (24c32), 5 (24c16), 4 (24c08), 3 (24c04), 2 (24c02), 1 (24c01a). A 101 card is taken
+ * for a 102 card. It never returns a negative number: a failure counts as another card.
+ */
+int chk_card(int handle);
 
 /* ---- 4442 and 4432 cards ---------------------------------------------------------------------
  *
@@ -506,6 +521,362 @@ int rdstrg_45d041(int handle, unsigned char *status);
  * Returns 0; -133 (no such card); a link code; the negated STATUS.
  */
 int chk_45d041(int handle);
+
+/* ---- Security memory cards --------------------------------------------------------------------
+ *
+ * The 4404, 4406, 101, 102, 1604 and 1604b cards. Writing turns bits from 1 to 0; erasing turns them
+ * back to 1. A security code opens the card until its power goes off, and each wrong one uses up an
+ * attempt; erase codes open zones for erasing. Personalising a card is final; the fake fuse makes it
+ * behave as if it were personalised.
+ *
+ * In all of these functions:
+ *
+ *   count     bytes to read, write or erase. `buffer` has room for, or holds, that many. When a
+ *             read fails, the frames before the failing one have filled their part of `buffer`.
+ *   length    the size of a code in bytes, given for each function. Any other is -143.
+ *   counter   where the number goes. -143 if it is a null pointer. Unless said otherwise it stays as
+ *             it was when the function fails.
+ *   mode      0 takes the fake fuse back, anything else sets it.
+ *
+ * Results beside 0, unless said otherwise: -144 (address); -143 (count or length, or buffer or code
+ * is a null pointer); a link code; the negated STATUS. The address is checked first where there is
+ * no zone, the count or length where there is one.
+ */
+
+/* ---- 4404 card: 52 bytes ---------------------------------------------------------------------- */
+
+/* Each transfers `count` bytes at `address`. address: 0 to 51. count: 1 to 52 - address. */
+int srd_4404(int handle, int address, int count, unsigned char *buffer);
+int swr_4404(int handle, int address, int count, const unsigned char *buffer);
+
+/*
+ * Erases `count` bytes from `address`.
+ *
+ * address: 0 to 13 or 40 to 51; an erase may begin at 13 or below and run on. count: 1 to
+ *   52 - address.
+ */
+int ser_4404(int handle, int address, int count);
+
+/* Presents the security code. length: 2. */
+int csc_4404(int handle, unsigned int length, const unsigned char *code);
+
+/*
+ * Replaces the security code at address 8: erases it, then writes it. A write that fails after the
+ * erase leaves the code erased. length: 2.
+ */
+int wsc_4404(int handle, int length, const unsigned char *code);
+
+/* Reads the security code into `code`. length: 2. */
+int rsc_4404(int handle, int length, unsigned char *code);
+
+/* Counts the attempts left, 0 to 4: the bits 4 to 7 of the byte at address 10 that are 1. */
+int rsct_4404(int handle, unsigned int *counter);
+
+/* Presents, replaces (as wsc_4404 does) and reads the erase code at address 40. length: 4. */
+int cesc_4404(int handle, unsigned int length, const unsigned char *code);
+int wesc_4404(int handle, int length, const unsigned char *code);
+int resc_4404(int handle, int length, unsigned char *code);
+
+/*
+ * Adds the erasures left, 0 to 64, to *counter: the bits that are 1 in the 8 bytes at address 44. A
+ * caller who wants the plain number sets *counter to 0 before.
+ */
+int resct_4404(int handle, unsigned int *counter);
+
+/*
+ * Clears the protection flag (bit 7; clrpr) or the read flag (bit 6; clrrd) of the byte at address
+ * 14. A flag that is 0 already is not written.
+ */
+int clrpr_4404(int handle);
+int clrrd_4404(int handle);
+
+/* Sets the fake fuse or takes it back. */
+int fakefus_4404(int handle, unsigned int mode);
+
+/* Personalises the card. Returns 0; a link code; the STATUS itself, positive (1 to 255). */
+int psnl_4404(int handle);
+
+/*
+ * Tests whether a 4404 card is in the reader: it begins with B7 A0 FF or with 81 24.
+ *
+ * Returns 0; -133 (another card); a link code; the negated STATUS.
+ */
+int chk_4404(int handle);
+
+/* ---- 4406 card: 13 bytes ---------------------------------------------------------------------- */
+
+/* Each transfers `count` bytes at `address`. address: 0 to 12. count: 1 to 13 - address. */
+int srd_4406(int handle, int address, int count, unsigned char *buffer);
+int swr_4406(int handle, int address, int count, const unsigned char *buffer);
+
+/*
+ * Spends a unit of the counter stage at `address` and erases the stage behind it in exchange.
+ *
+ * address: 0 to 11. Returns 0; -144 (address); a link code; the negated STATUS.
+ */
+int eswc_4406(int handle, int address);
+
+/*
+ * Presents the security code, then reads it back from the card. length: 3.
+ *
+ * Returns 0; -143 (length, or code is a null pointer); -129 (the code that the card holds is another
+ * one); a link code or the negated STATUS of either exchange.
+ */
+int csc_4406(int handle, unsigned int length, const unsigned char *code);
+
+/* Writes, without an erase before, and reads the security code at address 10. length: 3. */
+int wsc_4406(int handle, int length, const unsigned char *code);
+int rsc_4406(int handle, int length, unsigned char *code);
+
+/* Counts the attempts left, 0 to 8: the bits of the byte at address 9 that are 1. */
+int rsct_4406(int handle, unsigned int *counter);
+
+/* Personalises the card: clears bit 7 of the byte at address 8, if it is not 0 already. */
+int psnl_4406(int handle);
+
+/*
+ * Tests whether a 4406 card is in the reader: it begins with 98 20, or its third byte is 22.
+ *
+ * Returns 0; -133 (another card, or reading it failed in whatever way).
+ */
+int chk_4406(int handle);
+
+/* ---- 101 card: 172 bytes ---------------------------------------------------------------------- */
+
+/*
+ * Each transfers `count` bytes at `address`; swrSC_101 writes in the security area. More than 144
+ * bytes take two frames. address: 0 to 171. count: 1 to 172 - address.
+ */
+int srd_101(int handle, int address, int count, unsigned char *buffer);
+int swr_101(int handle, int address, int count, const unsigned char *buffer);
+int swrSC_101(int handle, int address, int count, const unsigned char *buffer);
+
+/* Erases `count` bytes from `address`; the arguments are those of srd_101. */
+int ser_101(int handle, int address, int count);
+
+/*
+ * Present, replace and read the security code at address 10. length: 2. Replacing erases the code
+ * and then writes it; a write that fails after the erase leaves the code erased.
+ */
+int csc_101(int handle, unsigned int length, const unsigned char *code);
+int wsc_101(int handle, int length, const unsigned char *code);
+int rsc_101(int handle, int length, unsigned char *code);
+
+/*
+ * Counts the attempts left, 0 to 8: the bits of the byte at address 12 that are 1. When the byte
+ * cannot be read, *counter becomes 0.
+ */
+int rsct_101(int handle, unsigned int *counter);
+
+/* The same for the erase code at address 150. length: 4. */
+int cesc_101(int handle, unsigned int length, const unsigned char *code);
+int wesc_101(int handle, int length, const unsigned char *code);
+int resc_101(int handle, int length, unsigned char *code);
+
+/* Counts the erasures left, 0 to 128: the bits that are 1 in the 16 bytes at address 154. */
+int resct_101(int handle, unsigned int *counter);
+
+/*
+ * Clears the protection flag (bit 7; clrpr) or the read flag (bit 6; clrrd) of the byte at address
+ * 22. A flag that is 0 already is not written.
+ */
+int clrpr_101(int handle);
+int clrrd_101(int handle);
+
+/* Sets the fake fuse or takes it back. */
+int fakefus_101(int handle, unsigned int mode);
+
+/* Personalises the card. Returns 0; a link code; the negated STATUS. */
+int psnl_101(int handle);
+
+/*
+ * Tests whether a 101 card is in the reader: it begins with 0F 0F. A 102 card does so too.
+ *
+ * Returns 0; -133 (another card); a link code; the negated STATUS.
+ */
+int chk_101(int handle);
+
+/* ---- 102 card: 178 bytes in three zones -------------------------------------------------------
+ *
+ *   zone   bytes   erase code at 64   reads and erases reach
+ *   0      22      none               178 bytes from the start of the zone
+ *   1      70      6 bytes            156
+ *   2      86      4 bytes             86
+ *
+ * Addresses are those within the zone: 0 to its size - 1.
+ */
+
+/*
+ * Reads `count` bytes, also beyond the zone to the end of the card. More than 144 bytes take two
+ * frames. count: 1 to what reads reach - address.
+ *
+ * Returns 0; -143 (count, or buffer is a null pointer); -144 (zone or address); a link code; the
+ * negated STATUS.
+ */
+int srd_102(int handle, unsigned int zone, int address, int count, unsigned char *buffer);
+
+/*
+ * Each writes `count` bytes within the zone; swrSC_102 in the security area. count: 1 to the zone's
+ * size - address.
+ *
+ * Returns 0; -143 (count or zone, or buffer is a null pointer); -144 (address); a link code; the
+ * negated STATUS.
+ */
+int swr_102(int handle, unsigned int zone, int address, int count, const unsigned char *buffer);
+int swrSC_102(int handle, unsigned int zone, int address, int count, const unsigned char *buffer);
+
+/*
+ * Erases `count` bytes, as far as srd_102 reads.
+ *
+ * Returns 0; -143 (count or zone); -144 (address); a link code; the negated STATUS.
+ */
+int ser_102(int handle, unsigned int zone, int address, int count);
+
+/* Present, replace and read the security code at address 10 of zone 0, as csc_101. length: 2. */
+int csc_102(int handle, unsigned int length, const unsigned char *code);
+int wsc_102(int handle, int length, const unsigned char *code);
+int rsc_102(int handle, int length, unsigned char *code);
+
+/* Counts the attempts left, 0 to 4: the bits 4 to 7 of the byte at address 12 that are 1. */
+int rsct_102(int handle, unsigned int *counter);
+
+/*
+ * Present, replace and read the erase code of a zone. zone: 1 or 2, else -144. length: 6 in zone 1,
+ * 4 in zone 2; a length below 1 is refused before the zone is looked at.
+ */
+int cesc_102(int handle, int zone, int length, const unsigned char *code);
+int wesc_102(int handle, unsigned int zone, int length, const unsigned char *code);
+int resc_102(int handle, int zone, int length, unsigned char *code);
+
+/*
+ * Counts the erasures left of zone 2, 0 to 128: the bits that are 1 in its 16 bytes at 68. zone: 2,
+ * else -144.
+ */
+int resct_102(int handle, int zone, unsigned int *counter);
+
+/*
+ * Clears the protection flag (bit 7; clrpr) or the read flag (bit 6; clrrd) of the first byte of the
+ * zone. A flag that is 0 already is not written. zone: 1 or 2, else -144.
+ */
+int clrpr_102(int handle, int zone);
+int clrrd_102(int handle, int zone);
+
+/* Sets the fake fuse or takes it back. */
+int fakefus_102(int handle, unsigned int mode);
+
+/* Personalises the card. Returns 0; a link code; the negated STATUS. */
+int psnl_102(int handle);
+
+/*
+ * Tests whether a 102 card is in the reader: it begins with 0F 0F. A 101 card does so too.
+ *
+ * Returns 0; -133 (another card); a link code; the negated STATUS.
+ */
+int chk_102(int handle);
+
+/* ---- 1604 and 1604b cards: five zones ---------------------------------------------------------
+ *
+ *                 1604                          1604b
+ *   zone    bytes   plain   to the end    bytes   plain   to the end
+ *   0          27      21         2007       27      21         2042
+ *   1        1200    1195         1980      518     512         2015
+ *   2         261     256          780      518     512         1497
+ *   3         261     256          519      518     512          979
+ *   4         258     258          258      461     457          461
+ *
+ * "plain" is what the plain write reaches: the bytes behind it hold the codes of the next zone.
+ * Addresses are those within the zone. Code 0 is the master code, codes 1 to 4 guard the zone of
+ * their number. The functions of the two cards are the same otherwise, but where it is said. The
+ * first reply byte to a plain write or an erase may take 9 seconds.
+ */
+
+/*
+ * Reads `count` bytes, also beyond the zone to the end of the card, in frames of 144 bytes.
+ *
+ * address: 0 to the zone's bytes - 1. count: 1 to (bytes to the end - address).
+ *
+ * Returns 0; -143 (count or zone, or buffer is a null pointer); -144 (address); a link code; the
+ * negated STATUS.
+ */
+int srd_1604(int handle, unsigned int zone, int address, int count, unsigned char *buffer);
+
+/* Writes within the plain part of the zone. Arguments otherwise and results as srd_1604. */
+int swr_1604(int handle, unsigned int zone, int address, int count, const unsigned char *buffer);
+
+/* Writes within the zone, codes and counters included. Otherwise as srd_1604. */
+int swrSC_1604(int handle, unsigned int zone, int address, int count, const unsigned char *buffer);
+
+/* Erases within the zone, codes and counters included. Otherwise as srd_1604. */
+int ser_1604(int handle, unsigned int zone, int address, int count);
+
+/*
+ * Present, replace and read a security code. number: 0 to 4, else -144. length: 2; it is checked
+ * first. Replacing erases the code and then writes it; a write that fails after the erase leaves the
+ * code erased.
+ */
+int csc_1604(int handle, int number, unsigned int length, const unsigned char *code);
+int wsc_1604(int handle, unsigned int number, int length, const unsigned char *code);
+int rsc_1604(int handle, unsigned int number, int length, unsigned char *code);
+
+/*
+ * Counts the attempts left for a code, 0 to 8. When the byte cannot be read, *counter becomes 0.
+ * number: 0 or 1, else -144: the 1604 has no counter for the others.
+ */
+int rsct_1604(int handle, unsigned int number, unsigned int *counter);
+
+/*
+ * Present, replace and read an erase code. number: 1 to 4, else -144; cesc_1604 lets code 0 through
+ * as well and sends the address 0. length: 2; it is checked first.
+ */
+int cesc_1604(int handle, int number, unsigned int length, const unsigned char *code);
+int wesc_1604(int handle, int number, int length, const unsigned char *code);
+int resc_1604(int handle, int number, int length, unsigned char *code);
+
+/* Counts the erasures left of a zone, 0 to 8. number: 1 to 4, else -144. */
+int resct_1604(int handle, int number, unsigned int *counter);
+
+/*
+ * Clears the protection flag (bit 7; clrpr) or the read flag (bit 6; clrrd) of the first byte of the
+ * zone. A flag that is 0 already is not written. zone: 1 to 4, else -144.
+ */
+int clrpr_1604(int handle, int zone);
+int clrrd_1604(int handle, int zone);
+
+/* Sets the fake fuse or takes it back. */
+int fakefus_1604(int handle, unsigned int mode);
+
+/* Personalises the card. Returns 0; a link code; the negated STATUS. */
+int psnl_1604(int handle);
+
+/*
+ * Tests whether a 1604 card (it begins with 31 3A) or a 1604b card (72 55) is in the reader.
+ *
+ * Returns 0; -133 (another card); a link code; the negated STATUS.
+ */
+int chk_1604(int handle);
+int chk_1604b(int handle);
+
+/* As the 1604 functions, but for the sizes above. */
+int srd_1604b(int handle, unsigned int zone, int address, int count, unsigned char *buffer);
+int swr_1604b(int handle, unsigned int zone, int address, int count, const unsigned char *buffer);
+int swrSC_1604b(int handle, unsigned int zone, int address, int count, const unsigned char *buffer);
+int ser_1604b(int handle, unsigned int zone, int address, int count);
+int csc_1604b(int handle, int number, unsigned int length, const unsigned char *code);
+int wsc_1604b(int handle, unsigned int number, int length, const unsigned char *code);
+int rsc_1604b(int handle, unsigned int number, int length, unsigned char *code);
+int wesc_1604b(int handle, int number, int length, const unsigned char *code);
+int resc_1604b(int handle, int number, int length, unsigned char *code);
+int resct_1604b(int handle, int number, unsigned int *counter);
+int clrpr_1604b(int handle, int zone);
+int clrrd_1604b(int handle, int zone);
+int fakefus_1604b(int handle, unsigned int mode);
+int psnl_1604b(int handle);
+
+/* As rsct_1604, with counters for all codes. number: 0 to 4, else -144. */
+int rsct_1604b(int handle, unsigned int number, unsigned int *counter);
+
+/* As cesc_1604, but for code 0, which is -144. */
+int cesc_1604b(int handle, int number, unsigned int length, const unsigned char *code);
 
 /* ---- The link's own building blocks -----------------------------------------------------------
  *

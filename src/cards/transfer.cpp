@@ -5,10 +5,14 @@
 namespace quorra {
 namespace {
 
-int check_arguments(const Memory& memory, int address, int count, const unsigned char* buffer) {
+int check_range(const Memory& memory, int address, int count) {
   if (address < 0 || address >= memory.address_end) return bad_address;
   if (count < 1) return bad_length;
-  if (memory.size - address < count) return memory.past_end;
+  return memory.size - address < count ? memory.past_end : ok;
+}
+
+int check_arguments(const Memory& memory, int address, int count, const unsigned char* buffer) {
+  if (const int code = check_range(memory, address, count); code != ok) return code;
   return buffer == nullptr ? bad_length : ok;
 }
 
@@ -17,8 +21,15 @@ std::size_t bytes(const Memory& memory, int units) {
 }
 
 Request request_at(const Memory& memory, int address) {
-  const int sent = memory.low_byte_twice ? address % 256 * 257 : address;
-  return {memory.command, memory.card, sent};
+  const int sent = memory.base + (memory.low_byte_twice ? address % 256 * 257 : address);
+  return {memory.command, memory.card, memory.place, sent};
+}
+
+// A request that names `count` units and carries none.
+int exchange_count(int handle, const Memory& memory, int address, int count, Reply& reply) {
+  Request request = request_at(memory, address);
+  request.append(0).append(static_cast<unsigned char>(count));
+  return exchange(handle, request, reply, memory.receive);
 }
 
 }  // namespace
@@ -26,10 +37,9 @@ Request request_at(const Memory& memory, int address) {
 int read_memory(int handle, const Memory& memory, int address, int count, unsigned char* buffer) {
   if (const int code = check_arguments(memory, address, count, buffer); code != ok) return code;
   return for_each_chunk(count, memory.chunk, [&](int offset, int size) {
-    Request request = request_at(memory, address + offset);
-    request.append(0).append(static_cast<unsigned char>(size));
     Reply reply;
-    if (const int code = exchange(handle, request, reply); code != ok) return code;
+    const int code = exchange_count(handle, memory, address + offset, size, reply);
+    if (code != ok) return code;
     std::memcpy(buffer + bytes(memory, offset), reply.data(), bytes(memory, size));
     return int{ok};
   });
@@ -42,7 +52,15 @@ int write_memory(int handle, const Memory& memory, int address, int count,
     Request request = request_at(memory, address + offset);
     request.append(buffer + bytes(memory, offset), size * memory.bytes_per_unit);
     Reply reply;
-    return exchange(handle, request, reply);
+    return exchange(handle, request, reply, memory.receive);
+  });
+}
+
+int erase_memory(int handle, const Memory& memory, int address, int count) {
+  if (const int code = check_range(memory, address, count); code != ok) return code;
+  return for_each_chunk(count, memory.chunk, [&](int offset, int size) {
+    Reply reply;
+    return exchange_count(handle, memory, address + offset, size, reply);
   });
 }
 

@@ -1,4 +1,4 @@
-// Reading and writing a card's memory, cut into frames: the one road of all memory cards.
+// Reading, writing and erasing a card's memory, cut into frames: the one road of all memory cards.
 #pragma once
 
 #include "link/exchange.hpp"
@@ -19,6 +19,10 @@ struct Memory {
   int bytes_per_unit = 1;  // in the caller's buffer and on the line
   int chunk = largest_chunk;
   bool low_byte_twice = false;  // the low address byte also stands where the high one belongs
+
+  int place = 0;  // what the two bytes before the address say
+  int base = 0;   // added to every address that is sent
+  Receive receive = receive_com;
 };
 
 // Checks the arguments, then transfers `count` units frame by frame. Returns -144 (address), -143
@@ -26,5 +30,6 @@ struct Memory {
 int read_memory(int handle, const Memory& memory, int address, int count, unsigned char* buffer);
 int write_memory(int handle, const Memory& memory, int address, int count,
                  const unsigned char* buffer);
+int erase_memory(int handle, const Memory& memory, int address, int count);
 
 }  // namespace quorra

@@ -89,7 +89,7 @@ int csc_4442(int handle, int length, const unsigned char* code) {
 }
 
 int wsc_4442(int handle, int length, const unsigned char* code) {
-  return send_code(handle, Command::write_code, length, code);
+  return send_code(handle, Command::write_security, length, code);
 }
 
 int rsc_4442(int handle, int length, unsigned char* code) {
