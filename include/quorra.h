@@ -12,12 +12,15 @@
  *    -16   the serial device cannot be opened
  *   -128   a reply does not start with 0x55; pwr_4442: the result could not be read back;
  *          srd_45d041: no such card
- *   -129   a byte could not be sent; pwr_4442: what was written does not read back; csc_4406: the
- *          card holds another code; swr_45d041: no such card
+ *   -129   a byte could not be sent; pwr_4442, swr_dvsc, setsc_md, val_set, val_inc, val_dec: what was
+ *          written does not read back; csc_4406: the card holds another code; swr_45d041: no such
+ *          card
  *   -132   timeout waiting for a reply byte
  *   -133   the check byte of a reply is wrong; a chk_ function: another card, or none
+ *   -135   the value register would go below zero
  *   -136   no reader reached: no terminal, or no valid answer at the start of a session
  *   -138   the check byte of a frame is wrong (ck_bcc only)
+ *   -141   no line speed found
  *   -143   a length or count is out of range, or a buffer is a null pointer
  *   -144   an address is out of range
  *   -1 to -255   the reader refused the command: its STATUS byte, negated
@@ -142,6 +145,116 @@ int turn_off(int handle);
 
 /* Ejects the card. Returns 0; a link code; the negated STATUS. */
 int auto_pull(int handle);
+
+/* ---- Line speed ------------------------------------------------------------------------------- */
+
+/*
+ * Tells the reader to change to another line speed, and gives it two seconds of processor time to do
+ * so. The speed of the session is not changed: the caller opens a new one.
+ *
+ * baud: 1200, 2400, 4800, 9600, 19200 or 38400. Any other value means 9600.
+ *
+ * Returns 0; a link code; the negated STATUS.
+ */
+int set_baud(int handle, int baud);
+
+/*
+ * Finds out at which speed a reader answers: opens a session as ic_init0 does at 9600, 19200, 38400,
+ * 4800, 2400 and 1200 in turn and asks for the status, with a pause of two seconds of processor time
+ * after the first and of 0.2 seconds after each further one. No session is left open. A speed
+ * that the mode of the session does not know is tried as 9600: see ic_init.
+ *
+ * Returns the speed; -141 (none); -1 or -136 (as ic_init0 at the first two speeds).
+ */
+int chk_baud(const char *path);
+
+/*
+ * Opens a session with a reader that may have been left at another speed: as ic_init does, or else
+ * by finding the reader's speed and changing it to `baud`.
+ *
+ * Returns the handle; -136 (any failure).
+ */
+int auto_init(const char *path, int baud);
+
+/* ---- Reader memory and reader security code ---------------------------------------------------
+ *
+ * The reader has 384 bytes for the application, and behind them its settings.
+ */
+
+/*
+ * Each transfers `len` bytes at `addr` of the application's part, in frames of 144 bytes. A transfer
+ * that fails leaves the frames before the failing one done.
+ *
+ * addr: up to 383. An address below 0 is not refused; its low 16 bits are sent. len: 1 to
+ *   384 - addr. buf: has room for, or holds, `len` bytes.
+ *
+ * Returns 0; -144 (addr); -143 (len, or buf is a null pointer); a link code; the negated STATUS.
+ */
+int srd_eeprom(int handle, int addr, int len, unsigned char *buf);
+int swr_eeprom(int handle, int addr, int len, const unsigned char *buf);
+
+/*
+ * Reads the reader's security code into `code` (room for 3 bytes). len: 3.
+ *
+ * Returns 0; -143 (len, or code is a null pointer); a link code; the negated STATUS.
+ */
+int srd_dvsc(int handle, int len, unsigned char *code);
+
+/*
+ * Writes the reader's security code and reads it back. len: 3.
+ *
+ * Returns 0; -143 (len, or code is a null pointer); -129 (it reads back differently); a link code or
+ * the negated STATUS of either exchange.
+ */
+int swr_dvsc(int handle, int len, const unsigned char *code);
+
+/*
+ * Lets the reader compare its security code with `code`. len: 3.
+ *
+ * Returns 0 (the reader accepts it); -143 (len, or code is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int cmp_dvsc(int handle, int len, const unsigned char *code);
+
+/*
+ * Switches the reader's security mode on (mode is not 0) or off, and reads it back.
+ *
+ * Returns 0; -129 (it reads back differently); a link code or the negated STATUS of either exchange.
+ */
+int setsc_md(int handle, int mode);
+
+/* ---- Value register ---------------------------------------------------------------------------
+ *
+ * An unsigned number of 32 bits in the reader's own memory.
+ */
+
+/*
+ * Reads the register into *value. On failure *value stays as it was.
+ *
+ * Returns 0; -143 (value is a null pointer); a link code; the negated STATUS.
+ */
+int val_read(int handle, unsigned int *value);
+
+/* Writes the register. Returns 0; a link code; the negated STATUS. */
+int swr_value(int handle, unsigned int value);
+
+/*
+ * Writes the register and reads it back.
+ *
+ * Returns 0; -129 (it reads back differently); a link code or the negated STATUS of any exchange.
+ */
+int val_set(int handle, unsigned int value);
+
+/* Adds `amount`, modulo 2 to the 32nd, and reads the result back. Returns as val_set. */
+int val_inc(int handle, unsigned int amount);
+
+/*
+ * Subtracts `amount` and reads the result back. A result of 0x80000000 or more counts as below zero
+ * and is not written.
+ *
+ * Returns as val_set; -135 (the result would be below zero).
+ */
+int val_dec(int handle, unsigned int amount);
 
 /* ---- Card type detection ---------------------------------------------------------------------- */
 
@@ -877,6 +990,122 @@ int rsct_1604b(int handle, unsigned int number, unsigned int *counter);
 
 /* As cesc_1604, but for code 0, which is -144. */
 int cesc_1604b(int handle, int number, unsigned int length, const unsigned char *code);
+
+/* ---- Processor card ---------------------------------------------------------------------------
+ *
+ * Exchanges that fail, be it in sending, in receiving or by a STATUS that is not 0, are repeated up
+ * to the number of attempts given; the result is then that of the last one. In all of these
+ * functions n is the number of bytes for the card; n + 5 goes to the reader as one byte, so more
+ * than 250 do not fit a frame. An n below 1 sends none. The size of `buffer` is not checked.
+ */
+
+/*
+ * Resets the card and stores its answer to reset. Four attempts.
+ *
+ * buffer: room for the answer. Its length has 16 bits in the reply and is not returned; what the
+ *   reader announced and did not send is zero.
+ *
+ * Returns 0; -143 (buffer is a null pointer); a link code; the negated STATUS.
+ */
+int cpu_reset(int handle, unsigned char *buffer);
+
+/*
+ * Sends the n bytes of a command to the card and stores its answer. Three attempts.
+ *
+ * buffer: room for up to 255 bytes. The length of the answer is not returned.
+ *
+ * Returns 0; -143 (buffer, or command with n above 0, is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int cpu_comres(int handle, int n, const unsigned char *command, unsigned char *buffer);
+
+/*
+ * Sends a T=1 block (NAD, PCB, LEN, information, LRC: n bytes in all) to the card. While the card
+ * answers with status words 61xx or 6Cxx, fetches xx more bytes with a GET RESPONSE command. Three
+ * attempts for each frame.
+ *
+ * buffer: receives one block: NAD and PCB of the last answer, the length of all information modulo
+ *   256, the information of all answers with the status words of the last one, and behind it bytes of
+ *   no meaning. It has room for 3 bytes, the information of every answer, and 255 bytes more.
+ *
+ * Returns 0; -143 (buffer, or block with n above 0, is a null pointer); a link code; the negated
+ * STATUS.
+ */
+int cpu_protocol(int handle, int n, const unsigned char *block, unsigned char *buffer);
+
+/*
+ * Sets the speed at which the reader talks to the card (slot is 0) or to the SAM. code: goes to the
+ * reader as it is.
+ *
+ * Returns 0; a link code; the negated STATUS.
+ */
+int set_card_baud(int handle, unsigned char slot, unsigned char code);
+
+/* ---- Secure access modules -------------------------------------------------------------------- */
+
+/* Switch the power of the SAMs on and off. Return 0; a link code; the negated STATUS. */
+int sam_power_on(int handle);
+int sam_power_down(int handle);
+
+/* Selects the SAM to speak with; the reader knows the numbers. Returns as sam_power_on. */
+int sam_select(int handle, unsigned char number);
+
+/*
+ * Resets the SAM and stores its answer to reset, and the length of that in *length, which is 0 on
+ * failure. One attempt.
+ *
+ * buffer: room for up to 255 bytes.
+ *
+ * Returns 0; -143 (length or buffer is a null pointer); a link code; the negated STATUS.
+ */
+int sam_reset(int handle, int *length, unsigned char *buffer);
+
+/* As cpu_comres. */
+int sam_comres(int handle, int n, const unsigned char *command, unsigned char *buffer);
+
+/*
+ * As cpu_protocol, but for two things: three failures in all end it; and after status words 6Cxx the
+ * block goes out again, with xx in place of its last information byte. Where the caller's block is
+ * shorter than two bytes there is none, and such an answer is the result.
+ */
+int sam_protocol(int handle, int n, const unsigned char *block, unsigned char *buffer);
+
+/* ---- DES --------------------------------------------------------------------------------------
+ *
+ * Single DES in electronic-codebook fashion, without a session. A key has 8 bytes, whose lowest bits
+ * do not matter. Input is padded with zeros to a multiple of 8 bytes; that is the room that `output`
+ * needs. Output may be the input's own place. Nothing of key or text is left behind in the
+ * library's memory. The functions do nothing when a pointer that they need is null.
+ */
+
+/* Returns the length of the output; one that does not fit an int is INT_MAX. */
+int ic_encrypt(const unsigned char *key, const unsigned char *input, unsigned int length,
+               unsigned char *output);
+
+/* Returns 0 always. */
+int ic_decrypt(const unsigned char *key, const unsigned char *input, unsigned int length,
+               unsigned char *output);
+
+/*
+ * The same for a key of which `key_length` bytes are given: up to 8; the others are 0. A negative
+ * number counts as 0. Both return the length of the output, as ic_encrypt does.
+ */
+int DES_Encrypt(const unsigned char *key, int key_length, const unsigned char *input,
+                unsigned int length, unsigned char *output);
+int DES_Decrypt(const unsigned char *key, int key_length, const unsigned char *input,
+                unsigned int length, unsigned char *output);
+
+/* Makes the 16 round keys of a key, one byte for each bit. */
+void Gen_Childkey1(const unsigned char *key, unsigned char (*round_keys)[48]);
+
+/* Makes the 16 round keys of a key, eight bits to a byte, the first the most significant. */
+void Gen_Childkey2(const unsigned char *key, unsigned char (*round_keys)[6]);
+
+/* Unpacks `count` bytes into 8 x count bytes that hold one bit each, bit 7 of each byte first. */
+void Char_Bit(const unsigned char *bytes, int count, unsigned char *cells);
+
+/* Packs `count` bits, one in each byte, into count / 8 bytes. */
+void Bit_Char(const unsigned char *cells, int count, unsigned char *bytes);
 
 /* ---- The link's own building blocks -----------------------------------------------------------
  *

@@ -19,6 +19,10 @@ inline constexpr int frame_body_max = 255;
 inline constexpr int frame_max = frame_header_size + frame_body_max + 1;
 
 enum class Command : unsigned char {
+  reset_card = 0x20,
+  exchange_with_card = 0x21,
+  set_card_speed = 0x22,
+  select_sam = 0x23,
   write = 0x60,
   read = 0x61,
   write_pages = 0x62,
@@ -41,15 +45,20 @@ enum class Command : unsigned char {
   write_all = 0x79,
   set_fake_fuse = 0x80,
   read_version = 0xB0,
+  set_speed = 0xB1,
   power_on = 0xB2,
   power_off = 0xB3,
   beep = 0xB4,
+  compare_reader_code = 0xB5,
+  write_reader_memory = 0xB6,
   read_reader_memory = 0xB7,
   eject = 0xB8,
   read_status = 0xB9,
 };
 
 enum class CardType : unsigned char {
+  processor_card = 0x20,
+  sam = 0x21,
   card_24c01a = 0x60,
   card_24c02 = 0x61,
   card_24c04 = 0x62,
@@ -76,6 +85,8 @@ enum class CardType : unsigned char {
 // for most cards, and the address; a request without parameters consists of just these.
 class Request {
  public:
+  static constexpr unsigned char start = 0xAA;
+
   Request(Command command, CardType card, int address = 0) : Request(command, card, 0, address) {}
 
   // `place` stands in the two bytes before the address, like the address with its high byte first.
@@ -111,8 +122,6 @@ class Request {
   }
 
  private:
-  static constexpr unsigned char start = 0xAA;
-
   static unsigned char high_byte(int value) { return static_cast<unsigned char>(value / 256); }
   static unsigned char low_byte(int value) { return static_cast<unsigned char>(value % 256); }
 
@@ -150,6 +159,12 @@ inline int exchange(int handle, Request& request, Reply& reply,
                     Receive receive_frame = receive_com) {
   const int code = request.send(handle);
   return code != ok ? code : receive(handle, reply, receive_frame);
+}
+
+// The same for a command whose reply brings nothing but its STATUS.
+inline int exchange(int handle, Request request) {
+  Reply reply;
+  return exchange(handle, request, reply);
 }
 
 // Cuts a long transfer: calls transfer(offset, size) for each chunk of at most `limit` of the

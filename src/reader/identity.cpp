@@ -7,13 +7,13 @@
 
 #include "link/codes.hpp"
 #include "link/exchange.hpp"
+#include "reader/reader_memory.hpp"
 
 namespace quorra {
 namespace {
 
 constexpr char library_version[] = "KW###DRVSFT-V6.60B";
 
-constexpr int serial_number_address = 0x0190;
 constexpr int serial_number_length = 16;
 
 constexpr int beep_default = 2;
@@ -36,9 +36,7 @@ int reader_answers(int handle, int* out, int attempts) {
 }
 
 int control(int handle, Command command) {
-  Request request(command, CardType::reader);
-  Reply reply;
-  return exchange(handle, request, reply);
+  return exchange(handle, Request(command, CardType::reader));
 }
 
 }  // namespace
@@ -54,12 +52,7 @@ int lib_ver(char* dst) {
 
 int srd_snr(int handle, int len, unsigned char* buf) {
   if (len != serial_number_length || buf == nullptr) return bad_length;
-  Request request(Command::read_reader_memory, CardType::reader, serial_number_address);
-  request.append(0).append(serial_number_length);
-  Reply reply;
-  if (const int code = exchange(handle, request, reply); code != ok) return code;
-  std::memcpy(buf, reply.data(), serial_number_length);
-  return ok;
+  return read_reader_memory(handle, serial_number_address, serial_number_length, buf);
 }
 
 int get_status(int handle, int* out) { return reader_answers(handle, out, 4); }

@@ -37,10 +37,7 @@ int read_four_bytes(int handle, Command command, Reply& reply) {
 
 int send_code(int handle, Command command, int length, const unsigned char* code) {
   if (length != code_size || code == nullptr) return bad_length;
-  Request request(command, card);
-  request.append(code, code_size);
-  Reply reply;
-  return exchange(handle, request, reply);
+  return exchange(handle, Request(command, card).append(code, code_size));
 }
 
 bool still_writable(const unsigned char* protection, int address) {

@@ -16,25 +16,17 @@ Request request_to(Command command, const Target& target) {
 }  // namespace
 
 int send_command(int handle, Command command, const Target& target) {
-  Request request = request_to(command, target);
-  Reply reply;
-  return exchange(handle, request, reply);
+  return exchange(handle, request_to(command, target));
 }
 
 int present_code(int handle, Command command, const Target& target, const unsigned char* code,
                  int size) {
   if (code == nullptr) return bad_length;
-  Request request = request_to(command, target);
-  request.append(code, size);
-  Reply reply;
-  return exchange(handle, request, reply);
+  return exchange(handle, request_to(command, target).append(code, size));
 }
 
 int set_fake_fuse(int handle, const Target& target, bool blown) {
-  Request request = request_to(Command::set_fake_fuse, target);
-  request.append(blown ? 0xFF : 0x00);
-  Reply reply;
-  return exchange(handle, request, reply);
+  return exchange(handle, request_to(Command::set_fake_fuse, target).append(blown ? 0xFF : 0x00));
 }
 
 int replace_code(int handle, const Memory& erasing, const Memory& writing, int address, int size,

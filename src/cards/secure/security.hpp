@@ -15,7 +15,7 @@ inline constexpr unsigned char upper_half = 0xF0;
 
 // Where the frame of a card's own command goes.
 struct Target {
-  CardType card;
+  CardType card = CardType::reader;
   int place = 0;
   int address = 0;
 };

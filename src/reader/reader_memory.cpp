@@ -1,0 +1,97 @@
+// The reader's own memory: the application's part, the reader's security code and security mode.
+
+#include "reader/reader_memory.hpp"
+
+#include <quorra.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "link/exchange.hpp"
+
+namespace quorra {
+namespace {
+
+constexpr int largest_chunk = 144;
+constexpr int security_code_size = 3;
+
+// An address below zero passes, on purpose.
+int check_arguments(int address, int length, const unsigned char* buffer) {
+  if (address >= application_size) return bad_address;
+  if (length < 1) return bad_length;
+  if (std::int64_t{application_size} - address < length) return bad_length;
+  return buffer == nullptr ? bad_length : ok;
+}
+
+bool is_security_code(int length, const unsigned char* code) {
+  return length == security_code_size && code != nullptr;
+}
+
+}  // namespace
+
+int read_reader_memory(int handle, int address, int count, unsigned char* bytes) {
+  return for_each_chunk(count, largest_chunk, [&](int offset, int size) {
+    Request request(Command::read_reader_memory, CardType::reader, address + offset);
+    request.append(0).append(static_cast<unsigned char>(size));
+    Reply reply;
+    if (const int code = exchange(handle, request, reply); code != ok) return code;
+    std::memcpy(bytes + offset, reply.data(), static_cast<std::size_t>(size));
+    return int{ok};
+  });
+}
+
+int write_reader_memory(int handle, int address, int count, const unsigned char* bytes) {
+  return for_each_chunk(count, largest_chunk, [&](int offset, int size) {
+    Request request(Command::write_reader_memory, CardType::reader, address + offset);
+    return exchange(handle, request.append(bytes + offset, size));
+  });
+}
+
+}  // namespace quorra
+
+using namespace quorra;
+
+int srd_eeprom(int handle, int addr, int len, unsigned char* buf) {
+  if (const int code = check_arguments(addr, len, buf); code != ok) return code;
+  return read_reader_memory(handle, addr, len, buf);
+}
+
+int swr_eeprom(int handle, int addr, int len, const unsigned char* buf) {
+  if (const int code = check_arguments(addr, len, buf); code != ok) return code;
+  return write_reader_memory(handle, addr, len, buf);
+}
+
+int srd_dvsc(int handle, int len, unsigned char* code) {
+  if (!is_security_code(len, code)) return bad_length;
+  return read_reader_memory(handle, security_code_address, security_code_size, code);
+}
+
+int swr_dvsc(int handle, int len, const unsigned char* code) {
+  if (!is_security_code(len, code)) return bad_length;
+  if (const int result =
+          write_reader_memory(handle, security_code_address, security_code_size, code);
+      result != ok) {
+    return result;
+  }
+  unsigned char held[security_code_size];
+  if (const int result = srd_dvsc(handle, security_code_size, held); result != ok) return result;
+  return std::memcmp(held, code, sizeof held) == 0 ? ok : not_equal;
+}
+
+int cmp_dvsc(int handle, int len, const unsigned char* code) {
+  if (!is_security_code(len, code)) return bad_length;
+  Request request(Command::compare_reader_code, CardType::reader, security_code_address);
+  return exchange(handle, request.append(code, security_code_size));
+}
+
+int setsc_md(int handle, int mode) {
+  const unsigned char wanted = mode != 0 ? 0xFF : 0x00;
+  if (const int code = write_reader_memory(handle, security_mode_address, 1, &wanted); code != ok) {
+    return code;
+  }
+  unsigned char held = 0;
+  if (const int code = read_reader_memory(handle, security_mode_address, 1, &held); code != ok) {
+    return code;
+  }
+  return held == wanted ? ok : not_equal;
+}
