@@ -39,7 +39,7 @@ std::set<std::string> sorted(const std::vector<std::string>& names) {
 std::set<std::string> declared_names() {
   std::string header = content_of(QUORRA_HEADER);
   header = std::regex_replace(header, std::regex(R"(/\*[^]*?\*/)"), "");
-  std::set<std::string> names = sorted(matches(header, R"(\bint (\w+)\()"));
+  std::set<std::string> names = sorted(matches(header, R"(\b(?:int|void) (\w+)\()"));
   names.merge(sorted(matches(header, R"(\bextern [\w ]+ (\w+)(?:\[60\])?;)")));
   return names;
 }
@@ -51,8 +51,9 @@ std::set<std::string> exported_names() {
 
 TEST(LibraryFile, ExportsWhatTheHeaderDeclaresAndNothingElse) {
   const std::set<std::string> declared = declared_names();
-  EXPECT_GE(declared.size(), 46U);
+  EXPECT_GE(declared.size(), 200U);
   EXPECT_TRUE(declared.contains("chk_4432"));
+  EXPECT_TRUE(declared.contains("Char_Bit"));
   EXPECT_TRUE(declared.contains("Reader_Type"));
   EXPECT_TRUE(declared.contains("oport"));
   EXPECT_EQ(exported_names(), declared);
@@ -77,9 +78,29 @@ TEST(LibraryFile, NeedsTheCLibraryAlone) {
 
 TEST(LibraryFile, CallsWhatItsTaskNeedsAndNoMore) {
   const std::set<std::string> allowed = {
-      "__stack_chk_fail", "clock",   "close",     "fclose",    "ferror",  "fgets", "fopen",
-      "memcmp",           "memcpy",  "memset",    "memmove",   "open",    "read",  "strlen",
-      "strnlen",          "tcflush", "tcgetattr", "tcsetattr", "ttyname", "write", "bcmp",
+      "__explicit_bzero_chk",
+      "__stack_chk_fail",
+      "bcmp",
+      "clock",
+      "close",
+      "explicit_bzero",
+      "fclose",
+      "ferror",
+      "fgets",
+      "fopen",
+      "memcmp",
+      "memcpy",
+      "memmove",
+      "memset",
+      "open",
+      "read",
+      "strlen",
+      "strnlen",
+      "tcflush",
+      "tcgetattr",
+      "tcsetattr",
+      "ttyname",
+      "write",
   };
   std::vector<std::string> others;
   for (const std::string& name : matches(

@@ -62,10 +62,7 @@ constexpr unsigned char signature[] = {0x92, 0x23, 0x10, 0x91};
 
 int send_code(int handle, Command command, int address, int length, const unsigned char* code) {
   if (length != code_size || code == nullptr) return bad_length;
-  Request request(command, coded, address);
-  request.append(code, code_size);
-  Reply reply;
-  return exchange(handle, request, reply);
+  return exchange(handle, Request(command, coded, address).append(code, code_size));
 }
 
 }  // namespace

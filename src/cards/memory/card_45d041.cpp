@@ -81,9 +81,7 @@ int swr_45d041(int handle, int page, int offset, int count, const unsigned char*
   }
   return for_each_frame(page, offset, count, [&](int at_page, int at_offset, int done, int size) {
     Request request = request_at(Command::write, at_page, at_offset);
-    request.append(buffer + done, size);
-    Reply reply;
-    return exchange(handle, request, reply);
+    return exchange(handle, request.append(buffer + done, size));
   });
 }
 

@@ -99,9 +99,7 @@ bool passes(int handle, const Probe& probe) {
 int result_of(int handle, const Probe& probe) { return passes(handle, probe) ? ok : not_this_card; }
 
 int whole_memory(int handle, Command command, const Size& size) {
-  Request request(command, size.reading.card);
-  Reply reply;
-  return exchange(handle, request, reply);
+  return exchange(handle, Request(command, size.reading.card));
 }
 
 }  // namespace
