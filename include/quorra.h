@@ -266,8 +266,8 @@ int val_dec(int handle, unsigned int amount);
  *
  * Returns the number of the card, or 0 if no test accepts it: 40 (4404), 41 (4406), 51 (102), 52
  * (1604), 53 (1604b), 31 (4428), 21 (4442), 10 (45D041), 60 (93c46a), 61 (93c46), 62 (93c57), 7
- * (24c64), 6 (24c32), 5 (24c16), 4 (24c08), 3 (24c04), 2 (24c02), 1 (24c01a). A 101 card is taken
- * for a 102 card. It never returns a negative number: a failure counts as another card.
+ * (24c64), 6 (24c32), 5 (24c16), 4 (24c08), 3 (24c04), 2 (24c02), 1 (24c01a). A 101 card begins as
+ * a 102 card does. It never returns a negative number: a failure counts as another card.
  */
 int chk_card(int handle);
 
@@ -897,7 +897,8 @@ int chk_102(int handle);
  *   3         261     256          519      518     512          979
  *   4         258     258          258      461     457          461
  *
- * "plain" is what the plain write reaches: the bytes behind it hold the codes of the next zone.
+ * "plain" is what the plain write reaches: the bytes behind it hold the codes and counters of the
+ * next zone, and behind zone 4 of the 1604b nothing.
  * Addresses are those within the zone. Code 0 is the master code, codes 1 to 4 guard the zone of
  * their number. The functions of the two cards are the same otherwise, but where it is said. The
  * first reply byte to a plain write or an erase may take 9 seconds.
