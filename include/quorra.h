@@ -12,9 +12,9 @@
  *    -16   the serial device cannot be opened
  *   -128   a reply does not start with 0x55; pwr_4442: the result could not be read back;
  *          srd_45d041: no such card
- *   -129   a byte could not be sent; pwr_4442, swr_dvsc, setsc_md, val_set, val_inc, val_dec: what was
- *          written does not read back; csc_4406: the card holds another code; swr_45d041: no such
- *          card
+ *   -129   a byte could not be sent; pwr_4442, swr_dvsc, setsc_md, val_set, val_inc, val_dec: what
+ *          was written does not read back; csc_4406: the card holds another code; swr_45d041: no
+ *          such card
  *   -132   timeout waiting for a reply byte
  *   -133   the check byte of a reply is wrong; a chk_ function: another card, or none
  *   -135   the value register would go below zero
@@ -130,8 +130,9 @@ int get_status(int handle, int *out);
 int get_status0(int handle, int *out);
 
 /*
- * Sounds the buzzer. t: the time in the reader's own unit, 0 to 255; a negative t means 2, one above
- * 255 means 255. The call spends t/5 milliseconds of processor time before it reads the reply.
+ * Sounds the buzzer. t: the time in the reader's own unit, 0 to 255; a negative t means 2, one
+ * above 255 means 255. The call spends t/5 milliseconds of processor time before it reads the
+ * reply.
  *
  * Returns 0; a link code; the negated STATUS.
  */
@@ -149,8 +150,8 @@ int auto_pull(int handle);
 /* ---- Line speed ------------------------------------------------------------------------------- */
 
 /*
- * Tells the reader to change to another line speed, and gives it two seconds of processor time to do
- * so. The speed of the session is not changed: the caller opens a new one.
+ * Tells the reader to change to another line speed, and gives it two seconds of processor time to
+ * do so. The speed of the session is not changed: the caller opens a new one.
  *
  * baud: 1200, 2400, 4800, 9600, 19200 or 38400. Any other value means 9600.
  *
@@ -159,10 +160,10 @@ int auto_pull(int handle);
 int set_baud(int handle, int baud);
 
 /*
- * Finds out at which speed a reader answers: opens a session as ic_init0 does at 9600, 19200, 38400,
- * 4800, 2400 and 1200 in turn and asks for the status, with a pause of two seconds of processor time
- * after the first and of 0.2 seconds after each further one. No session is left open. A speed
- * that the mode of the session does not know is tried as 9600: see ic_init.
+ * Finds out at which speed a reader answers: opens a session as ic_init0 does at 9600, 19200,
+ * 38400, 4800, 2400 and 1200 in turn and asks for the status, with a pause of two seconds of
+ * processor time after the first and of 0.2 seconds after each further one. No session is left
+ * open. A speed that the mode of the session does not know is tried as 9600: see ic_init.
  *
  * Returns the speed; -141 (none); -1 or -136 (as ic_init0 at the first two speeds).
  */
@@ -172,7 +173,8 @@ int chk_baud(const char *path);
  * Opens a session with a reader that may have been left at another speed: as ic_init does, or else
  * by finding the reader's speed and changing it to `baud`.
  *
- * Returns the handle; -136 (any failure).
+ * Returns the handle; -136 (any failure). A handle of 0 at the first try counts as a failure, and
+ * stays open.
  */
 int auto_init(const char *path, int baud);
 
@@ -182,11 +184,11 @@ int auto_init(const char *path, int baud);
  */
 
 /*
- * Each transfers `len` bytes at `addr` of the application's part, in frames of 144 bytes. A transfer
- * that fails leaves the frames before the failing one done.
+ * Each transfers `len` bytes at `addr` of the application's part, in frames of 144 bytes. A
+ * transfer that fails leaves the frames before the failing one done.
  *
- * addr: up to 383. An address below 0 is not refused; its low 16 bits are sent. len: 1 to
- *   384 - addr. buf: has room for, or holds, `len` bytes.
+ * addr: up to 383. An address below 0 is not refused: addr / 256 and addr % 256 are sent, each cut
+ *   to a byte. len: 1 to 384 - addr. buf: has room for, or holds, `len` bytes.
  *
  * Returns 0; -144 (addr); -143 (len, or buf is a null pointer); a link code; the negated STATUS.
  */
@@ -203,23 +205,24 @@ int srd_dvsc(int handle, int len, unsigned char *code);
 /*
  * Writes the reader's security code and reads it back. len: 3.
  *
- * Returns 0; -143 (len, or code is a null pointer); -129 (it reads back differently); a link code or
- * the negated STATUS of either exchange.
+ * Returns 0; -143 (len, or code is a null pointer); -129 (it reads back differently); a link code
+ * or the negated STATUS of either exchange.
  */
 int swr_dvsc(int handle, int len, const unsigned char *code);
 
 /*
  * Lets the reader compare its security code with `code`. len: 3.
  *
- * Returns 0 (the reader accepts it); -143 (len, or code is a null pointer); a link code; the negated
- * STATUS.
+ * Returns 0 (the reader accepts it); -143 (len, or code is a null pointer); a link code; the
+ * negated STATUS.
  */
 int cmp_dvsc(int handle, int len, const unsigned char *code);
 
 /*
  * Switches the reader's security mode on (mode is not 0) or off, and reads it back.
  *
- * Returns 0; -129 (it reads back differently); a link code or the negated STATUS of either exchange.
+ * Returns 0; -129 (it reads back differently); a link code or the negated STATUS of either
+ * exchange.
  */
 int setsc_md(int handle, int mode);
 
@@ -249,8 +252,8 @@ int val_set(int handle, unsigned int value);
 int val_inc(int handle, unsigned int amount);
 
 /*
- * Subtracts `amount` and reads the result back. A result of 0x80000000 or more counts as below zero
- * and is not written.
+ * Subtracts `amount`, modulo 2 to the 32nd, and reads the result back. A result of 0x80000000 or
+ * more counts as below zero and is not written.
  *
  * Returns as val_set; -135 (the result would be below zero).
  */
@@ -382,9 +385,9 @@ int chk_4432(int handle);
 /* ---- 4428 and 4418 cards ----------------------------------------------------------------------
  *
  * 1024 bytes, each with a protection bit that makes it read-only for good. The 4428 has a two-byte
- * security code in its last two bytes and an error counter before them; it is written only after the
- * code was presented, and eight wrong codes in a row lock it for good. The 4418 is the same card
- * without the code.
+ * security code in its last two bytes and an error counter before them; it is written only after
+ * the code was presented, and eight wrong codes in a row lock it for good. The 4418 is the same
+ * card without the code.
  */
 
 /*
@@ -545,8 +548,8 @@ int chk_up32(int handle);
  *
  * address: 0 to size - 1. count: 1 to size - address.
  *
- * Returns 0; -144 (address; srd_93c57 also for a count above size - address); -143 (count, or buffer
- * is a null pointer); a link code; the negated STATUS.
+ * Returns 0; -144 (address; srd_93c57 also for a count above size - address); -143 (count, or
+ * buffer is a null pointer); a link code; the negated STATUS.
  */
 int srd_93c46a(int handle, int address, int count, unsigned char *buffer);
 int srd_93c46(int handle, int address, int count, unsigned char *buffer);
@@ -573,8 +576,8 @@ int eral_93c57(int handle);
 int eral_93c66(int handle);
 
 /*
- * Each fills the whole card with a value of the reader's choice. Returns 0; a link code; the negated
- * STATUS.
+ * Each fills the whole card with a value of the reader's choice. Returns 0; a link code; the
+ * negated STATUS.
  */
 int wral_93c46a(int handle);
 int wral_93c46(int handle);
@@ -607,14 +610,15 @@ int chk_up57(int handle);
  * page: up to 2047; a negative one is not refused, and means what the reader makes of it.
  * offset: 0 to 263. count: 1 to (2048 - page) x 264 - offset.
  *
- * Returns 0; -143 (count, or buffer is a null pointer); -144 (page or offset); -128 (the card is not
- * there, or the check failed); a link code; the negated STATUS. The count is checked to be positive
- * before the position is looked at.
+ * Returns 0; -143 (count, or buffer is a null pointer); -144 (page or offset); -128 (the card is
+ * not there, or the check failed); a link code; the negated STATUS. The count is checked to be
+ * positive before the position is looked at.
  */
 int srd_45d041(int handle, int page, int offset, int count, unsigned char *buffer);
 
 /*
- * Writes the `count` bytes of `buffer` at `page` and `offset`, after a check that the card is there.
+ * Writes the `count` bytes of `buffer` at `page` and `offset`, after a check that the card is
+ * there.
  *
  * Arguments and results as srd_45d041, but -129 for a card that is not there.
  */
@@ -628,8 +632,8 @@ int swr_45d041(int handle, int page, int offset, int count, const unsigned char 
 int rdstrg_45d041(int handle, unsigned char *status);
 
 /*
- * Tests whether a 45D041 card is in the reader: its status byte is neither 0x00 nor 0xFF. It is read
- * up to three times.
+ * Tests whether a 45D041 card is in the reader: its status byte is neither 0x00 nor 0xFF. It is
+ * read up to three times.
  *
  * Returns 0; -133 (no such card); a link code; the negated STATUS.
  */
@@ -637,18 +641,18 @@ int chk_45d041(int handle);
 
 /* ---- Security memory cards --------------------------------------------------------------------
  *
- * The 4404, 4406, 101, 102, 1604 and 1604b cards. Writing turns bits from 1 to 0; erasing turns them
- * back to 1. A security code opens the card until its power goes off, and each wrong one uses up an
- * attempt; erase codes open zones for erasing. Personalising a card is final; the fake fuse makes it
- * behave as if it were personalised.
+ * The 4404, 4406, 101, 102, 1604 and 1604b cards. Writing turns bits from 1 to 0; erasing turns
+ * them back to 1. A security code opens the card until its power goes off, and each wrong one uses
+ * up an attempt; erase codes open zones for erasing. Personalising a card is final; the fake fuse
+ * makes it behave as if it were personalised.
  *
  * In all of these functions:
  *
  *   count     bytes to read, write or erase. `buffer` has room for, or holds, that many. When a
  *             read fails, the frames before the failing one have filled their part of `buffer`.
  *   length    the size of a code in bytes, given for each function. Any other is -143.
- *   counter   where the number goes. -143 if it is a null pointer. Unless said otherwise it stays as
- *             it was when the function fails.
+ *   counter   where the number goes. -143 if it is a null pointer. Unless said otherwise it stays
+ *             as it was when the function fails.
  *   mode      0 takes the fake fuse back, anything else sets it.
  *
  * Results beside 0, unless said otherwise: -144 (address); -143 (count or length, or buffer or code
@@ -732,8 +736,8 @@ int eswc_4406(int handle, int address);
 /*
  * Presents the security code, then reads it back from the card. length: 3.
  *
- * Returns 0; -143 (length, or code is a null pointer); -129 (the code that the card holds is another
- * one); a link code or the negated STATUS of either exchange.
+ * Returns 0; -143 (length, or code is a null pointer); -129 (the code that the card holds is
+ * another one); a link code or the negated STATUS of either exchange.
  */
 int csc_4406(int handle, unsigned int length, const unsigned char *code);
 
@@ -868,8 +872,8 @@ int resc_102(int handle, int zone, int length, unsigned char *code);
 int resct_102(int handle, int zone, unsigned int *counter);
 
 /*
- * Clears the protection flag (bit 7; clrpr) or the read flag (bit 6; clrrd) of the first byte of the
- * zone. A flag that is 0 already is not written. zone: 1 or 2, else -144.
+ * Clears the protection flag (bit 7; clrpr) or the read flag (bit 6; clrrd) of the first byte of
+ * the zone. A flag that is 0 already is not written. zone: 1 or 2, else -144.
  */
 int clrpr_102(int handle, int zone);
 int clrrd_102(int handle, int zone);
@@ -925,8 +929,8 @@ int ser_1604(int handle, unsigned int zone, int address, int count);
 
 /*
  * Present, replace and read a security code. number: 0 to 4, else -144. length: 2; it is checked
- * first. Replacing erases the code and then writes it; a write that fails after the erase leaves the
- * code erased.
+ * first. Replacing erases the code and then writes it; a write that fails after the erase leaves
+ * the code erased.
  */
 int csc_1604(int handle, int number, unsigned int length, const unsigned char *code);
 int wsc_1604(int handle, unsigned int number, int length, const unsigned char *code);
@@ -950,8 +954,8 @@ int resc_1604(int handle, int number, int length, unsigned char *code);
 int resct_1604(int handle, int number, unsigned int *counter);
 
 /*
- * Clears the protection flag (bit 7; clrpr) or the read flag (bit 6; clrrd) of the first byte of the
- * zone. A flag that is 0 already is not written. zone: 1 to 4, else -144.
+ * Clears the protection flag (bit 7; clrpr) or the read flag (bit 6; clrrd) of the first byte of
+ * the zone. A flag that is 0 already is not written. zone: 1 to 4, else -144.
  */
 int clrpr_1604(int handle, int zone);
 int clrrd_1604(int handle, int zone);
@@ -1003,8 +1007,8 @@ int cesc_1604b(int handle, int number, unsigned int length, const unsigned char 
 /*
  * Resets the card and stores its answer to reset. Four attempts.
  *
- * buffer: room for the answer. Its length has 16 bits in the reply and is not returned; what the
- *   reader announced and did not send is zero.
+ * buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned; what
+ *   the reader announced and did not send is zero.
  *
  * Returns 0; -143 (buffer is a null pointer); a link code; the negated STATUS.
  */
@@ -1026,8 +1030,8 @@ int cpu_comres(int handle, int n, const unsigned char *command, unsigned char *b
  * attempts for each frame.
  *
  * buffer: receives one block: NAD and PCB of the last answer, the length of all information modulo
- *   256, the information of all answers with the status words of the last one, and behind it bytes of
- *   no meaning. It has room for 3 bytes, the information of every answer, and 255 bytes more.
+ *   256, the information of all answers with the status words of the last one, and behind it bytes
+ *   of no meaning. It has room for 3 bytes, the information of every answer, and 255 bytes more.
  *
  * Returns 0; -143 (buffer, or block with n above 0, is a null pointer); a link code; the negated
  * STATUS.
@@ -1065,17 +1069,17 @@ int sam_reset(int handle, int *length, unsigned char *buffer);
 int sam_comres(int handle, int n, const unsigned char *command, unsigned char *buffer);
 
 /*
- * As cpu_protocol, but for two things: three failures in all end it; and after status words 6Cxx the
- * block goes out again, with xx in place of its last information byte. Where the caller's block is
- * shorter than two bytes there is none, and such an answer is the result.
+ * As cpu_protocol, but for two things: three failures in all end it; and after status words 6Cxx
+ * the block goes out again, with xx in place of its last information byte. Where the caller's block
+ * is shorter than two bytes there is none, and such an answer is the result.
  */
 int sam_protocol(int handle, int n, const unsigned char *block, unsigned char *buffer);
 
 /* ---- DES --------------------------------------------------------------------------------------
  *
- * Single DES in electronic-codebook fashion, without a session. A key has 8 bytes, whose lowest bits
- * do not matter. Input is padded with zeros to a multiple of 8 bytes; that is the room that `output`
- * needs. Output may be the input's own place. Nothing of key or text is left behind in the
+ * Single DES in electronic-codebook fashion, without a session. A key has 8 bytes, whose lowest
+ * bits do not matter. Input is padded with zeros to a multiple of 8 bytes; that is the room that
+ * `output` needs. Output may be the input's own place. Nothing of key or text is left behind in the
  * library's memory. The functions do nothing when a pointer that they need is null.
  */
 
@@ -1152,8 +1156,8 @@ int receive_data_2k(int handle, unsigned char *p);
 int receive_data_8k(int handle, unsigned char *p);
 
 /*
- * Receives one reply frame: up to 4 seconds for the first byte, up to 1 second for each further one.
- * STATUS is not looked at.
+ * Receives one reply frame: up to 4 seconds for the first byte, up to 1 second for each further
+ * one. STATUS is not looked at.
  *
  * reply: room for 260 bytes, the longest frame a reader can announce.
  *
@@ -1181,9 +1185,9 @@ int getpar(const char *path);
 /*
  * Takes the value out of one line of a configuration file.
  *
- * line: NUL-terminated text with its line end; it is edited in place. dest: room for 60 bytes; holds
- *   text already, an empty one at least. The value is written over that text, at most 59 characters
- *   of it, and without a terminator of its own.
+ * line: NUL-terminated text with its line end; it is edited in place. dest: room for 60 bytes;
+ *   holds text already, an empty one at least. The value is written over that text, at most 59
+ *   characters of it, and without a terminator of its own.
  *
  * Returns the length of the text that is then in `dest`; 0 if an argument is a null pointer.
  */

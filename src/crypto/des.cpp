@@ -176,7 +176,7 @@ static_assert(sum(shifts) == 28, "after all rounds the halves of the key are bac
 
 // ---- The cipher ----
 
-// All that a call knows: wiped at its end.
+// All that a call knows.
 struct Workspace {
   std::array<unsigned char, block_size> key;
   Cell round_keys[rounds][round_key_cells];
@@ -220,6 +220,38 @@ void round(const Cell* right, const Cell* key, Cell* left) {
   (std::make_index_sequence<boxes>());
 }
 
+// Overwrites what the function called before left on the stack. Wiping its variables is not enough:
+// the compiler keeps copies of cells where it likes.
+[[gnu::noinline]] void wipe_stack() {
+  unsigned char used[2 * sizeof(Workspace)];
+  explicit_bzero(used, sizeof used);
+}
+
+// Rotates the 28 cells of one half of the key to the left by one.
+void rotate(Cell* cells) { std::rotate(cells, cells + 1, cells + 28); }
+
+[[gnu::noinline]] void make_round_keys(const unsigned char* key, Cell (*round_keys)[48]) {
+  Cell cells[block_cells];
+  Cell halves[56];
+  Char_Bit(key, block_size, cells);
+  permute<permuted_choice_1>(cells, halves);
+  for (std::size_t i = 0; i < rounds; ++i) {
+    for (unsigned shift = 0; shift < shifts[i]; ++shift) {
+      rotate(halves);
+      rotate(halves + 28);
+    }
+    permute<permuted_choice_2>(halves, round_keys[i]);
+  }
+}
+
+[[gnu::noinline]] void make_packed_round_keys(const unsigned char* key,
+                                              unsigned char (*round_keys)[6]) {
+  Cell cells[rounds][round_key_cells];
+  make_round_keys(key, cells);
+  for (std::size_t i = 0; i < rounds; ++i)
+    Bit_Char(cells[i], round_key_cells, round_keys[i]);
+}
+
 enum class Direction { encrypt, decrypt };
 
 void process_block(Workspace& work, Direction direction, const unsigned char* in,
@@ -247,16 +279,13 @@ int padded_length(unsigned length) {
   return static_cast<int>(std::min<std::uint64_t>(padded, INT_MAX));
 }
 
-int process(Direction direction, const unsigned char* key, int key_length,
-            const unsigned char* input, unsigned length, unsigned char* output) {
-  const auto taken =
-      static_cast<std::size_t>(std::clamp(key_length, 0, static_cast<int>(block_size)));
-  if (length == 0 || input == nullptr || output == nullptr) return 0;
-  if (key == nullptr && taken > 0) return 0;
-
+// A function of its own, so that all it keeps on the stack lies below the frame of its caller.
+[[gnu::noinline]] void process_all(Direction direction, const unsigned char* key, std::size_t taken,
+                                   const unsigned char* input, unsigned length,
+                                   unsigned char* output) {
   Workspace work{};
   std::copy_n(key, taken, work.key.begin());
-  Gen_Childkey1(work.key.data(), work.round_keys);
+  make_round_keys(work.key.data(), work.round_keys);
   for (std::size_t done = 0; done < length;) {
     const std::size_t piece = std::min(length - done, work.buffer.size());
     const std::size_t padded = (piece + block_size - 1) / block_size * block_size;
@@ -266,12 +295,19 @@ int process(Direction direction, const unsigned char* key, int key_length,
       process_block(work, direction, work.buffer.data() + at, output + done + at);
     done += piece;
   }
-  explicit_bzero(&work, sizeof work);
-  return padded_length(length);
 }
 
-// Rotates the 28 cells of one half of the key to the left by one.
-void rotate(Cell* cells) { std::rotate(cells, cells + 1, cells + 28); }
+int process(Direction direction, const unsigned char* key, int key_length,
+            const unsigned char* input, unsigned length, unsigned char* output) {
+  const auto taken =
+      static_cast<std::size_t>(std::clamp(key_length, 0, static_cast<int>(block_size)));
+  if (length == 0 || input == nullptr || output == nullptr) return 0;
+  if (key == nullptr && taken > 0) return 0;
+
+  process_all(direction, key, taken, input, length, output);
+  wipe_stack();
+  return padded_length(length);
+}
 
 }  // namespace
 }  // namespace quorra
@@ -301,28 +337,14 @@ int DES_Decrypt(const unsigned char* key, int key_length, const unsigned char* i
 
 void Gen_Childkey1(const unsigned char* key, unsigned char (*round_keys)[48]) {
   if (key == nullptr || round_keys == nullptr) return;
-  Cell cells[block_cells];
-  Cell halves[56];
-  Char_Bit(key, block_size, cells);
-  permute<permuted_choice_1>(cells, halves);
-  for (std::size_t i = 0; i < rounds; ++i) {
-    for (unsigned shift = 0; shift < shifts[i]; ++shift) {
-      rotate(halves);
-      rotate(halves + 28);
-    }
-    permute<permuted_choice_2>(halves, round_keys[i]);
-  }
-  explicit_bzero(cells, sizeof cells);
-  explicit_bzero(halves, sizeof halves);
+  make_round_keys(key, round_keys);
+  wipe_stack();
 }
 
 void Gen_Childkey2(const unsigned char* key, unsigned char (*round_keys)[6]) {
   if (key == nullptr || round_keys == nullptr) return;
-  Cell cells[rounds][round_key_cells];
-  Gen_Childkey1(key, cells);
-  for (std::size_t i = 0; i < rounds; ++i)
-    Bit_Char(cells[i], round_key_cells, round_keys[i]);
-  explicit_bzero(cells, sizeof cells);
+  make_packed_round_keys(key, round_keys);
+  wipe_stack();
 }
 
 void Char_Bit(const unsigned char* bytes, int count, unsigned char* cells) {

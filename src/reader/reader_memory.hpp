@@ -11,8 +11,8 @@ inline constexpr int security_code_address = 0x0182;
 inline constexpr int value_register_address = 0x0185;
 inline constexpr int serial_number_address = 0x0190;
 
-// Transfers `count` bytes frame by frame. Addresses are sent as their low 16 bits. Returns 0, a
-// link code or the negated STATUS; a frame that fails leaves its part of `bytes` as it was.
+// Transfers `count` bytes frame by frame. Returns 0, a link code or the negated STATUS; a frame
+// that fails leaves its part of `bytes` as it was.
 int read_reader_memory(int handle, int address, int count, unsigned char* bytes);
 int write_reader_memory(int handle, int address, int count, const unsigned char* bytes);
 

@@ -4,6 +4,7 @@
 #include <quorra.h>
 
 #include <optional>
+#include <set>
 
 namespace quorra::testing {
 namespace {
@@ -66,8 +67,27 @@ class Session {
 
 void play_good(ScriptedReader& reader, const Operation& operation, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
-    reader.expect(operation.exchanges[i].request).answer(operation.exchanges[i].reply);
+    const Exchange& exchange = operation.exchanges[i];
+    if (exchange.sent) reader.expect(exchange.request).answer(exchange.reply);
   }
+}
+
+// How many writes the bytes of a frame take.
+std::size_t writes_of(const Bytes& frame, Mode mode) {
+  return frame.size() * (mode == Mode::direct ? 1 : 3);
+}
+
+// Lets the first write of each request that cannot be sent fail.
+void fail_unsent(const Operation& operation, Mode mode) {
+  std::set<std::size_t> failing;
+  std::size_t writes = 0;
+  for (const Exchange& exchange : operation.exchanges) {
+    if (!exchange.sent) failing.insert(writes);
+    writes += exchange.sent ? writes_of(exchange.request, mode) : 1;
+  }
+  System::instance().before_write = [failing, write = std::size_t{0}](const Bytes&) mutable {
+    return failing.contains(write++) ? std::optional<ssize_t>(-1) : std::nullopt;
+  };
 }
 
 // Lets the write of byte `byte` of frame `frame` fail with `result`.
@@ -82,12 +102,10 @@ void expect_send_failure(const Operation& operation, Mode mode, std::size_t fram
     session.reader.expect(
         Bytes(request.begin(), request.begin() + static_cast<std::ptrdiff_t>(byte)));
 
-  const std::size_t writes_per_byte = mode == Mode::direct ? 1 : 3;
-  std::size_t good_writes = byte;
+  std::size_t good_writes = writes_of(Bytes(byte), mode);
   for (std::size_t i = 0; i < frame; ++i) {
-    good_writes += operation.exchanges[i].request.size();
+    good_writes += writes_of(operation.exchanges[i].request, mode);
   }
-  good_writes *= writes_per_byte;
   System::instance().before_write = [good_writes, result](const Bytes&) mutable {
     return good_writes-- > 0 ? std::nullopt : std::optional<ssize_t>(result);
   };
@@ -105,7 +123,9 @@ void expect_result(const Operation& operation, Mode mode, int result) {
   SCOPED_TRACE(operation.name);
   Session session(mode);
   play_good(session.reader, operation, operation.exchanges.size());
+  fail_unsent(operation, mode);
   EXPECT_EQ(operation.call(session.handle), result);
+  System::instance().before_write = nullptr;
   session.reader.play();
   EXPECT_TRUE(session.reader.finished());
 }

@@ -15,6 +15,7 @@ namespace quorra::testing {
 struct Exchange {
   Bytes request;
   Bytes reply;
+  bool sent = true;  // false: not even the first byte of the request can be sent
 };
 
 struct Operation {

@@ -96,6 +96,8 @@ ScriptedReader::ScriptedReader(Mode mode)
     play();
     return now_;
   };
+  // What was sent has left before the output queue is emptied.
+  system.before_flush = [this] { play(); };
 }
 
 ScriptedReader::~ScriptedReader() {

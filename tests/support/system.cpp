@@ -70,7 +70,10 @@ ssize_t write(int descriptor, const void* buffer, size_t size) {
 
 int tcflush(int descriptor, int queue) noexcept {
   System& system = System::instance();
-  if (system.watches(descriptor)) system.flushes.push_back(queue);
+  if (system.watches(descriptor)) {
+    system.flushes.push_back(queue);
+    if (system.before_flush) system.before_flush();
+  }
   return ioctl(descriptor, TCFLSH, queue);
 }
 }

@@ -28,6 +28,9 @@ class System {
   std::function<std::optional<ssize_t>()> before_read;
   std::function<std::optional<ssize_t>(const Bytes&)> before_write;
 
+  // Called before each tcflush() of the watched device.
+  std::function<void()> before_flush;
+
   // The device whose calls are recorded and asked about.
   dev_t watched = 0;
 

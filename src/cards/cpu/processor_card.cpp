@@ -2,7 +2,6 @@
 
 #include <quorra.h>
 
-#include <algorithm>
 #include <cstring>
 
 #include "cards/cpu/conversation.hpp"
