@@ -138,6 +138,9 @@ TEST_F(ProcessorCardTest, forgets_what_could_be_fetched_with_the_next_command) {
     transmit(other);
     EXPECT_EQ(transmit("00 C0 00 00 00"), hex("69 85")) << other;
   }
+  EXPECT_EQ(transmit("00 A4 00 00 02 00 01"), hex("61 0D"));
+  select("0001");
+  EXPECT_EQ(transmit("00 C0 00 00 00"), hex("69 85"));
 }
 
 TEST_F(ProcessorCardTest, keeps_the_selected_file_when_there_is_no_such_file) {

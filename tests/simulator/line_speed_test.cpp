@@ -47,7 +47,7 @@ bool is_understood(ServedBench& reader) {
 
 TEST(LineSpeed, does_not_matter_unless_it_is_given) {
   ServedBench reader;
-  for (const auto setting : {B1200, B9600, B115200}) {
+  for (const speed_t setting : {speed_t{B1200}, speed_t{B9600}, speed_t{B115200}}) {
     reader.host().set_speed(setting);
     EXPECT_EQ(reader.exchange(read_status), status);
     EXPECT_EQ(reader.exchange(set_speed("02")), reply(0));
@@ -62,7 +62,7 @@ TEST(LineSpeed, must_be_that_of_the_host) {
       reader.host().set_speed(other.setting);
       EXPECT_EQ(is_understood(reader), own.speed == other.speed) << own.speed << other.speed;
     }
-    for (const auto setting : {B57600, B115200, B300}) {
+    for (const speed_t setting : {speed_t{B57600}, speed_t{B115200}, speed_t{B300}}) {
       reader.host().set_speed(setting);
       EXPECT_FALSE(is_understood(reader)) << own.speed;
     }

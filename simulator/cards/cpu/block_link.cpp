@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::size_t header_of_block = 3;
 constexpr std::size_t smallest_block = header_of_block + 1;
-constexpr std::size_t largest_information = 254;
 
 // An information block has bit 7 clear; bits 6 and 5 are its number and "more to come".
 constexpr unsigned not_information = 0x80;
@@ -96,7 +95,7 @@ std::optional<BlockLink::Bytes> BlockLink::exchange(ProcessorCard& card,
   if ((control & more_to_come) != 0) return make_block(address, other_error | sequence);
 
   const auto answer = card.transmit(information);
-  if (!answer || answer->size() > largest_information) return std::nullopt;
+  if (!answer) return std::nullopt;
   last_answer_ = make_block(address, control & sequence_bit, *answer);
   return last_answer_;
 }

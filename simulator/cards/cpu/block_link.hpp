@@ -26,7 +26,8 @@ class BlockLink {
   // the PCB is one.
   bool takes(std::span<const std::uint8_t> bytes) const;
 
-  // The block that answers a block; absent if the card is silent, or says more than 254 bytes.
+  // The block that answers a block; absent if the card is silent. It is as long as the card's
+  // answer makes it: whoever cannot carry more than 255 bytes has to refuse it.
   std::optional<Bytes> exchange(ProcessorCard& card, std::span<const std::uint8_t> block);
 
  private:
