@@ -96,8 +96,8 @@ TEST(Image, comes_back_from_its_file) {
         value = static_cast<std::uint8_t>(value * 5 + 3);
         if (field.form == FieldForm::addresses) byte = value >> 4U & 1U;
         if (field.form == FieldForm::number) byte = static_cast<std::uint8_t>(field.extent - 1);
-        if (field.form == FieldForm::bytes || field.form == FieldForm::memory ||
-            field.form == FieldForm::raw)
+        if (field.form == FieldForm::bytes || field.form == FieldForm::text_of_bytes ||
+            field.form == FieldForm::memory || field.form == FieldForm::raw)
           byte = value;
       }
     save_image(image, folder.path() / "card");
@@ -169,6 +169,23 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"0020: FF", "-0020: FF", "card:10: address 0020 expected"},
         Damage{"0000: A2", "0000: A", "card:8: bytes are pairs of hexadecimal digits"},
         Damage{"0000: A2", "0000: ZZ", "card:8: bytes are pairs of hexadecimal digits"}));
+
+TEST(Image, holds_an_answer_to_reset_of_1_to_33_bytes) {
+  const std::string text = to_text(Image(find_kind("cpu")));
+  const std::string blank = "atr = \"3B 86 01 51 55 4F 52 52 41 8D\"";
+  const auto with_answer = [&](const std::string& answer) {
+    return std::string(text).replace(text.find(blank), blank.size(), "atr = " + answer);
+  };
+  for (const std::size_t size : {std::size_t{1}, std::size_t{33}}) {
+    const std::string answer = to_hex(Bytes(size, 0x3F));
+    EXPECT_THAT(parse_image(with_answer("\"" + answer + "\""), "card").field("atr"),
+                ElementsAreArray(Bytes(size, 0x3F)));
+  }
+  for (const std::string& answer : {to_hex(Bytes(34, 0x3F)), std::string(), std::string("3")})
+    EXPECT_EQ(complaint_about(with_answer("\"" + answer + "\"")),
+              "card:4: atr must be 1 to 33 bytes in hexadecimal");
+  EXPECT_EQ(complaint_about(with_answer("59")), "card:4: atr must be a string");
+}
 
 TEST(Image, must_be_of_a_known_kind) {
   EXPECT_EQ(complaint_about(with("kind = \"4442\"", "kind = \"4443\"")),
