@@ -6,11 +6,13 @@
 #include <array>
 
 #include "simulator/cards/chip_24c.hpp"
+#include "simulator/cards/chip_4406.hpp"
 #include "simulator/cards/chip_4428.hpp"
 #include "simulator/cards/chip_4442.hpp"
 #include "simulator/cards/chip_45d041.hpp"
 #include "simulator/cards/chip_93c.hpp"
 #include "simulator/cards/cpu/cpu_card.hpp"
+#include "simulator/cards/zoned_chip.hpp"
 #include "simulator/error.hpp"
 #include "simulator/text.hpp"
 
@@ -43,6 +45,18 @@ constexpr std::array table{
          make_chip_93c_of_bytes},
     Kind{"93c66", "512 bytes, three-wire EEPROM", fields_93c<512>, blank_93c,
          make_chip_93c_of_bytes},
+    Kind{"4404", "52 bytes, one zone, 2-byte code with four attempts, erase code", fields_zoned<52>,
+         blank_zoned<card_4404>, make_zoned_chip<card_4404>},
+    Kind{"4406", "13 bytes, counter of units in five stages, 3-byte code with eight attempts",
+         fields_4406, blank_4406, make_chip_4406},
+    Kind{"101", "172 bytes, one zone, 2-byte code with eight attempts, erase code",
+         fields_zoned<172>, blank_zoned<card_101>, make_zoned_chip<card_101>},
+    Kind{"102", "178 bytes, two zones, 2-byte code with four attempts, erase codes",
+         fields_zoned<178>, blank_zoned<card_102>, make_zoned_chip<card_102>},
+    Kind{"1604", "2007 bytes, four zones, a code and an erase code for each", fields_zoned<2007>,
+         blank_zoned<card_1604>, make_zoned_chip<card_1604>},
+    Kind{"1604b", "2042 bytes, four zones, a code and an erase code for each", fields_zoned<2042>,
+         blank_zoned<card_1604b>, make_zoned_chip<card_1604b>},
     Kind{"cpu", "processor card with a small file system, a code and a key", fields_cpu, blank_cpu,
          make_cpu_card},
 };

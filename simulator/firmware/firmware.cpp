@@ -9,6 +9,7 @@
 #include "simulator/firmware/card_45d041.hpp"
 #include "simulator/firmware/card_93c.hpp"
 #include "simulator/firmware/card_cpu.hpp"
+#include "simulator/firmware/card_secure.hpp"
 #include "simulator/firmware/power_up.hpp"
 #include "simulator/firmware/reader_commands.hpp"
 
@@ -16,15 +17,28 @@ namespace quorra::simulator {
 namespace {
 
 constexpr std::array targets{
-    Target{reader_type, nullptr, reader_commands},  Target{cpu_type, nullptr, commands_cpu},
-    Target{sam_type, nullptr, commands_sam},        Target{0x60, power_up, commands_24c},
-    Target{0x61, power_up, commands_24c},           Target{0x62, power_up, commands_24c},
-    Target{0x64, power_up, commands_24c},           Target{0x65, power_up, commands_24c},
-    Target{0x66, power_up, commands_24c},           Target{0x68, power_up, commands_93c},
-    Target{0x69, power_up, commands_93c},           Target{0x6A, power_up, commands_93c},
-    Target{0x6B, power_up, commands_93c},           Target{0x79, activate_4442, commands_4442},
-    Target{0x77, activate_4428, commands_4428},     Target{0x76, activate_4428, commands_4418},
+    Target{reader_type, nullptr, reader_commands},
+    Target{cpu_type, nullptr, commands_cpu},
+    Target{sam_type, nullptr, commands_sam},
+    Target{0x60, power_up, commands_24c},
+    Target{0x61, power_up, commands_24c},
+    Target{0x62, power_up, commands_24c},
+    Target{0x64, power_up, commands_24c},
+    Target{0x65, power_up, commands_24c},
+    Target{0x66, power_up, commands_24c},
+    Target{0x68, power_up, commands_93c},
+    Target{0x69, power_up, commands_93c},
+    Target{0x6A, power_up, commands_93c},
+    Target{0x6B, power_up, commands_93c},
+    Target{0x79, activate_4442, commands_4442},
+    Target{0x77, activate_4428, commands_4428},
+    Target{0x76, activate_4428, commands_4418},
     Target{0x6E, activate_45d041, commands_45d041},
+    Target{0x7A, activate_secure, commands_4404},
+    Target{0x7B, activate_secure, commands_4406},
+    Target{0x71, activate_secure, commands_of_zoned_cards},
+    Target{0x72, activate_secure, commands_of_zoned_cards},
+    Target{0x73, activate_secure, commands_of_zoned_cards},
 };
 
 const Command* find_command(const Target& target, std::uint8_t code) {

@@ -23,6 +23,8 @@ class ContactDriver {
   void rst(bool level) { set(&Contacts::rst, level); }
   void clk(bool level) { set(&Contacts::clk, level); }
   void io(bool level) { set(&Contacts::io, level); }
+  void c4(bool level) { set(&Contacts::c4, level); }
+  void c8(bool level) { set(&Contacts::c8, level); }
   bool io_level() const { return contacts_.io && !chip_.pulls_io_low(); }
   bool c8_level() const { return contacts_.c8 && !chip_.pulls_c8_low(); }
 

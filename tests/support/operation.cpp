@@ -13,6 +13,7 @@ struct Failure {
   const char* name;
   int code;
   std::function<Bytes(Bytes good)> reply;
+  bool is_status = false;
 };
 
 Bytes changed(Bytes frame, std::size_t at, unsigned char difference) {
@@ -39,10 +40,10 @@ const std::vector<Failure>& failures() {
       {"a wrong check byte", -133,
        [](const Bytes& good) { return changed(good, good.size() - 1, 0x80); }},
       {"a changed third byte", -133, [](const Bytes& good) { return changed(good, 2, 0x10); }},
-      {"STATUS 1", -1, [](const Bytes&) { return reply(1, {}); }},
-      {"STATUS 5 with data", -5, [](const Bytes& good) { return reply(5, data_of(good)); }},
-      {"STATUS 128", -128, [](const Bytes&) { return reply(128, {}); }},
-      {"STATUS 255", -255, [](const Bytes&) { return reply(255, {}); }},
+      {"STATUS 1", -1, [](const Bytes&) { return reply(1, {}); }, true},
+      {"STATUS 5 with data", -5, [](const Bytes& good) { return reply(5, data_of(good)); }, true},
+      {"STATUS 128", -128, [](const Bytes&) { return reply(128, {}); }, true},
+      {"STATUS 255", -255, [](const Bytes&) { return reply(255, {}); }, true},
   };
   return all;
 }
@@ -138,7 +139,8 @@ void expect_failures(const Operation& operation, Mode mode, std::size_t frame) {
     play_good(session.reader, operation, frame);
     const Exchange& failing = operation.exchanges[frame];
     session.reader.expect(failing.request).answer(failure.reply(failing.reply));
-    EXPECT_EQ(operation.call(session.handle), operation.on_failure(frame, failure.code));
+    const int code = failure.is_status && operation.positive_status ? -failure.code : failure.code;
+    EXPECT_EQ(operation.call(session.handle), operation.on_failure(frame, code));
   }
   const std::size_t last = operation.exchanges[frame].request.size() - 1;
   expect_send_failure(operation, mode, frame, 0, -1);
@@ -150,6 +152,37 @@ void expect_failures(const Operation& operation, Mode mode) {
   for (std::size_t frame = 0; frame < operation.exchanges.size(); ++frame) {
     expect_failures(operation, mode, frame);
   }
+}
+
+void expect_waits(const Operation& operation) {
+  constexpr std::clock_t second = 1'000'000;
+  for (std::size_t frame = 0; frame < operation.exchanges.size(); ++frame) {
+    const Exchange& late = operation.exchanges[frame];
+    const std::clock_t limit = (late.slow ? 9 : 4) * second;
+    for (const std::clock_t delay : {7 * second / 2, 9 * second / 2, limit - 1, limit}) {
+      SCOPED_TRACE(operation.name + ", the reply to frame " + std::to_string(frame) + " after " +
+                   std::to_string(delay) + " ticks");
+      const bool in_time = delay < limit;
+      Session session(Mode::direct);
+      play_good(session.reader, operation, frame);
+      session.reader.expect(late.request).answer_after(delay, late.reply);
+      for (std::size_t next = frame + 1; in_time && next < operation.exchanges.size(); ++next) {
+        session.reader.expect(operation.exchanges[next].request)
+            .answer(operation.exchanges[next].reply);
+      }
+      // The second reading of the clock is the one at which the reply comes.
+      session.reader.set_step(delay);
+      EXPECT_EQ(operation.call(session.handle), in_time ? 0 : operation.on_failure(frame, -132));
+    }
+  }
+}
+
+void expect_operation(const Operation& operation) {
+  for (const Mode mode : {Mode::direct, Mode::terminal}) {
+    expect_result(operation, mode, 0);
+    expect_failures(operation, mode);
+  }
+  expect_waits(operation);
 }
 
 void expect_refusal(int result, const std::function<int(int handle)>& call) {

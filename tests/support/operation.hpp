@@ -16,6 +16,7 @@ struct Exchange {
   Bytes request;
   Bytes reply;
   bool sent = true;  // false: not even the first byte of the request can be sent
+  bool slow = false;  // the reply's first byte may take 9 seconds rather than 4
 };
 
 struct Operation {
@@ -28,6 +29,7 @@ struct Operation {
   std::function<int(std::size_t frame, int code)> on_failure = [](std::size_t, int code) {
     return code;
   };
+  bool positive_status = false;  // the call returns a STATUS as it is, not negated
 };
 
 std::ostream& operator<<(std::ostream& stream, const Operation& operation);
@@ -41,6 +43,13 @@ void expect_failures(const Operation& operation, Mode mode, std::size_t frame);
 
 // expect_failures for each frame.
 void expect_failures(const Operation& operation, Mode mode);
+
+// Lets the reply to each frame come late: expects the call to wait for its first byte up to the
+// tick, and to give up from then on.
+void expect_waits(const Operation& operation);
+
+// All of this for a call that returns 0 when nothing fails.
+void expect_operation(const Operation& operation);
 
 // Expects the call to return `result` without sending anything.
 void expect_refusal(int result, const std::function<int(int handle)>& call);

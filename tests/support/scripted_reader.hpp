@@ -8,7 +8,9 @@
 
 #include <ctime>
 #include <deque>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/bytes.hpp"
@@ -68,6 +70,11 @@ class ScriptedReader {
   ScriptedReader& answer(const Bytes& bytes);
   // Answers `ticks` after the answer before, or after the request.
   ScriptedReader& answer_after(std::clock_t ticks, const Bytes& bytes);
+  // Where the script ends, answers each further frame with what `answer` makes of it; without bytes
+  // for silence. In direct mode only.
+  void answer_with(std::function<Bytes(const Bytes& request)> answer) {
+    answer_ = std::move(answer);
+  }
   // What ic_init sends before its first frame in this mode, and ic_exit at the end.
   ScriptedReader& expect_opening();
   ScriptedReader& expect_closing();
@@ -100,6 +107,7 @@ class ScriptedReader {
 
   int open_session(int (*open)(const char*, int), int baud);
   bool receive_request();
+  void answer_frames();
   Bytes receive(std::size_t count) const;
 
   Mode mode_;
@@ -109,6 +117,8 @@ class ScriptedReader {
   TemporaryDirectory folder_;
   std::string configuration_;
   std::deque<Step> steps_;
+  std::function<Bytes(const Bytes& request)> answer_;
+  Bytes frame_;  // what came of a frame for `answer_`
   std::size_t received_ = 0;
   bool answering_ = false;
   std::clock_t answer_base_ = 0;

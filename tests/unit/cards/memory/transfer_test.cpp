@@ -8,50 +8,29 @@
 namespace quorra::testing {
 namespace {
 
-constexpr MemoryFunction reads(const char* name, ReadFunction call, unsigned char card, int size) {
-  return {.name = name,
-          .read = call,
-          .write = nullptr,
-          .command = 0x61,
-          .card = card,
-          .last_address = size - 1,
-          .size = size};
-}
-
-constexpr MemoryFunction writes(const char* name, WriteFunction call, unsigned char command,
-                                unsigned char card, int size) {
-  return {.name = name,
-          .read = nullptr,
-          .write = call,
-          .command = command,
-          .card = card,
-          .last_address = size - 1,
-          .size = size};
-}
-
-constexpr MemoryFunction ends_with(int past_end, MemoryFunction function) {
+MemoryFunction ends_with(int past_end, MemoryFunction function) {
   function.past_end = past_end;
   return function;
 }
 
-constexpr MemoryFunction in_words(MemoryFunction function) {
+MemoryFunction in_words(MemoryFunction function) {
   function.bytes_per_unit = 2;
   return function;
 }
 
-constexpr MemoryFunction in_pairs(MemoryFunction function) {
+MemoryFunction in_pairs(MemoryFunction function) {
   function.command = 0x6E;
   function.bytes_per_unit = 2;
   function.chunk = 72;
   return function;
 }
 
-constexpr MemoryFunction with_low_byte_twice(MemoryFunction function) {
+MemoryFunction with_low_byte_twice(MemoryFunction function) {
   function.low_byte_twice = true;
   return function;
 }
 
-constexpr MemoryFunction functions[] = {
+const MemoryFunction functions[] = {
     reads("srd_4428", srd_4428, 0x77, 1024),
     writes("swr_4428", swr_4428, 0x60, 0x77, 1021),
     in_pairs(reads("rdwpb_4428", rdwpb_4428, 0x77, 1021)),
@@ -91,7 +70,7 @@ constexpr MemoryFunction functions[] = {
 class MemoryTransfer : public ::testing::TestWithParam<MemoryFunction> {};
 
 INSTANTIATE_TEST_SUITE_P(, MemoryTransfer, ::testing::ValuesIn(functions),
-                         [](const auto& row) { return std::string(row.param.name); });
+                         [](const auto& row) { return row.param.name; });
 
 TEST_P(MemoryTransfer, ConsistsOfTheRightFrames) {
   expect_transfers(GetParam(), Mode::direct);
@@ -105,9 +84,12 @@ TEST_P(MemoryTransfer, EndsAtTheFrameThatFails) {
 
 TEST_P(MemoryTransfer, IsRefusedOutsideTheCard) { expect_transfer_refusals(GetParam()); }
 
+TEST_P(MemoryTransfer, WaitsFourSecondsForEachReply) { expect_transfer_waits(GetParam()); }
+
 TEST(MemoryReading, TakesJustTheBytesItAskedFor) {
   for (const MemoryFunction& function : functions) {
-    if (function.read != nullptr) expect_exact_reading(function, Mode::direct);
+    if (function.access == MemoryFunction::Access::read)
+      expect_exact_reading(function, Mode::direct);
   }
 }
 
