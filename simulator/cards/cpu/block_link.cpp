@@ -49,8 +49,11 @@ std::uint8_t answering(std::uint8_t address) {
 
 ProcessorCard::Bytes make_block(std::uint8_t address, unsigned control,
                                 std::span<const std::uint8_t> information = {}) {
-  ProcessorCard::Bytes block{answering(address), static_cast<std::uint8_t>(control),
-                             static_cast<std::uint8_t>(information.size())};
+  ProcessorCard::Bytes block;
+  block.reserve(smallest_block + information.size());
+  block.push_back(answering(address));
+  block.push_back(static_cast<std::uint8_t>(control));
+  block.push_back(static_cast<std::uint8_t>(information.size()));
   block.insert(block.end(), information.begin(), information.end());
   block.push_back(exclusive_or(block));
   return block;
