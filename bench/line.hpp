@@ -1,5 +1,5 @@
-// A pseudo-terminal on which the reply to an exchange already waits, and the bare system calls that
-// an exchange cannot do without.
+// A pseudo-terminal with a reader that does no work, and the bare system calls that an exchange
+// cannot do without.
 #pragma once
 
 #include <cstddef>
@@ -23,7 +23,11 @@ class Line {
   void send(const Bytes& reply) const;
   void take(const Bytes& request) const;
 
-  // One write a byte, then one reading of the clock and one read a byte.
+  // The reader's side of an exchange: waits for a request, then replies.
+  void answer(const Bytes& request, const Bytes& reply) const;
+
+  // One write a byte, then one reading of the clock and one read a byte; more of them as long as
+  // the reply is not there.
   void exchange_by_bare_calls(const Bytes& request, const Bytes& reply) const;
 
   // How long `exchange` takes on a line on which the reply already waits.

@@ -2,8 +2,11 @@
 //
 // Paced: how much of the time a transfer at 115,200 bits per second keeps the line busy, by the
 // bytes of its frames. Unpaced: how long reading a whole 45D041 takes beside the bare system calls
-// of its frames. Exit status 1: a line was busy for less than 97 % of the time, or reading the
-// 45D041 took more than 1.2 times as long as the bare calls.
+// of its frames, which two threads make at the two ends of a pseudo-terminal. Each figure is the
+// best of some runs, for other work on the machine disturbs some of them.
+//
+// Exit status 1: a line was busy for less than 97 % of the time, or reading the 45D041 took more
+// than 1.2 times as long as the bare calls.
 
 #include <fmt/format.h>
 #include <quorra.h>
@@ -15,6 +18,8 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 #include "bench/line.hpp"
@@ -30,6 +35,7 @@ constexpr unsigned speed = 115200;
 constexpr double bits_per_byte = 11;
 constexpr double least_busy = 0.97;
 constexpr double most_time = 1.2;
+constexpr int runs = 5;
 
 [[noreturn]] void give_up(const std::string& what) {
   fmt::print(stderr, "{}\n", what);
@@ -76,6 +82,7 @@ class Bench {
   int handle_ = -1;
 };
 
+// A function that reads or writes a card from its beginning on.
 struct Transfer {
   const char* kind;
   const char* what;
@@ -84,74 +91,123 @@ struct Transfer {
   int chunk;            // the most units in a frame
   int other_exchanges;  // status exchanges before the transfer
   int (*run)(int handle, int units, unsigned char* buffer);
+
+  bool reads() const { return what == std::string_view("read"); }
+
+  // All bytes on the line, in both directions.
+  int bytes_on_the_line() const {
+    const int frames = (units + chunk - 1) / chunk;
+    const int bytes_besides_data = reads() ? 12 + 5 : 10 + 5;
+    constexpr int bytes_of_status_exchange = 10 + 6;
+    return units * unit_bytes + frames * bytes_besides_data +
+           other_exchanges * bytes_of_status_exchange;
+  }
+};
+
+template <auto function>
+constexpr auto from_zero =
+    [](int handle, int units, unsigned char* buffer) { return function(handle, 0, units, buffer); };
+template <auto function>
+constexpr auto from_page_zero = [](int handle, int units, unsigned char* buffer) {
+  return function(handle, 0, 0, units, buffer);
+};
+// The first bytes of these cards are protected.
+constexpr int behind_protected_bytes = 32;
+template <auto function>
+constexpr auto from_32 = [](int handle, int units, unsigned char* buffer) {
+  return function(handle, behind_protected_bytes, units, buffer);
 };
 
 constexpr Transfer transfers[] = {
-    {"4442", "read", 256, 1, 144, 0,
-     [](int h, int n, unsigned char* b) { return srd_4442(h, 0, n, b); }},
-    {"4432", "write", 224, 1, 144, 0,
-     [](int h, int n, unsigned char* b) { return swr_4432(h, 32, n, b); }},
-    {"4428", "read", 1024, 1, 144, 0,
-     [](int h, int n, unsigned char* b) { return srd_4428(h, 0, n, b); }},
-    {"4418", "write", 960, 1, 144, 0,
-     [](int h, int n, unsigned char* b) { return swr_4418(h, 64, n, b); }},
-    {"24c64", "read", 8192, 1, 144, 0,
-     [](int h, int n, unsigned char* b) { return srd_24c64(h, 0, n, b); }},
-    {"24c64", "write", 8192, 1, 144, 0,
-     [](int h, int n, unsigned char* b) { return swr_24c64(h, 0, n, b); }},
-    {"93c46a", "read", 64, 2, 64, 0,
-     [](int h, int n, unsigned char* b) { return srd_93c46a(h, 0, n, b); }},
-    {"93c66", "write", 512, 1, 144, 0,
-     [](int h, int n, unsigned char* b) { return swr_93c66(h, 0, n, b); }},
+    {"4442", "read", 256, 1, 144, 0, from_zero<srd_4442>},
+    {"4432", "write", 256 - 32, 1, 144, 0, from_32<swr_4432>},
+    {"4428", "read", 1024, 1, 144, 0, from_zero<srd_4428>},
+    {"4418", "write", 1024 - 32, 1, 144, 0, from_32<swr_4418>},
+    {"24c01a", "read", 128, 1, 128, 0, from_zero<srd_24c01a>},
+    {"24c01a", "write", 128, 1, 128, 0, from_zero<swr_24c01a>},
+    {"24c02", "read", 256, 1, 144, 0, from_zero<srd_24c02>},
+    {"24c02", "write", 256, 1, 144, 0, from_zero<swr_24c02>},
+    {"24c16", "read", 2048, 1, 144, 0, from_zero<srd_24c16>},
+    {"24c16", "write", 2048, 1, 144, 0, from_zero<swr_24c16>},
+    {"24c32", "read", 4096, 1, 144, 0, from_zero<srd_24c32>},
+    {"24c32", "write", 4096, 1, 144, 0, from_zero<swr_24c32>},
+    {"24c64", "read", 8192, 1, 144, 0, from_zero<srd_24c64>},
+    {"24c64", "write", 8192, 1, 144, 0, from_zero<swr_24c64>},
+    {"93c46a", "read", 64, 2, 64, 0, from_zero<srd_93c46a>},
+    {"93c46a", "write", 64, 2, 64, 0, from_zero<swr_93c46a>},
+    {"93c46", "read", 128, 1, 128, 0, from_zero<srd_93c46>},
+    {"93c46", "write", 128, 1, 128, 0, from_zero<swr_93c46>},
+    {"93c57", "read", 256, 1, 144, 0, from_zero<srd_93c57>},
+    {"93c57", "write", 256, 1, 144, 0, from_zero<swr_93c57>},
+    {"93c66", "read", 512, 1, 144, 0, from_zero<srd_93c66>},
+    {"93c66", "write", 512, 1, 144, 0, from_zero<swr_93c66>},
     // A hundredth of the card: all of it takes a minute. 144 and 120 bytes in turn.
-    {"45d041", "read", 20 * 264, 1, 132, 4,
-     [](int h, int n, unsigned char* b) { return srd_45d041(h, 0, 0, n, b); }},
-    {"45d041", "write", 20 * 264, 1, 132, 4,
-     [](int h, int n, unsigned char* b) { return swr_45d041(h, 0, 0, n, b); }},
+    {"45d041", "read", 20 * 264, 1, 132, 4, from_page_zero<srd_45d041>},
+    {"45d041", "write", 20 * 264, 1, 132, 4, from_page_zero<swr_45d041>},
 };
 
-bool keeps_the_line_busy(const Transfer& transfer) {
+double busy_part_of(const Transfer& transfer) {
   const Bench bench(transfer.kind, speed);
+  // What is written differs from the FF of a new card, so that all of it must be saved.
   std::vector<unsigned char> buffer(static_cast<std::size_t>(transfer.units * transfer.unit_bytes));
   const double took = seconds_for([&] {
     if (const int code = transfer.run(bench.handle(), transfer.units, buffer.data()); code != 0) {
       give_up(fmt::format("{} {}: {}", transfer.kind, transfer.what, code));
     }
   });
-  const int frames = (transfer.units + transfer.chunk - 1) / transfer.chunk;
-  const bool reads = transfer.what == std::string_view("read");
-  const int data = transfer.units * transfer.unit_bytes;
-  const int per_frame = reads ? 12 + 5 : 10 + 5;
-  const int bytes = data + frames * per_frame + transfer.other_exchanges * (10 + 6);
-  const double busy = bytes * bits_per_byte / speed / took;
-  fmt::print("{:<7} {:<5} {:>6} bytes on the line, busy {:.1f} %\n", transfer.kind, transfer.what,
-             bytes, busy * 100);
+  return transfer.bytes_on_the_line() * bits_per_byte / speed / took;
+}
+
+bool keeps_the_line_busy(const Transfer& transfer) {
+  double busy = 0;
+  for (int run = 0; run < runs && busy < least_busy; ++run)
+    busy = std::max(busy, busy_part_of(transfer));
+  fmt::print("{:<7} {:<5} {:>6} bytes on the line, busy {:5.1f} %\n", transfer.kind, transfer.what,
+             transfer.bytes_on_the_line(), busy * 100);
   return busy >= least_busy;
 }
 
-bool reads_the_45d041_fast() {
-  constexpr int size = 2048 * 264;
+constexpr int pages = 2048;
+constexpr int page_size = 264;
+
+double seconds_by_library() {
   const Bench bench("45d041", 0);
-  std::vector<unsigned char> buffer(size);
-  const double card = seconds_for([&] {
+  std::vector<unsigned char> buffer(static_cast<std::size_t>(pages) * page_size);
+  return seconds_for([&] {
+    const auto size = static_cast<int>(buffer.size());
     if (srd_45d041(bench.handle(), 0, 0, size, buffer.data()) != 0) give_up("srd_45d041");
   });
-  // The frames of one page, often enough to know what all of them take.
-  constexpr int pages_measured = 200;
+}
+
+// A page travels in two frames. The four exchanges before the first one are left out.
+double seconds_by_bare_calls() {
   const benchmarks::Line line;
-  double bare = 0;
   const benchmarks::Bytes request(12, 0xAA);
-  for (int page = 0; page < pages_measured; ++page) {
-    for (const std::size_t data : {std::size_t{144}, std::size_t{120}}) {
-      const benchmarks::Bytes reply(4 + data + 1, 0x55);
-      bare +=
-          line.seconds_for(request, reply, [&] { line.exchange_by_bare_calls(request, reply); });
-    }
+  const std::array replies = {benchmarks::Bytes(4 + 144 + 1, 0x55),
+                              benchmarks::Bytes(4 + 120 + 1, 0x55)};
+  const auto for_each_frame = [&replies](const auto& work) {
+    for (int page = 0; page < pages; ++page)
+      std::ranges::for_each(replies, work);
+  };
+  std::thread reader(
+      [&] { for_each_frame([&](const auto& reply) { line.answer(request, reply); }); });
+  const double took = seconds_for([&] {
+    for_each_frame([&](const auto& reply) { line.exchange_by_bare_calls(request, reply); });
+  });
+  reader.join();
+  return took;
+}
+
+bool reads_the_45d041_fast() {
+  double library = seconds_by_library();
+  double bare = seconds_by_bare_calls();
+  for (int run = 1; run < runs; ++run) {
+    library = std::min(library, seconds_by_library());
+    bare = std::min(bare, seconds_by_bare_calls());
   }
-  bare *= 2048.0 / pages_measured;
   fmt::print("45d041  read  whole, unpaced: {:.3f} s, bare system calls {:.3f} s, ratio {:.3f}\n",
-             card, bare, card / bare);
-  return card / bare <= most_time;
+             library, bare, library / bare);
+  return library / bare <= most_time;
 }
 
 }  // namespace

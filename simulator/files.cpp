@@ -128,7 +128,7 @@ std::optional<FileStamp> stamp_of(const std::filesystem::path& path) {
 }
 
 bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, std::uint64_t offset,
-                    std::span<const std::uint8_t> bytes) {
+                    std::string_view bytes) {
   const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file.is_open()) return false;
   struct stat information {};
@@ -139,7 +139,7 @@ bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, s
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) fail(path, fmt::format("cannot write: {}", system_error_text()));
     offset += static_cast<std::uint64_t>(written);
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
+    bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
 }

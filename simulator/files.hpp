@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -61,7 +60,7 @@ std::optional<FileStamp> stamp_of(const std::filesystem::path& path);
 // Writes bytes over those from `offset` on. False, and nothing is written, when the file cannot be
 // opened or does not have that stamp any more. Throws Error.
 bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, std::uint64_t offset,
-                    std::span<const std::uint8_t> bytes);
+                    std::string_view bytes);
 
 // A folder of its own below the system's folder for temporary files; removed, with all it holds,
 // by the destructor.

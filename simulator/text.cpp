@@ -105,6 +105,14 @@ std::string hex_dump(std::span<const std::uint8_t> bytes, bool characters) {
   return text;
 }
 
+std::size_t place_in_hex_dump(std::size_t address) {
+  constexpr std::size_t address_width = std::string_view("0000: ").size();
+  constexpr std::size_t byte_width = std::string_view("00 ").size();
+  constexpr std::size_t line_width = address_width + bytes_per_line * byte_width;
+  return address / bytes_per_line * line_width + address_width +
+         address % bytes_per_line * byte_width;
+}
+
 std::string on_one_line(std::string_view text) {
   std::string line(text);
   std::ranges::replace_if(

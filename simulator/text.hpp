@@ -34,6 +34,9 @@ std::string to_text(const AddressRange& range);
 // Lines of ADDRESS: BYTES, 16 bytes to a line; with `characters`, printable bytes follow as text.
 std::string hex_dump(std::span<const std::uint8_t> bytes, bool characters);
 
+// Where the digits of a byte begin in a hex dump without characters. For addresses of four digits.
+std::size_t place_in_hex_dump(std::size_t address);
+
 // The names of the rows of a table: "first, second".
 template <typename Rows>
 std::string list_names(const Rows& rows) {

@@ -18,7 +18,9 @@ std::unique_ptr<Chip> load_chip(const std::filesystem::path& path) {
 CardFile::CardFile(std::filesystem::path path)
     : path_(std::move(path)),
       chip_(load_chip(path_)),
-      stamp_(stamp_of(path_)) {}
+      stamp_(stamp_of(path_)) {
+  if (read_file(path_) != to_text(image())) stamp_.reset();
+}
 
 void CardFile::save() {
   if (chip_->changes() == saved_changes_) return;
@@ -28,14 +30,13 @@ void CardFile::save() {
   saved_changes_ = chip_->changes();
 }
 
-// A raw memory is the end of its file. A write that a kill cuts off leaves old and new bytes, but
-// the file keeps its size and stays loadable.
+// To replace the whole file takes so long that a paced line would stand still. A write that a kill
+// cuts off leaves old and new bytes in the memory, but the file keeps its size and can be loaded.
 bool CardFile::save_changed_cells() {
-  const auto memory = image().raw_memory();
-  if (memory.empty() || !stamp_) return false;
-  const auto cells = chip_->changed_cells();
-  const auto place = static_cast<std::uint64_t>(cells.data() - memory.data());
-  return overwrite_part(path_, *stamp_, stamp_->size - memory.size() + place, cells);
+  if (!stamp_) return false;
+  const auto cells = stored_cells(image(), chip_->changed_cells());
+  return cells &&
+         overwrite_part(path_, *stamp_, stamp_->size - cells->distance_from_end, cells->content);
 }
 
 }  // namespace quorra::simulator

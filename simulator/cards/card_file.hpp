@@ -20,8 +20,8 @@ class CardFile {
   Chip& chip() { return *chip_; }
   const Image& image() const { return std::as_const(*chip_).image(); }
 
-  // Writes the image file if the chip has changed since it was last written. Of a raw memory only
-  // the changed part is written. Throws Error; the next call then tries again.
+  // Writes the image file if the chip has changed since it was last written: only the changed part
+  // of the memory if nothing else changed. Throws Error; the next call then tries again.
   void save();
 
  private:
@@ -30,7 +30,8 @@ class CardFile {
   std::filesystem::path path_;
   std::unique_ptr<Chip> chip_;
   std::uint64_t saved_changes_ = 0;
-  // The file as it was left when it was read or written.
+  // The file as it was left when it was read or written; absent when it has another layout than
+  // save_image() gives it.
   std::optional<FileStamp> stamp_;
 };
 

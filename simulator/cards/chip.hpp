@@ -47,7 +47,8 @@ class Chip {
   // Grows with every change of that content.
   std::uint64_t changes() const { return changes_; }
   // The cells that changed since the last forget_changed_cells(), and all that lie between them.
-  // Cells of different fields have no order, so this is only for images with a single field.
+  // Cells of different fields have no order: it means nothing when the first and the last are not
+  // of the same field.
   std::span<const std::uint8_t> changed_cells() const {
     return first_changed_ == nullptr ? std::span<const std::uint8_t>()
                                      : std::span(first_changed_, last_changed_ + 1);

@@ -5,6 +5,7 @@
 #include <toml++/toml.h>
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <optional>
 
@@ -18,8 +19,13 @@ namespace {
 
 constexpr std::int64_t format_version = 1;
 
+constexpr std::size_t digits_per_byte = 2;
+
 // The line between the text of an image file and its raw bytes.
 constexpr std::string_view divider = "\n---\n";
+
+// What follows the last line of a memory in the text.
+constexpr std::string_view end_of_memory = "'''\n";
 
 std::size_t stored_size(const Field& field) {
   return field.form == FieldForm::number ? 1 : field.extent;
@@ -30,7 +36,7 @@ std::string to_text(const Field& field, std::span<const std::uint8_t> value) {
     case FieldForm::raw:
       return std::string(divider.substr(1)).append(value.begin(), value.end());
     case FieldForm::memory:
-      return fmt::format("{} = '''\n{}'''\n", field.name, hex_dump(value, false));
+      return fmt::format("{} = '''\n{}{}", field.name, hex_dump(value, false), end_of_memory);
     case FieldForm::bytes:
     case FieldForm::text_of_bytes:
       return fmt::format("{} = \"{}\"\n", field.name, to_hex(value));
@@ -40,6 +46,11 @@ std::string to_text(const Field& field, std::span<const std::uint8_t> value) {
       return fmt::format("{} = [{:?}]\n", field.name, fmt::join(address_list(value), ", "));
   }
   return {};
+}
+
+bool contains(std::span<const std::uint8_t> bytes, const std::uint8_t& byte) {
+  constexpr std::less_equal<> is_not_behind;
+  return is_not_behind(&bytes.front(), &byte) && is_not_behind(&byte, &bytes.back());
 }
 
 // Reads one image file; every complaint names the file and, where there is one, the line.
@@ -67,7 +78,7 @@ class ImageReader {
     if (!kind) fail(node("kind"), "kind must be a string");
     Image image(known_kind(*kind));
     refuse_unknown_keys(image.kind());
-    if (raw_ && image.raw_memory().empty())
+    if (raw_ && image.kind().fields.back().form != FieldForm::raw)
       fail(line_of_divider_, fmt::format("nothing can follow the text of a {}", *kind));
     for (const Field& field : image.kind().fields) {
       if (field.form == FieldForm::text_of_bytes) {
@@ -236,11 +247,6 @@ bool Image::has(std::string_view name) const {
   return std::ranges::find(kind_->fields, name, &Field::name) != kind_->fields.end();
 }
 
-std::span<const std::uint8_t> Image::raw_memory() const {
-  const auto found = std::ranges::find(kind_->fields, FieldForm::raw, &Field::form);
-  return found == kind_->fields.end() ? std::span<const std::uint8_t>() : field(found->name);
-}
-
 std::span<std::uint8_t> Image::field(std::string_view name) {
   for (std::size_t i = 0; i < values_.size(); ++i)
     if (kind_->fields[i].name == name) return values_[i];
@@ -276,6 +282,29 @@ std::string to_text(const Image& image) {
   for (const Field& field : image.kind().fields)
     text += to_text(field, image.field(field.name));
   return text;
+}
+
+std::optional<StoredCells> stored_cells(const Image& image, std::span<const std::uint8_t> cells) {
+  const Field& field = image.kind().fields.back();
+  const auto memory = image.field(field.name);
+  if (cells.empty() || !contains(memory, cells.front()) || !contains(memory, cells.back()))
+    return std::nullopt;
+  const auto first = static_cast<std::size_t>(&cells.front() - memory.data());
+  const auto last = static_cast<std::size_t>(&cells.back() - memory.data());
+  switch (field.form) {
+    case FieldForm::raw:
+      return StoredCells{.content = std::string(cells.begin(), cells.end()),
+                         .distance_from_end = memory.size() - first};
+    case FieldForm::memory: {
+      const std::string lines = hex_dump(memory, false);
+      const std::size_t begin = place_in_hex_dump(first);
+      const std::size_t end = place_in_hex_dump(last) + digits_per_byte;
+      return StoredCells{.content = lines.substr(begin, end - begin),
+                         .distance_from_end = lines.size() - begin + end_of_memory.size()};
+    }
+    default:
+      return std::nullopt;
+  }
 }
 
 Image parse_image(const std::string& text, const std::string& name) {

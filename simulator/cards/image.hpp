@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -41,8 +42,6 @@ class Image {
 
   const Kind& kind() const { return *kind_; }
   bool has(std::string_view name) const;
-  // The field of that form, with which the file ends; empty when there is none.
-  std::span<const std::uint8_t> raw_memory() const;
   // The bytes of a field; empty when the kind has no such field. They stay where they are when
   // the image is moved.
   std::span<std::uint8_t> field(std::string_view name);
@@ -60,6 +59,18 @@ std::vector<std::string> address_list(std::span<const std::uint8_t> field);
 
 // The content of an image file.
 std::string to_text(const Image& image);
+
+// Cells of the memory as the image file has them.
+struct StoredCells {
+  std::string content;
+  // From the first byte of the content to the end of the file.
+  std::size_t distance_from_end;
+};
+
+// The cells from the first of these to the last as save_image() writes them; absent unless the
+// image ends with its memory and the cells are in it. They always take the same place in the file,
+// and a file with some bytes of the old and some of the new content there can be loaded.
+std::optional<StoredCells> stored_cells(const Image& image, std::span<const std::uint8_t> cells);
 
 // Reads the content of an image file. Throws Error; `name` is what its text calls the file.
 Image parse_image(const std::string& text, const std::string& name);

@@ -9,9 +9,9 @@
 #include <random>
 #include <vector>
 
+#include "simulator/cards/kinds.hpp"
 #include "simulator/status.hpp"
-#include "simulator/virtual_reader.hpp"
-#include "tests/support/process.hpp"
+#include "tests/integration/virtual_bench.hpp"
 
 namespace quorra::testing {
 namespace {
@@ -20,38 +20,6 @@ using simulator::Status;
 using Bytes = std::vector<unsigned char>;
 
 int refused(Status status) { return -static_cast<int>(status); }
-
-// A virtual reader with a new card, and a session on it.
-class Bench {
- public:
-  Bench(const std::string& kind, const std::vector<std::string>& options)
-      : image_(folder_ / "card.toml"),
-        reader_(options_for(kind, options)) {
-    handle_ = ic_init(reader_->configuration().c_str(), 9600);
-    EXPECT_GE(handle_, 0);
-  }
-  Bench(const Bench&) = delete;
-  Bench& operator=(const Bench&) = delete;
-  ~Bench() { ic_exit(handle_); }
-
-  int handle() const { return handle_; }
-
- private:
-  simulator::Options options_for(const std::string& kind,
-                                 const std::vector<std::string>& options) const {
-    std::vector<std::string> command = {QUORRA_SIM_PROGRAM, "new", kind, image_};
-    command.insert(command.end(), options.begin(), options.end());
-    EXPECT_EQ(run(command).status, 0);
-    simulator::Options setup;
-    setup.card = image_;
-    return setup;
-  }
-
-  TemporaryDirectory folder_;
-  std::string image_;
-  simulator::RunningReader reader_;
-  int handle_ = -1;
-};
 
 // A 4442 or 4432 card as its user knows it.
 struct Model {
@@ -121,8 +89,8 @@ struct Model {
 
 class RandomCard {
  public:
-  RandomCard(const std::string& kind, unsigned seed, const std::vector<std::string>& options = {})
-      : bench_(kind, options),
+  RandomCard(const std::string& kind, unsigned seed)
+      : bench_(simulator::Image(simulator::find_kind(kind))),
         random_(seed) {
     model.has_code = kind == "4442";
   }
@@ -250,7 +218,7 @@ class RandomCard {
     EXPECT_EQ(code, model.was_presented ? model.code : Bytes(3));
   }
 
-  Bench bench_;
+  VirtualBench bench_;
   std::mt19937 random_;
 };
 
@@ -274,9 +242,11 @@ TEST(VirtualCard, Behaves4432WhateverIsDoneToIt) {
 
 // The life of a card from its delivery to its end.
 TEST(VirtualCard, LivesUntilItsLastAttemptIsGone) {
-  const Bench bench("4442", {"--code", "C0FFEE"});
-  const int h = bench.handle();
   const Bytes code = {0xC0, 0xFF, 0xEE};
+  simulator::Image image(simulator::find_kind("4442"));
+  std::ranges::copy(code, image.field("code").begin());
+  const VirtualBench bench(image);
+  const int h = bench.handle();
   const Bytes wrong = {0xC0, 0xFF, 0xEF};
   Bytes data = {1, 2, 3};
   int counter = 0;

@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "simulator/cards/kinds.hpp"
+#include "tests/simulator/contact_driver.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {
@@ -17,23 +18,9 @@ using ::testing::Each;
 using ::testing::ElementsAreArray;
 
 // Drives a chip at its contacts. Between its steps CLK is low.
-class Master {
+class Master : public test::ContactDriver {
  public:
-  explicit Master(Chip& chip) : chip_(chip) { power_up(); }
-
-  void power_up() {
-    set(&Contacts::vcc, true);
-    set(&Contacts::io, true);
-  }
-  void power_down() {
-    const Contacts before = contacts_;
-    contacts_ = Contacts{};
-    chip_.contacts_changed(before, contacts_);
-  }
-  void clk(bool level) { set(&Contacts::clk, level); }
-  void io(bool level) { set(&Contacts::io, level); }
-  void rst(bool level) { set(&Contacts::rst, level); }
-  bool io_level() const { return contacts_.io && !chip_.pulls_io_low(); }
+  explicit Master(Chip& chip) : ContactDriver(chip) { power_up(); }
 
   void start() {
     io(true);
@@ -49,8 +36,7 @@ class Master {
   }
   void put_bit(bool bit) {
     io(bit);
-    clk(true);
-    clk(false);
+    pulse();
   }
   bool get_bit() {
     io(true);
@@ -121,17 +107,6 @@ class Master {
     stop();
     return bytes;
   }
-
- private:
-  void set(bool Contacts::*contact, bool level) {
-    if (contacts_.*contact == level) return;
-    const Contacts before = contacts_;
-    contacts_.*contact = level;
-    chip_.contacts_changed(before, contacts_);
-  }
-
-  Chip& chip_;
-  Contacts contacts_;
 };
 
 // Content that has no byte twice within 251 addresses.

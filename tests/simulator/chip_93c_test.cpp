@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "simulator/cards/kinds.hpp"
+#include "tests/simulator/contact_driver.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {
@@ -16,29 +17,12 @@ using ::testing::Each;
 
 // Drives a chip at its contacts. Bits are written as text: "1 10 0000101". Between the steps CLK
 // is low.
-class Master {
+class Master : public test::ContactDriver {
  public:
-  explicit Master(Chip& chip) : chip_(chip) { power_up(); }
+  explicit Master(Chip& chip) : ContactDriver(chip) { power_up(); }
 
-  void power_up() {
-    set(&Contacts::vcc, true);
-    set(&Contacts::io, true);
-  }
-  void power_down() {
-    const Contacts before = contacts_;
-    contacts_ = Contacts{};
-    chip_.contacts_changed(before, contacts_);
-  }
-  void clk(bool level) { set(&Contacts::clk, level); }
-  void io(bool level) { set(&Contacts::io, level); }
-  bool io_level() const { return contacts_.io && !chip_.pulls_io_low(); }
-
-  void select() { set(&Contacts::rst, true); }
-  void deselect() { set(&Contacts::rst, false); }
-  void pulse() {
-    clk(true);
-    clk(false);
-  }
+  void select() { rst(true); }
+  void deselect() { rst(false); }
   void put(std::string_view bits) {
     for (const char bit : bits) {
       if (bit == ' ') continue;
@@ -84,17 +68,6 @@ class Master {
       ++looks;
     return looks;
   }
-
- private:
-  void set(bool Contacts::*contact, bool level) {
-    if (contacts_.*contact == level) return;
-    const Contacts before = contacts_;
-    contacts_.*contact = level;
-    chip_.contacts_changed(before, contacts_);
-  }
-
-  Chip& chip_;
-  Contacts contacts_;
 };
 
 std::uint8_t content(std::size_t address) {

@@ -5,14 +5,12 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <functional>
 #include <numeric>
 
-#include "simulator/cards/card_file.hpp"
 #include "simulator/cards/kinds.hpp"
 #include "simulator/error.hpp"
 #include "simulator/text.hpp"
@@ -300,38 +298,20 @@ TEST_F(ImageFile, stays_whole_when_there_is_no_room_for_another) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
 }
 
-TEST_F(ImageFile, is_written_when_the_chip_has_changed) {
-  save_image(image, path);
-  CardFile card(path);
-  std::filesystem::remove(path);
-  card.save();
-  EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-// Writes one image after another until it is killed; tells when the first is there.
-[[noreturn]] void write_for_ever(const std::filesystem::path& path, int told) {
+// Writes one image after another.
+[[noreturn]] void write_for_ever(const std::filesystem::path& path,
+                                 const std::function<void()>& has_begun) {
   Image image(find_kind("4442"));
   for (std::uint8_t value = 0;; ++value) {
     std::ranges::fill(image.field("memory"), value);
     save_image(image, path);
-    if (value == 0 && ::write(told, "!", 1) != 1) ::_exit(1);
+    if (value == 0) has_begun();
   }
 }
 
 TEST_F(ImageFile, survives_a_kill_at_any_moment) {
   for (unsigned kill = 0; kill < 60; ++kill) {
-    int channel[2];
-    ASSERT_EQ(::pipe(channel), 0);
-    const FileDescriptor reading(channel[0]);
-    const FileDescriptor writing(channel[1]);
-    const pid_t writer = ::fork();
-    ASSERT_GE(writer, 0);
-    if (writer == 0) write_for_ever(path, channel[1]);
-    char told = 0;
-    ASSERT_EQ(::read(reading.get(), &told, 1), 1);
-    ::usleep(kill * 37);
-    ASSERT_EQ(::kill(writer, SIGKILL), 0);
-    ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
+    test::run_and_kill([&](const auto& has_begun) { write_for_ever(path, has_begun); }, kill * 37);
 
     const Image loaded = load_image(path);
     EXPECT_THAT(loaded.field("memory"), ::testing::Each(loaded.field("memory").front()));

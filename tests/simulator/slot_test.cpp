@@ -35,6 +35,18 @@ TEST(Slot, tells_the_chip_of_each_change_once) {
   EXPECT_EQ(chip.changes[2].second, Contacts{.vcc = true});
 }
 
+TEST(Slot, begins_with_all_contacts_low_after_the_power_was_off) {
+  Slot slot;
+  ListeningChip chip;
+  slot.insert(chip);
+  slot.set_vcc(true);
+  slot.set_rst(true);
+  slot.power_off();
+  slot.set_vcc(true);
+  EXPECT_EQ(chip.changes.back().first, Contacts{});
+  EXPECT_EQ(chip.changes.back().second, Contacts{.vcc = true});
+}
+
 TEST(Slot, has_io_low_when_either_side_pulls_it) {
   Slot slot;
   ListeningChip chip;

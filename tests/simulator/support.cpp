@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <numeric>
 #include <stdexcept>
 #include <utility>
@@ -124,6 +126,32 @@ Options with_new_card(const TemporaryFolder& folder, std::string_view kind) {
 }
 
 ListeningChip::ListeningChip() : Chip(Image(find_kind("4432"))) {}
+
+void run_and_kill(const std::function<void(const std::function<void()>& has_begun)>& work,
+                  unsigned microseconds) {
+  int channel[2];
+  if (::pipe(channel) != 0) throw std::runtime_error("pipe: " + system_error_text());
+  const FileDescriptor reading(channel[0]);
+  FileDescriptor writing(channel[1]);
+  const pid_t worker = ::fork();
+  if (worker == 0) {
+    try {
+      work([&] {
+        if (::write(writing.get(), "!", 1) != 1) ::_exit(1);
+      });
+    } catch (...) {
+    }
+    ::_exit(1);
+  }
+  writing = FileDescriptor();
+  char told = 0;
+  const bool has_begun = ::read(reading.get(), &told, 1) == 1;
+  ::usleep(microseconds);
+  int status = 0;
+  if (worker < 0 || ::kill(worker, SIGKILL) != 0 || ::waitpid(worker, &status, 0) != worker)
+    throw std::runtime_error("process: " + system_error_text());
+  if (!has_begun || !WIFSIGNALED(status)) throw std::runtime_error("the work ended by itself");
+}
 
 void ListeningChip::contacts_changed(const Contacts& before, const Contacts& now) {
   changes.emplace_back(before, now);

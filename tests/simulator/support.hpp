@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -60,6 +61,11 @@ std::filesystem::path new_card(const TemporaryFolder& folder, std::string_view k
 
 // Options for a reader with a new card of that kind in its slot.
 Options with_new_card(const TemporaryFolder& folder, std::string_view kind);
+
+// Runs `work`, which never ends, in a process of its own. When it says that it has begun, it goes
+// on for so many microseconds; then the process is killed.
+void run_and_kill(const std::function<void(const std::function<void()>& has_begun)>& work,
+                  unsigned microseconds);
 
 // Notes what it is told, and pulls IO low while CLK is high, and C8 while RST is high.
 class ListeningChip final : public Chip {

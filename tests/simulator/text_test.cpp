@@ -58,6 +58,16 @@ TEST(Text, dumps_sixteen_bytes_to_a_line) {
             "0010: 41                                               A\n");
 }
 
+TEST(Text, knows_where_a_byte_is_in_a_dump) {
+  std::vector<std::uint8_t> bytes(1021, 0x00);
+  for (const std::size_t address : {std::size_t{0}, std::size_t{1}, std::size_t{15},
+                                    std::size_t{16}, std::size_t{527}, std::size_t{1020}}) {
+    bytes[address] = 0xA5;
+    EXPECT_EQ(place_in_hex_dump(address), hex_dump(bytes, false).find("A5")) << address;
+    bytes[address] = 0x00;
+  }
+}
+
 TEST(Text, becomes_one_line) { EXPECT_EQ(on_one_line("a\nb\tc\r"), "a b c "); }
 
 }  // namespace
