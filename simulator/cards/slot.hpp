@@ -61,8 +61,7 @@ class Slot {
   }
   void tell() {
     if (chip_ != nullptr) chip_->contacts_changed(before_, contacts_);
-    if (processor_ != nullptr && before_.vcc != contacts_.vcc)
-      processor_->set_power(contacts_.vcc);
+    if (processor_ != nullptr && before_.vcc != contacts_.vcc) processor_->set_power(contacts_.vcc);
   }
 
   Contacts contacts_;
