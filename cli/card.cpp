@@ -2,250 +2,96 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <quorra.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <vector>
 
+#include "cli/card_tables.hpp"
+
 namespace quorra::cli {
-namespace {
 
-// ---- The library's functions in terms of bytes ------------------------------------------------
-
-// The most significant bit belongs to the lowest address; 1 means writable.
-template <auto read_bits>
-int read_protection_bits(int handle, int address, int count, unsigned char* flags) {
-  std::array<unsigned char, 4> bits{};
-  if (const int result = read_bits(handle, static_cast<int>(bits.size()), bits.data());
-      result < 0) {
-    return result;
-  }
-  for (int at = address; at < address + count; ++at) {
-    const int bit = bits.at(static_cast<std::size_t>(at / 8)) >> (7 - at % 8) & 1;
-    *flags++ = bit == 0 ? 1 : 0;
-  }
-  return 0;
+std::span<const Card> all_cards() {
+  static const std::vector<Card> cards = [] {
+    std::vector<Card> all(memory_cards().begin(), memory_cards().end());
+    all.insert(all.end(), security_cards().begin(), security_cards().end());
+    return all;
+  }();
+  return cards;
 }
-
-// The reader delivers two bytes for each byte of the card: the byte itself, and 0 if it is
-// protected.
-template <auto read_pairs>
-int read_pairs_of_bytes(int handle, int address, int count, std::vector<unsigned char>& pairs) {
-  pairs.resize(2 * static_cast<std::size_t>(count));
-  return read_pairs(handle, address, count, pairs.data());
-}
-
-template <auto read_pairs>
-int read_data_of_pairs(int handle, int address, int count, unsigned char* buffer) {
-  std::vector<unsigned char> pairs;
-  const int result = read_pairs_of_bytes<read_pairs>(handle, address, count, pairs);
-  if (result < 0) return result;
-  for (std::size_t at = 0; at < pairs.size(); at += 2) {
-    *buffer++ = pairs[at];
-  }
-  return 0;
-}
-
-template <auto read_pairs>
-int read_protection_of_pairs(int handle, int address, int count, unsigned char* flags) {
-  std::vector<unsigned char> pairs;
-  const int result = read_pairs_of_bytes<read_pairs>(handle, address, count, pairs);
-  if (result < 0) return result;
-  for (std::size_t at = 0; at < pairs.size(); at += 2) {
-    *flags++ = pairs[at + 1] == 0 ? 1 : 0;
-  }
-  return 0;
-}
-
-constexpr int word_size = 2;
-
-template <auto transfer_words, typename Byte>
-int transfer_in_words(int handle, int address, int count, Byte* buffer) {
-  return transfer_words(handle, address / word_size, count / word_size, buffer);
-}
-
-constexpr int page_size = 264;
-
-template <auto transfer_in_page, typename Byte>
-int transfer_in_pages(int handle, int address, int count, Byte* buffer) {
-  return transfer_in_page(handle, address / page_size, address % page_size, count, buffer);
-}
-
-// Each call begins with a check of the card, which costs as much as a frame or two. A piece is
-// large enough to hide that, and at 9600 bits per second through in three seconds.
-constexpr int pages_of_a_piece = 8;
-
-// ---- The cards --------------------------------------------------------------------------------
-
-// A card without code, protection or other special functions.
-constexpr Card plain_card(std::string_view name, int size, ReadFunction read, WriteFunction write,
-                          int (*probe)(int handle)) {
-  return {.name = name, .size = size, .read = read, .write = write, .probe = probe};
-}
-
-constexpr Card cards[] = {
-    {
-        .name = "4442",
-        .size = 256,
-        .read = srd_4442,
-        .write = swr_4442,
-        .probe = chk_4442,
-        .twin = "4432",
-        .protection = Protection{.bytes = 32,
-                                 .read = read_protection_bits<prd_4442>,
-                                 .write = pwr_4442,
-                                 .kind = OperationKind::protecting},
-        .code = SecurityCode{.size = 3,
-                             .attempts = 3,
-                             .present = csc_4442,
-                             .change = wsc_4442,
-                             .read = rsc_4442,
-                             .attempts_left = rsct_4442},
-    },
-    {
-        .name = "4432",
-        .size = 256,
-        .read = srd_4432,
-        .write = swr_4432,
-        .probe = chk_4432,
-        .twin = "4442",
-        .protection = Protection{.bytes = 32,
-                                 .read = read_protection_bits<prd_4432>,
-                                 .write = pwr_4432,
-                                 .kind = OperationKind::protecting},
-    },
-    {
-        .name = "4428",
-        .size = 1024,
-        .writable = 1021,
-        .read = srd_4428,
-        .write = swr_4428,
-        .probe = chk_4428,
-        .twin = "4418",
-        .protection =
-            Protection{
-                .bytes = 1021, .read = read_protection_of_pairs<rdwpb_4428>, .write = pwr_4428},
-        .code = SecurityCode{.size = 2,
-                             .attempts = 8,
-                             .present = csc_4428,
-                             .change = wsc_4428,
-                             .read = rsc_4428,
-                             .attempts_left = rsct_4428},
-    },
-    {
-        .name = "4418",
-        .size = 1024,
-        // srd_4418 does not reach addresses above 255.
-        .read = read_data_of_pairs<rdwpb_4418>,
-        .write = swr_4418,
-        // chk_4418 finds its card in every slot, chk_4428 where one of the two is.
-        .probe = chk_4428,
-        .twin = "4428",
-        .protection =
-            Protection{
-                .bytes = 1024, .read = read_protection_of_pairs<rdwpb_4418>, .write = pwr_4418},
-    },
-    plain_card("24c01a", 128, srd_24c01a, swr_24c01a, chk_24c01a),
-    plain_card("24c02", 256, srd_24c02, swr_24c02, chk_24c02),
-    plain_card("24c04", 512, srd_24c04, swr_24c04, chk_24c04),
-    plain_card("24c08", 1024, srd_24c08, swr_24c08, chk_24c08),
-    plain_card("24c16", 2048, srd_24c16, swr_24c16, chk_24c16),
-    plain_card("24c32", 4096, srd_24c32, swr_24c32, chk_24c32),
-    plain_card("24c64", 8192, srd_24c64, swr_24c64, chk_24c64),
-    {
-        .name = "93c46a",
-        .size = 128,
-        .unit = word_size,
-        .read = transfer_in_words<srd_93c46a, unsigned char>,
-        .write = transfer_in_words<swr_93c46a, const unsigned char>,
-        .erase_all = eral_93c46a,
-        .probe = chk_93c46a,
-    },
-    {
-        .name = "93c46",
-        .size = 128,
-        .read = srd_93c46,
-        .write = swr_93c46,
-        .erase_all = eral_93c46,
-        .probe = chk_93c46,
-    },
-    {
-        .name = "93c57",
-        .size = 256,
-        .read = srd_93c57,
-        .write = swr_93c57,
-        .erase_all = eral_93c57,
-        .probe = chk_93c57,
-    },
-    {
-        .name = "93c66",
-        .size = 512,
-        .read = srd_93c66,
-        .write = swr_93c66,
-        .erase_all = eral_93c66,
-        .probe = chk_93c66,
-    },
-    {
-        .name = "45d041",
-        .size = 2048 * page_size,
-        .page = page_size,
-        .piece = pages_of_a_piece * page_size,
-        .read = transfer_in_pages<srd_45d041, unsigned char>,
-        .write = transfer_in_pages<swr_45d041, const unsigned char>,
-        .reading = OperationKind::guarded_reading,
-        .writing = OperationKind::guarded_writing,
-        .probe = chk_45d041,
-    },
-};
-
-}  // namespace
-
-std::span<const Card> all_cards() { return cards; }
 
 const Card* find_card(std::string_view name) {
-  const auto* found = std::find_if(std::begin(cards), std::end(cards),
-                                   [name](const Card& card) { return card.name == name; });
-  return found == std::end(cards) ? nullptr : found;
+  const std::span<const Card> cards = all_cards();
+  const auto found = std::ranges::find(cards, name, &Card::name);
+  return found == cards.end() ? nullptr : &*found;
 }
 
 std::string card_names() {
   std::vector<std::string_view> names;
-  for (const Card& card : cards) {
+  for (const Card& card : all_cards()) {
     names.push_back(card.name);
   }
   return fmt::format("{}", fmt::join(names, ", "));
 }
 
-std::string memory_of(const Card& card) {
-  return fmt::format("the memory of a {} card", card.name);
+const Memory& memory_of(const Card& card, std::optional<int> zone) {
+  if (zone && !card.has_zones()) {
+    throw UsageError(fmt::format("--zone: a {} card has no zones", card.name));
+  }
+  const auto last = static_cast<int>(card.further_zones.size());
+  if (zone.value_or(0) > last) {
+    throw UsageError(
+        fmt::format("--zone: a {} card has the zones 0 to {}, not {}", card.name, last, *zone));
+  }
+  if (zone.value_or(0) == 0) return card.memory;
+  return card.further_zones[static_cast<std::size_t>(*zone) - 1];
 }
 
-Range range_within(int size, std::string_view memory, int address, std::optional<int> count) {
+std::string name_of(const Card& card, const Memory& memory) {
+  if (!card.has_zones()) return fmt::format("a {} card", card.name);
+  return fmt::format("zone {} of a {} card", memory.zone, card.name);
+}
+
+std::string describe_size(const Card& card) {
+  int size = card.memory.size;
+  for (const Memory& zone : card.further_zones) {
+    size += zone.size;
+  }
+  std::string words = counted(size, "byte");
+  if (card.memory.page > 1) {
+    words += fmt::format(", in {} pages of {}", size / card.memory.page, card.memory.page);
+  }
+  if (card.has_zones()) words += fmt::format(" in {} zones", card.further_zones.size() + 1);
+  return words;
+}
+
+Range range_within(int size, std::string_view name, int address, std::optional<int> count) {
   if (address < 0 || address >= size) {
     throw UsageError(fmt::format("address 0x{:04X} is not in {}, which is 0x0000 to 0x{:04X}",
-                                 address, memory, size - 1));
+                                 address, name, size - 1));
   }
   const int room = size - address;
   const Range range{address, count.value_or(room)};
   if (range.count < 1) throw UsageError("a count of 0 leaves nothing to do");
   if (range.count > room) {
     throw UsageError(fmt::format("{} at 0x{:04X} do not fit: {} ends at 0x{:04X}",
-                                 counted(range.count, "byte"), address, memory, size - 1));
+                                 counted(range.count, "byte"), address, name, size - 1));
   }
   return range;
 }
 
-Range readable_range(const Card& card, int address, std::optional<int> count) {
-  return range_within(card.size, memory_of(card), address, count);
+Range readable_range(const Card& card, const Memory& memory, int address,
+                     std::optional<int> count) {
+  return range_within(memory.size, fmt::format("the memory of {}", name_of(card, memory)), address,
+                      count);
 }
 
-Range writable_range(const Card& card, int address, std::optional<int> count) {
-  if (card.writable == card.size) return readable_range(card, address, count);
-  return range_within(card.writable,
-                      fmt::format("the part of a {} card that can be written", card.name), address,
-                      count);
+Range writable_range(const Card& card, const Memory& memory, int address,
+                     std::optional<int> count) {
+  if (memory.writable == memory.size) return readable_range(card, memory, address, count);
+  std::string name = fmt::format("the part of {} that can be written", name_of(card, memory));
+  if (memory.write_security != nullptr) name += " without --security";
+  return range_within(memory.writable, name, address, count);
 }
 
 }  // namespace quorra::cli

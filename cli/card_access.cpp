@@ -8,10 +8,39 @@ namespace quorra::cli {
 namespace {
 
 constexpr Operation reading_protection{.doing = "reading the protection bits", .done = "read"};
+constexpr Operation reading_state{.doing = "reading whether the card is personalised",
+                                  .done = "read"};
 constexpr Operation reading_attempts{"reading the attempts left"};
+constexpr Operation reading_erasures{"reading the erasures left"};
 constexpr Operation presenting{"presenting the code"};
+constexpr Operation presenting_erase_code{"presenting the erase code"};
 
-int size_of(const Bytes& bytes) { return static_cast<int>(bytes.size()); }
+int read_counter(const Connection& connection, const Operation& operation, const Counter& counter) {
+  int left = 0;
+  connection.run(operation, counter.read, &left);
+  return left;
+}
+
+// Its counter of units lies where the code and its attempts were.
+void expect_code(const Connection& connection, const Card& card, const Operation& operation) {
+  if (!is_known_as_personalised(connection, card)) return;
+  throw Failure(
+      fmt::format("{}: the card is personalised and has no code any more", operation.doing));
+}
+
+void confirm_attempt(const Connection& connection, const Code& code, bool confirmed) {
+  if (!code.counter) return;
+  const int left = read_counter(connection, reading_attempts, *code.counter);
+  const std::string words = describe_attempts(code, left);
+  if (left == 0) throw Failure(fmt::format("{}: {}", presenting.doing, words));
+  if (left == 1 && !confirmed) connection.confirm(presenting, words + '.');
+}
+
+std::string what_is_left(const Connection& connection, const Code& code) {
+  if (!code.counter) return "; the attempts at this code are not counted";
+  const int left = read_counter(connection, reading_attempts, *code.counter);
+  return "; " + describe_attempts(code, left);
+}
 
 }  // namespace
 
@@ -20,64 +49,120 @@ std::vector<bool> read_protection(const Connection& connection, const Card& card
   range.count = std::min(range.end(), card.protection->bytes) - range.address;
   if (range.count < 1) return {};
   Bytes flags(static_cast<std::size_t>(range.count));
-  transfer(connection, card, range, reading_protection, [&](Range piece, int done) {
+  transfer(connection, card.memory, range, reading_protection, [&](Range piece, int done) {
     return connection.attempt(reading_protection, card.protection->read, piece.address, piece.count,
                               flags.data() + done);
   });
   return {flags.begin(), flags.end()};
 }
 
-const SecurityCode& code_of(const Card& card) {
-  if (!card.code) throw UsageError(fmt::format("a {} card has no code", card.name));
-  return *card.code;
+bool is_known_as_personalised(const Connection& connection, const Card& card) {
+  if (!card.units) return false;
+  const Range first_stage{card.units->first_stage, 1};
+  const Bytes held = read_memory(connection, card.memory, first_stage, reading_state);
+  return (held.front() & card.units->not_personalised) == 0;
 }
 
-Bytes parse_code(const Card& card, std::string_view name, std::string_view text) {
-  const SecurityCode& code = code_of(card);
-  Bytes bytes = parse_hex(name, text);
-  if (size_of(bytes) != code.size) {
-    throw UsageError(fmt::format("{}: the code of a {} card is {}, not {}", name, card.name,
-                                 counted(code.size, "byte"), size_of(bytes)));
+const Code& code_of(const Card& card, std::optional<int> number, std::string_view option) {
+  if (card.codes.empty()) throw UsageError(fmt::format("a {} card has no code", card.name));
+  const auto last = static_cast<int>(card.codes.size()) - 1;
+  if (number && last == 0) {
+    throw UsageError(fmt::format("{}: a {} card has only one code", option, card.name));
   }
-  return bytes;
+  if (number.value_or(0) > last) {
+    throw UsageError(fmt::format("{}: a {} card has the codes 0 to {}, not {}", option, card.name,
+                                 last, *number));
+  }
+  return card.codes[static_cast<std::size_t>(number.value_or(0))];
 }
 
-std::optional<Bytes> parse_present_code(const Card& card, const std::optional<std::string>& text) {
-  if (!text) return std::nullopt;
-  return parse_code(card, "--code", *text);
+const Code& erase_code_of(const Card& card, const Memory& memory) {
+  if (!memory.erase_code) {
+    throw UsageError(fmt::format("{} has no erase code", name_of(card, memory)));
+  }
+  return *memory.erase_code;
 }
 
-int attempts_left(const Connection& connection, const Card& card) {
-  int attempts = 0;
-  connection.run(reading_attempts, code_of(card).attempts_left, &attempts);
-  return attempts;
+Key parse_key(const Code& code, std::string_view noun, std::string_view name,
+              std::string_view text) {
+  Key key{.code = &code, .bytes = parse_hex(name, text)};
+  const auto size = static_cast<int>(key.bytes.size());
+  if (size != code.size) {
+    throw UsageError(
+        fmt::format("{}: {} is {}, not {}", name, noun, counted(code.size, "byte"), size));
+  }
+  return key;
 }
 
-std::string describe_attempts(int attempts) {
-  std::string words = counted(attempts, "attempt") + " left";
-  if (attempts == 0) words += ": the card is locked for good";
-  if (attempts == 1) words += ": a wrong code locks the card for good";
+std::string noun_for_code(const Card& card) {
+  return fmt::format("the code of a {} card", card.name);
+}
+
+std::string noun_for_erase_code(const Card& card, const Memory& memory) {
+  return fmt::format("the erase code of {}", name_of(card, memory));
+}
+
+Keys parse_keys(const Card& card, const CodeOptions& code) {
+  if (!code.hex) {
+    if (code.number) throw UsageError("--code-number: give the code, too, with --code");
+    return {};
+  }
+  const Code& functions = code_of(card, code.number, "--code-number");
+  return {.code = parse_key(functions, noun_for_code(card), "--code", *code.hex), .erase_code = {}};
+}
+
+Keys parse_keys(const Card& card, const Memory& memory, const CodeOptions& code,
+                const std::optional<std::string>& erase_code) {
+  Keys keys = parse_keys(card, code);
+  if (erase_code) {
+    keys.erase_code = parse_key(erase_code_of(card, memory), noun_for_erase_code(card, memory),
+                                "--erase-code", *erase_code);
+  }
+  return keys;
+}
+
+int attempts_left(const Connection& connection, const Card& card, const Code& code) {
+  expect_code(connection, card, reading_attempts);
+  return read_counter(connection, reading_attempts, code.counter.value());
+}
+
+int erasures_left(const Connection& connection, const Code& erase_code) {
+  return read_counter(connection, reading_erasures, erase_code.counter.value());
+}
+
+std::string describe_attempts(const Code& code, int left) {
+  std::string words = counted(left, "attempt") + " left";
+  if (left == 0) words += fmt::format(": {} is locked for good", code.guards);
+  if (left == 1) words += fmt::format(": a wrong code locks {} for good", code.guards);
   return words;
 }
 
-void present_code(const Connection& connection, const Card& card, const Bytes& code,
-                  bool confirmed) {
-  const int attempts = attempts_left(connection, card);
-  if (attempts == 0) {
-    throw Failure(fmt::format("{}: {}", presenting.doing, describe_attempts(attempts)));
-  }
-  if (attempts == 1 && !confirmed) {
-    connection.confirm(presenting, describe_attempts(attempts) + '.');
-  }
-  const int result =
-      connection.attempt(presenting, code_of(card).present, size_of(code), code.data());
+std::string describe_erasures(int left) {
+  return counted(left, "erasure") + " left" + (left == 0 ? ": what is written stays" : "");
+}
+
+void present(const Connection& connection, const Card& card, const Keys& keys, bool confirmed) {
+  if (keys.code) present_code(connection, card, *keys.code, confirmed);
+  if (keys.erase_code) present_erase_code(connection, *keys.erase_code);
+}
+
+void present_code(const Connection& connection, const Card& card, const Key& key, bool confirmed) {
+  expect_code(connection, card, presenting);
+  const Code& code = *key.code;
+  confirm_attempt(connection, code, confirmed);
+  const int result = connection.attempt(presenting, code.present, key.bytes.data());
   if (result == 0) return;
-  std::string error = connection.describe(presenting, result);
+  const Operation operation{presenting.doing, code.presenting};
+  std::string error = connection.describe(operation, result);
   // After a disturbed exchange a late reply could be taken for the number of attempts.
-  if (is_status(result, presenting.kind)) {
-    error += if_possible([&] { return "; " + describe_attempts(attempts_left(connection, card)); });
+  if (is_status(result, operation.kind)) {
+    error += if_possible([&] { return what_is_left(connection, code); });
   }
   throw Failure(error);
+}
+
+void present_erase_code(const Connection& connection, const Key& key) {
+  connection.run(presenting_erase_code, key.code->present, key.bytes.data());
 }
 
 }  // namespace quorra::cli

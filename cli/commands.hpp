@@ -1,6 +1,7 @@
-// The subcommands, one file each (fill.cpp has two). An add_ function describes its subcommand to
-// the command line and has it carried out if it is the one that was asked for. It runs with
-// `settings` as they are after the whole command line was read; they outlive `program`.
+// The subcommands, one file each (fill.cpp and personalise.cpp have two). An add_ function
+// describes its subcommand to the command line and has it carried out if it is the one that was
+// asked for. It runs with `settings` as they are after the whole command line was read; they
+// outlive `program`.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -18,5 +19,9 @@ void add_fill(CLI::App& program, const Settings& settings);
 void add_verify(CLI::App& program, const Settings& settings);
 void add_code(CLI::App& program, const Settings& settings);
 void add_protect(CLI::App& program, const Settings& settings);
+void add_map(CLI::App& program, const Settings& settings);
+void add_personalise(CLI::App& program, const Settings& settings);
+void add_fuse(CLI::App& program, const Settings& settings);
+void add_units(CLI::App& program, const Settings& settings);
 
 }  // namespace quorra::cli

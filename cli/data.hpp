@@ -22,8 +22,9 @@ struct DataOptions {
 
 void add_data(CLI::App& command, DataOptions& options);
 
-// The bytes, at least one and no more than the card has. Throws UsageError; `verb` says there what
-// they are for.
-Bytes data_from(const DataOptions& options, const Card& card, std::string_view verb);
+// The bytes, at least one and no more than the memory has. Throws UsageError; `verb` says there
+// what they are for.
+Bytes data_from(const DataOptions& options, const Card& card, const Memory& memory,
+                std::string_view verb);
 
 }  // namespace quorra::cli

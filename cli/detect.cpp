@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 
 #include "cli/commands.hpp"
@@ -17,36 +19,53 @@ constexpr Operation detecting{"looking for a card"};
 
 // A probe for one size takes larger cards of its family for its own unless these were probed for
 // before.
-constexpr std::string_view order[] = {"4428",  "4442",  "45d041", "93c46a", "93c46",
-                                      "93c57", "24c64", "24c32",  "24c16",  "24c08",
-                                      "24c04", "24c02", "24c01a"};
+constexpr std::string_view order[] = {"4404",  "4406",   "102",    "1604",  "1604b", "4428",
+                                      "4442",  "45d041", "93c46a", "93c46", "93c57", "24c64",
+                                      "24c32", "24c16",  "24c08",  "24c04", "24c02", "24c01a"};
 
 constexpr std::string_view warning =
     "Looking for a card writes to it and puts the bytes back; on a card of another kind some of "
-    "them "
-    "may stay changed.";
+    "them may stay changed.";
 
-std::string size_of(const Card& card) {
-  std::string size = counted(card.size, "byte");
-  if (card.page > 1) {
-    size += fmt::format(", in {} pages of {}", card.size / card.page, card.page);
+// What a card is like, and what its twin is like where that is another thing.
+std::string with_twin(const Card& card, std::string (*tell)(const Card&)) {
+  std::string words = tell(card);
+  const Card* twin = find_card(card.twin);
+  if (twin != nullptr && tell(*twin) != words) {
+    words += fmt::format(" (the {}: {})", twin->name, tell(*twin));
   }
-  return size;
+  return words;
 }
+
+// "code of 3 bytes with 3 attempts", "5 codes of 2 bytes, 2 of them with 8 attempts"
+std::string codes_of(const Card& card) {
+  if (card.codes.empty()) return "no code";
+  const Code& first = card.codes.front();
+  const std::string of_size = "of " + counted(first.size, "byte");
+  const std::string attempts = "with " + counted(first.counter.value().most, "attempt");
+  const auto count = std::ssize(card.codes);
+  const auto with_counter =
+      std::ranges::count_if(card.codes, [](const Code& code) { return code.counter.has_value(); });
+  if (count == 1) return fmt::format("code {} {}", of_size, attempts);
+  if (with_counter == count) return fmt::format("{} codes {} {}", count, of_size, attempts);
+  return fmt::format("{} codes {}, {} of them {}", count, of_size, with_counter, attempts);
+}
+
+bool has_code(const Card* card) { return card != nullptr && !card->codes.empty(); }
 
 // "read and write, protect 32 bytes, code of 3 bytes with 3 attempts"
 std::string abilities_of(const Card& card) {
   std::string abilities = "read and write";
   if (card.erase_all != nullptr) abilities += ", erase all at once";
+  if (card.memory.erase != nullptr) abilities += ", erase";
+  if (card.personalise != nullptr) abilities += ", personalise";
+  if (card.units) abilities += ", count units";
   if (card.protection) {
     abilities += fmt::format(", protect {}", counted(card.protection->bytes, "byte"));
   }
-  if (card.code) {
-    abilities += fmt::format(", code of {} with {}", counted(card.code->size, "byte"),
-                             counted(card.code->attempts, "attempt"));
+  if (has_code(&card) || has_code(find_card(card.twin))) {
+    abilities += ", " + with_twin(card, codes_of);
   }
-  // A kind without a code looks the same.
-  if (!card.twin.empty()) abilities += fmt::format(" (only the {})", card.name);
   return abilities;
 }
 
@@ -65,7 +84,7 @@ std::string shell_word(std::string_view word) {
 }
 
 std::string next_command(const Settings& settings, const Card& card) {
-  std::string command = "quorra read";
+  std::string command = card.memory.areas.empty() ? "quorra read" : "quorra map";
   if (settings.configuration) command += " --config " + shell_word(*settings.configuration);
   if (settings.speed) command += fmt::format(" --speed {}", *settings.speed);
   if (settings.image) command += " --virtual " + shell_word(*settings.image);
@@ -86,8 +105,9 @@ void run_detect(const Settings& settings, bool yes) {
     throw Failure(fmt::format("{}: none recognised{}", detecting.doing, probed.explanation));
   }
   const Card& card = *probed.card;
-  print(fmt::format("card  {}\nsize  {}\ncan   {}\nnext  {}\n", names_of(card), size_of(card),
-                    abilities_of(card), next_command(settings, card)));
+  print(fmt::format("card  {}\nsize  {}\ncan   {}\nnext  {}\n", names_of(card),
+                    with_twin(card, describe_size), abilities_of(card),
+                    next_command(settings, card)));
 }
 
 }  // namespace

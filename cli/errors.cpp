@@ -25,6 +25,8 @@ constexpr CodeWords code_words[] = {
     {-129, OperationKind::protecting, "a byte is still writable, or is not what was written"},
     {-129, OperationKind::guarded_writing,
      "the card is not there, or a byte could not be sent to the reader"},
+    {-129, OperationKind::presenting,
+     "the card holds another code, or a byte could not be sent to the reader"},
     {-129, std::nullopt, "a byte could not be sent to the reader"},
     {-132, std::nullopt, "timeout waiting for the reader's reply"},
     {not_this_card, OperationKind::probing, "another card, or none"},

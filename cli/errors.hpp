@@ -38,6 +38,7 @@ enum class OperationKind {
   protecting,
   guarded_reading,
   guarded_writing,
+  presenting,  // a code, and comparing it with what the card holds
 };
 
 // What the program is doing when it calls the library.

@@ -49,7 +49,7 @@ Bytes read_text(const Connection& connection, const Operation& operation,
 
 // Only probes that write nothing to the card.
 std::string card_in_slot(const Connection& connection) {
-  constexpr std::string_view kinds[] = {"4442", "4428"};
+  constexpr std::string_view kinds[] = {"4442", "4428", "4404", "4406", "102", "1604", "1604b"};
   const Probed probed = probe_for(connection, kinds);
   return probed.card == nullptr ? "none recognised" + probed.explanation : names_of(*probed.card);
 }

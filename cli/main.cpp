@@ -60,6 +60,7 @@ void run(int argc, char** argv) {
   add_settings(program, settings);
   add_info(program, settings);
   add_detect(program, settings);
+  add_map(program, settings);
   add_read(program, settings);
   add_write(program, settings);
   add_erase(program, settings);
@@ -67,6 +68,9 @@ void run(int argc, char** argv) {
   add_verify(program, settings);
   add_code(program, settings);
   add_protect(program, settings);
+  add_personalise(program, settings);
+  add_fuse(program, settings);
+  add_units(program, settings);
   try {
     program.parse(argc, argv);
   } catch (const CLI::Success& request) {  // help or version

@@ -9,13 +9,20 @@
 
 namespace quorra::cli {
 
-CLI::Option* add_address(CLI::App& command, int& address) {
-  return add_number(command, "--address", address,
-                    "Address of the first byte; on a 45d041, page x 264 + offset");
+CLI::Option* add_zone(CLI::App& command, std::optional<int>& zone) {
+  return add_number(command, "--zone", zone,
+                    "The zone that addresses belong to, on a card with zones; without it, 0");
 }
 
-CLI::Option* add_present_code(CLI::App& command, std::optional<std::string>& code) {
-  return command.add_option("--code", code, "The card's code; it is presented first")
+CLI::Option* add_present_code(CLI::App& command, CodeOptions& options) {
+  add_number(command, "--code-number", options.number, "Which code of a 1604 or 1604b --code is");
+  return command.add_option("--code", options.hex, "The card's code; it is presented first")
+      ->type_name("HEX");
+}
+
+CLI::Option* add_erase_code(CLI::App& command, std::optional<std::string>& code) {
+  return command
+      .add_option("--erase-code", code, "The erase code of the zone; it is presented after --code")
       ->type_name("HEX");
 }
 

@@ -20,10 +20,28 @@ CLI::Option* add_number(CLI::App& command, const std::string& name, Number& numb
   return command.add_option_function<std::string>(name, set, description)->type_name("N");
 }
 
-CLI::Option* add_address(CLI::App& command, int& address);
+inline constexpr char address_help[] =
+    "Address of the first byte, within its zone; on a 45d041, page x 264 + offset";
 
-// --code: the present code, which is presented first.
-CLI::Option* add_present_code(CLI::App& command, std::optional<std::string>& code);
+template <typename Number>
+CLI::Option* add_address(CLI::App& command, Number& address) {
+  return add_number(command, "--address", address, address_help);
+}
+
+// --zone: which zone of a card with zones is meant.
+CLI::Option* add_zone(CLI::App& command, std::optional<int>& zone);
+
+// A code that is presented before the work of a command, in hex, and which of the card's codes.
+struct CodeOptions {
+  std::optional<std::string> hex;
+  std::optional<int> number;
+};
+
+// --code and --code-number. Returns --code.
+CLI::Option* add_present_code(CLI::App& command, CodeOptions& options);
+
+// --erase-code: the erase code of the zone, which is presented after the code.
+CLI::Option* add_erase_code(CLI::App& command, std::optional<std::string>& code);
 
 // --yes: the answer to the questions that would be asked otherwise.
 CLI::Option* add_yes(CLI::App& command, bool& yes);

@@ -18,22 +18,28 @@ namespace {
 constexpr Operation reading{.doing = "reading the card", .done = "read"};
 
 struct ReadOptions {
+  std::optional<int> zone;
   int address = 0;
   std::optional<int> count;
+  CodeOptions code;
+  bool yes = false;
   std::string output;
   bool raw = false;
 };
 
 void run_read(const Settings& settings, const ReadOptions& options) {
   const Card& card = *settings.card;
-  const Range range = readable_range(card, options.address, options.count);
+  const Memory& memory = memory_of(card, options.zone);
+  const Range range = readable_range(card, memory, options.address, options.count);
+  const Keys keys = parse_keys(card, options.code);
   const bool as_dump = options.output.empty() && !options.raw;
 
   Bytes bytes;
   std::vector<bool> is_protected;
   {
     const Connection connection(settings);
-    bytes = read_memory(connection, card, range, reading);
+    present(connection, card, keys, options.yes);
+    bytes = read_memory(connection, memory, range, reading);
     if (as_dump) is_protected = read_protection(connection, card, range);
   }
 
@@ -54,8 +60,11 @@ void run_read(const Settings& settings, const ReadOptions& options) {
 void add_read(CLI::App& program, const Settings& settings) {
   const auto options = std::make_shared<ReadOptions>();
   CLI::App* command = program.add_subcommand("read", "Show or save the card's memory");
+  add_zone(*command, options->zone);
   add_address(*command, options->address);
   add_number(*command, "--count", options->count, "Number of bytes; without it, up to the end");
+  add_present_code(*command, options->code);
+  add_yes(*command, options->yes);
   command
       ->add_option("--output", options->output,
                    "Save the bytes to this file ('-': standard output)")

@@ -13,43 +13,59 @@ namespace {
 constexpr Operation reading_back{.doing = "reading back what was written", .done = "read back"};
 constexpr Operation reading_other_half{.doing = "reading the other half of a word"};
 
-Range in_whole_units(const Card& card, Range range) {
-  const int address = range.address - range.address % card.unit;
-  const int after = range.end() + card.unit - 1;
-  return {address, after - after % card.unit - address};
+Range in_whole_units(const Memory& memory, Range range) {
+  const int address = range.address - range.address % memory.unit;
+  const int after = range.end() + memory.unit - 1;
+  return {address, after - after % memory.unit - address};
 }
 
-void write_units(const Connection& connection, const Card& card, Range range, const Bytes& data,
+// Where writing turns bits from 1 to 0 only: how many bytes cannot hold what is wanted before they
+// are erased.
+std::string lost_bits(const Memory& memory, const Bytes& wanted, const Bytes& held) {
+  if (!memory.keeps_zeros) return {};
+  int bytes = 0;
+  for (std::size_t at = 0; at < wanted.size(); ++at) {
+    if ((wanted[at] & ~held[at]) != 0) ++bytes;
+  }
+  if (bytes == 0) return {};
+  return fmt::format("; a 0 bit in {} would have to become 1: {}", counted(bytes, "byte"),
+                     memory.erase == nullptr ? "this card cannot do that" : "erase first");
+}
+
+void write_units(const Connection& connection, const Memory& memory, Range range, const Bytes& data,
                  const Operation& operation, bool verify) {
   const MovePiece write = [&](Range piece, int done) {
-    return connection.attempt(operation, card.write, piece.address, piece.count,
+    return connection.attempt(operation, memory.write, piece.address, piece.count,
                               data.data() + done);
   };
   const ExplainFailure compare = [&](int result, Range piece, int done) -> std::string {
-    if (!verify || !is_status(result, card.writing)) return {};
+    if (!verify || !is_status(result, memory.writing)) return {};
     const auto first = data.begin() + done;
-    const Bytes held = read_memory(connection, card, piece, reading_back);
-    const auto difference = find_difference({first, first + piece.count}, held, piece.address);
-    return difference ? ": " + describe(*difference) : std::string();
+    const Bytes held = read_memory(connection, memory, piece, reading_back);
+    const Bytes wanted(first, first + piece.count);
+    const auto difference = find_difference(wanted, held, piece.address);
+    return difference ? ": " + describe(*difference) + lost_bits(memory, wanted, held)
+                      : std::string();
   };
-  transfer(connection, card, range, {operation.doing, card.writing, operation.done}, write,
+  transfer(connection, memory, range, {operation.doing, memory.writing, operation.done}, write,
            compare);
   if (!verify) return;
-  const Bytes held = read_memory(connection, card, range, reading_back);
+  const Bytes held = read_memory(connection, memory, range, reading_back);
   if (const auto difference = find_difference(data, held, range.address)) {
-    throw Failure(fmt::format("{}: {}", reading_back.doing, describe(*difference)));
+    throw Failure(fmt::format("{}: {}{}", reading_back.doing, describe(*difference),
+                              lost_bits(memory, data, held)));
   }
 }
 
 }  // namespace
 
-void transfer(const Connection& connection, const Card& card, Range range,
+void transfer(const Connection& connection, const Memory& memory, Range range,
               const Operation& operation, const MovePiece& move, const ExplainFailure& explain) {
   Progress progress(operation.done, range.count, connection.shows_progress());
-  const int first_page = range.address - range.address % card.page;
+  const int first_page = range.address - range.address % memory.page;
   for (int address = range.address; address < range.end();) {
     const int done = address - range.address;
-    const int left_in_piece = card.piece - (address - first_page) % card.piece;
+    const int left_in_piece = memory.piece - (address - first_page) % memory.piece;
     const Range piece{address, std::min(left_in_piece, range.end() - address)};
     const auto so_far = [&] { return "; " + how_far(done, range.count, operation.done); };
     try {
@@ -67,29 +83,36 @@ void transfer(const Connection& connection, const Card& card, Range range,
   }
 }
 
-Bytes read_memory(const Connection& connection, const Card& card, Range range,
+Bytes read_memory(const Connection& connection, const Memory& memory, Range range,
                   const Operation& operation) {
-  const Range units = in_whole_units(card, range);
+  const Range units = in_whole_units(memory, range);
   Bytes bytes(static_cast<std::size_t>(units.count));
-  transfer(connection, card, units, {operation.doing, card.reading, operation.done},
+  transfer(connection, memory, units, {operation.doing, memory.reading, operation.done},
            [&](Range piece, int done) {
-             return connection.attempt(operation, card.read, piece.address, piece.count,
+             return connection.attempt(operation, memory.read, piece.address, piece.count,
                                        bytes.data() + done);
            });
   const auto first = bytes.begin() + (range.address - units.address);
   return {first, first + range.count};
 }
 
-void write_memory(const Connection& connection, const Card& card, Range range, const Bytes& data,
-                  const Operation& operation, bool verify) {
-  const Range units = in_whole_units(card, range);
+void write_memory(const Connection& connection, const Memory& memory, Range range,
+                  const Bytes& data, const Operation& operation, bool verify) {
+  const Range units = in_whole_units(memory, range);
   if (units.count == range.count) {
-    write_units(connection, card, range, data, operation, verify);
+    write_units(connection, memory, range, data, operation, verify);
     return;
   }
-  Bytes with_other_halves = read_memory(connection, card, units, reading_other_half);
+  Bytes with_other_halves = read_memory(connection, memory, units, reading_other_half);
   std::copy(data.begin(), data.end(), with_other_halves.begin() + (range.address - units.address));
-  write_units(connection, card, units, with_other_halves, operation, verify);
+  write_units(connection, memory, units, with_other_halves, operation, verify);
+}
+
+void erase_memory(const Connection& connection, const Memory& memory, Range range,
+                  const Operation& operation) {
+  transfer(connection, memory, range, operation, [&](Range piece, int /*done*/) {
+    return connection.attempt(operation, memory.erase, piece.address, piece.count);
+  });
 }
 
 std::optional<Difference> find_difference(const Bytes& wanted, const Bytes& held, int address) {

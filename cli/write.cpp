@@ -16,22 +16,39 @@ namespace {
 constexpr Operation writing{.doing = "writing the card", .done = "written"};
 
 struct WriteOptions {
+  std::optional<int> zone;
   int address = 0;
   DataOptions data;
-  std::optional<std::string> code;
+  CodeOptions code;
+  bool security = false;
   bool yes = false;
   bool no_verify = false;
 };
 
+// The memory as the command for security areas reaches it.
+Memory with_security_areas(const Card& card, const Memory& memory) {
+  if (memory.write_security == nullptr) {
+    throw UsageError(
+        fmt::format("--security: {} has no command of its own for writing security areas",
+                    name_of(card, memory)));
+  }
+  Memory result = memory;
+  result.write = memory.write_security;
+  result.writable = memory.size;
+  return result;
+}
+
 void run_write(const Settings& settings, const WriteOptions& options) {
   const Card& card = *settings.card;
-  const Bytes data = data_from(options.data, card, "write");
-  const Range range = writable_range(card, options.address, static_cast<int>(data.size()));
-  const std::optional<Bytes> code = parse_present_code(card, options.code);
+  const Memory& plain = memory_of(card, options.zone);
+  const Memory memory = options.security ? with_security_areas(card, plain) : plain;
+  const Bytes data = data_from(options.data, card, memory, "write");
+  const Range range = writable_range(card, memory, options.address, static_cast<int>(data.size()));
+  const Keys keys = parse_keys(card, options.code);
   {
     const Connection connection(settings);
-    if (code) present_code(connection, card, *code, options.yes);
-    write_memory(connection, card, range, data, writing, !options.no_verify);
+    present(connection, card, keys, options.yes);
+    write_memory(connection, memory, range, data, writing, !options.no_verify);
   }
   print(fmt::format("Wrote {} at 0x{:04X}{}.\n", counted(range.count, "byte"), range.address,
                     options.no_verify ? "" : " and read them back"));
@@ -42,9 +59,13 @@ void run_write(const Settings& settings, const WriteOptions& options) {
 void add_write(CLI::App& program, const Settings& settings) {
   const auto options = std::make_shared<WriteOptions>();
   CLI::App* command = program.add_subcommand("write", "Write bytes to the card");
+  add_zone(*command, options->zone);
   add_address(*command, options->address)->required();
   add_data(*command, options->data);
   add_present_code(*command, options->code);
+  command->add_flag(
+      "--security", options->security,
+      "Write with the command that reaches codes and counters (101, 102, 1604, 1604b)");
   add_yes(*command, options->yes);
   add_no_verify(*command, options->no_verify);
   add_examples(*command,

@@ -298,21 +298,33 @@ TEST_F(Cards, InfoWritesToNoCard) {
   }
 }
 
-TEST_F(Cards, InfoFindsA4428) {
-  for (const char* kind : {"4428", "4418"}) {
+TEST_F(Cards, InfoFindsCardsByReadingThem) {
+  for (const auto& [kind, words] : {std::pair{"4428", "4428 or 4418"},
+                                    {"4418", "4428 or 4418"},
+                                    {"4404", "4404"},
+                                    {"4406", "4406"},
+                                    {"101", "102 or 101"},
+                                    {"102", "102 or 101"},
+                                    {"1604", "1604"},
+                                    {"1604b", "1604b"}}) {
     const std::string image = new_card(kind, {"--force"});
+    const std::string before = content_of(image);
     const std::string output = run_quorra({"info", "--virtual", image}).output;
-    EXPECT_NE(output.find("card           4428 or 4418\n"), std::string::npos) << output;
+    EXPECT_NE(output.find(std::string("card           ") + words + "\n"), std::string::npos)
+        << output;
+    EXPECT_TRUE(content_of(image) == before) << kind;
   }
 }
 
 TEST_F(Cards, DetectTellsWhatIsThere) {
   const std::string with_code_4442 =
       "4442 or 4432\nsize  256 bytes\n"
-      "can   read and write, protect 32 bytes, code of 3 bytes with 3 attempts (only the 4442)\n";
+      "can   read and write, protect 32 bytes, code of 3 bytes with 3 attempts (the 4432: no "
+      "code)\n";
   const std::string with_code_4428 =
       "4428 or 4418\nsize  1024 bytes\n"
-      "can   read and write, protect 1021 bytes, code of 2 bytes with 8 attempts (only the 4428)\n";
+      "can   read and write, protect 1021 bytes, code of 2 bytes with 8 attempts (the 4418: no "
+      "code)\n";
   const std::string plain = "can   read and write\n";
   const std::string erasable = "can   read and write, erase all at once\n";
   struct Case {

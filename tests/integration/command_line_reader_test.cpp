@@ -267,6 +267,13 @@ TEST_F(ScriptedCommandLine, InfoShowsBytesThatAreNoText) {
   reader.serve(sealed("AA 61 00 07 79 00 00 00 06 00 02"), reply(0, hex("FF FF")));
   reader.serve(switch_off, reply(0, {}));
   reader.serve(sealed("AA 61 00 07 77 00 00 00 00 00 04"), reply(0, hex("92 23 10 FF")));
+  for (const char* security_card :
+       {"AA 61 00 07 7A 00 00 00 00 00 03", "AA 61 00 07 7B 00 00 00 00 00 03",
+        "AA 61 00 07 72 00 00 00 00 00 02", "AA 61 00 07 73 00 00 00 00 00 02",
+        "AA 61 00 07 73 0B 00 00 00 00 02"}) {
+    reader.serve(switch_off, reply(0, {}));
+    reader.serve(sealed(security_card), reply(0, hex("FF FF FF")));
+  }
   expect_success(program.wait(),
                  "library        KW###DRVSFT-V6.60B\n"
                  "reader         KWSPC\n"

@@ -36,7 +36,16 @@ TEST_F(CommandLine, HelpsWithEachSubcommand) {
                                       {"code", "present"},
                                       {"code", "change"},
                                       {"code", "counter"},
-                                      {"protect"}}) {
+                                      {"protect"},
+                                      {"map"},
+                                      {"personalise"},
+                                      {"fuse"},
+                                      {"fuse", "imitate"},
+                                      {"fuse", "release"},
+                                      {"units"},
+                                      {"units", "show"},
+                                      {"units", "spend"},
+                                      {"units", "carry"}}) {
     Arguments arguments = subcommand;
     arguments.emplace_back("--help");
     const Outcome help = run_quorra(arguments);
@@ -72,8 +81,8 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
   const std::string parse_hint = "; see quorra --help";
   const Case cases[] = {
       {{},
-       "quorra wants one of these behind it: info, detect, read, write, erase, fill, verify, code, "
-       "protect" +
+       "quorra wants one of these behind it: info, detect, map, read, write, erase, fill, verify, "
+       "code, protect, personalise, fuse, units" +
            parse_hint},
       {{"fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"read", "--fast"}, "The following argument was not expected: --fast" + parse_hint},
@@ -86,7 +95,8 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"protect"}, "--address is required" + parse_hint},
       {{"read", "--card", "4443"},
        "--card: '4443' is no kind of card; there are 4442, 4432, 4428, 4418, 24c01a, 24c02, 24c04, "
-       "24c08, 24c16, 24c32, 24c64, 93c46a, 93c46, 93c57, 93c66, 45d041" +
+       "24c08, 24c16, 24c32, 24c64, 93c46a, 93c46, 93c57, 93c66, 45d041, 4404, 4406, 101, 102, "
+       "1604, 1604b" +
            parse_hint},
       {{"read", "--config", "nowhere"},
        "there is one reader: give --config or --virtual, not both"},
