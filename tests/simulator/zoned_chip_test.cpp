@@ -663,6 +663,22 @@ TEST(ZonedChips, let_the_issuer_disregard_the_flags) {
   EXPECT_EQ(card.stored(22), 0xFF);
 }
 
+TEST(ZonedChips, let_a_zero_that_can_be_seen_be_written_again) {
+  constexpr int write_flag = 0;
+  constexpr int read_flag = 1;
+  Image image = Inserted::card("4404", false);
+  image.field("memory")[14] = 0xFE;
+  Inserted card(image);
+  EXPECT_TRUE(card.master.write(14, 7));
+  EXPECT_FALSE(card.master.write(14, 6));
+  EXPECT_TRUE(card.present(8, 10, code));
+  EXPECT_TRUE(card.master.write(14, read_flag));
+  EXPECT_TRUE(card.master.write(14, write_flag));
+  EXPECT_TRUE(card.master.write(14, read_flag));
+  EXPECT_FALSE(card.master.write(14, 6)) << "the write flag is cleared";
+  EXPECT_EQ(card.stored(14), 0x3E);
+}
+
 TEST(ZonedChips, keep_an_erased_zone_whose_flags_are_cleared) {
   Image image = Inserted::card("4404", false);
   std::ranges::fill(image.field("memory").subspan(14, 26), std::uint8_t{0xFF});

@@ -15,8 +15,8 @@ namespace quorra::testing {
 struct Exchange {
   Bytes request;
   Bytes reply;
-  bool sent = true;  // false: not even the first byte of the request can be sent
   bool slow = false;  // the reply's first byte may take 9 seconds rather than 4
+  bool sent = true;   // false: not even the first byte of the request can be sent
 };
 
 struct Operation {

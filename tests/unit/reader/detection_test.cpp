@@ -77,15 +77,15 @@ class Slot {
         otherwise_(std::move(otherwise)),
         turn_off_reply_(std::move(turn_off_reply)) {
     if (card == nullptr) return;
-    memory_ = card->start;
-    memory_.resize(card->size * card->unit);
+    memory_ = Bytes(card->size * card->unit, 0);
+    std::ranges::copy(card->start, memory_.begin());
   }
 
   Bytes answer(const Bytes& request) {
     requests_.push_back(request);
     if (request == turn_off_request) return turn_off_reply_;
     const std::size_t count = asked_for(request);
-    if (!is_for_card(request)) return otherwise_.zeros ? reply(0, Bytes(count)) : otherwise_.reply;
+    if (!is_for_card(request)) return otherwise_.zeros ? reply(0, Bytes(count, 0)) : otherwise_.reply;
     if (request[1] == read_status) return reply(0, {0x9C});
     const std::size_t at = (request[7] * 256U + request[8]) * card_->unit;
     if (request[1] == read) {
