@@ -89,7 +89,9 @@ struct FailedAttempt {
   Bytes reply;
   bool sent = true;
 
-  Exchange of(const Bytes& request) const { return {.request = request, .reply = reply, .sent = sent}; }
+  Exchange of(const Bytes& request) const {
+    return {.request = request, .reply = reply, .sent = sent};
+  }
 };
 
 const std::vector<FailedAttempt>& ways_to_fail();
