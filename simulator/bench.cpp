@@ -1,8 +1,11 @@
 #include "simulator/bench.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
+#include "simulator/cards/kinds.hpp"
 #include "simulator/error.hpp"
 #include "simulator/firmware/firmware.hpp"
 
@@ -20,24 +23,41 @@ constexpr std::size_t most_unsent_bytes = 65536;
 Bench::Bench(const Options& options, const std::filesystem::path& configuration)
     : configuration_(configuration),
       byte_time_(byte_time(options.speed)),
+      line_speed_(options.line_speed),
       incoming_(byte_time_),
       outgoing_(byte_time_) {
   check(options);
-  reader_.memory = new_reader_memory(options.speed, options.serial_number);
+  reader_.memory = new_reader_memory(options.line_speed != 0 ? options.line_speed : options.speed,
+                                     options.serial_number);
   reader_.version_text = options.version_text;
   if (!options.card.empty()) insert(options.card);
+  for (const auto& [number, file] : options.sams)
+    insert_sam(number, file);
   configuration_.name_device(terminal_.device());
 }
 
 void Bench::insert(const std::filesystem::path& file) {
-  if (card_) throw Error("a card is already in the slot");
+  if (card_ || live_card_) throw Error("a card is already in the slot");
+  if (file.native().starts_with(LiveCard::scheme)) {
+    live_card_ = std::make_unique<LiveCard>(file.native());
+    reader_.slot.insert_processor(*live_card_);
+    return;
+  }
   card_.emplace(file);
   reader_.slot.insert(card_->chip());
 }
 
+void Bench::insert_sam(std::size_t number, const std::filesystem::path& file) {
+  CardFile& sam = sams_.at(number).emplace(file);
+  if (sam.chip().processor() == nullptr)
+    throw Error(fmt::format("{}: a {} cannot be a SAM", file.string(), sam.image().kind().name));
+  reader_.sams.at(number).insert(sam.chip());
+}
+
 void Bench::remove() {
-  if (!card_) throw Error("no card is in the slot");
+  if (!card_ && !live_card_) throw Error("no card is in the slot");
   reader_.slot.remove();
+  if (live_card_) return live_card_.reset();
   CardFile card = *std::move(card_);
   card_.reset();
   card.save();
@@ -45,6 +65,7 @@ void Bench::remove() {
 
 State Bench::state() const {
   State state;
+  state.card_present = reader_.slot.occupied();
   state.card_powered = reader_.slot.powered();
   state.faults = faults_.list();
   state.exchanges = exchanges_;
@@ -53,6 +74,15 @@ State Bench::state() const {
     state.card = card_->image();
     state.card_file = card_->path();
   }
+  if (live_card_) state.card_file = live_card_->address();
+  state.card_speed = reader_.card_speed;
+  state.sam_speed = reader_.sam_speed;
+  state.sams_powered = reader_.sams_have_power;
+  state.selected_sam = reader_.selected_sam;
+  for (std::size_t number = 0; number < sams_.size(); ++number)
+    if (const auto& sam = sams_.at(number))
+      state.sams.push_back({number, sam->image(), sam->path(), reader_.sams.at(number).powered()});
+  state.line_speed = line_speed_;
   return state;
 }
 
@@ -70,7 +100,11 @@ std::optional<Time> Bench::next_due() const {
 
 void Bench::serve(Time now, bool can_read, bool can_write) {
   if (can_write) line_is_full_ = false;
-  if (can_read) incoming_.push(std::span(read_buffer_).first(terminal_.read(read_buffer_)), now);
+  if (can_read) {
+    const auto bytes = std::span(read_buffer_).first(terminal_.read(read_buffer_));
+    if (host_has_another_speed()) std::ranges::fill(bytes, stray_byte);
+    incoming_.push(bytes, now);
+  }
   while (!incoming_.empty() && incoming_.due() <= now) {
     const std::uint8_t byte = incoming_.front();
     const Time arrival = incoming_.due();
@@ -78,6 +112,21 @@ void Bench::serve(Time now, bool can_read, bool can_write) {
     take(byte, arrival);
   }
   if (!line_is_full_) send_due_bytes(now);
+  if (reader_.next_line_speed != 0 && outgoing_.empty())
+    change_speed(std::exchange(reader_.next_line_speed, 0U));
+}
+
+bool Bench::host_has_another_speed() const {
+  return line_speed_ != 0 && !terminal_.host_has_speed(line_speed_);
+}
+
+// A line whose bytes take no time, or that takes hosts of any speed, goes on to do so.
+void Bench::change_speed(unsigned speed) {
+  if (line_speed_ != 0) line_speed_ = speed;
+  if (byte_time_ == Duration::zero()) return;
+  byte_time_ = byte_time(speed);
+  incoming_.set_byte_time(byte_time_);
+  outgoing_.set_byte_time(byte_time_);
 }
 
 void Bench::take(std::uint8_t byte, Time arrival) {
@@ -117,14 +166,17 @@ std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
     status = execute(reader_, parser_.request(), reply);
     reader_.card_will_slip = false;
   }
-  if (!save_card()) status = Status::image_not_saved;
+  if (!save_cards()) status = Status::image_not_saved;
   if (!reader_.slot.occupied()) card_.reset();
+  if (reader_.slot.processor() == nullptr) live_card_.reset();
   return static_cast<std::uint8_t>(status);
 }
 
-bool Bench::save_card() {
+bool Bench::save_cards() {
   try {
     if (card_) card_->save();
+    for (auto& sam : sams_)
+      if (sam) sam->save();
     return true;
   } catch (const Error& error) {
     complain(error.what());
@@ -147,7 +199,8 @@ void Bench::send_reply(Time arrival) {
 
 void Bench::send_due_bytes(Time now) {
   for (auto bytes = outgoing_.ready(now); !bytes.empty(); bytes = outgoing_.ready(now)) {
-    const std::size_t sent = terminal_.write(bytes);
+    const std::vector<std::uint8_t> noise(host_has_another_speed() ? bytes.size() : 0, stray_byte);
+    const std::size_t sent = terminal_.write(noise.empty() ? bytes : std::span(noise));
     outgoing_.pop(sent);
     if (sent < bytes.size()) {
       line_is_full_ = true;

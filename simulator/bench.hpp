@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 
 #include "simulator/cards/card_file.hpp"
+#include "simulator/cards/cpu/live_card.hpp"
 #include "simulator/configuration_file.hpp"
 #include "simulator/firmware/frame.hpp"
 #include "simulator/firmware/reader.hpp"
@@ -33,8 +35,8 @@ class Bench {
 
   const std::filesystem::path& configuration() const { return configuration_.path(); }
 
-  // Puts the card of that image file into the slot. Throws Error if it cannot be loaded or the
-  // slot is taken.
+  // Puts the card of that image file into the slot, or the live card of that address. Throws Error
+  // if it cannot be loaded or the slot is taken.
   void insert(const std::filesystem::path& file);
   // Takes the card out. Throws Error if the slot is empty or the image cannot be saved.
   void remove();
@@ -57,17 +59,25 @@ class Bench {
   void take(std::uint8_t byte, Time arrival);
   void answer(bool check_byte_is_right, Time arrival);
   std::uint8_t carry_out(bool check_byte_is_right, Reply& reply);
-  bool save_card();
+  void insert_sam(std::size_t number, const std::filesystem::path& file);
+  bool save_cards();
   void send_reply(Time arrival);
   void send_due_bytes(Time now);
   void hang_up();
+  bool host_has_another_speed() const;
+  void change_speed(unsigned speed);
 
   Reader reader_;
   std::optional<CardFile> card_;
+  // In the place of card_.
+  std::unique_ptr<LiveCard> live_card_;
+  std::array<std::optional<CardFile>, sam_count> sams_;
 
   PseudoTerminal terminal_;
   ConfigurationFile configuration_;
   Duration byte_time_;
+  // The speed that hosts must have; 0: any.
+  unsigned line_speed_;
   PacedQueue incoming_;
   PacedQueue outgoing_;
   bool line_is_full_ = false;

@@ -13,7 +13,7 @@ namespace {
 
 // Hosts read lines of at most 59 characters, the line end included.
 constexpr std::size_t longest_line = 59;
-constexpr std::string_view comment = "# A virtual reader is behind this device.\n";
+constexpr std::string_view comment = "# This leads to a virtual reader.\n";
 static_assert(comment.size() <= longest_line);
 
 }  // namespace
@@ -35,7 +35,11 @@ void ConfigurationFile::name_device(std::string_view device) {
   const std::string line = fmt::format("P={}\n", device);
   if (line.size() > longest_line)
     throw Error(fmt::format("the name of the device is too long: {}", device));
-  replace_file(path_, fmt::format("{}{}", comment, line));
+  write(line);
+}
+
+void ConfigurationFile::write(std::string_view lines) {
+  replace_file(path_, fmt::format("{}{}", comment, lines));
   written_ = true;
 }
 

@@ -5,8 +5,8 @@
 
 namespace quorra::simulator {
 
-// The file that tells hosts which device to open: a comment line and P=DEVICE. The destructor
-// removes it.
+// The file that tells hosts how the reader is reached: a comment line, then P=DEVICE or the lines
+// for a terminal with an auxiliary port. The destructor removes it.
 class ConfigurationFile {
  public:
   // Writes nothing yet. Throws Error if the path is taken by something that no virtual reader
@@ -20,6 +20,8 @@ class ConfigurationFile {
 
   // Throws Error.
   void name_device(std::string_view device);
+  // Writes these lines, of at most 59 characters each with their line ends. Throws Error.
+  void write(std::string_view lines);
 
  private:
   std::filesystem::path path_;

@@ -78,19 +78,30 @@ Json field_as_json(const Field& field, std::span<const std::uint8_t> value) {
     case FieldForm::memory:
     case FieldForm::raw:
     case FieldForm::bytes:
+    case FieldForm::text_of_bytes:
       break;
   }
   return to_hex(value);
 }
 
-Json card_as_json(const State& state) {
-  Json card{{"kind", state.card->kind().name},
-            {"file", state.card_file.string()},
-            {"powered", state.card_powered}};
-  for (const Field& field : state.card->kind().fields)
+Json card_as_json(const Image& image, const std::filesystem::path& file, bool powered) {
+  Json card{{"kind", image.kind().name}, {"file", file.string()}, {"powered", powered}};
+  for (const Field& field : image.kind().fields)
     if (field.form != FieldForm::memory && field.form != FieldForm::raw)
-      card[std::string(field.name)] = field_as_json(field, state.card->field(field.name));
+      card[std::string(field.name)] = field_as_json(field, image.field(field.name));
   return card;
+}
+
+Json card_in_slot_as_json(const State& state) {
+  if (state.card) return card_as_json(*state.card, state.card_file, state.card_powered);
+  if (state.card_file.empty()) return {};
+  return {{"kind", "live"}, {"file", state.card_file.string()}, {"powered", state.card_powered}};
+}
+
+Json sam_as_json(const SamState& sam) {
+  Json json{{"slot", sam.slot}};
+  json.update(card_as_json(sam.card, sam.file, sam.powered));
+  return json;
 }
 
 Json fault_as_json(const Fault& fault) {
@@ -148,8 +159,16 @@ void trace(ControlContext& context, const Fields& fields, Json& /*answer*/) {
 
 void state(ControlContext& context, const Fields& /*fields*/, Json& answer) {
   const State state = context.bench.state();
-  answer["present"] = state.card.has_value();
-  answer["card"] = state.card ? card_as_json(state) : Json();
+  answer["present"] = state.card_present;
+  answer["card"] = card_in_slot_as_json(state);
+  answer["card_speed"] = state.card_speed;
+  answer["sams"] = Json::array();
+  for (const SamState& sam : state.sams)
+    answer["sams"].push_back(sam_as_json(sam));
+  answer["sams_powered"] = state.sams_powered;
+  answer["selected_sam"] = state.selected_sam;
+  answer["sam_speed"] = state.sam_speed;
+  answer["line_speed"] = state.line_speed == 0 ? Json() : Json(state.line_speed);
   answer["faults"] = Json::array();
   for (const Fault& armed : state.faults)
     answer["faults"].push_back(fault_as_json(armed));

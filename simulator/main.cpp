@@ -7,16 +7,23 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simulator/cards/image.hpp"
 #include "simulator/cards/kinds.hpp"
+#include "simulator/configuration_file.hpp"
 #include "simulator/files.hpp"
+#include "simulator/line/auxiliary_port.hpp"
+#include "simulator/line/serial_terminal.hpp"
+#include "simulator/stop_signals.hpp"
 #include "simulator/text.hpp"
 #include "simulator/unix_socket.hpp"
 #include "simulator/virtual_reader.hpp"
@@ -36,14 +43,9 @@ VirtualReader* reader_to_stop = nullptr;
 
 extern "C" void stop_reader(int /*signal*/) { reader_to_stop->stop(); }
 
-constexpr std::array stop_signals{SIGINT, SIGTERM, SIGHUP};
-
 // SIG_BLOCK or SIG_UNBLOCK for the signals that end the program.
 void mask_stop_signals(int how) {
-  sigset_t signals{};
-  sigemptyset(&signals);
-  for (const int signal : stop_signals)
-    sigaddset(&signals, signal);
+  const sigset_t signals = set_of_stop_signals();
   ::pthread_sigmask(how, &signals, nullptr);
 }
 
@@ -74,12 +76,45 @@ int run(const Options& options) {
   return 0;
 }
 
+// Runs a program on a serial terminal with the reader at its auxiliary port.
+int run_on_terminal(Options options, std::vector<std::string> command) {
+  if (command.empty()) throw Error("--terminal needs a program: quorra-sim --terminal -- PROGRAM");
+  // The terminal takes them as they come, whichever thread they are meant for.
+  sigset_t signals = set_of_stop_signals();
+  sigaddset(&signals, SIGCHLD);
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+
+  const TemporaryFolder folder;
+  ConfigurationFile configuration(options.configuration.empty() ? folder.path() / "terminal.conf"
+                                                                : options.configuration);
+  configuration.write(auxiliary_port_lines());
+  if (::setenv("QUORRA_CONFIG", configuration.path().c_str(), 1) != 0)
+    throw Error(fmt::format("environment: {}", system_error_text()));
+  options.configuration.clear();
+  RunningReader reader(options);
+  SerialTerminal terminal(std::move(command), reader->state().device);
+  return terminal.run();
+}
+
+// Reads N=FILE.
+void add_sam(Options& options, const std::string& text) {
+  const std::size_t sign = text.find('=');
+  const auto number = parse_number(std::string_view(text).substr(0, sign));
+  if (sign == std::string::npos || !number || sign + 1 == text.size())
+    throw Error(fmt::format("sam must be SLOT=FILE: {}", text));
+  if (!options.sams.emplace(*number, text.substr(sign + 1)).second)
+    throw Error(fmt::format("there are two SAMs for slot {}", *number));
+}
+
 // The content that the options of "new" give to a card.
 struct NewCard {
   std::string kind;
   std::string file;
   bool overwrite = false;
   std::optional<std::string> code;
+  std::optional<std::string> answer_to_reset;
+  std::optional<std::string> key;
   std::optional<std::string> counter;
   std::optional<std::string> memory;
   std::vector<std::string> data;
@@ -98,6 +133,14 @@ void set_bytes(Image& image, std::string_view name, const std::string& hex) {
   if (!bytes || bytes->size() != field.extent)
     throw Error(fmt::format("{} must be {} bytes in hexadecimal: {}", name, field.extent, hex));
   std::ranges::copy(*bytes, image.field(name).begin());
+}
+
+void set_answer_to_reset(Image& image, const std::string& hex) {
+  const Field& field = field_of(image.kind(), "atr");
+  const auto bytes = parse_hex(hex);
+  if (!bytes || bytes->empty() || bytes->size() > field.extent)
+    throw Error(fmt::format("atr must be 1 to {} bytes in hexadecimal: {}", field.extent, hex));
+  image.assign(field.name, *bytes);
 }
 
 void set_number(Image& image, std::string_view name, const std::string& text) {
@@ -146,6 +189,8 @@ void protect(Image& image, const std::string& text) {
 int make_card(const NewCard& card) {
   Image image(find_kind(card.kind));
   if (card.code) set_bytes(image, "code", *card.code);
+  if (card.answer_to_reset) set_answer_to_reset(image, *card.answer_to_reset);
+  if (card.key) set_bytes(image, "key", *card.key);
   if (card.counter) set_number(image, "counter", *card.counter);
   if (card.memory) set_memory(image, *card.memory);
   for (const std::string& data : card.data)
@@ -172,6 +217,7 @@ int show_card(const std::string& file) {
         text += fmt::format("{}: {} bytes\n{}", field.name, value.size(), hex_dump(value, true));
         break;
       case FieldForm::bytes:
+      case FieldForm::text_of_bytes:
         text += fmt::format("{}: {}\n", field.name, to_hex(value));
         break;
       case FieldForm::number:
@@ -216,21 +262,49 @@ int control(const std::string& socket, const std::string& line) {
 }
 
 int dispatch(int argument_count, const char* const* arguments) {
+  // What follows "--" is not for this program if it begins another.
+  const std::span all(arguments, static_cast<std::size_t>(argument_count));
+  const auto is_text = [](std::string_view text) {
+    return [text](const char* argument) { return argument == text; };
+  };
+  const auto separator = std::ranges::find_if(all, is_text("--"));
+  const bool has_program =
+      separator != all.end() && std::any_of(all.begin(), separator, is_text("--terminal"));
+  const std::vector<const char*> own_arguments(all.begin(), has_program ? separator : all.end());
+  const std::vector<std::string> command(has_program ? separator + 1 : all.end(), all.end());
+
   CLI::App app{"A virtual smart-card reader on a pseudo-terminal", "quorra-sim"};
   app.set_version_flag("--version", "quorra-sim " QUORRA_VERSION);
   Options options;
-  app.add_option("--card", options.card, "image file of the card in the slot");
+  app.add_option(
+      "--card", options.card,
+      "image file of the card in the slot, or vicc://HOST:PORT to wait there for an emulator");
+  std::vector<std::string> sams;
+  app.add_option("--sam", sams,
+                 "SLOT=FILE, image file of the SAM in slot 0 to 7, any number of times")
+      ->allow_extra_args(false);
   app.add_option("--config", options.configuration, "where to write the configuration file");
   app.add_option("--socket", options.socket, "where to put the control socket");
   app.add_option("--speed", options.speed, "bits per second; without it bytes take no time");
+  app.add_option("--line-speed", options.line_speed,
+                 "1200, 2400, 4800, 9600, 19200 or 38400: the host must have the same; without it "
+                 "any speed will do");
   app.add_option("--version-text", options.version_text, "1 to 18 characters")
       ->capture_default_str();
   app.add_option("--serial", options.serial_number, "16 characters")->capture_default_str();
+  bool on_terminal = false;
+  app.add_flag("--terminal", on_terminal,
+               "run the program that is given after --, with its arguments, on a serial terminal "
+               "with the reader at its auxiliary port");
   app.require_subcommand(0, 1);
   app.footer(
       "Without a subcommand the reader runs until a signal or \"stop\" ends it. The first "
       "line it prints is the path of the configuration file.");
-  std::function<int()> action = [&options] { return run(options); };
+  std::function<int()> action = [&] {
+    for (const std::string& sam : sams)
+      add_sam(options, sam);
+    return on_terminal ? run_on_terminal(options, command) : run(options);
+  };
 
   NewCard card;
   auto* const new_command = app.add_subcommand("new", "make the image file of a new card");
@@ -239,6 +313,9 @@ int dispatch(int argument_count, const char* const* arguments) {
   new_command->add_flag("--force", card.overwrite, "overwrite an existing file");
   new_command->add_option("--code", card.code, "security code, HEX");
   new_command->add_option("--counter", card.counter, "error counter");
+  new_command->add_option("--atr", card.answer_to_reset,
+                          "answer to reset of a processor card, HEX");
+  new_command->add_option("--key", card.key, "internal key of a processor card, HEX");
   new_command->add_option("--memory", card.memory, "file with the raw bytes of the whole memory");
   new_command->add_option("--data", card.data, "bytes of memory, ADDRESS:HEX, any number of times");
   new_command->add_option("--protect", card.protect,
@@ -262,7 +339,7 @@ int dispatch(int argument_count, const char* const* arguments) {
   control_command->callback([&] { action = [&] { return control(socket, line); }; });
 
   try {
-    app.parse(argument_count, arguments);
+    app.parse(static_cast<int>(own_arguments.size()), own_arguments.data());
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     throw Error(error.what());

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "simulator/error.hpp"
+#include "simulator/firmware/line_speed.hpp"
 #include "simulator/firmware/reader.hpp"
 
 namespace quorra::simulator {
@@ -23,6 +24,11 @@ bool is_printable(std::string_view text) {
 void check(const Options& options) {
   if (options.speed > highest_speed)
     throw Error(fmt::format("the speed must be at most {} bits per second", highest_speed));
+  if (options.line_speed != 0 &&
+      speed_of_code(code_of_speed(options.line_speed)) != options.line_speed)
+    throw Error("the line speed must be 1200, 2400, 4800, 9600, 19200 or 38400 bits per second");
+  if (!options.sams.empty() && options.sams.rbegin()->first >= sam_count)
+    throw Error(fmt::format("the slots of the SAMs are 0 to {}", sam_count - 1));
   if (options.version_text.empty() || options.version_text.size() > largest_version_text ||
       !is_printable(options.version_text))
     throw Error(

@@ -1,20 +1,28 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <map>
 #include <string>
 
 namespace quorra::simulator {
 
 // How a virtual reader is set up.
 struct Options {
-  // The image file of the card that is in the slot at the start; empty: no card.
+  // The image file of the card that is in the slot at the start, or the address of a live card,
+  // vicc://HOST:PORT; empty: no card.
   std::filesystem::path card;
+  // The image files of the SAMs inside the reader, by their slots 0 to 7.
+  std::map<std::size_t, std::filesystem::path> sams;
   // Where the configuration file for hosts is written; empty: a temporary folder.
   std::filesystem::path configuration;
   // The control socket; empty: a temporary folder.
   std::filesystem::path socket;
   // The line's speed in bits per second; 0: bytes take no time.
   unsigned speed = 0;
+  // The speed at which the reader insists that hosts talk to it, in bits per second: 1200, 2400,
+  // 4800, 9600, 19200 or 38400; 0: any speed will do.
+  unsigned line_speed = 0;
   // 1 to 18 printable characters.
   std::string version_text = "KWSPC-VIRTUAL V1.0";
   // 16 printable characters.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -11,12 +12,31 @@
 
 namespace quorra::simulator {
 
-// What the virtual reader and its card look like at one moment.
+// A card in one of the slots inside the reader.
+struct SamState {
+  std::size_t slot;
+  Image card;
+  std::filesystem::path file;
+  bool powered;
+};
+
+// What the virtual reader and its cards look like at one moment.
 struct State {
-  // The card in the slot, with all it keeps without power; absent when the slot is empty.
+  bool card_present = false;
+  // The card in the slot, with all it keeps without power; absent when the slot is empty or a live
+  // card is expected in it.
   std::optional<Image> card;
+  // Or the address of the live card.
   std::filesystem::path card_file;
   bool card_powered = false;
+  std::vector<SamState> sams;
+  std::size_t selected_sam = 0;
+  bool sams_powered = false;
+  // The codes that hosts have set for the processor card and for the SAMs.
+  std::uint8_t card_speed = 0;
+  std::uint8_t sam_speed = 0;
+  // The speed that hosts must have, in bits per second; 0: any will do.
+  unsigned line_speed = 0;
   std::vector<Fault> faults;
   // How many requests have arrived whole.
   std::uint64_t exchanges = 0;

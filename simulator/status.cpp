@@ -30,6 +30,11 @@ constexpr std::array entries{
     Entry{Status::card_blocked, "card_blocked",
           "The card is blocked: no attempt at its code is left."},
     Entry{Status::image_not_saved, "image_not_saved", "The image file could not be saved."},
+    Entry{Status::code_required, "code_required",
+          "The reader's security mode is on, and its code has not been presented."},
+    Entry{Status::sam_without_power, "sam_without_power", "The SAMs have no power."},
+    Entry{Status::answer_too_long, "answer_too_long",
+          "The answer of the card is too long for a reply."},
 };
 
 // A host sees STATUS s as the number -s, next to its own codes -1, -16 and -128 to -144.

@@ -19,6 +19,9 @@ enum class Status : std::uint8_t {
   wrong_code = 0x24,
   card_blocked = 0x25,
   image_not_saved = 0x31,
+  code_required = 0x41,
+  sam_without_power = 0x42,
+  answer_too_long = 0x43,
 };
 
 // The short name of a STATUS, for example "no_card"; empty for a number the virtual reader never

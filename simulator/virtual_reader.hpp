@@ -36,8 +36,8 @@ class VirtualReader {
   // Ends run(), now or as soon as it is called. May be called from a signal handler.
   void stop() noexcept;
 
-  // Puts the card of that image file into the slot. Throws Error if it cannot be loaded or the
-  // slot is taken.
+  // Puts the card of that image file into the slot, or the live card of that address. Throws Error
+  // if it cannot be loaded or the slot is taken.
   void insert(const std::filesystem::path& file);
   // Takes the card out. Throws Error if the slot is empty or the image cannot be saved.
   void remove();

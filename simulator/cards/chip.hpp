@@ -9,6 +9,8 @@
 
 namespace quorra::simulator {
 
+class ProcessorCard;
+
 // The levels that the reader puts on the contacts of a card. IO and C8 are lines with a pull-up:
 // true means that the reader lets the line go, and it is high only if the chip lets it go as well.
 struct Contacts {
@@ -36,6 +38,9 @@ class Chip {
 
   bool pulls_io_low() const { return pulls_io_low_; }
   bool pulls_c8_low() const { return pulls_c8_low_; }
+
+  // The card as the reader's asynchronous interface sees it; null if it has no processor.
+  virtual ProcessorCard* processor() { return nullptr; }
 
   // What the chip keeps without power.
   const Image& image() const { return image_; }

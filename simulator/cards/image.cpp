@@ -32,6 +32,7 @@ std::string to_text(const Field& field, std::span<const std::uint8_t> value) {
     case FieldForm::memory:
       return fmt::format("{} = '''\n{}'''\n", field.name, hex_dump(value, false));
     case FieldForm::bytes:
+    case FieldForm::text_of_bytes:
       return fmt::format("{} = \"{}\"\n", field.name, to_hex(value));
     case FieldForm::number:
       return fmt::format("{} = {}\n", field.name, value.front());
@@ -68,8 +69,13 @@ class ImageReader {
     refuse_unknown_keys(image.kind());
     if (raw_ && image.raw_memory().empty())
       fail(line_of_divider_, fmt::format("nothing can follow the text of a {}", *kind));
-    for (const Field& field : image.kind().fields)
-      read_field(field, image.field(field.name));
+    for (const Field& field : image.kind().fields) {
+      if (field.form == FieldForm::text_of_bytes) {
+        image.assign(field.name, text_of_bytes(field));
+      } else {
+        read_field(field, image.field(field.name));
+      }
+    }
     return image;
   }
 
@@ -114,6 +120,8 @@ class ImageReader {
         return read_memory(field, value);
       case FieldForm::bytes:
         return read_bytes(field, value);
+      case FieldForm::text_of_bytes:
+        break;
       case FieldForm::number:
         return read_number(field, value);
       case FieldForm::addresses:
@@ -178,6 +186,14 @@ class ImageReader {
     std::ranges::copy(*bytes, value.begin());
   }
 
+  std::vector<std::uint8_t> text_of_bytes(const Field& field) const {
+    auto bytes = parse_hex(string_at(field));
+    if (!bytes || bytes->empty() || bytes->size() > field.extent)
+      fail(node(field.name),
+           fmt::format("{} must be 1 to {} bytes in hexadecimal", field.name, field.extent));
+    return *std::move(bytes);
+  }
+
   void read_number(const Field& field, std::span<std::uint8_t> value) const {
     const auto number = node(field.name).value_exact<std::int64_t>();
     if (!number || *number < 0 || *number > static_cast<std::int64_t>(field.extent))
@@ -235,6 +251,11 @@ std::span<const std::uint8_t> Image::field(std::string_view name) const {
   for (std::size_t i = 0; i < values_.size(); ++i)
     if (kind_->fields[i].name == name) return values_[i];
   return {};
+}
+
+void Image::assign(std::string_view name, std::vector<std::uint8_t> bytes) {
+  for (std::size_t i = 0; i < values_.size(); ++i)
+    if (kind_->fields[i].name == name) values_[i] = std::move(bytes);
 }
 
 std::vector<std::string> address_list(std::span<const std::uint8_t> field) {

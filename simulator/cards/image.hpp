@@ -14,19 +14,20 @@ struct Kind;
 
 // How a field of an image is written in the image file.
 enum class FieldForm : std::uint8_t {
-  memory,     // lines of hexadecimal bytes, each line begins with its address
-  raw,        // the bytes themselves, behind the text; for a memory that is the only field
-  bytes,      // a string of hexadecimal bytes
-  number,     // a decimal number
-  addresses,  // an array of addresses and ranges of addresses
+  memory,         // lines of hexadecimal bytes, each line begins with its address
+  raw,            // the bytes themselves, behind the text; for a memory that is the only field
+  bytes,          // a string of hexadecimal bytes
+  text_of_bytes,  // the same, with 1 up to that many bytes
+  number,         // a decimal number
+  addresses,      // an array of addresses and ranges of addresses
 };
 
 // One part of what a kind of card keeps without power.
 struct Field {
   std::string_view name;
   FieldForm form;
-  // How many bytes (memory, raw, bytes), the greatest value (number, at most 255), or how many
-  // addresses there are to choose from (addresses).
+  // How many bytes (memory, raw, bytes, text_of_bytes), the greatest value (number, at most 255),
+  // or how many addresses there are to choose from (addresses).
   std::size_t extent;
 };
 
@@ -46,6 +47,8 @@ class Image {
   // the image is moved.
   std::span<std::uint8_t> field(std::string_view name);
   std::span<const std::uint8_t> field(std::string_view name) const;
+  // Gives a field of any form other bytes, for text_of_bytes also another number of them.
+  void assign(std::string_view name, std::vector<std::uint8_t> bytes);
 
  private:
   const Kind* kind_;

@@ -10,6 +10,7 @@
 #include "simulator/cards/chip_4442.hpp"
 #include "simulator/cards/chip_45d041.hpp"
 #include "simulator/cards/chip_93c.hpp"
+#include "simulator/cards/cpu/cpu_card.hpp"
 #include "simulator/error.hpp"
 #include "simulator/text.hpp"
 
@@ -42,6 +43,8 @@ constexpr std::array table{
          make_chip_93c_of_bytes},
     Kind{"93c66", "512 bytes, three-wire EEPROM", fields_93c<512>, blank_93c,
          make_chip_93c_of_bytes},
+    Kind{"cpu", "processor card with a small file system, a code and a key", fields_cpu, blank_cpu,
+         make_cpu_card},
 };
 
 }  // namespace

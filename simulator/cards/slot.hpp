@@ -1,22 +1,35 @@
 #pragma once
 
 #include "simulator/cards/chip.hpp"
+#include "simulator/cards/cpu/processor_card.hpp"
 
 namespace quorra::simulator {
 
 // The card slot: the reader's hand on the contacts of the chip that is in it, if any. An empty
-// slot reads IO and C8 as the reader leaves them, for the pull-ups are the reader's.
+// slot reads IO and C8 as the reader leaves them, for the pull-ups are the reader's. A card with a
+// processor is told of its power, and otherwise spoken to in commands.
 class Slot {
  public:
-  bool occupied() const { return chip_ != nullptr; }
+  bool occupied() const {
+    return processor_ != nullptr ? processor_->is_present() : chip_ != nullptr;
+  }
   bool powered() const { return contacts_.vcc; }
 
-  // Puts a card into the empty slot. The chip must stay alive until remove().
-  void insert(Chip& chip) { chip_ = &chip; }
+  // Null if the card in the slot has no processor.
+  ProcessorCard* processor() const { return processor_; }
+
+  // Puts a card into the empty slot. It must stay alive until remove().
+  void insert(Chip& chip) {
+    chip_ = &chip;
+    processor_ = chip.processor();
+  }
+  // The same for a card that has no contacts to be looked at.
+  void insert_processor(ProcessorCard& card) { processor_ = &card; }
   // Takes the card out; it loses its power.
   void remove() {
     power_off();
     chip_ = nullptr;
+    processor_ = nullptr;
   }
 
   void set_vcc(bool level) { set(&Contacts::vcc, level); }
@@ -36,7 +49,7 @@ class Slot {
   void power_off() {
     const Contacts before = contacts_;
     contacts_ = Contacts{};
-    if (chip_ != nullptr && before != contacts_) chip_->contacts_changed(before, contacts_);
+    if (before != contacts_) tell(before);
   }
 
  private:
@@ -44,11 +57,16 @@ class Slot {
     if (contacts_.*contact == level) return;
     const Contacts before = contacts_;
     contacts_.*contact = level;
+    tell(before);
+  }
+  void tell(const Contacts& before) {
     if (chip_ != nullptr) chip_->contacts_changed(before, contacts_);
+    if (processor_ != nullptr && before.vcc != contacts_.vcc) processor_->set_power(contacts_.vcc);
   }
 
   Contacts contacts_;
   Chip* chip_ = nullptr;
+  ProcessorCard* processor_ = nullptr;
 };
 
 }  // namespace quorra::simulator

@@ -37,7 +37,7 @@ struct Command {
 // What a request can be addressed to: the reader itself or one type of card.
 struct Target {
   std::uint8_t type;
-  // Powers and resets a card of this type; null for the reader itself.
+  // Powers and resets a memory card of this type; null where the commands see to that themselves.
   void (*activate)(Slot& slot);
   std::span<const Command> commands;
 };

@@ -8,6 +8,7 @@
 #include "simulator/firmware/card_4442.hpp"
 #include "simulator/firmware/card_45d041.hpp"
 #include "simulator/firmware/card_93c.hpp"
+#include "simulator/firmware/card_cpu.hpp"
 #include "simulator/firmware/power_up.hpp"
 #include "simulator/firmware/reader_commands.hpp"
 
@@ -15,7 +16,8 @@ namespace quorra::simulator {
 namespace {
 
 constexpr std::array targets{
-    Target{reader_type, nullptr, reader_commands},  Target{0x60, power_up, commands_24c},
+    Target{reader_type, nullptr, reader_commands},  Target{cpu_type, nullptr, commands_cpu},
+    Target{sam_type, nullptr, commands_sam},        Target{0x60, power_up, commands_24c},
     Target{0x61, power_up, commands_24c},           Target{0x62, power_up, commands_24c},
     Target{0x64, power_up, commands_24c},           Target{0x65, power_up, commands_24c},
     Target{0x66, power_up, commands_24c},           Target{0x68, power_up, commands_93c},
@@ -37,6 +39,7 @@ bool is_known(std::uint8_t code) {
 
 Status activate(Reader& reader, const Target& target) {
   if (!reader.slot.occupied()) return Status::no_card;
+  if (reader.slot.processor() != nullptr) return Status::no_answer;
   if (reader.slot.powered() && reader.activated_for == target.type) return Status::success;
   reader.slot.power_off();
   target.activate(reader.slot);

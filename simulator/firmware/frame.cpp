@@ -20,7 +20,15 @@ RequestParser::Result RequestParser::push(std::uint8_t byte) {
   bytes_.at(size_) = byte;
   ++size_;
   if (!is_whole()) return Result::incomplete;
-  return exclusive_or(frame()) == 0 ? Result::complete : Result::wrong_check_byte;
+  return check_byte_is_right() ? Result::complete : Result::wrong_check_byte;
+}
+
+bool RequestParser::check_byte_is_right() const {
+  constexpr std::size_t before_bytes_for_card = header_size + 5;
+  const auto whole = frame();
+  if (exclusive_or(whole) == 0) return true;
+  return request().command == exchange_command && whole.size() > before_bytes_for_card &&
+         exclusive_or(whole.first(before_bytes_for_card)) == whole.back();
 }
 
 std::span<std::uint8_t> Reply::extend(std::size_t count) {

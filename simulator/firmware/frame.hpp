@@ -12,6 +12,8 @@ namespace quorra::simulator {
 inline constexpr std::uint8_t request_start = 0xAA;
 inline constexpr std::uint8_t reply_start = 0x55;
 inline constexpr std::size_t header_size = 4;
+// The command that carries bytes to a processor card.
+inline constexpr std::uint8_t exchange_command = 0x21;
 inline constexpr std::size_t largest_body = 255;
 inline constexpr std::size_t largest_frame = header_size + largest_body + 1;
 
@@ -29,7 +31,9 @@ struct Request {
 };
 
 // Finds requests in the bytes from the line: 0xAA, CMD, flag, LEN, LEN bytes of BODY, and a check
-// byte that makes the XOR of all bytes zero. Whatever comes before 0xAA is skipped.
+// byte that makes the XOR of all bytes zero. Whatever comes before 0xAA is skipped. In an exchange
+// with a processor card the check byte may leave out what is for the card, which has a check of its
+// own: then it is the XOR of the first nine bytes alone.
 class RequestParser {
  public:
   enum class Result : std::uint8_t { incomplete, complete, wrong_check_byte };
@@ -53,6 +57,7 @@ class RequestParser {
 
  private:
   std::size_t frame_size() const { return header_size + bytes_[3] + 1; }
+  bool check_byte_is_right() const;
   bool is_whole() const { return size_ >= header_size && size_ == frame_size(); }
 
   std::array<std::uint8_t, largest_frame> bytes_{};

@@ -1,6 +1,5 @@
 #include "simulator/firmware/reader_commands.hpp"
 
-#include <algorithm>
 #include <cstdint>
 
 #include "simulator/firmware/synchronous_reset.hpp"
@@ -32,14 +31,6 @@ Status power_off(Reader& reader, const Request& /*request*/, Reply& /*reply*/) {
 
 // The sound itself takes no time here.
 Status sound_buzzer(Reader& /*reader*/, const Request& /*request*/, Reply& /*reply*/) {
-  return Status::success;
-}
-
-Status read_reader_memory(Reader& reader, const Request& request, Reply& reply) {
-  const std::size_t address = request.address();
-  const std::size_t count = request.count();
-  if (count == 0 || address + count > reader.memory.size()) return Status::out_of_range;
-  reply.append(std::span(reader.memory).subspan(address, count));
   return Status::success;
 }
 

@@ -10,9 +10,6 @@
 namespace quorra::simulator {
 namespace {
 
-// Neither the start of a request nor that of a reply.
-constexpr std::uint8_t stray_byte = 0xC3;
-
 constexpr unsigned longest_delay = 3'600'000;
 constexpr unsigned most_bytes = 1024;
 

@@ -11,6 +11,10 @@
 
 namespace quorra::simulator {
 
+// What arrives where no byte was sent, or none could be understood. It begins
+// neither a request nor a reply.
+inline constexpr std::uint8_t stray_byte = 0xC3;
+
 enum class FaultKind : std::uint8_t {
   silence,               // the request is carried out, but no reply comes
   late_first_byte,       // the reply comes `parameter` milliseconds late

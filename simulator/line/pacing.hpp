@@ -27,6 +27,9 @@ class PacedQueue {
   // and `pause` have gone by since the byte before it was due.
   void push(std::span<const std::uint8_t> bytes, Time earliest, Duration pause = Duration::zero());
 
+  // From now on bytes take that time.
+  void set_byte_time(Duration byte_time) { byte_time_ = byte_time; }
+
   bool empty() const { return first_ == bytes_.size(); }
   std::size_t size() const { return bytes_.size() - first_; }
   // When the first byte is due. Not to be asked of an empty queue.

@@ -5,6 +5,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -15,6 +16,16 @@ namespace quorra::simulator {
 namespace {
 
 [[noreturn]] void fail() { throw Error(fmt::format("pseudo-terminal: {}", system_error_text())); }
+
+struct HostSpeed {
+  unsigned speed;
+  speed_t setting;
+};
+
+constexpr std::array host_speeds{
+    HostSpeed{1200, B1200}, HostSpeed{2400, B2400},   HostSpeed{4800, B4800},
+    HostSpeed{9600, B9600}, HostSpeed{19200, B19200}, HostSpeed{38400, B38400},
+};
 
 // The outcome of a read or write: "nothing now" is no failure.
 std::size_t transferred(ssize_t result) {
@@ -38,6 +49,14 @@ PseudoTerminal::PseudoTerminal()
   if (!host_side_.is_open() || ::tcgetattr(host_side_.get(), &settings) != 0) fail();
   ::cfmakeraw(&settings);
   if (::tcsetattr(host_side_.get(), TCSANOW, &settings) != 0) fail();
+}
+
+bool PseudoTerminal::host_has_speed(unsigned speed) const {
+  termios settings{};
+  if (::tcgetattr(host_side_.get(), &settings) != 0) fail();
+  const auto* const set =
+      std::ranges::find(host_speeds, ::cfgetospeed(&settings), &HostSpeed::setting);
+  return set != host_speeds.end() && set->speed == speed;
 }
 
 std::size_t PseudoTerminal::read(std::span<std::uint8_t> buffer) const {

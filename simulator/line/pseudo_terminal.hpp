@@ -22,6 +22,10 @@ class PseudoTerminal {
   // To be polled.
   int descriptor() const { return reader_side_.get(); }
 
+  // Whether the host has set its side to that speed, in bits per second: 1200, 2400, 4800, 9600,
+  // 19200 or 38400.
+  bool host_has_speed(unsigned speed) const;
+
   // Takes what the host has sent, without waiting: returns how many bytes are in `buffer` now.
   // Throws Error.
   std::size_t read(std::span<std::uint8_t> buffer) const;

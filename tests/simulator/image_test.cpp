@@ -96,8 +96,8 @@ TEST(Image, comes_back_from_its_file) {
         value = static_cast<std::uint8_t>(value * 5 + 3);
         if (field.form == FieldForm::addresses) byte = value >> 4U & 1U;
         if (field.form == FieldForm::number) byte = static_cast<std::uint8_t>(field.extent - 1);
-        if (field.form == FieldForm::bytes || field.form == FieldForm::memory ||
-            field.form == FieldForm::raw)
+        if (field.form == FieldForm::bytes || field.form == FieldForm::text_of_bytes ||
+            field.form == FieldForm::memory || field.form == FieldForm::raw)
           byte = value;
       }
     save_image(image, folder.path() / "card");

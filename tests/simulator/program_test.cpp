@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -240,6 +241,55 @@ TEST_F(Program, makes_and_shows_a_card_with_raw_bytes) {
   EXPECT_THAT(outcome.output, HasSubstr("\n83FF0: FF FF FF FF FF FF FF FF FF FF FF FF FF FF 41 42  "
                                         "..............AB\n"));
   expect_refusal({"new", "45d041", path("other"), "--protect", "0"}, "a 45d041 has no protected");
+}
+
+TEST_F(Program, makes_and_shows_a_processor_card) {
+  EXPECT_EQ(run({"new", "cpu", path("card"), "--atr", "3B 02 14 50", "--code", "35363738",
+                 "--counter", "2", "--key", "0123456789ABCDEF", "--data", "0x1FE:4142"})
+                .status,
+            0);
+  const Outcome outcome = run({"show", path("card")});
+  EXPECT_THAT(outcome.output, StartsWith("kind: cpu ("));
+  EXPECT_THAT(outcome.output, HasSubstr("\natr: 3B 02 14 50\ncode: 35 36 37 38\ncounter: 2\n"
+                                        "key: 01 23 45 67 89 AB CD EF\nmemory: 512 bytes\n"));
+  EXPECT_THAT(outcome.output, HasSubstr("\nprivate: 128 bytes\n"));
+  EXPECT_THAT(outcome.output, HasSubstr("\nrecords: 128 bytes\n"));
+  const std::string other = path("other");
+  EXPECT_EQ(run({"new", "cpu", other, "--atr", std::string(66, 'A')}).status, 0);
+  expect_refusal({"new", "cpu", other, "--atr", ""}, "atr must be 1 to 33 bytes");
+  expect_refusal({"new", "cpu", other, "--atr", "3"}, "atr must be 1 to 33 bytes");
+  expect_refusal({"new", "cpu", other, "--atr", std::string(68, 'A')}, "atr must be 1 to 33 bytes");
+  expect_refusal({"new", "cpu", other, "--key", "01"}, "key must be 8 bytes");
+  expect_refusal({"new", "4442", other, "--atr", "3B"}, "a 4442 has no atr");
+  expect_refusal({"new", "4442", other, "--key", "01"}, "a 4442 has no key");
+}
+
+TEST_F(Program, puts_sams_into_the_reader) {
+  run({"new", "cpu", path("sam")});
+  auto reader = start({"--sam", "0=" + path("sam"), "--socket", path("socket")});
+  const RawClient host(reader.read_line());
+  EXPECT_EQ(host.exchange(request(0xB2, "21 00000000")), reply(0));
+  EXPECT_EQ(host.exchange(request(0x20, "21 00000000")), reply(0, "3B 86 01 51 55 4F 52 52 41 8D"));
+  const Outcome outcome = run({"control", path("socket"), R"({"command":"state"})"});
+  EXPECT_THAT(outcome.output, HasSubstr(R"("sams":[{"slot":0,"kind":"cpu","file":")" + path("sam") +
+                                        R"(","powered":true,)"));
+
+  expect_refusal({"--sam", path("sam")}, "sam must be SLOT=FILE");
+  expect_refusal({"--sam", "x=" + path("sam")}, "sam must be SLOT=FILE");
+  expect_refusal({"--sam", "0="}, "sam must be SLOT=FILE");
+  expect_refusal({"--sam", "8=" + path("sam")}, "the slots of the SAMs are 0 to 7");
+  expect_refusal({"--sam", "1=" + path("sam"), "--sam", "1=x"}, "there are two SAMs for slot 1");
+  expect_refusal({"--sam", "1=" + path("none")}, path("none") + ": cannot open");
+}
+
+TEST_F(Program, insists_on_a_line_speed) {
+  auto reader = start({"--line-speed", "4800", "--socket", path("socket")});
+  const RawClient host(reader.read_line());
+  host.set_speed(B4800);
+  EXPECT_EQ(host.exchange(request(0xB7, "80 0000 0180 00 01")), reply(0, "03"));
+  EXPECT_THAT(run({"control", path("socket"), R"({"command":"state"})"}).output,
+              HasSubstr("\"line_speed\":4800"));
+  expect_refusal({"--line-speed", "57600"}, "the line speed must be 1200, 2400, ");
 }
 
 TEST_F(Program, lists_the_kinds) {

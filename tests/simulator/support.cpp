@@ -66,6 +66,13 @@ RawClient::RawClient(const std::filesystem::path& configuration)
     throw std::runtime_error("the device cannot be set up");
 }
 
+void RawClient::set_speed(unsigned setting) const {
+  termios settings{};
+  if (::tcgetattr(device_.get(), &settings) != 0 || ::cfsetspeed(&settings, setting) != 0 ||
+      ::tcsetattr(device_.get(), TCSANOW, &settings) != 0)
+    throw std::runtime_error("the speed cannot be set");
+}
+
 void RawClient::send(std::span<const std::uint8_t> bytes) const {
   while (!bytes.empty()) {
     const ssize_t sent = ::write(device_.get(), bytes.data(), bytes.size());

@@ -36,6 +36,9 @@ class RawClient {
  public:
   explicit RawClient(const std::filesystem::path& configuration);
 
+  // Gives the host's side of the line that speed, B1200 or the like.
+  void set_speed(unsigned setting) const;
+
   void send(std::span<const std::uint8_t> bytes) const;
   // Waits until that many bytes have come.
   Bytes receive(std::size_t count) const;

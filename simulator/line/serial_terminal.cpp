@@ -1,0 +1,227 @@
+#include "simulator/line/serial_terminal.hpp"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <utility>
+
+#include "simulator/error.hpp"
+#include "simulator/stop_signals.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+constexpr int exit_without_program = 127;
+constexpr int exit_by_signal = 128;
+
+// Where bytes do not get away, no more are taken in beyond this.
+constexpr std::size_t most_unsent_bytes = 65536;
+
+[[noreturn]] void fail(std::string_view what) {
+  throw Error(fmt::format("{}: {}", what, system_error_text()));
+}
+
+// What there is to read; absent when the other end is gone.
+std::optional<std::string> read_some(int descriptor) {
+  std::array<char, 4096> buffer{};
+  const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+  if (count > 0) return std::string(buffer.data(), static_cast<std::size_t>(count));
+  if (count < 0 && (errno == EAGAIN || errno == EINTR)) return std::string();
+  return std::nullopt;
+}
+
+void show(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) fail("standard output");
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+// Nothing is echoed and output stays as it is: standard input and output have a terminal of their
+// own for that, if they need one.
+void set_up(int terminal) {
+  termios settings{};
+  if (::tcgetattr(terminal, &settings) != 0) fail("terminal");
+  settings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+  if (::tcsetattr(terminal, TCSANOW, &settings) != 0) fail("terminal");
+  winsize size{};
+  if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) ::ioctl(terminal, TIOCSWINSZ, &size);
+}
+
+// The program's side of fork().
+[[noreturn]] void become(char* const* arguments, int terminal) {
+  sigset_t none{};
+  sigemptyset(&none);
+  ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
+  static_cast<void>(std::signal(SIGPIPE, SIG_DFL));
+  if (::login_tty(terminal) == 0) {
+    ::execvp(arguments[0], arguments);
+    constexpr std::string_view complaint = "quorra-sim: the program cannot be run\n";
+    static_cast<void>(!::write(STDERR_FILENO, complaint.data(), complaint.size()));
+  }
+  ::_exit(exit_without_program);
+}
+
+}  // namespace
+
+void SerialTerminal::Outlet::send() {
+  while (!unsent.empty()) {
+    const ssize_t sent = ::write(descriptor.get(), unsent.data(), unsent.size());
+    if (sent <= 0) return;
+    unsent.erase(0, static_cast<std::size_t>(sent));
+  }
+}
+
+void SerialTerminal::Outlet::close() {
+  descriptor = FileDescriptor();
+  unsent.clear();
+}
+
+SerialTerminal::SerialTerminal(std::vector<std::string> command, const std::string& device) {
+  device_.descriptor =
+      FileDescriptor(::open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (!device_.descriptor.is_open()) fail(device);
+  sigset_t awaited = set_of_stop_signals();
+  sigaddset(&awaited, SIGCHLD);
+  signals_ = FileDescriptor(::signalfd(-1, &awaited, SFD_CLOEXEC | SFD_NONBLOCK));
+  if (!signals_.is_open()) fail("signalfd");
+  start(command);
+}
+
+SerialTerminal::~SerialTerminal() {
+  if (status_ || program_ < 0) return;
+  ::kill(program_, SIGHUP);
+  keyboard_.close();
+  ::waitpid(program_, nullptr, 0);
+}
+
+void SerialTerminal::start(std::vector<std::string>& command) {
+  int reader_side = -1;
+  int program_side = -1;
+  if (::openpty(&reader_side, &program_side, nullptr, nullptr, nullptr) != 0)
+    fail("pseudo-terminal");
+  keyboard_.descriptor = FileDescriptor(reader_side);
+  const FileDescriptor terminal(program_side);
+  set_up(program_side);
+  if (::fcntl(reader_side, F_SETFL, O_NONBLOCK) != 0 ||
+      ::fcntl(reader_side, F_SETFD, FD_CLOEXEC) != 0)
+    fail("pseudo-terminal");
+
+  // Nothing may be allocated between fork() and the program.
+  std::vector<char*> arguments;
+  for (std::string& argument : command)
+    arguments.push_back(argument.data());
+  arguments.push_back(nullptr);
+  program_ = ::fork();
+  if (program_ < 0) fail("fork");
+  if (program_ == 0) become(arguments.data(), program_side);
+}
+
+int SerialTerminal::run() {
+  while (!status_)
+    serve();
+  // What the program wrote last.
+  while (take_from_program()) {
+  }
+  show(port_.finish().screen);
+  return *status_;
+}
+
+void SerialTerminal::serve() {
+  enum : std::size_t { program, device, user, signals };
+  // A descriptor can be written if it has unsent bytes, and read if those have somewhere to go.
+  const auto events = [](const Outlet& outlet, const Outlet& target) {
+    const int in = target.unsent.size() < most_unsent_bytes ? POLLIN : 0;
+    return static_cast<short>(in | (outlet.unsent.empty() ? 0 : POLLOUT));
+  };
+  const bool hears_user = !user_has_ended_ && keyboard_.unsent.size() < most_unsent_bytes;
+  std::array<pollfd, 4> polled{{
+      {.fd = keyboard_.descriptor.get(), .events = events(keyboard_, device_), .revents = 0},
+      {.fd = device_.descriptor.get(), .events = events(device_, keyboard_), .revents = 0},
+      {.fd = hears_user ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0},
+      {.fd = signals_.get(), .events = POLLIN, .revents = 0},
+  }};
+  if (::poll(polled.data(), polled.size(), -1) < 0) {
+    if (errno == EINTR) return;
+    fail("poll");
+  }
+  if ((polled[program].revents & (POLLIN | POLLHUP)) != 0) take_from_program();
+  if ((polled[device].revents & (POLLIN | POLLHUP)) != 0) take_from_device();
+  if (polled[user].revents != 0) take_from_user();
+  if (polled[signals].revents != 0) take_signal();
+  device_.send();
+  keyboard_.send();
+}
+
+// False when there was nothing. A program that has closed its terminal has nothing more to say.
+bool SerialTerminal::take_from_program() {
+  const auto bytes = read_some(keyboard_.descriptor.get());
+  if (!bytes) keyboard_.close();
+  if (!bytes || bytes->empty()) return false;
+  const AuxiliaryPort::Output output = port_.take(*bytes);
+  if (!output.port.empty()) {
+    give_device_the_speed_of_the_terminal();
+    device_.unsent += output.port;
+  }
+  show(output.screen);
+  return true;
+}
+
+// A device that has gone away stays away.
+void SerialTerminal::take_from_device() {
+  const auto bytes = read_some(device_.descriptor.get());
+  if (bytes) {
+    keyboard_.unsent += *bytes;
+  } else {
+    device_.close();
+  }
+}
+
+void SerialTerminal::take_from_user() {
+  const auto bytes = read_some(STDIN_FILENO);
+  if (bytes) {
+    keyboard_.unsent += *bytes;
+  } else {
+    user_has_ended_ = true;
+  }
+}
+
+void SerialTerminal::take_signal() {
+  signalfd_siginfo information{};
+  if (::read(signals_.get(), &information, sizeof information) != sizeof information) return;
+  if (information.ssi_signo != SIGCHLD) {
+    ::kill(program_, static_cast<int>(information.ssi_signo));
+    return;
+  }
+  int status = 0;
+  if (::waitpid(program_, &status, WNOHANG) != program_) return;
+  status_ = WIFSIGNALED(status) ? exit_by_signal + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+void SerialTerminal::give_device_the_speed_of_the_terminal() const {
+  termios terminal{};
+  termios device{};
+  if (::tcgetattr(keyboard_.descriptor.get(), &terminal) != 0 ||
+      ::tcgetattr(device_.descriptor.get(), &device) != 0)
+    return;
+  const speed_t speed = ::cfgetospeed(&terminal);
+  if (::cfgetospeed(&device) == speed) return;
+  ::cfsetspeed(&device, speed);
+  ::tcsetattr(device_.descriptor.get(), TCSANOW, &device);
+}
+
+}  // namespace quorra::simulator

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simulator/files.hpp"
+#include "simulator/line/auxiliary_port.hpp"
+
+namespace quorra::simulator {
+
+// A program on a serial terminal with a device at its auxiliary port. What the program writes goes
+// to standard output or to the device; what comes from the device and from standard input is what
+// is typed on the keyboard.
+class SerialTerminal {
+ public:
+  // Starts the program; the device is opened like a serial line. SIGCHLD and the signals that end
+  // this program must be blocked. Throws Error.
+  SerialTerminal(std::vector<std::string> command, const std::string& device);
+  SerialTerminal(const SerialTerminal&) = delete;
+  SerialTerminal& operator=(const SerialTerminal&) = delete;
+  // Hangs the terminal up if the program is still running.
+  ~SerialTerminal();
+
+  // Serves the terminal until the program has ended: its exit status, or 128 and the number of the
+  // signal that ended it. Signals that are to end this program go to that one. Throws Error.
+  int run();
+
+ private:
+  // Bytes on their way to a descriptor that must not be waited for.
+  struct Outlet {
+    FileDescriptor descriptor;
+    std::string unsent;
+
+    void send();
+    void close();
+  };
+
+  void start(std::vector<std::string>& command);
+  void serve();
+  bool take_from_program();
+  void take_from_device();
+  void take_from_user();
+  void take_signal();
+  void give_device_the_speed_of_the_terminal() const;
+
+  Outlet keyboard_;  // also what the program writes
+  Outlet device_;
+  FileDescriptor signals_;
+  AuxiliaryPort port_;
+  bool user_has_ended_ = false;
+  pid_t program_ = -1;
+  std::optional<int> status_;
+};
+
+}  // namespace quorra::simulator
