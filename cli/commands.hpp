@@ -1,6 +1,6 @@
-// The subcommands, one file each (fill.cpp has two). An add_ function describes its subcommand to
-// the command line and has it carried out if it is the one that was asked for. It runs with
-// `settings` as they are after the whole command line was read; they outlive `program`.
+// The subcommands, one file each (fill.cpp has two, control.cpp three). An add_ function describes
+// its subcommand to the command line and has it carried out if it is the one that was asked for. It
+// runs with `settings` as they are after the whole command line was read; they outlive `program`.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -18,5 +18,15 @@ void add_fill(CLI::App& program, const Settings& settings);
 void add_verify(CLI::App& program, const Settings& settings);
 void add_code(CLI::App& program, const Settings& settings);
 void add_protect(CLI::App& program, const Settings& settings);
+void add_apdu(CLI::App& program, const Settings& settings);
+void add_atr(CLI::App& program, const Settings& settings);
+void add_memory(CLI::App& program, const Settings& settings);
+void add_security(CLI::App& program, const Settings& settings);
+void add_value(CLI::App& program, const Settings& settings);
+void add_speed(CLI::App& program, const Settings& settings);
+void add_beep(CLI::App& program, const Settings& settings);
+void add_power(CLI::App& program, const Settings& settings);
+void add_eject(CLI::App& program, const Settings& settings);
+void add_des(CLI::App& program);
 
 }  // namespace quorra::cli
