@@ -1,7 +1,7 @@
-// The subcommands, one file each (fill.cpp and personalise.cpp have two). An add_ function
-// describes its subcommand to the command line and has it carried out if it is the one that was
-// asked for. It runs with `settings` as they are after the whole command line was read; they
-// outlive `program`.
+// The subcommands, one file each (fill.cpp and personalise.cpp have two, control.cpp three). An
+// add_ function describes its subcommand to the command line and has it carried out if it is the
+// one that was asked for. It runs with `settings` as they are after the whole command line was
+// read; they outlive `program`.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -23,5 +23,15 @@ void add_map(CLI::App& program, const Settings& settings);
 void add_personalise(CLI::App& program, const Settings& settings);
 void add_fuse(CLI::App& program, const Settings& settings);
 void add_units(CLI::App& program, const Settings& settings);
+void add_apdu(CLI::App& program, const Settings& settings);
+void add_atr(CLI::App& program, const Settings& settings);
+void add_memory(CLI::App& program, const Settings& settings);
+void add_security(CLI::App& program, const Settings& settings);
+void add_value(CLI::App& program, const Settings& settings);
+void add_speed(CLI::App& program, const Settings& settings);
+void add_beep(CLI::App& program, const Settings& settings);
+void add_power(CLI::App& program, const Settings& settings);
+void add_eject(CLI::App& program, const Settings& settings);
+void add_des(CLI::App& program);
 
 }  // namespace quorra::cli

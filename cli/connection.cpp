@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <span>
 
+#include "cli/parse.hpp"
 #include "cli/terminal.hpp"
+#include "simulator/cards/kinds.hpp"
 #include "simulator/status.hpp"
 #include "simulator/virtual_reader.hpp"
 
@@ -27,29 +29,27 @@ constexpr int terminal_speeds[] = {1200, 2400, 4800, 9600, 19200};
       fmt::format("{}: {} ({})", opening.doing, words_for(result, opening.kind), result);
   // The file was named on the command line.
   if (result == -1) throw UsageError(text);
+  if (result == -136) throw NoReader(text);
   throw Failure(text);
 }
 
 void check_speed(const std::string& configuration, int speed) {
-  if (const int result = getpar(configuration.c_str()); result < 0) cannot_open(result);
-  const bool direct = term_flg == 1;
-  const std::span<const int> speeds =
-      direct ? std::span<const int>(direct_speeds) : terminal_speeds;
-  if (std::find(speeds.begin(), speeds.end(), speed) != speeds.end()) return;
-  throw UsageError(fmt::format("--speed: {} is none of the speeds of {}: {}", speed,
-                               direct ? "a serial device" : "a terminal's auxiliary port",
+  const std::span<const int> speeds = line_speeds(configuration);
+  if (std::ranges::find(speeds, speed) != speeds.end()) return;
+  throw UsageError(fmt::format("--speed: {} is none of the speeds of {}: {}", speed, line_name(),
                                fmt::join(speeds, ", ")));
 }
 
 // The settings, if they name one reader.
 const Settings& checked(const Settings& settings) {
-  if (settings.configuration && settings.image) {
-    throw UsageError("there is one reader: give --config or --virtual, not both");
+  if (settings.configuration && settings.names_virtual_reader()) {
+    throw UsageError(fmt::format("there is one reader: give --config or {}, not both",
+                                 settings.image ? "--virtual" : "--virtual-sam"));
   }
-  if (settings.speed && settings.image) {
+  if (settings.speed && settings.names_virtual_reader()) {
     throw UsageError("--speed belongs to --config; a virtual reader has no speed");
   }
-  if (!settings.configuration && !settings.image) {
+  if (!settings.configuration && !settings.names_virtual_reader()) {
     throw UsageError(
         "no reader given. Name one with\n"
         "  --config FILE    the configuration file of a reader\n"
@@ -59,13 +59,40 @@ const Settings& checked(const Settings& settings) {
   return settings;
 }
 
-std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& settings) {
-  if (!settings.image) return nullptr;
-  if (settings.image->empty()) throw UsageError("--virtual: the name of the image is empty");
+// Reads N=FILE.
+void add_virtual_sam(simulator::Options& options, std::string_view text) {
+  const std::size_t sign = text.find('=');
+  if (sign == std::string_view::npos || sign + 1 == text.size()) {
+    throw UsageError(fmt::format("--virtual-sam: '{}' is not N=FILE, such as 0=sam.toml", text));
+  }
+  const int number = parse_number("--virtual-sam", text.substr(0, sign));
+  if (!options.sams.emplace(number, text.substr(sign + 1)).second) {
+    throw UsageError(fmt::format("--virtual-sam: there are two SAMs with the number {}", number));
+  }
+}
+
+// A processor card has no memory that the reader could show.
+void check_card(const simulator::State& state, const std::string& image) {
+  if (!state.card || state.card->kind().name != "cpu") return;
+  throw UsageError(fmt::format("{} is a processor card: quorra apdu sends it commands", image));
+}
+
+std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& settings,
+                                                               Subject subject) {
+  if (!settings.names_virtual_reader()) return nullptr;
+  const std::string image = settings.image.value_or("");
+  if (settings.image && image.empty()) {
+    throw UsageError("--virtual: the name of the image is empty");
+  }
+  simulator::Options options;
+  options.card = image;
+  for (const std::string& sam : settings.sams) {
+    add_virtual_sam(options, sam);
+  }
   try {
-    simulator::Options options;
-    options.card = *settings.image;
-    return std::make_unique<simulator::RunningReader>(options);
+    auto reader = std::make_unique<simulator::RunningReader>(options);
+    if (subject == Subject::memory_card) check_card((*reader)->state(), image);
+    return reader;
   } catch (const simulator::Error& error) {
     throw UsageError(fmt::format("starting the virtual reader: {}", error.what()));
   }
@@ -87,6 +114,35 @@ std::string as_clause(std::string_view sentence) {
 
 }  // namespace
 
+std::span<const int> line_speeds(const std::string& configuration) {
+  if (const int result = getpar(configuration.c_str()); result < 0) cannot_open(result);
+  if (term_flg == 1) return direct_speeds;
+  return terminal_speeds;
+}
+
+std::string_view line_name() {
+  return term_flg == 1 ? "a serial device" : "a terminal's auxiliary port";
+}
+
+void confirm(const Interruption& interruption, const Operation& operation,
+             std::string_view warning) {
+  if (!can_ask()) {
+    throw UsageError(fmt::format("{}: {} Confirm with --yes.", operation.doing, warning));
+  }
+  switch (ask(fmt::format("{} Go on?", warning), interruption.descriptor())) {
+    case Answer::yes:
+      return;
+    case Answer::no:
+      throw Failure(fmt::format("{}: not confirmed", operation.doing));
+    case Answer::interrupted:
+      throw_interrupted(operation);
+  }
+}
+
+void stop_if_interrupted(const Interruption& interruption, const Operation& operation) {
+  if (interruption.pending()) throw_interrupted(operation);
+}
+
 Connection::Session::Session(const std::string& configuration, int speed) {
   check_speed(configuration, speed);
   handle_ = ic_init(configuration.c_str(), speed);
@@ -95,9 +151,9 @@ Connection::Session::Session(const std::string& configuration, int speed) {
 
 Connection::Session::~Session() { ic_exit(handle_); }
 
-Connection::Connection(const Settings& settings)
+Connection::Connection(const Settings& settings, Subject subject)
     : shows_progress_(!settings.quiet),
-      reader_(start_virtual_reader(checked(settings))),
+      reader_(start_virtual_reader(checked(settings), subject)),
       session_(reader_ ? (*reader_)->configuration().string() : *settings.configuration,
                settings.speed.value_or(default_speed)) {}
 
@@ -117,21 +173,7 @@ std::string Connection::describe(const Operation& operation, int result) const {
 }
 
 void Connection::confirm(const Operation& operation, std::string_view warning) const {
-  if (!can_ask()) {
-    throw UsageError(fmt::format("{}: {} Confirm with --yes.", operation.doing, warning));
-  }
-  switch (ask(fmt::format("{} Go on?", warning), interruption_.descriptor())) {
-    case Answer::yes:
-      return;
-    case Answer::no:
-      throw Failure(fmt::format("{}: not confirmed", operation.doing));
-    case Answer::interrupted:
-      throw_interrupted(operation);
-  }
-}
-
-void Connection::stop_if_interrupted(const Operation& operation) const {
-  if (interruption_.pending()) throw_interrupted(operation);
+  cli::confirm(interruption_, operation, warning);
 }
 
 }  // namespace quorra::cli

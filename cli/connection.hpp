@@ -3,8 +3,10 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "cli/card.hpp"
 #include "cli/errors.hpp"
@@ -24,15 +26,36 @@ struct Settings {
   std::optional<std::string> configuration;  // the reader's configuration file
   std::optional<int> speed;                  // of the line to the reader
   std::optional<std::string> image;          // the card image for a virtual reader
+  std::vector<std::string> sams;             // the SAMs in it: "N=FILE"
   bool quiet = false;                        // no progress is shown
+
+  bool names_virtual_reader() const { return image || !sams.empty(); }
 };
+
+// The speeds at which the library opens the line that a configuration file describes; it takes any
+// other for 9600. Throws UsageError if there is no such file.
+std::span<const int> line_speeds(const std::string& configuration);
+
+// "a serial device", or what else the last configuration file described.
+std::string_view line_name();
+
+// Asks the user; throws Failure if the answer is not yes, or UsageError if there is nobody to
+// ask. `warning` says what is about to happen.
+void confirm(const Interruption& interruption, const Operation& operation,
+             std::string_view warning);
+
+// Throws Interrupted if the user has interrupted the program.
+void stop_if_interrupted(const Interruption& interruption, const Operation& operation);
+
+// What a command is about.
+enum class Subject { memory_card, anything };
 
 // A session that is closed when this goes.
 class Connection {
  public:
-  // Starts the virtual reader if there is to be one, and opens the session. Throws UsageError or
-  // Failure.
-  explicit Connection(const Settings& settings);
+  // Starts the virtual reader if there is to be one, and opens the session. Throws UsageError, also
+  // if the card of a virtual reader is known not to be the subject, or Failure.
+  explicit Connection(const Settings& settings, Subject subject = Subject::memory_card);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection();
@@ -42,7 +65,7 @@ class Connection {
   template <typename... Parameters, typename... Arguments>
   int attempt(const Operation& operation, int (*function)(int handle, Parameters...),
               Arguments... arguments) const {
-    stop_if_interrupted(operation);
+    stop_if_interrupted(interruption_, operation);
     return function(session_.handle(), arguments...);
   }
 
@@ -60,8 +83,7 @@ class Connection {
   // The same with what was being done before it.
   std::string describe(const Operation& operation, int result) const;
 
-  // Asks the user; throws Failure if the answer is not yes, or UsageError if there is nobody to
-  // ask. `warning` says what is about to happen.
+  // As the function of this name.
   void confirm(const Operation& operation, std::string_view warning) const;
 
   // Whether the user wants to see how far a long transfer is.
@@ -80,8 +102,6 @@ class Connection {
    private:
     int handle_;
   };
-
-  void stop_if_interrupted(const Operation& operation) const;
 
   bool shows_progress_;
   Interruption interruption_;

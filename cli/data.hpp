@@ -22,8 +22,12 @@ struct DataOptions {
 
 void add_data(CLI::App& command, DataOptions& options);
 
-// The bytes, at least one and no more than the memory has. Throws UsageError; `verb` says there
-// what they are for.
+// The bytes, at least one; those of a file are not more than `limit`. Throws UsageError; `verb`
+// says there what they are for, and `holder`, "a 4442 card", what has the limit.
+Bytes data_from(const DataOptions& options, int limit, std::string_view holder,
+                std::string_view verb);
+
+// The same for the bytes of a card's memory.
 Bytes data_from(const DataOptions& options, const Card& card, const Memory& memory,
                 std::string_view verb);
 

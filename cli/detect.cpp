@@ -8,6 +8,7 @@
 
 #include "cli/commands.hpp"
 #include "cli/files.hpp"
+#include "cli/next_command.hpp"
 #include "cli/options.hpp"
 #include "cli/probing.hpp"
 #include "cli/terminal.hpp"
@@ -69,28 +70,6 @@ std::string abilities_of(const Card& card) {
   return abilities;
 }
 
-// The word as a shell takes it for one.
-std::string shell_word(std::string_view word) {
-  constexpr std::string_view plain =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./+:,@%=";
-  if (!word.empty() && word.find_first_not_of(plain) == std::string_view::npos) {
-    return std::string(word);
-  }
-  std::string text = "'";
-  for (const char character : word) {
-    text += character == '\'' ? std::string(R"('\'')") : std::string(1, character);
-  }
-  return text + "'";
-}
-
-std::string next_command(const Settings& settings, const Card& card) {
-  std::string command = card.memory.areas.empty() ? "quorra read" : "quorra map";
-  if (settings.configuration) command += " --config " + shell_word(*settings.configuration);
-  if (settings.speed) command += fmt::format(" --speed {}", *settings.speed);
-  if (settings.image) command += " --virtual " + shell_word(*settings.image);
-  return fmt::format("{} --card {}", command, card.name);
-}
-
 void run_detect(const Settings& settings, bool yes) {
   if (!yes && !can_ask()) {
     throw UsageError(fmt::format("{}: {} Confirm with --yes.", detecting.doing, warning));
@@ -105,9 +84,9 @@ void run_detect(const Settings& settings, bool yes) {
     throw Failure(fmt::format("{}: none recognised{}", detecting.doing, probed.explanation));
   }
   const Card& card = *probed.card;
-  print(fmt::format("card  {}\nsize  {}\ncan   {}\nnext  {}\n", names_of(card),
-                    with_twin(card, describe_size), abilities_of(card),
-                    next_command(settings, card)));
+  const std::string next = next_command(card.memory.areas.empty() ? "read" : "map", settings);
+  print(fmt::format("card  {}\nsize  {}\ncan   {}\nnext  {} --card {}\n", names_of(card),
+                    with_twin(card, describe_size), abilities_of(card), next, card.name));
 }
 
 }  // namespace

@@ -14,6 +14,9 @@ struct CodeWords {
   std::string_view words;
 };
 
+constexpr std::string_view held_or_not_sent =
+    "the reader holds something else afterwards, or a byte could not be sent to it";
+
 // The first row that fits counts.
 constexpr CodeWords code_words[] = {
     {-1, OperationKind::opening, "the configuration file cannot be opened or read"},
@@ -27,12 +30,16 @@ constexpr CodeWords code_words[] = {
      "the card is not there, or a byte could not be sent to the reader"},
     {-129, OperationKind::presenting,
      "the card holds another code, or a byte could not be sent to the reader"},
+    {-129, OperationKind::verified, held_or_not_sent},
+    {-129, OperationKind::subtracting, held_or_not_sent},
     {-129, std::nullopt, "a byte could not be sent to the reader"},
     {-132, std::nullopt, "timeout waiting for the reader's reply"},
     {not_this_card, OperationKind::probing, "another card, or none"},
     {-133, std::nullopt, "the check byte of the reader's reply is wrong"},
+    {-135, OperationKind::subtracting, "the result would be below 0, or above 2147483647"},
     {-136, OperationKind::opening,
      "no reader answers, or there is no terminal to reach it through"},
+    {-141, OperationKind::opening, "no reader answers at any speed"},
     {-143, std::nullopt, "a length or count is out of range"},
     {-144, std::nullopt, "an address is out of range"},
 };

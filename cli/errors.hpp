@@ -17,6 +17,12 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// No reader answers where one should be.
+class NoReader : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 // The user ended the operation, by Ctrl-C for example.
 class Interrupted : public Failure {
  public:
@@ -38,7 +44,9 @@ enum class OperationKind {
   protecting,
   guarded_reading,
   guarded_writing,
-  presenting,  // a code, and comparing it with what the card holds
+  presenting,   // a code, and comparing it with what the card holds
+  verified,     // what was written to the reader is read back
+  subtracting,  // the same, from the value register
 };
 
 // What the program is doing when it calls the library.

@@ -54,4 +54,8 @@ std::string hex_dump(int address, const Bytes& bytes, const std::vector<bool>& i
 
 std::string hex_text(const Bytes& bytes) { return fmt::format("{:02X}", fmt::join(bytes, " ")); }
 
+std::string hex_or_dump(const Bytes& bytes) {
+  return bytes.size() <= row_size ? hex_text(bytes) + '\n' : hex_dump(0, bytes, {}, false);
+}
+
 }  // namespace quorra::cli

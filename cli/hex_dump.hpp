@@ -23,4 +23,7 @@ bool is_printable(unsigned char byte);
 // "A2 13 10"
 std::string hex_text(const Bytes& bytes);
 
+// What fits a row as hex_text shows it, more as a dump from address 0. Ends with a line end.
+std::string hex_or_dump(const Bytes& bytes);
+
 }  // namespace quorra::cli

@@ -12,6 +12,7 @@
 #include "cli/options.hpp"
 #include "cli/parse.hpp"
 #include "cli/probing.hpp"
+#include "cli/processor.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -47,17 +48,21 @@ Bytes read_text(const Connection& connection, const Operation& operation,
   return text;
 }
 
-// Only probes that write nothing to the card.
+// Only probes that write nothing to the card, and a reset, which processor cards answer.
 std::string card_in_slot(const Connection& connection) {
   constexpr std::string_view kinds[] = {"4442", "4428", "4404", "4406", "102", "1604", "1604b"};
   const Probed probed = probe_for(connection, kinds);
+  if (probed.card == nullptr) {
+    const std::string answer = if_possible([&] { return hex_text(reset(connection, {})); });
+    if (!answer.empty()) return "processor card, answer to reset " + answer;
+  }
   return probed.card == nullptr ? "none recognised" + probed.explanation : names_of(*probed.card);
 }
 
 void run_info(const Settings& settings) {
   std::string text = fmt::format("library        {}\n", library_version());
   {
-    const Connection connection(settings);
+    const Connection connection(settings, Subject::anything);
     const Bytes version = read_text(connection, reading_version, srd_ver, reader_version_length);
     const Bytes serial_number =
         read_text(connection, reading_serial_number, srd_snr, serial_number_length);

@@ -1,4 +1,4 @@
-// The program quorra: a memory card in a card reader, from the command line.
+// The program quorra: a card in a card reader, from the command line.
 
 #include <fmt/format.h>
 #include <CLI/App.hpp>
@@ -34,6 +34,11 @@ void add_settings(CLI::App& program, Settings& settings) {
       .add_option("--virtual", settings.image,
                   "In place of a reader, a virtual one with this card image in it")
       ->type_name("IMAGE");
+  program
+      .add_option("--virtual-sam", settings.sams,
+                  "In a virtual reader, the SAM N with this card image; any number of times")
+      ->type_name("N=IMAGE")
+      ->allow_extra_args(false);
   program.add_flag("--quiet", settings.quiet, "Do not show how far a long transfer is");
   program
       .add_option_function<std::string>(
@@ -41,7 +46,8 @@ void add_settings(CLI::App& program, Settings& settings) {
           fmt::format("The kind of card: {}", card_names()))
       ->type_name("KIND")
       ->default_str(std::string(settings.card->name))
-      ->check([](const std::string& name) {
+      ->check([](const std::string& name) -> std::string {
+        if (name == "cpu") return "quorra apdu speaks with processor cards, and needs no --card";
         return find_card(name) != nullptr
                    ? std::string()
                    : fmt::format("'{}' is no kind of card; there are {}", name, card_names());
@@ -52,7 +58,7 @@ void add_settings(CLI::App& program, Settings& settings) {
 void run(int argc, char** argv) {
   Settings settings;
   settings.card = &all_cards().front();
-  CLI::App program("Read and write memory cards in a card reader.", "quorra");
+  CLI::App program("Work with memory cards and processor cards in a card reader.", "quorra");
   program.footer(std::string(footer));
   program.set_version_flag("--version", "quorra " QUORRA_VERSION);
   want_subcommand(program);
@@ -71,6 +77,16 @@ void run(int argc, char** argv) {
   add_personalise(program, settings);
   add_fuse(program, settings);
   add_units(program, settings);
+  add_apdu(program, settings);
+  add_atr(program, settings);
+  add_memory(program, settings);
+  add_security(program, settings);
+  add_value(program, settings);
+  add_speed(program, settings);
+  add_beep(program, settings);
+  add_power(program, settings);
+  add_eject(program, settings);
+  add_des(program);
   try {
     program.parse(argc, argv);
   } catch (const CLI::Success& request) {  // help or version

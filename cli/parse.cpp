@@ -29,12 +29,11 @@ std::errc to_number(std::string_view digits, int base, Number& number) {
   return result.ec;
 }
 
-}  // namespace
-
-int parse_number(std::string_view name, std::string_view text) {
+template <typename Number>
+Number parse_number_as(std::string_view name, std::string_view text) {
   std::string_view digits = text;
   const bool hexadecimal = remove_hex_mark(digits);
-  int number = 0;
+  Number number = 0;
   const std::errc error = to_number(digits, hexadecimal ? 16 : 10, number);
   if (error == std::errc::result_out_of_range) {
     throw UsageError(fmt::format("{}: {} is far too large", name, text));
@@ -46,6 +45,16 @@ int parse_number(std::string_view name, std::string_view text) {
     throw UsageError(fmt::format("{}: {} is negative", name, text));
   }
   return number;
+}
+
+}  // namespace
+
+int parse_number(std::string_view name, std::string_view text) {
+  return parse_number_as<int>(name, text);
+}
+
+unsigned parse_large_number(std::string_view name, std::string_view text) {
+  return parse_number_as<unsigned>(name, text);
 }
 
 Bytes parse_hex(std::string_view name, std::string_view text) {

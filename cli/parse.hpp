@@ -12,6 +12,9 @@ using Bytes = std::vector<unsigned char>;
 // A decimal number, or a hexadecimal one that begins with 0x; not negative.
 int parse_number(std::string_view name, std::string_view text);
 
+// The same up to 4294967295.
+unsigned parse_large_number(std::string_view name, std::string_view text);
+
 // Pairs of hex digits. Blanks and colons may stand between bytes, and 0x before them.
 Bytes parse_hex(std::string_view name, std::string_view text);
 

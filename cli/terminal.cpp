@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,6 +30,37 @@ bool is_readable(int descriptor) {
   return poll(&waited, 1, 0) > 0;
 }
 
+// A line of standard input, without its end; none if the wait ended because `interruption` became
+// readable.
+std::optional<std::string> next_line(int interruption) {
+  std::string line;
+  char byte = 0;
+  // A terminal that serves as the line to the reader ends its lines with a carriage return.
+  while (next_byte(interruption, byte) && byte != '\n' && byte != '\r') {
+    line += byte;
+  }
+  if (!is_readable(interruption)) return line;
+  print_note("\n");
+  return std::nullopt;
+}
+
+// While it lives, standard input, a terminal, does not show what is typed.
+class WithoutEcho {
+ public:
+  WithoutEcho() {
+    tcgetattr(STDIN_FILENO, &before_);
+    termios hidden = before_;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+  }
+  WithoutEcho(const WithoutEcho&) = delete;
+  WithoutEcho& operator=(const WithoutEcho&) = delete;
+  ~WithoutEcho() { tcsetattr(STDIN_FILENO, TCSANOW, &before_); }
+
+ private:
+  termios before_{};
+};
+
 }  // namespace
 
 bool is_terminal(int descriptor) { return isatty(descriptor) == 1; }
@@ -49,20 +81,28 @@ bool can_ask() { return is_terminal(STDIN_FILENO) && is_terminal(STDERR_FILENO);
 
 Answer ask(std::string_view question, int interruption) {
   print_note(fmt::format("{} [y/N] ", question));
-  std::string answer;
-  char byte = 0;
-  // A terminal that serves as the line to the reader ends its lines with a carriage return.
-  while (next_byte(interruption, byte) && byte != '\n' && byte != '\r') {
-    answer += static_cast<char>(std::tolower(static_cast<unsigned char>(byte)));
-  }
-  if (is_readable(interruption)) {
-    print_note("\n");
-    return Answer::interrupted;
-  }
+  std::optional<std::string> answer = next_line(interruption);
+  if (!answer) return Answer::interrupted;
+  std::ranges::transform(*answer, answer->begin(), [](unsigned char character) {
+    return static_cast<char>(std::tolower(character));
+  });
   return answer == "y" || answer == "yes" ? Answer::yes : Answer::no;
 }
 
+std::optional<std::string> ask_secret(std::string_view question, int interruption) {
+  std::optional<std::string> answer;
+  {
+    const WithoutEcho hidden;
+    print_note(question);
+    answer = next_line(interruption);
+  }
+  if (answer) print_note("\n");
+  return answer;
+}
+
 void print_error(std::string_view text) {
+  // What was written before is read before.
+  static_cast<void>(std::fflush(stdout));
   const auto style = wants_colour(STDERR_FILENO) ? fg(fmt::terminal_color::red) : fmt::text_style();
   print_note(fmt::format("{}{}\n", fmt::format(style, "quorra: "), text));
 }

@@ -3,6 +3,7 @@
 
 #include <fmt/color.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -25,6 +26,10 @@ enum class Answer { yes, no, interrupted };
 // Asks on standard error and waits for a line on standard input; anything but "y" or "yes" is no.
 // The wait ends when `interruption` becomes readable.
 Answer ask(std::string_view question, int interruption);
+
+// Asks on standard error and waits for a line on standard input, which is not shown while it is
+// typed. None if the wait ended because `interruption` became readable.
+std::optional<std::string> ask_secret(std::string_view question, int interruption);
 
 // Writes one line to standard error: "quorra: " and the text.
 void print_error(std::string_view text);

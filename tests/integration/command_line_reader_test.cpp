@@ -1,14 +1,12 @@
 // The program quorra at a reader that a configuration file names.
 
 #include <gtest/gtest.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <string>
 
-#include "tests/integration/command_line.hpp"
+#include "tests/integration/command_line_reader.hpp"
 #include "tests/support/bytes.hpp"
 
 namespace quorra::testing {
@@ -19,10 +17,6 @@ constexpr char terminal_configuration[] = R"(W=\033[5i
 A=\033[4i
 C=\033[0i
 )";
-
-constexpr char no_reader[] =
-    "quorra: opening the session: no reader answers, or there is no terminal to reach it through "
-    "(-136)\n";
 
 // ---- A reader with a configuration file
 
@@ -88,79 +82,23 @@ TEST_F(CommandLine, TellsWhyNoSessionOpens) {
 
 // ---- A reader that answers whatever the test wants
 
-// What opening a session asks for, and a good answer.
-const Bytes ask_version = sealed("AA B0 00 07 80 00 00 00 00 00 0A");
-const Bytes good_version = reply(0, text("KWSPC-1234"));
-
-class ReaderLine {
- public:
-  ReaderLine() : settings_(settings()) {
-    write_file(configuration(), "P=" + line_.device() + "\n");
-  }
-
-  std::string configuration() const { return folder_ / "reader.conf"; }
-
-  // Waits for a request and answers it.
-  void serve(const Bytes& request, const Bytes& reply) const {
-    expect(request);
-    answer(reply);
-  }
-  void expect(const Bytes& request) const {
-    const std::string got = line_.read(request.size());
-    EXPECT_EQ(to_hex({got.begin(), got.end()}), to_hex(request));
-  }
-  void answer(const Bytes& reply) const { line_.type(std::string(reply.begin(), reply.end())); }
-
-  void serve_opening() const { serve(ask_version, good_version); }
-
-  // That nothing more was asked for, and that the line is as it was found.
-  void expect_closed() const {
-    EXPECT_EQ(line_.read_all(), "");
-    const termios now = settings();
-    EXPECT_EQ(now.c_iflag, settings_.c_iflag);
-    EXPECT_EQ(now.c_oflag, settings_.c_oflag);
-    EXPECT_EQ(now.c_cflag, settings_.c_cflag);
-    EXPECT_EQ(now.c_lflag, settings_.c_lflag);
-    EXPECT_TRUE(std::ranges::equal(now.c_cc, settings_.c_cc));
-  }
-
- private:
-  termios settings() const {
-    termios now{};
-    EXPECT_EQ(tcgetattr(line_.line(), &now), 0);
-    return now;
-  }
-
-  TemporaryDirectory folder_;
-  Terminal line_;
-  termios settings_;
-};
-
-class ScriptedCommandLine : public CommandLine {
+class ScriptedCard : public ScriptedCommandLine {
  protected:
-  Process start(Arguments arguments) {
-    arguments.insert(arguments.begin(), QUORRA_PROGRAM);
-    arguments.insert(arguments.end(), {"--config", reader.configuration()});
-    return Process(arguments);
-  }
-
   const Bytes read_two = sealed("AA 61 00 07 79 00 00 00 20 00 02");
   const Bytes write_two = sealed("AA 60 00 07 79 00 00 00 20 DE AD");
   const Bytes read_counter = sealed("AA 67 00 07 79 00 00 00 00 00 04");
   const Bytes switch_off = sealed("AA B3 00 05 80 00 00 00 00");
   const Bytes present_code = sealed("AA 64 00 08 79 00 00 00 00 11 22 33");
-
-  ReaderLine reader;
 };
 
-TEST_F(ScriptedCommandLine, RefusesAReaderThatAnswersBadly) {
+TEST_F(ScriptedCard, RefusesAReaderThatAnswersBadly) {
   Process program = start({"read"});
   reader.serve(ask_version, hex("54"));
   expect_error(program.wait(), 1, no_reader);
   reader.expect_closed();
 }
 
-TEST_F(ScriptedCommandLine, WriteComparesWhatItReadsBack) {
+TEST_F(ScriptedCard, WriteComparesWhatItReadsBack) {
   Process program = start({"write", "--address", "0x20", "DEAD"});
   reader.serve_opening();
   reader.serve(write_two, reply(0, {}));
@@ -170,7 +108,7 @@ TEST_F(ScriptedCommandLine, WriteComparesWhatItReadsBack) {
   reader.expect_closed();
 }
 
-TEST_F(ScriptedCommandLine, WriteReadsNothingBackIfToldSo) {
+TEST_F(ScriptedCard, WriteReadsNothingBackIfToldSo) {
   Process program = start({"write", "--address", "0x20", "--no-verify", "DEAD"});
   reader.serve_opening();
   reader.serve(write_two, reply(0, {}));
@@ -178,7 +116,7 @@ TEST_F(ScriptedCommandLine, WriteReadsNothingBackIfToldSo) {
   reader.expect_closed();
 }
 
-TEST_F(ScriptedCommandLine, TellsWhatTheLibraryReports) {
+TEST_F(ScriptedCard, TellsWhatTheLibraryReports) {
   struct Case {
     Bytes answer;
     std::string words;
@@ -202,7 +140,7 @@ TEST_F(ScriptedCommandLine, TellsWhatTheLibraryReports) {
   }
 }
 
-TEST_F(ScriptedCommandLine, ProtectWordsItsOwnMeaningsOfTheNumbers) {
+TEST_F(ScriptedCard, ProtectWordsItsOwnMeaningsOfTheNumbers) {
   const Bytes read_byte = sealed("AA 61 00 07 79 00 00 00 08 00 01");
   const Bytes read_bits = sealed("AA 74 00 07 79 00 00 00 00 00 04");
   const Bytes protect_byte = sealed("AA 75 00 06 79 00 00 00 08 41");
@@ -223,7 +161,7 @@ TEST_F(ScriptedCommandLine, ProtectWordsItsOwnMeaningsOfTheNumbers) {
   reader.expect_closed();
 }
 
-TEST_F(ScriptedCommandLine, DoesNotGuessTheAttemptsAfterADisturbedExchange) {
+TEST_F(ScriptedCard, DoesNotGuessTheAttemptsAfterADisturbedExchange) {
   Process program = start({"code", "present", "112233"});
   reader.serve_opening();
   reader.serve(read_counter, reply(0, hex("07 00 00 00")));
@@ -234,7 +172,7 @@ TEST_F(ScriptedCommandLine, DoesNotGuessTheAttemptsAfterADisturbedExchange) {
 }
 
 // Without standard output and error, the line to the reader must not become one of them.
-TEST_F(ScriptedCommandLine, AsksNoQuestionsOfTheReader) {
+TEST_F(ScriptedCard, AsksNoQuestionsOfTheReader) {
   const Terminal terminal;
   Process program({"/bin/sh", "-c", R"(exec "$0" "$@" >&- 2>&-)", QUORRA_PROGRAM, "code", "present",
                    "112233", "--config", reader.configuration()},
@@ -246,7 +184,7 @@ TEST_F(ScriptedCommandLine, AsksNoQuestionsOfTheReader) {
   reader.expect_closed();
 }
 
-TEST_F(ScriptedCommandLine, NewCodeIsReadBack) {
+TEST_F(ScriptedCard, NewCodeIsReadBack) {
   Process program = start({"code", "change", "--code", "112233", "445566"});
   reader.serve_opening();
   reader.serve(read_counter, reply(0, hex("07 00 00 00")));
@@ -258,7 +196,7 @@ TEST_F(ScriptedCommandLine, NewCodeIsReadBack) {
   reader.expect_closed();
 }
 
-TEST_F(ScriptedCommandLine, InfoShowsBytesThatAreNoText) {
+TEST_F(ScriptedCard, InfoShowsBytesThatAreNoText) {
   Process program = start({"info"});
   reader.serve_opening();
   reader.serve(sealed("AA B0 00 07 80 00 00 00 00 00 12"), reply(0, text("KWSPC")));
@@ -274,6 +212,9 @@ TEST_F(ScriptedCommandLine, InfoShowsBytesThatAreNoText) {
     reader.serve(switch_off, reply(0, {}));
     reader.serve(sealed(security_card), reply(0, hex("FF FF FF")));
   }
+  for (int attempt = 0; attempt < 4; ++attempt) {
+    reader.serve(sealed("AA 20 80 05 20 00 00 00 00"), reply(0x22, {}));
+  }
   expect_success(program.wait(),
                  "library        KW###DRVSFT-V6.60B\n"
                  "reader         KWSPC\n"
@@ -285,7 +226,7 @@ TEST_F(ScriptedCommandLine, InfoShowsBytesThatAreNoText) {
 
 // The signal comes while the program waits for the reply to a write. The write is done, and nothing
 // after it.
-TEST_F(ScriptedCommandLine, SignalsEndItBetweenTwoCalls) {
+TEST_F(ScriptedCard, SignalsEndItBetweenTwoCalls) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     Process program = start({"write", "--address", "0x20", "DEAD"});
     reader.serve_opening();
@@ -298,7 +239,7 @@ TEST_F(ScriptedCommandLine, SignalsEndItBetweenTwoCalls) {
   }
 }
 
-TEST_F(ScriptedCommandLine, SignalAfterTheLastCallIsTooLate) {
+TEST_F(ScriptedCard, SignalAfterTheLastCallIsTooLate) {
   Process program = start({"write", "--address", "0x20", "--no-verify", "DEAD"});
   reader.serve_opening();
   reader.expect(write_two);
@@ -308,7 +249,7 @@ TEST_F(ScriptedCommandLine, SignalAfterTheLastCallIsTooLate) {
   reader.expect_closed();
 }
 
-TEST_F(ScriptedCommandLine, SpeaksThroughASerialTerminal) {
+TEST_F(ScriptedCard, SpeaksThroughASerialTerminal) {
   const std::string configuration = folder / "terminal.conf";
   write_file(configuration, terminal_configuration);
   const auto wrapped = [](const Bytes& frame) {
@@ -339,7 +280,7 @@ TEST_F(ScriptedCommandLine, SpeaksThroughASerialTerminal) {
   EXPECT_EQ(terminal.read_all(), "\x1b[0iThe code is right.\n");
 }
 
-TEST_F(ScriptedCommandLine, IgnoredSignalsStayIgnored) {
+TEST_F(ScriptedCard, IgnoredSignalsStayIgnored) {
   Process program({"/bin/sh", "-c", R"(trap '' HUP; exec "$0" "$@")", QUORRA_PROGRAM, "write",
                    "--address", "0x20", "DEAD", "--config", reader.configuration()});
   reader.serve_opening();

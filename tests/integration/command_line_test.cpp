@@ -45,7 +45,32 @@ TEST_F(CommandLine, HelpsWithEachSubcommand) {
                                       {"units"},
                                       {"units", "show"},
                                       {"units", "spend"},
-                                      {"units", "carry"}}) {
+                                      {"units", "carry"},
+                                      {"apdu"},
+                                      {"atr"},
+                                      {"memory"},
+                                      {"memory", "read"},
+                                      {"memory", "write"},
+                                      {"security"},
+                                      {"security", "show"},
+                                      {"security", "set"},
+                                      {"security", "compare"},
+                                      {"security", "mode"},
+                                      {"value"},
+                                      {"value", "show"},
+                                      {"value", "set"},
+                                      {"value", "add"},
+                                      {"value", "subtract"},
+                                      {"speed"},
+                                      {"speed", "show"},
+                                      {"speed", "find"},
+                                      {"speed", "set"},
+                                      {"beep"},
+                                      {"power"},
+                                      {"eject"},
+                                      {"des"},
+                                      {"des", "encrypt"},
+                                      {"des", "decrypt"}}) {
     Arguments arguments = subcommand;
     arguments.emplace_back("--help");
     const Outcome help = run_quorra(arguments);
@@ -82,7 +107,8 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
   const Case cases[] = {
       {{},
        "quorra wants one of these behind it: info, detect, map, read, write, erase, fill, verify, "
-       "code, protect, personalise, fuse, units" +
+       "code, protect, personalise, fuse, units, apdu, atr, memory, security, value, speed, beep, "
+       "power, eject, des" +
            parse_hint},
       {{"fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"read", "--fast"}, "The following argument was not expected: --fast" + parse_hint},

@@ -1,0 +1,53 @@
+// The program quorra at a reader that answers whatever the test wants.
+#pragma once
+
+#include <termios.h>
+
+#include <string>
+
+#include "tests/integration/command_line.hpp"
+#include "tests/support/bytes.hpp"
+
+namespace quorra::testing {
+
+inline constexpr char no_reader[] =
+    "quorra: opening the session: no reader answers, or there is no terminal to reach it through "
+    "(-136)\n";
+
+// What opening a session asks for, and a good answer.
+extern const Bytes ask_version;
+extern const Bytes good_version;
+
+// The line to the program, and a configuration file that names it.
+class ReaderLine {
+ public:
+  ReaderLine();
+
+  std::string configuration() const { return folder_ / "reader.conf"; }
+
+  // Waits for a request and answers it.
+  void serve(const Bytes& request, const Bytes& reply) const;
+  void expect(const Bytes& request) const;
+  void answer(const Bytes& reply) const;
+  void serve_opening() const { serve(ask_version, good_version); }
+
+  // That nothing more was asked for, and that the line is as it was found.
+  void expect_closed() const;
+
+ private:
+  termios settings() const;
+
+  TemporaryDirectory folder_;
+  Terminal line_;
+  termios settings_;
+};
+
+class ScriptedCommandLine : public CommandLine {
+ protected:
+  // Starts the program at the line.
+  Process start(Arguments arguments);
+
+  ReaderLine reader;
+};
+
+}  // namespace quorra::testing
