@@ -18,7 +18,7 @@ namespace quorra::cli {
 namespace {
 
 constexpr std::size_t shortest_apdu = 4;
-constexpr std::size_t largest_script = 1024 * 1024;
+constexpr std::size_t largest_script = std::size_t{1024} * 1024;
 
 struct ApduOptions {
   SamNumber sam;

@@ -84,8 +84,8 @@ enum class AreaRole {
 };
 
 struct Area {
-  int first;  // address; the area lasts until the next one begins
-  AreaRole role;
+  int first = 0;  // address; the area lasts until the next one begins
+  AreaRole role = AreaRole::data;
   int number = 0;
 };
 

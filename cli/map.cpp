@@ -33,22 +33,22 @@ struct MapOptions {
 // How an area is drawn. The name is followed by the number where the card has several.
 struct Sign {
   AreaRole role;
-  char letter;
   std::string_view name;
+  char letter;
   bool guards;  // a code or a counter
 };
 
 constexpr Sign signs[] = {
-    {AreaRole::identification, 'i', "identification", false},
-    {AreaRole::issuer, 'o', "issuer's own", false},
-    {AreaRole::code, 'C', "code", true},
-    {AreaRole::attempts, 'a', "attempts", true},
-    {AreaRole::flags, 'f', "flags", false},
-    {AreaRole::data, '-', "data", false},
-    {AreaRole::erase_code, 'E', "erase code", true},
-    {AreaRole::erasures, 'e', "erasures", true},
-    {AreaRole::personalisation, 'p', "personalisation", true},
-    {AreaRole::units, 'u', "stage", false},
+    {AreaRole::identification, "identification", 'i', false},
+    {AreaRole::issuer, "issuer's own", 'o', false},
+    {AreaRole::code, "code", 'C', true},
+    {AreaRole::attempts, "attempts", 'a', true},
+    {AreaRole::flags, "flags", 'f', false},
+    {AreaRole::data, "data", '-', false},
+    {AreaRole::erase_code, "erase code", 'E', true},
+    {AreaRole::erasures, "erasures", 'e', true},
+    {AreaRole::personalisation, "personalisation", 'p', true},
+    {AreaRole::units, "stage", 'u', false},
 };
 
 const Sign& sign_of(AreaRole role) { return *std::ranges::find(signs, role, &Sign::role); }
@@ -61,7 +61,7 @@ struct Place {
 };
 
 struct Picture {
-  const Card* card;
+  const Card* card = nullptr;
   std::vector<Place> places;
   std::string state;              // whether it is personalised
   std::vector<std::string> left;  // what counters say, for each place

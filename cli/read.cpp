@@ -47,12 +47,7 @@ void run_read(const Settings& settings, const ReadOptions& options) {
     print(hex_dump(range.address, bytes, is_protected, wants_colour(STDOUT_FILENO)));
     return;
   }
-  const std::string output = options.output.empty() ? std::string(standard_stream) : options.output;
-  write_file(output, bytes);
-  if (output != standard_stream) {
-    print(fmt::format("Read {} at 0x{:04X} into {}.\n", counted(range.count, "byte"), range.address,
-                      output));
-  }
+  save(options.output, bytes, range.address);
 }
 
 }  // namespace

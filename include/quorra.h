@@ -6,7 +6,7 @@
  * reader and waits for one reply per frame; nothing is pending between calls. The library serves
  * one session at a time, on the caller's thread. It never prints, logs or allocates memory.
  *
- * Results are 0 for success and negative for failure:
+ * Results are 0 for success and negative for failure, unless a function says otherwise:
  *
  *     -1   the configuration file cannot be opened or read
  *    -16   the serial device cannot be opened
@@ -28,7 +28,8 @@
  * "Link codes" below means -128, -129, -132 and -133 as they arise in an exchange with the reader;
  * "the negated STATUS" means the last row. The two share their numbers and are not told apart. A
  * function that checks its arguments does so before it sends anything. When a transfer of several
- * frames fails, the frames before the failing one stay done.
+ * frames fails, the frames before the failing one stay done. Where a reply has fewer bytes than a
+ * function takes from it, the missing ones count as 0, also where what was written is read back.
  *
  * Waits are measured in processor time of the calling process (clock()): 4 seconds for the first
  * byte of a reply and 1 second for each further one, unless a function says otherwise.
@@ -126,7 +127,7 @@ int srd_snr(int handle, int len, unsigned char *buf);
  */
 int get_status(int handle, int *out);
 
-/* As get_status, with one attempt. */
+/* As get_status, with one attempt. Returns 0; -143 (out is a null pointer); the link code. */
 int get_status0(int handle, int *out);
 
 /*
@@ -153,7 +154,9 @@ int auto_pull(int handle);
  * Tells the reader to change to another line speed, and gives it two seconds of processor time to
  * do so. The speed of the session is not changed: the caller opens a new one.
  *
- * baud: 1200, 2400, 4800, 9600, 19200 or 38400. Any other value means 9600.
+ * baud: 1200, 2400, 4800, 9600, 19200 or 38400. Any other value means 9600. A speed that ic_init
+ *   does not know in the mode of the session, 1200 to 4800 in direct mode and 38400 in terminal
+ *   mode, leaves the reader out of reach in this mode.
  *
  * Returns 0; a link code; the negated STATUS.
  */
@@ -173,6 +176,9 @@ int chk_baud(const char *path);
  * Opens a session with a reader that may have been left at another speed: as ic_init does, or else
  * by finding the reader's speed and changing it to `baud`.
  *
+ * baud: as for set_baud. A reader cannot be changed to 57600 or 115200: it goes to 9600, and the
+ *   session at the other speed is then refused.
+ *
  * Returns the handle; -136 (any failure). A handle of 0 at the first try counts as a failure, and
  * stays open.
  */
@@ -188,7 +194,7 @@ int auto_init(const char *path, int baud);
  * transfer that fails leaves the frames before the failing one done.
  *
  * addr: up to 383. An address below 0 is not refused: addr / 256 and addr % 256 are sent, each cut
- *   to a byte. len: 1 to 384 - addr. buf: has room for, or holds, `len` bytes.
+ *   to a byte, and there may be more than three frames. len: 1 to 384 - addr. buf: has room for, or holds, `len` bytes.
  *
  * Returns 0; -144 (addr); -143 (len, or buf is a null pointer); a link code; the negated STATUS.
  */
@@ -269,8 +275,9 @@ int val_dec(int handle, unsigned int amount);
  *
  * Returns the number of the card, or 0 if no test accepts it: 40 (4404), 41 (4406), 51 (102), 52
  * (1604), 53 (1604b), 31 (4428), 21 (4442), 10 (45D041), 60 (93c46a), 61 (93c46), 62 (93c57), 7
- * (24c64), 6 (24c32), 5 (24c16), 4 (24c08), 3 (24c04), 2 (24c02), 1 (24c01a). A 101 card begins as
- * a 102 card does. It never returns a negative number: a failure counts as another card.
+ * (24c64), 6 (24c32), 5 (24c16), 4 (24c08), 3 (24c04), 2 (24c02), 1 (24c01a). The 101, which begins
+ * as a 102 does, and the 93c66 have no number: the result is that of a card whose test accepts them,
+ * 51 for the 101, or 0. It never returns a negative number: a failure counts as another card.
  */
 int chk_card(int handle);
 
@@ -655,7 +662,7 @@ int chk_45d041(int handle);
  *             as it was when the function fails.
  *   mode      0 takes the fake fuse back, anything else sets it.
  *
- * Results beside 0, unless said otherwise: -144 (address); -143 (count or length, or buffer or code
+ * Results besides 0, unless said otherwise: -144 (address); -143 (count or length, or buffer or code
  * is a null pointer); a link code; the negated STATUS. The address is checked first where there is
  * no zone, the count or length where there is one.
  */
@@ -785,7 +792,7 @@ int rsc_101(int handle, int length, unsigned char *code);
  */
 int rsct_101(int handle, unsigned int *counter);
 
-/* The same for the erase code at address 150. length: 4. */
+/* Present, replace as wsc_101 does, and read the erase code at address 150. length: 4. */
 int cesc_101(int handle, unsigned int length, const unsigned char *code);
 int wesc_101(int handle, int length, const unsigned char *code);
 int resc_101(int handle, int length, unsigned char *code);
@@ -854,7 +861,7 @@ int csc_102(int handle, unsigned int length, const unsigned char *code);
 int wsc_102(int handle, int length, const unsigned char *code);
 int rsc_102(int handle, int length, unsigned char *code);
 
-/* Counts the attempts left, 0 to 4: the bits 4 to 7 of the byte at address 12 that are 1. */
+/* Counts the attempts left, 0 to 4: the bits 4 to 7 of byte 12 of zone 0 that are 1. */
 int rsct_102(int handle, unsigned int *counter);
 
 /*
@@ -950,7 +957,7 @@ int cesc_1604(int handle, int number, unsigned int length, const unsigned char *
 int wesc_1604(int handle, int number, int length, const unsigned char *code);
 int resc_1604(int handle, int number, int length, unsigned char *code);
 
-/* Counts the erasures left of a zone, 0 to 8. number: 1 to 4, else -144. */
+/* Counts the erasures left of the zone of this number, 0 to 8. number: 1 to 4, else -144. */
 int resct_1604(int handle, int number, unsigned int *counter);
 
 /*
@@ -1027,11 +1034,13 @@ int cpu_comres(int handle, int n, const unsigned char *command, unsigned char *b
 /*
  * Sends a T=1 block (NAD, PCB, LEN, information, LRC: n bytes in all) to the card. While the card
  * answers with status words 61xx or 6Cxx, fetches xx more bytes with a GET RESPONSE command. Three
- * attempts for each frame.
+ * attempts for each frame. Nothing limits how often a card may announce more.
  *
  * buffer: receives one block: NAD and PCB of the last answer, the length of all information modulo
  *   256, the information of all answers with the status words of the last one, and behind it bytes
  *   of no meaning. It has room for 3 bytes, the information of every answer, and 255 bytes more.
+ *   After a failure the information of earlier answers may be in it, behind 3 bytes that are as they
+ *   were.
  *
  * Returns 0; -143 (buffer, or block with n above 0, is a null pointer); a link code; the negated
  * STATUS.
@@ -1079,7 +1088,7 @@ int sam_protocol(int handle, int n, const unsigned char *block, unsigned char *b
  *
  * Single DES in electronic-codebook fashion, without a session. A key has 8 bytes, whose lowest
  * bits do not matter. Input is padded with zeros to a multiple of 8 bytes; that is the room that
- * `output` needs. Output may be the input's own place. Nothing of key or text is left behind in the
+ * `output` needs. Output may be the input's own place, but not overlap it otherwise. Nothing of key or text is left behind in the
  * library's memory. The functions do nothing when a pointer that they need is null.
  */
 
@@ -1100,10 +1109,10 @@ int DES_Encrypt(const unsigned char *key, int key_length, const unsigned char *i
 int DES_Decrypt(const unsigned char *key, int key_length, const unsigned char *input,
                 unsigned int length, unsigned char *output);
 
-/* Makes the 16 round keys of a key, one byte for each bit. */
+/* Makes the 16 round keys of a key, one byte for each bit. round_keys: room for 16. */
 void Gen_Childkey1(const unsigned char *key, unsigned char (*round_keys)[48]);
 
-/* Makes the 16 round keys of a key, eight bits to a byte, the first the most significant. */
+/* The same with eight bits to a byte, the first the most significant. */
 void Gen_Childkey2(const unsigned char *key, unsigned char (*round_keys)[6]);
 
 /* Unpacks `count` bytes into 8 x count bytes that hold one bit each, bit 7 of each byte first. */

@@ -260,8 +260,11 @@ std::span<const std::uint8_t> Image::field(std::string_view name) const {
 }
 
 void Image::assign(std::string_view name, std::vector<std::uint8_t> bytes) {
-  for (std::size_t i = 0; i < values_.size(); ++i)
-    if (kind_->fields[i].name == name) values_[i] = std::move(bytes);
+  for (std::size_t i = 0; i < values_.size(); ++i) {
+    if (kind_->fields[i].name != name) continue;
+    values_[i] = std::move(bytes);
+    return;
+  }
 }
 
 std::vector<std::string> address_list(std::span<const std::uint8_t> field) {

@@ -27,8 +27,8 @@ enum class AreaRole : std::uint8_t {
 
 // An area lasts until the next one begins.
 struct Area {
-  std::size_t first;
-  AreaRole role;
+  std::size_t first = 0;
+  AreaRole role = AreaRole::nothing;
   std::size_t number = 0;
 };
 

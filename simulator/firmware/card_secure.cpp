@@ -11,10 +11,10 @@ namespace {
 
 // A code as a request names it, and where it lies on the card.
 struct Code {
-  std::uint8_t zone_byte;
-  std::size_t requested_address;
-  std::size_t address;
-  std::size_t size;
+  std::uint8_t zone_byte = 0;
+  std::size_t requested_address = 0;
+  std::size_t address = 0;
+  std::size_t size = 0;
   // Where its attempts are; erase codes and some codes have none.
   std::size_t attempts_address = 0;
   std::uint8_t attempt_bits = 0;

@@ -71,7 +71,8 @@ void set_up(int terminal) {
   if (::login_tty(terminal) == 0) {
     ::execvp(arguments[0], arguments);
     constexpr std::string_view complaint = "quorra-sim: the program cannot be run\n";
-    static_cast<void>(!::write(STDERR_FILENO, complaint.data(), complaint.size()));
+    if (::write(STDERR_FILENO, complaint.data(), complaint.size()) < 0)
+      ::_exit(exit_without_program);
   }
   ::_exit(exit_without_program);
 }
@@ -123,6 +124,7 @@ void SerialTerminal::start(std::vector<std::string>& command) {
 
   // Nothing may be allocated between fork() and the program.
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (std::string& argument : command)
     arguments.push_back(argument.data());
   arguments.push_back(nullptr);

@@ -23,7 +23,7 @@ constexpr std::size_t half = 32;
 constexpr std::size_t rounds = 16;
 constexpr std::size_t round_key_cells = 48;
 
-// ---- The tables of the standard. They count cells from 1. ----
+// The tables of the standard count cells from 1.
 
 template <std::size_t size>
 using Table = std::array<std::uint8_t, size>;
@@ -110,8 +110,6 @@ constexpr Table<boxes * rows * columns> substitution{
     2,  1,  14, 7,  4,  10, 8,  13, 15, 12, 9,  0,  3,  5,  6,  11,
 };
 
-// ---- What the tables must be ----
-
 // Whether each entry is one of the cells 1 to `cells`, and none stands there twice.
 template <std::size_t size>
 constexpr bool picks_different_cells(const Table<size>& table, std::size_t cells) {
@@ -174,8 +172,6 @@ static_assert(picks_different_cells(permuted_choice_2, 56));
 static_assert(rows_are_permutations(substitution));
 static_assert(sum(shifts) == 28, "after all rounds the halves of the key are back in place");
 
-// ---- The cipher ----
-
 // All that a call knows.
 struct Workspace {
   std::array<unsigned char, block_size> key;
@@ -215,7 +211,7 @@ void substitute(const Cell* right, const Cell* key, Cell* left) {
 }
 
 // Works the right half and a round key into the left half.
-void round(const Cell* right, const Cell* key, Cell* left) {
+void apply_round(const Cell* right, const Cell* key, Cell* left) {
   [=]<std::size_t... box>(std::index_sequence<box...>) { (substitute<box>(right, key, left), ...); }
   (std::make_index_sequence<boxes>());
 }
@@ -254,15 +250,15 @@ void rotate(Cell* cells) { std::rotate(cells, cells + 1, cells + 28); }
 
 enum class Direction { encrypt, decrypt };
 
-void process_block(Workspace& work, Direction direction, const unsigned char* in,
-                   unsigned char* out) {
+void crypt_block(Workspace& work, Direction direction, const unsigned char* in,
+                 unsigned char* out) {
   Char_Bit(in, block_size, work.cells.data());
   permute<initial_permutation>(work.cells.data(), work.halves.data());
   Cell* left = work.halves.data();
   Cell* right = left + half;
   for (std::size_t i = 0; i < rounds; ++i) {
     const std::size_t key = direction == Direction::encrypt ? i : rounds - 1 - i;
-    round(right, work.round_keys[key], left);
+    apply_round(right, work.round_keys[key], left);
     std::swap(left, right);
   }
   // The halves are joined the other way round. After an even number of rounds each is back in the
@@ -280,9 +276,9 @@ int padded_length(unsigned length) {
 }
 
 // A function of its own, so that all it keeps on the stack lies below the frame of its caller.
-[[gnu::noinline]] void process_all(Direction direction, const unsigned char* key, std::size_t taken,
-                                   const unsigned char* input, unsigned length,
-                                   unsigned char* output) {
+[[gnu::noinline]] void crypt_pieces(Direction direction, const unsigned char* key,
+                                    std::size_t taken, const unsigned char* input, unsigned length,
+                                    unsigned char* output) {
   Workspace work{};
   std::copy_n(key, taken, work.key.begin());
   make_round_keys(work.key.data(), work.round_keys);
@@ -292,19 +288,19 @@ int padded_length(unsigned length) {
     std::memcpy(work.buffer.data(), input + done, piece);
     std::memset(work.buffer.data() + piece, 0, padded - piece);
     for (std::size_t at = 0; at < padded; at += block_size)
-      process_block(work, direction, work.buffer.data() + at, output + done + at);
+      crypt_block(work, direction, work.buffer.data() + at, output + done + at);
     done += piece;
   }
 }
 
-int process(Direction direction, const unsigned char* key, int key_length,
-            const unsigned char* input, unsigned length, unsigned char* output) {
+int crypt(Direction direction, const unsigned char* key, int key_length, const unsigned char* input,
+          unsigned length, unsigned char* output) {
   const auto taken =
       static_cast<std::size_t>(std::clamp(key_length, 0, static_cast<int>(block_size)));
   if (length == 0 || input == nullptr || output == nullptr) return 0;
   if (key == nullptr && taken > 0) return 0;
 
-  process_all(direction, key, taken, input, length, output);
+  crypt_pieces(direction, key, taken, input, length, output);
   wipe_stack();
   return padded_length(length);
 }
@@ -327,12 +323,12 @@ int ic_decrypt(const unsigned char* key, const unsigned char* input, unsigned le
 
 int DES_Encrypt(const unsigned char* key, int key_length, const unsigned char* input,
                 unsigned length, unsigned char* output) {
-  return process(Direction::encrypt, key, key_length, input, length, output);
+  return crypt(Direction::encrypt, key, key_length, input, length, output);
 }
 
 int DES_Decrypt(const unsigned char* key, int key_length, const unsigned char* input,
                 unsigned length, unsigned char* output) {
-  return process(Direction::decrypt, key, key_length, input, length, output);
+  return crypt(Direction::decrypt, key, key_length, input, length, output);
 }
 
 void Gen_Childkey1(const unsigned char* key, unsigned char (*round_keys)[48]) {

@@ -18,6 +18,9 @@ inline constexpr int frame_length_offset = 3;
 inline constexpr int frame_body_max = 255;
 inline constexpr int frame_max = frame_header_size + frame_body_max + 1;
 
+// What the body of every request begins with: card type, two bytes, address.
+inline constexpr int body_head_size = 5;
+
 enum class Command : unsigned char {
   reset_card = 0x20,
   exchange_with_card = 0x21,
@@ -87,10 +90,8 @@ class Request {
  public:
   static constexpr unsigned char start = 0xAA;
 
-  Request(Command command, CardType card, int address = 0) : Request(command, card, 0, address) {}
-
   // `place` stands in the two bytes before the address, like the address with its high byte first.
-  Request(Command command, CardType card, int place, int address)
+  Request(Command command, CardType card, int address = 0, int place = 0)
       : bytes_{start,
                static_cast<unsigned char>(command),
                0,
@@ -101,6 +102,7 @@ class Request {
                high_byte(address),
                low_byte(address)} {}
 
+  // A frame takes up to 250 bytes behind its head; what is more is left out.
   Request& append(unsigned char byte) {
     if (size_ < frame_max - 1) bytes_[static_cast<std::size_t>(size_++)] = byte;
     return *this;
@@ -126,7 +128,7 @@ class Request {
   static unsigned char low_byte(int value) { return static_cast<unsigned char>(value % 256); }
 
   std::array<unsigned char, frame_max> bytes_;
-  int size_ = frame_header_size + 5;
+  int size_ = frame_header_size + body_head_size;
 };
 
 // A reply frame. All of it is zero until received, and it has room for the longest frame that a

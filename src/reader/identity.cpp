@@ -20,7 +20,7 @@ constexpr int beep_default = 2;
 constexpr int beep_max = 255;
 
 // What the reader reports is not evaluated: any valid reply means that a reader answers.
-int reader_answers(int handle, int* out, int attempts) {
+int request_status(int handle, int* out, int attempts) {
   if (out == nullptr) return bad_length;
   Request request(Command::read_status, CardType::reader);
   Reply reply;
@@ -33,10 +33,6 @@ int reader_answers(int handle, int* out, int attempts) {
     break;
   }
   return code;
-}
-
-int control(int handle, Command command) {
-  return exchange(handle, Request(command, CardType::reader));
 }
 
 }  // namespace
@@ -55,9 +51,9 @@ int srd_snr(int handle, int len, unsigned char* buf) {
   return read_reader_memory(handle, serial_number_address, serial_number_length, buf);
 }
 
-int get_status(int handle, int* out) { return reader_answers(handle, out, 4); }
+int get_status(int handle, int* out) { return request_status(handle, out, 4); }
 
-int get_status0(int handle, int* out) { return reader_answers(handle, out, 1); }
+int get_status0(int handle, int* out) { return request_status(handle, out, 1); }
 
 int dv_beep(int handle, int t) {
   const int time = t < 0 ? beep_default : std::min(t, beep_max);
@@ -69,8 +65,8 @@ int dv_beep(int handle, int t) {
   return receive(handle, reply);
 }
 
-int turn_on(int handle) { return control(handle, Command::power_on); }
+int turn_on(int handle) { return exchange(handle, {Command::power_on, CardType::reader}); }
 
-int turn_off(int handle) { return control(handle, Command::power_off); }
+int turn_off(int handle) { return exchange(handle, {Command::power_off, CardType::reader}); }
 
-int auto_pull(int handle) { return control(handle, Command::eject); }
+int auto_pull(int handle) { return exchange(handle, {Command::eject, CardType::reader}); }

@@ -7,13 +7,15 @@
 #include <cstdint>
 #include <cstring>
 
-#include "link/exchange.hpp"
+#include "link/transfer.hpp"
 
 namespace quorra {
 namespace {
 
-constexpr int largest_chunk = 144;
 constexpr int security_code_size = 3;
+
+constexpr Memory reading{Command::read_reader_memory, CardType::reader};
+constexpr Memory writing{Command::write_reader_memory, CardType::reader};
 
 // An address below zero passes, on purpose.
 int check_arguments(int address, int length, const unsigned char* buffer) {
@@ -30,21 +32,11 @@ bool is_security_code(int length, const unsigned char* code) {
 }  // namespace
 
 int read_reader_memory(int handle, int address, int count, unsigned char* bytes) {
-  return for_each_chunk(count, largest_chunk, [&](int offset, int size) {
-    Request request(Command::read_reader_memory, CardType::reader, address + offset);
-    request.append(0).append(static_cast<unsigned char>(size));
-    Reply reply;
-    if (const int code = exchange(handle, request, reply); code != ok) return code;
-    std::memcpy(bytes + offset, reply.data(), static_cast<std::size_t>(size));
-    return int{ok};
-  });
+  return read_frames(handle, reading, address, count, bytes);
 }
 
 int write_reader_memory(int handle, int address, int count, const unsigned char* bytes) {
-  return for_each_chunk(count, largest_chunk, [&](int offset, int size) {
-    Request request(Command::write_reader_memory, CardType::reader, address + offset);
-    return exchange(handle, request.append(bytes + offset, size));
-  });
+  return write_frames(handle, writing, address, count, bytes);
 }
 
 }  // namespace quorra

@@ -12,6 +12,7 @@
 #include "simulator/cards/kinds.hpp"
 #include "simulator/virtual_reader.hpp"
 #include "tests/support/process.hpp"
+#include "tests/support/session.hpp"
 
 namespace quorra::testing {
 namespace {
@@ -84,8 +85,7 @@ const Matrix& matrix() {
     Matrix found;
     const TemporaryDirectory folder;
     simulator::RunningReader reader;
-    const int handle = ic_init(reader->configuration().c_str(), 9600);
-    EXPECT_GE(handle, 0);
+    const Session session(reader->configuration());
     std::vector<Probe> all_probes(std::begin(probes), std::end(probes));
     all_probes.push_back(detection);
     for (const char* chip : chips) {
@@ -94,14 +94,13 @@ const Matrix& matrix() {
         save_image(before, folder / "card");
         reader->insert(folder / "card");
         Finding& finding = found[probe.name][chip];
-        finding.result = probe.probe(handle);
+        finding.result = probe.probe(session.handle());
         finding.changed = changed_addresses(before, *reader->state().card);
         reader->remove();
       }
     }
     for (const Probe& probe : all_probes)
-      found[probe.name][no_card].result = probe.probe(handle);
-    ic_exit(handle);
+      found[probe.name][no_card].result = probe.probe(session.handle());
     return found;
   }();
   return all;

@@ -14,8 +14,7 @@
 
 #include "simulator/cards/kinds.hpp"
 #include "simulator/status.hpp"
-#include "simulator/virtual_reader.hpp"
-#include "tests/support/process.hpp"
+#include "tests/integration/virtual_bench.hpp"
 
 namespace quorra::testing {
 namespace {
@@ -26,25 +25,10 @@ using Bytes = std::vector<unsigned char>;
 int refused(Status status) { return -static_cast<int>(status); }
 
 // A virtual reader with a new card, and a session on it.
-class Bench {
+class Bench : public VirtualBench {
  public:
-  explicit Bench(const std::string& kind) {
-    const std::string image = folder_ / "card.toml";
-    save_image(simulator::Image(simulator::find_kind(kind)), image);
-    reader_->insert(image);
-    handle_ = ic_init(reader_->configuration().c_str(), 9600);
-    EXPECT_GE(handle_, 0);
-  }
-  Bench(const Bench&) = delete;
-  Bench& operator=(const Bench&) = delete;
-  ~Bench() { ic_exit(handle_); }
-
-  int handle() const { return handle_; }
-
- private:
-  TemporaryDirectory folder_;
-  simulator::RunningReader reader_;
-  int handle_ = -1;
+  explicit Bench(const std::string& kind)
+      : VirtualBench(simulator::Image(simulator::find_kind(kind))) {}
 };
 
 // ---- The cards with zones ---------------------------------------------------------------------

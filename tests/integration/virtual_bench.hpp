@@ -1,26 +1,20 @@
 // A virtual reader with a card, and a session of the library on it.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <quorra.h>
-
 #include "simulator/cards/image.hpp"
 #include "simulator/virtual_reader.hpp"
 #include "tests/support/process.hpp"
+#include "tests/support/session.hpp"
 
 namespace quorra::testing {
 
 class VirtualBench {
  public:
-  explicit VirtualBench(const simulator::Image& card) : reader_(options_for(card)) {
-    handle_ = ic_init(reader_->configuration().c_str(), 9600);
-    EXPECT_GE(handle_, 0);
-  }
-  VirtualBench(const VirtualBench&) = delete;
-  VirtualBench& operator=(const VirtualBench&) = delete;
-  ~VirtualBench() { ic_exit(handle_); }
+  explicit VirtualBench(const simulator::Image& card)
+      : reader_(options_for(card)),
+        session_(reader_->configuration()) {}
 
-  int handle() const { return handle_; }
+  int handle() const { return session_.handle(); }
   // The card as it is now.
   simulator::Image card() { return *reader_->state().card; }
 
@@ -34,7 +28,7 @@ class VirtualBench {
 
   TemporaryDirectory folder_;
   simulator::RunningReader reader_;
-  int handle_ = -1;
+  Session session_;
 };
 
 }  // namespace quorra::testing

@@ -13,15 +13,11 @@
 namespace quorra::simulator {
 namespace {
 
+using namespace test::status;
 using test::BenchWithCard;
 using test::Bytes;
 using test::hex;
 using test::reply;
-
-constexpr std::uint8_t unknown_card_type = 0x13;
-constexpr std::uint8_t out_of_range = 0x15;
-constexpr std::uint8_t no_card = 0x21;
-constexpr std::uint8_t no_answer = 0x22;
 
 TEST(ReaderWith24c, answers_literal_frames_with_literal_frames) {
   BenchWithCard reader("24c02");

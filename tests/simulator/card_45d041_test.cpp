@@ -10,16 +10,12 @@
 namespace quorra::simulator {
 namespace {
 
+using namespace test::status;
 using test::Bytes;
 using test::hex;
 using test::reply;
 using test::request;
 using test::ServedBench;
-
-constexpr std::uint8_t wrong_body_length = 0x14;
-constexpr std::uint8_t out_of_range = 0x15;
-constexpr std::uint8_t no_card = 0x21;
-constexpr std::uint8_t no_answer = 0x22;
 
 constexpr unsigned page_size = 264;
 constexpr unsigned card_size = 2048 * page_size;

@@ -13,17 +13,12 @@
 namespace quorra::simulator {
 namespace {
 
+using namespace test::status;
 using test::BenchWithCard;
 using test::Bytes;
 using test::hex;
 using test::reply;
 using ::testing::Each;
-
-constexpr std::uint8_t unknown_card_type = 0x13;
-constexpr std::uint8_t wrong_body_length = 0x14;
-constexpr std::uint8_t out_of_range = 0x15;
-constexpr std::uint8_t no_card = 0x21;
-constexpr std::uint8_t no_answer = 0x22;
 
 TEST(ReaderWith93c, answers_literal_frames_with_literal_frames) {
   BenchWithCard reader("93c46a");

@@ -13,6 +13,7 @@ namespace quorra::simulator {
 namespace {
 
 using quorra::testing::sealed;
+using namespace test::status;
 using test::Bytes;
 using test::hex;
 using test::new_card;
@@ -20,14 +21,6 @@ using test::reply;
 using test::request;
 using test::ServedBench;
 using ::testing::HasSubstr;
-
-constexpr std::uint8_t wrong_check_byte = 0x11;
-constexpr std::uint8_t unknown_card_type = 0x13;
-constexpr std::uint8_t wrong_body_length = 0x14;
-constexpr std::uint8_t out_of_range = 0x15;
-constexpr std::uint8_t no_card = 0x21;
-constexpr std::uint8_t no_answer = 0x22;
-constexpr std::uint8_t sam_without_power = 0x42;
 
 constexpr const char* atr_t1 = "3B 86 01 51 55 4F 52 52 41 8D";
 constexpr const char* atr_t0 = "3B 06 51 55 4F 52 52 41";

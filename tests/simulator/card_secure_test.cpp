@@ -15,21 +15,13 @@
 namespace quorra::simulator {
 namespace {
 
+using namespace test::status;
 using test::Bytes;
 using test::hex;
 using test::reply;
 using test::request;
 using test::ServedBench;
 using ::testing::ElementsAreArray;
-
-constexpr std::uint8_t unknown_card_type = 0x13;
-constexpr std::uint8_t wrong_body_length = 0x14;
-constexpr std::uint8_t out_of_range = 0x15;
-constexpr std::uint8_t no_card = 0x21;
-constexpr std::uint8_t no_answer = 0x22;
-constexpr std::uint8_t not_written = 0x23;
-constexpr std::uint8_t wrong_code = 0x24;
-constexpr std::uint8_t card_blocked = 0x25;
 
 constexpr std::uint8_t write_memory = 0x60;
 constexpr std::uint8_t read_memory = 0x61;

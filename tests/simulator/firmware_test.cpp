@@ -12,6 +12,7 @@ namespace quorra::simulator {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace test::status;
 using test::Bytes;
 using test::hex;
 using test::joined;
@@ -19,18 +20,6 @@ using test::new_card;
 using test::reply;
 using test::request;
 using test::ServedBench;
-
-constexpr std::uint8_t wrong_check_byte = 0x11;
-constexpr std::uint8_t unknown_command = 0x12;
-constexpr std::uint8_t unknown_card_type = 0x13;
-constexpr std::uint8_t wrong_body_length = 0x14;
-constexpr std::uint8_t out_of_range = 0x15;
-constexpr std::uint8_t no_card = 0x21;
-constexpr std::uint8_t no_answer = 0x22;
-constexpr std::uint8_t not_written = 0x23;
-constexpr std::uint8_t wrong_code = 0x24;
-constexpr std::uint8_t card_blocked = 0x25;
-constexpr std::uint8_t image_not_saved = 0x31;
 
 const Bytes read_version = request(0xB0, "80 00 00 00 00 00 0A");
 const Bytes version = reply(0, "4B 57 53 50 43 2D 56 49 52 54");

@@ -19,6 +19,7 @@ namespace quorra::simulator {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace test::status;
 using test::Bytes;
 using test::hex;
 using test::RawClient;
@@ -26,10 +27,6 @@ using test::reply;
 using test::request;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-
-constexpr std::uint8_t no_card = 0x21;
-constexpr std::uint8_t no_answer = 0x22;
-constexpr std::uint8_t answer_too_long = 0x43;
 
 constexpr const char* any_port = "vicc://127.0.0.1:0";
 const std::string atr = "3B 02 14 50";

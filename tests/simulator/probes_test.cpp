@@ -10,6 +10,7 @@
 #include "simulator/cards/kinds.hpp"
 #include "simulator/virtual_reader.hpp"
 #include "tests/simulator/support.hpp"
+#include "tests/support/session.hpp"
 
 namespace quorra::simulator {
 
@@ -45,21 +46,9 @@ constexpr std::array fillings{
     Filling{"counting", [](std::size_t address) { return static_cast<std::uint8_t>(address); }},
 };
 
-struct Session {
-  explicit Session(const std::filesystem::path& configuration)
-      : handle(ic_init(configuration.c_str(), 9600)) {}
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
-  ~Session() { ic_exit(handle); }
-
-  int handle;
-};
-
 // The library's probes, with a card of each kind in the virtual reader.
 class Probes : public ::testing::TestWithParam<Kind> {
  protected:
-  Probes() { EXPECT_GT(handle, 0); }
-
   void insert(const Filling& filling) {
     if (reader->state().card) reader->remove();
     Image image(GetParam());
@@ -77,8 +66,8 @@ class Probes : public ::testing::TestWithParam<Kind> {
 
   TemporaryFolder folder;
   RunningReader reader;
-  Session session{reader->configuration()};
-  const int handle = session.handle;
+  quorra::testing::Session session{reader->configuration()};
+  const int handle = session.handle();
 };
 
 INSTANTIATE_TEST_SUITE_P(All, Probes, ::testing::ValuesIn(kinds().begin(), kinds().end()),

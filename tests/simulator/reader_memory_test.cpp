@@ -9,17 +9,12 @@
 namespace quorra::simulator {
 namespace {
 
+using namespace test::status;
 using test::Bytes;
 using test::hex;
 using test::reply;
 using test::request;
 using test::ServedBench;
-
-constexpr std::uint8_t wrong_body_length = 0x14;
-constexpr std::uint8_t out_of_range = 0x15;
-constexpr std::uint8_t not_written = 0x23;
-constexpr std::uint8_t wrong_code = 0x24;
-constexpr std::uint8_t code_required = 0x41;
 
 class ReaderMemoryCommands : public ::testing::Test {
  protected:

@@ -24,6 +24,24 @@ using quorra::testing::content_of;
 using quorra::testing::hex;
 using quorra::testing::write_file;
 
+// The STATUS bytes as they are documented, apart from the reader's own list.
+namespace status {
+inline constexpr std::uint8_t wrong_check_byte = 0x11;
+inline constexpr std::uint8_t unknown_command = 0x12;
+inline constexpr std::uint8_t unknown_card_type = 0x13;
+inline constexpr std::uint8_t wrong_body_length = 0x14;
+inline constexpr std::uint8_t out_of_range = 0x15;
+inline constexpr std::uint8_t no_card = 0x21;
+inline constexpr std::uint8_t no_answer = 0x22;
+inline constexpr std::uint8_t not_written = 0x23;
+inline constexpr std::uint8_t wrong_code = 0x24;
+inline constexpr std::uint8_t card_blocked = 0x25;
+inline constexpr std::uint8_t image_not_saved = 0x31;
+inline constexpr std::uint8_t code_required = 0x41;
+inline constexpr std::uint8_t sam_without_power = 0x42;
+inline constexpr std::uint8_t answer_too_long = 0x43;
+}  // namespace status
+
 // The pieces one after the other.
 Bytes joined(const std::vector<Bytes>& pieces);
 

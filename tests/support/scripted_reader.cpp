@@ -17,6 +17,8 @@
 #include <system_error>
 #include <utility>
 
+#include "tests/support/session.hpp"
+
 namespace quorra::testing {
 namespace {
 
@@ -87,6 +89,7 @@ ScriptedReader::ScriptedReader(Mode mode)
   configuration_ = folder_ / "reader.conf";
   write_file(configuration_, settings);
 
+  forget_sessions();
   System& system = System::instance();
   system.reset();
   struct stat status {};

@@ -7,13 +7,13 @@ namespace quorra {
 namespace {
 
 constexpr unsigned char exchange_flag = 0x80;
-constexpr int head_size = 9;
+constexpr int head_size = frame_header_size + body_head_size;
 
 // Bytes that a reply did not bring read as 0xFF up to here.
 constexpr int filled_bytes = 100;
 
 // Where a reply has the card's block, and a block its parts.
-constexpr std::size_t block_start = 4;
+constexpr std::size_t block_start = frame_header_size;
 constexpr std::size_t length_of_block = block_start + 2;
 constexpr std::size_t information_start = block_start + 3;
 constexpr std::size_t status_words = 2;
@@ -28,7 +28,7 @@ int send_message(int handle, Command command, CardType card, const Message& mess
                  Checked checked) {
   const unsigned char head[head_size] = {
       Request::start, static_cast<unsigned char>(command), exchange_flag,
-      static_cast<unsigned char>(static_cast<unsigned>(message.size) + 5U),
+      static_cast<unsigned char>(static_cast<unsigned>(message.size) + unsigned{body_head_size}),
       static_cast<unsigned char>(card)};
   int check = cr_bcc(head_size, head);
   if (const int code = send_com(handle, head_size, head); code != ok) return code;
@@ -48,6 +48,8 @@ bool arguments_are_there(int n, const unsigned char* bytes, const unsigned char*
 // The blocks of one conversation.
 class Blocks {
  public:
+  Blocks(const Blocks&) = delete;
+  Blocks& operator=(const Blocks&) = delete;
   Blocks(int n, const unsigned char* block) : caller_{block, n}, message_{n, {caller_}} {}
 
   const Message& message() const { return message_; }

@@ -46,11 +46,13 @@ struct Attempts {
 int exchange_message(int handle, Command command, CardType card, const Message& message,
                      Checked checked, int filled, Attempts& attempts, Reply& reply);
 
-// Sends the n bytes of a command and stores the data of the reply.
+// Sends the n bytes of a command and stores the data of the reply. Returns 0, -143 (a pointer that
+// is needed is null), a link code or the negated STATUS.
 int exchange_command(int handle, const Slot& slot, int n, const unsigned char* command,
                      unsigned char* output);
 
 // Sends a T=1 block of n bytes, fetches what the card announces, and stores all of it as one block.
+// Returns as exchange_command.
 int exchange_block(int handle, const Slot& slot, int n, const unsigned char* block,
                    unsigned char* output);
 

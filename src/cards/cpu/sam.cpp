@@ -16,18 +16,14 @@ constexpr Slot sam_slot{.card = CardType::sam,
                         .block = Checked::all,
                         .wrong_length_sends_again = true};
 
-int control(int handle, Command command) {
-  return exchange(handle, Request(command, CardType::sam));
-}
-
 }  // namespace
 }  // namespace quorra
 
 using namespace quorra;
 
-int sam_power_on(int handle) { return control(handle, Command::power_on); }
+int sam_power_on(int handle) { return exchange(handle, {Command::power_on, CardType::sam}); }
 
-int sam_power_down(int handle) { return control(handle, Command::power_off); }
+int sam_power_down(int handle) { return exchange(handle, {Command::power_off, CardType::sam}); }
 
 int sam_select(int handle, unsigned char number) {
   return exchange(handle, Request(Command::select_sam, CardType::sam).append(number));

@@ -6,9 +6,9 @@
 #include <bit>
 #include <cstring>
 
-#include "cards/transfer.hpp"
 #include "link/codes.hpp"
 #include "link/exchange.hpp"
+#include "link/transfer.hpp"
 
 namespace quorra {
 namespace {

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "cards/transfer.hpp"
 #include "link/codes.hpp"
 #include "link/exchange.hpp"
+#include "link/transfer.hpp"
 
 namespace quorra {
 namespace {
@@ -51,7 +51,7 @@ int for_each_frame(int page, int offset, int count, Transfer transfer) {
 }
 
 Request request_at(Command command, int page, int offset) {
-  return {command, CardType::card_45d041, page, offset};
+  return {command, CardType::card_45d041, offset, page};
 }
 
 }  // namespace

@@ -3,9 +3,9 @@
 
 #include <quorra.h>
 
-#include "cards/transfer.hpp"
 #include "link/codes.hpp"
 #include "link/exchange.hpp"
+#include "link/transfer.hpp"
 
 namespace quorra {
 namespace {

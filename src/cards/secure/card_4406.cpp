@@ -15,7 +15,7 @@ constexpr int capacity = 13;
 constexpr Memory reading{Command::read, card, capacity, capacity};
 constexpr Memory writing{Command::write, card, capacity, capacity};
 
-// A stage is erased in exchange for a bit of the one before it: the last byte begins no such pair.
+// A stage is named by the one before it, which gives a bit for it: the last stage cannot be named.
 constexpr int stage_end = 12;
 
 constexpr int personalisation_address = 8;
@@ -42,7 +42,7 @@ int eswc_4406(int handle, int address) {
   return send_command(handle, Command::erase_stage, {card, 0, address});
 }
 
-// The card opens its code for reading to whoever knows it, so reading it back proves it right.
+// The card shows its code only to whoever has presented it.
 int csc_4406(int handle, unsigned length, const unsigned char* code) {
   if (length != code_size) return bad_length;
   const int result = present_code(handle, Command::present_code, {card}, code, code_size);

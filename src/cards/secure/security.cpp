@@ -10,7 +10,7 @@ constexpr int largest_counter = 16;
 constexpr int identification_size = 2;
 
 Request request_to(Command command, const Target& target) {
-  return {command, target.card, target.place, target.address};
+  return {command, target.card, target.address, target.place};
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // What the families of security memory cards have in common.
 #pragma once
 
-#include "cards/transfer.hpp"
+#include "link/transfer.hpp"
 
 namespace quorra {
 
@@ -9,7 +9,7 @@ namespace quorra {
 inline constexpr unsigned char protection_flag = 0x80;
 inline constexpr unsigned char read_flag = 0x40;
 
-// How an attempts counter is read: the bits that are 1 in some of its bits.
+// Which bits of a counter's byte are counted.
 inline constexpr unsigned char every_bit = 0xFF;
 inline constexpr unsigned char upper_half = 0xF0;
 
@@ -28,15 +28,17 @@ int send_command(int handle, Command command, const Target& target);
 int present_code(int handle, Command command, const Target& target, const unsigned char* code,
                  int size);
 
-// Makes the card behave as if its fuse were blown, or ends that.
+// Makes the card behave as if its fuse were blown, or ends that. Returns as send_command.
 int set_fake_fuse(int handle, const Target& target, bool blown);
 
 // Erases the code's bytes, then writes them. A failed erase ends it, and nothing is written.
+// Returns as present_code, and what `erasing` and `writing` refuse.
 int replace_code(int handle, const Memory& erasing, const Memory& writing, int address, int size,
                  const unsigned char* code);
 
 // Counts the 1 bits among the masked bits of `size` bytes (at most 16) and stores or adds their
-// number. The counter stays as it is when the bytes cannot be read.
+// number. The counter stays as it is when the bytes cannot be read. Returns 0, -143 (counter is a
+// null pointer) or what reading gave.
 int read_counter(int handle, const Memory& reading, int address, int size, unsigned char mask,
                  unsigned* counter);
 int add_counter(int handle, const Memory& reading, int address, int size, unsigned char mask,
@@ -45,7 +47,8 @@ int add_counter(int handle, const Memory& reading, int address, int size, unsign
 // Counts the 1 bits of one byte; when it cannot be read, the counter becomes 0.
 int read_counter_or_zero(int handle, const Memory& reading, int address, unsigned* counter);
 
-// Clears one bit of a byte of the card. Writes nothing when the bit is 0 already.
+// Clears one bit of a byte of the card. Writes nothing when the bit is 0 already. Returns 0 or what
+// reading or writing gave.
 int clear_bit(int handle, const Memory& reading, const Memory& writing, int address,
               unsigned char bit);
 

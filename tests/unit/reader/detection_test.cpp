@@ -85,7 +85,8 @@ class Slot {
     requests_.push_back(request);
     if (request == turn_off_request) return turn_off_reply_;
     const std::size_t count = asked_for(request);
-    if (!is_for_card(request)) return otherwise_.zeros ? reply(0, Bytes(count, 0)) : otherwise_.reply;
+    if (!is_for_card(request))
+      return otherwise_.zeros ? reply(0, Bytes(count, 0)) : otherwise_.reply;
     if (request[1] == read_status) return reply(0, {0x9C});
     const std::size_t at = (request[7] * 256U + request[8]) * card_->unit;
     if (request[1] == read) {

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <climits>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -62,10 +61,7 @@ Operation setting(int baud, unsigned char before, unsigned char after) {
           {held(before), set(after)}};
 }
 
-class LineSpeed : public ::testing::TestWithParam<Mode> {
- protected:
-  LineSpeed() { std::memset(DRVCOMM, 0, sizeof DRVCOMM); }
-};
+class LineSpeed : public ::testing::TestWithParam<Mode> {};
 
 INSTANTIATE_TEST_SUITE_P(, LineSpeed, ::testing::Values(Mode::direct, Mode::terminal),
                          [](const auto& row) { return name_of(row.param); });

@@ -1,4 +1,4 @@
-#include "cards/transfer.hpp"
+#include "link/transfer.hpp"
 
 #include <cstring>
 
@@ -22,7 +22,7 @@ std::size_t bytes(const Memory& memory, int units) {
 
 Request request_at(const Memory& memory, int address) {
   const int sent = memory.base + (memory.low_byte_twice ? address % 256 * 257 : address);
-  return {memory.command, memory.card, memory.place, sent};
+  return {memory.command, memory.card, sent, memory.place};
 }
 
 // A request that names `count` units and carries none.
@@ -35,7 +35,11 @@ int exchange_count(int handle, const Memory& memory, int address, int count, Rep
 }  // namespace
 
 int read_memory(int handle, const Memory& memory, int address, int count, unsigned char* buffer) {
-  if (const int code = check_arguments(memory, address, count, buffer); code != ok) return code;
+  const int code = check_arguments(memory, address, count, buffer);
+  return code != ok ? code : read_frames(handle, memory, address, count, buffer);
+}
+
+int read_frames(int handle, const Memory& memory, int address, int count, unsigned char* buffer) {
   return for_each_chunk(count, memory.chunk, [&](int offset, int size) {
     Reply reply;
     const int code = exchange_count(handle, memory, address + offset, size, reply);
@@ -47,7 +51,12 @@ int read_memory(int handle, const Memory& memory, int address, int count, unsign
 
 int write_memory(int handle, const Memory& memory, int address, int count,
                  const unsigned char* buffer) {
-  if (const int code = check_arguments(memory, address, count, buffer); code != ok) return code;
+  const int code = check_arguments(memory, address, count, buffer);
+  return code != ok ? code : write_frames(handle, memory, address, count, buffer);
+}
+
+int write_frames(int handle, const Memory& memory, int address, int count,
+                 const unsigned char* buffer) {
   return for_each_chunk(count, memory.chunk, [&](int offset, int size) {
     Request request = request_at(memory, address + offset);
     request.append(buffer + bytes(memory, offset), size * memory.bytes_per_unit);

@@ -1,11 +1,12 @@
-// Reading, writing and erasing a card's memory, cut into frames: the one road of all memory cards.
+// Reading, writing and erasing a memory, cut into frames: the one road of all memory cards and of
+// the reader's own memory.
 #pragma once
 
 #include "link/exchange.hpp"
 
 namespace quorra {
 
-// The most bytes of card memory that one frame carries.
+// The most bytes of a memory that one frame carries.
 inline constexpr int largest_chunk = 144;
 
 // A memory as one function reaches it. Addresses and counts are in the card's own unit.
@@ -31,5 +32,11 @@ int read_memory(int handle, const Memory& memory, int address, int count, unsign
 int write_memory(int handle, const Memory& memory, int address, int count,
                  const unsigned char* buffer);
 int erase_memory(int handle, const Memory& memory, int address, int count);
+
+// The transfers themselves, for arguments that were checked. Return 0, a link code or the negated
+// STATUS. A frame that fails leaves its part of the buffer as it was.
+int read_frames(int handle, const Memory& memory, int address, int count, unsigned char* buffer);
+int write_frames(int handle, const Memory& memory, int address, int count,
+                 const unsigned char* buffer);
 
 }  // namespace quorra
