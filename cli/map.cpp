@@ -32,23 +32,23 @@ struct MapOptions {
 
 // How an area is drawn. The name is followed by the number where the card has several.
 struct Sign {
-  AreaRole role;
   std::string_view name;
+  AreaRole role;
   char letter;
   bool guards;  // a code or a counter
 };
 
 constexpr Sign signs[] = {
-    {AreaRole::identification, "identification", 'i', false},
-    {AreaRole::issuer, "issuer's own", 'o', false},
-    {AreaRole::code, "code", 'C', true},
-    {AreaRole::attempts, "attempts", 'a', true},
-    {AreaRole::flags, "flags", 'f', false},
-    {AreaRole::data, "data", '-', false},
-    {AreaRole::erase_code, "erase code", 'E', true},
-    {AreaRole::erasures, "erasures", 'e', true},
-    {AreaRole::personalisation, "personalisation", 'p', true},
-    {AreaRole::units, "stage", 'u', false},
+    {"identification", AreaRole::identification, 'i', false},
+    {"issuer's own", AreaRole::issuer, 'o', false},
+    {"code", AreaRole::code, 'C', true},
+    {"attempts", AreaRole::attempts, 'a', true},
+    {"flags", AreaRole::flags, 'f', false},
+    {"data", AreaRole::data, '-', false},
+    {"erase code", AreaRole::erase_code, 'E', true},
+    {"erasures", AreaRole::erasures, 'e', true},
+    {"personalisation", AreaRole::personalisation, 'p', true},
+    {"stage", AreaRole::units, 'u', false},
 };
 
 const Sign& sign_of(AreaRole role) { return *std::ranges::find(signs, role, &Sign::role); }
