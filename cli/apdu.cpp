@@ -18,6 +18,8 @@ namespace quorra::cli {
 namespace {
 
 constexpr std::size_t shortest_apdu = 4;
+// Some editors begin a text in UTF-8 with it.
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr std::size_t largest_script = std::size_t{1024} * 1024;
 
 struct ApduOptions {
@@ -51,6 +53,7 @@ std::vector<Bytes> parse_script(const std::string& file) {
     throw UsageError(fmt::format("--script: {} holds more than {} bytes", file, largest_script));
   }
   std::string_view rest(reinterpret_cast<const char*>(content.data()), content.size());
+  if (rest.starts_with(byte_order_mark)) rest.remove_prefix(byte_order_mark.size());
   std::vector<Bytes> apdus;
   for (int line_number = 1; !rest.empty(); ++line_number) {
     std::string_view line = rest.substr(0, rest.find('\n'));
@@ -87,7 +90,7 @@ void converse(const Connection& connection, const ApduOptions& options,
   std::size_t sent = 0;
   for (const Bytes& apdu : apdus) {
     transcript += fmt::format("> {}\n", hex_text(apdu));
-    const Answer answer = conversation.send(apdu);
+    const CardAnswer answer = conversation.send(apdu);
     ++sent;
     const std::string words = describe_status_words(answer.status_words);
     if (!answer.data.empty()) transcript += hex_or_dump(answer.data);

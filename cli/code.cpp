@@ -32,13 +32,13 @@ struct CodeCommandOptions {
 };
 
 // The code that a command is about.
-struct Subject {
+struct NamedCode {
   const Code* code;
   std::string noun;     // "the code of a 4442 card"
   std::string counted;  // "attempts at code 2 of a 1604 card"
 };
 
-Subject subject_of(const Card& card, const CodeCommandOptions& options) {
+NamedCode named_code(const Card& card, const CodeCommandOptions& options) {
   if (options.erase) {
     if (options.number) throw UsageError("--number: an erase code has a --zone, not a number");
     const Memory& memory = memory_of(card, options.zone);
@@ -54,9 +54,9 @@ Subject subject_of(const Card& card, const CodeCommandOptions& options) {
 }
 
 void run_present(const Settings& settings, const CodeCommandOptions& options) {
-  const Card& card = *settings.card;
-  const Subject subject = subject_of(card, options);
-  const Key key = parse_key(*subject.code, subject.noun, "HEX", options.all_hex());
+  const Card& card = card_of(settings);
+  const NamedCode named = named_code(card, options);
+  const Key key = parse_key(*named.code, named.noun, "HEX", options.all_hex());
   {
     const Connection connection(settings);
     if (options.erase) {
@@ -102,10 +102,10 @@ void expect_new_code(const Connection& connection, const Code& code, const Bytes
 }
 
 void run_change(const Settings& settings, const CodeCommandOptions& options) {
-  const Card& card = *settings.card;
-  const Subject subject = subject_of(card, options);
+  const Card& card = card_of(settings);
+  const NamedCode named = named_code(card, options);
   const Keys keys = keys_for_change(card, options);
-  const Key key = parse_key(*subject.code, subject.noun, "NEW", options.all_hex());
+  const Key key = parse_key(*named.code, named.noun, "NEW", options.all_hex());
   expect_no_lost_bits(card, *key.code, keys.code->bytes, key.bytes);
   {
     const Connection connection(settings);
@@ -117,10 +117,10 @@ void run_change(const Settings& settings, const CodeCommandOptions& options) {
 }
 
 void run_counter(const Settings& settings, const CodeCommandOptions& options) {
-  const Card& card = *settings.card;
-  const Subject subject = subject_of(card, options);
-  const Code& code = *subject.code;
-  if (!code.counter) throw UsageError(fmt::format("{} are not counted", subject.counted));
+  const Card& card = card_of(settings);
+  const NamedCode named = named_code(card, options);
+  const Code& code = *named.code;
+  if (!code.counter) throw UsageError(fmt::format("{} are not counted", named.counted));
   std::string left;
   {
     const Connection connection(settings);
@@ -130,7 +130,7 @@ void run_counter(const Settings& settings, const CodeCommandOptions& options) {
   print(left + ".\n");
 }
 
-void add_subject(CLI::App& command, CodeCommandOptions& options) {
+void add_code_name(CLI::App& command, CodeCommandOptions& options) {
   add_number(command, "--number", options.number,
              "Which code of a 1604 or 1604b: 0 is the master code, the others guard the zone of "
              "their number; without it, 0");
@@ -147,7 +147,7 @@ void add_code(CLI::App& program, const Settings& settings) {
 
   CLI::App* present = command->add_subcommand("present", "Find out whether a code is the card's");
   present->add_option("HEX", options->hex, "The code")->required()->type_name("");
-  add_subject(*present, *options);
+  add_code_name(*present, *options);
   add_yes(*present, options->yes);
   add_examples(*present, {"quorra code present --config reader.conf FFFFFF",
                           "quorra code present --config reader.conf --card 1604 --number 2 FFFF"});
@@ -157,7 +157,7 @@ void add_code(CLI::App& program, const Settings& settings) {
   add_present_code(*change, options->present)->required();
   add_erase_code(*change, options->erase_code);
   change->add_option("NEW", options->hex, "The new code")->required()->type_name("");
-  add_subject(*change, *options);
+  add_code_name(*change, *options);
   add_yes(*change, options->yes);
   add_examples(
       *change,
@@ -167,7 +167,7 @@ void add_code(CLI::App& program, const Settings& settings) {
 
   CLI::App* counter = command->add_subcommand(
       "counter", "Tell how many attempts at the code, or erasures of the zone, are left");
-  add_subject(*counter, *options);
+  add_code_name(*counter, *options);
   add_examples(*counter, {"quorra code counter --config reader.conf",
                           "quorra code counter --config reader.conf --card 4404 --erase"});
   counter->callback([&settings, options] { run_counter(settings, *options); });

@@ -11,6 +11,8 @@
 
 #include "cli/parse.hpp"
 #include "cli/terminal.hpp"
+#include "simulator/cards/cpu/live_card.hpp"
+#include "simulator/cards/image.hpp"
 #include "simulator/cards/kinds.hpp"
 #include "simulator/status.hpp"
 #include "simulator/virtual_reader.hpp"
@@ -72,18 +74,42 @@ void add_virtual_sam(simulator::Options& options, std::string_view text) {
 }
 
 // A processor card has no memory that the reader could show.
-void check_card(const simulator::State& state, const std::string& image) {
-  if (!state.card || state.card->kind().name != "cpu") return;
+[[noreturn]] void refuse_processor_card(const std::string& image) {
   throw UsageError(fmt::format("{} is a processor card: quorra apdu sends it commands", image));
+}
+
+void check_card(const simulator::State& state, const std::string& image) {
+  if (state.card && state.card->kind().name == "cpu") refuse_processor_card(image);
+}
+
+[[noreturn]] void cannot_start(const simulator::Error& error) {
+  throw UsageError(fmt::format("starting the virtual reader: {}", error.what()));
+}
+
+const Card& card_of_image(const std::string& image) {
+  const Card* card = nullptr;
+  if (!image.starts_with(simulator::LiveCard::scheme)) {
+    try {
+      card = find_card(simulator::load_image(image).kind().name);
+    } catch (const simulator::Error& error) {
+      cannot_start(error);
+    }
+  }
+  if (card == nullptr) refuse_processor_card(image);
+  return *card;
+}
+
+void check_image_name(const Settings& settings) {
+  if (settings.image && settings.image->empty()) {
+    throw UsageError("--virtual: the name of the image is empty");
+  }
 }
 
 std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& settings,
                                                                Subject subject) {
   if (!settings.names_virtual_reader()) return nullptr;
+  check_image_name(settings);
   const std::string image = settings.image.value_or("");
-  if (settings.image && image.empty()) {
-    throw UsageError("--virtual: the name of the image is empty");
-  }
   simulator::Options options;
   options.card = image;
   for (const std::string& sam : settings.sams) {
@@ -94,7 +120,7 @@ std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& s
     if (subject == Subject::memory_card) check_card((*reader)->state(), image);
     return reader;
   } catch (const simulator::Error& error) {
-    throw UsageError(fmt::format("starting the virtual reader: {}", error.what()));
+    cannot_start(error);
   }
 }
 
@@ -114,6 +140,13 @@ std::string as_clause(std::string_view sentence) {
 
 }  // namespace
 
+const Card& card_of(const Settings& settings) {
+  if (settings.card != nullptr) return *settings.card;
+  if (!settings.image) return all_cards().front();
+  check_image_name(checked(settings));
+  return card_of_image(*settings.image);
+}
+
 std::span<const int> line_speeds(const std::string& configuration) {
   if (const int result = getpar(configuration.c_str()); result < 0) cannot_open(result);
   if (term_flg == 1) return direct_speeds;
@@ -124,11 +157,14 @@ std::string_view line_name() {
   return term_flg == 1 ? "a serial device" : "a terminal's auxiliary port";
 }
 
+void expect_somebody_to_ask(const Operation& operation, std::string_view warning) {
+  if (can_ask()) return;
+  throw UsageError(fmt::format("{}: {} Confirm with --yes.", operation.doing, warning));
+}
+
 void confirm(const Interruption& interruption, const Operation& operation,
              std::string_view warning) {
-  if (!can_ask()) {
-    throw UsageError(fmt::format("{}: {} Confirm with --yes.", operation.doing, warning));
-  }
+  expect_somebody_to_ask(operation, warning);
   switch (ask(fmt::format("{} Go on?", warning), interruption.descriptor())) {
     case Answer::yes:
       return;
@@ -170,6 +206,12 @@ std::string Connection::explain(OperationKind kind, int result) const {
 
 std::string Connection::describe(const Operation& operation, int result) const {
   return fmt::format("{}: {}", operation.doing, explain(operation.kind, result));
+}
+
+void Connection::fail(const Operation& operation, int result) const {
+  const std::string text = describe(operation, result);
+  if (is_unanswered(result)) throw Unanswered(text);
+  throw Failure(text);
 }
 
 void Connection::confirm(const Operation& operation, std::string_view warning) const {

@@ -22,7 +22,7 @@ inline constexpr int default_speed = 9600;
 
 // The options that every command has. One of `configuration` and `image` is to be given.
 struct Settings {
-  const Card* card = nullptr;
+  const Card* card = nullptr;                // the one of --card
   std::optional<std::string> configuration;  // the reader's configuration file
   std::optional<int> speed;                  // of the line to the reader
   std::optional<std::string> image;          // the card image for a virtual reader
@@ -32,6 +32,10 @@ struct Settings {
   bool names_virtual_reader() const { return image || !sams.empty(); }
 };
 
+// The kind of card: the one of --card, or else the one of the virtual reader's image, or else a
+// 4442. Throws UsageError, also if the image is that of a processor card.
+const Card& card_of(const Settings& settings);
+
 // The speeds at which the library opens the line that a configuration file describes; it takes any
 // other for 9600. Throws UsageError if there is no such file.
 std::span<const int> line_speeds(const std::string& configuration);
@@ -39,8 +43,10 @@ std::span<const int> line_speeds(const std::string& configuration);
 // "a serial device", or what else the last configuration file described.
 std::string_view line_name();
 
-// Asks the user; throws Failure if the answer is not yes, or UsageError if there is nobody to
-// ask. `warning` says what is about to happen.
+// Throws UsageError if there is nobody who could be asked. `warning` says what is about to happen.
+void expect_somebody_to_ask(const Operation& operation, std::string_view warning);
+
+// Asks the user; throws Failure if the answer is not yes, or UsageError if there is nobody to ask.
 void confirm(const Interruption& interruption, const Operation& operation,
              std::string_view warning);
 
@@ -69,12 +75,12 @@ class Connection {
     return function(session_.handle(), arguments...);
   }
 
-  // The same, and throws Failure if the function fails.
+  // The same, and throws Failure if the function fails; Unanswered if it may have succeeded.
   template <typename... Parameters, typename... Arguments>
   void run(const Operation& operation, int (*function)(int handle, Parameters...),
            Arguments... arguments) const {
     const int result = attempt(operation, function, arguments...);
-    if (result < 0) throw Failure(describe(operation, result));
+    if (result < 0) fail(operation, result);
   }
 
   // "<words> (<result>)", for a result below 0. A virtual reader says itself what its STATUS means.
@@ -102,6 +108,8 @@ class Connection {
    private:
     int handle_;
   };
+
+  [[noreturn]] void fail(const Operation& operation, int result) const;
 
   bool shows_progress_;
   Interruption interruption_;

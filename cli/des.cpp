@@ -88,7 +88,7 @@ void run_encrypt(const DesOptions& options) {
 void run_decrypt(const DesOptions& options) {
   const Bytes input = input_from(options, "decrypt");
   if (input.size() % block_size != 0) {
-    throw UsageError(fmt::format("{} are no whole number of blocks of {} bytes",
+    throw UsageError(fmt::format("{} cannot be split into blocks of {} bytes",
                                  counted(static_cast<int>(input.size()), "byte"), block_size));
   }
   const Bytes key = key_from(options);

@@ -7,11 +7,11 @@
 #include <memory>
 
 #include "cli/commands.hpp"
+#include "cli/consent.hpp"
 #include "cli/files.hpp"
 #include "cli/next_command.hpp"
 #include "cli/options.hpp"
 #include "cli/probing.hpp"
-#include "cli/terminal.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -19,10 +19,10 @@ namespace {
 constexpr Operation detecting{"looking for a card"};
 
 // A probe for one size takes larger cards of its family for its own unless these were probed for
-// before.
-constexpr std::string_view order[] = {"4404",  "4406",   "102",    "1604",  "1604b", "4428",
-                                      "4442",  "45d041", "93c46a", "93c46", "93c57", "24c64",
-                                      "24c32", "24c16",  "24c08",  "24c04", "24c02", "24c01a"};
+// before. The last one accepts no other card, so only what nothing else fits bears its writing.
+constexpr std::string_view order[] = {
+    "4404",  "4406",  "102",   "1604",  "1604b", "4428",  "4442",  "45d041", "93c46a", "93c46",
+    "93c57", "24c64", "24c32", "24c16", "24c08", "24c04", "24c02", "24c01a", "93c66"};
 
 constexpr std::string_view warning =
     "Looking for a card writes to it and puts the bytes back; on a card of another kind some of "
@@ -71,13 +71,11 @@ std::string abilities_of(const Card& card) {
 }
 
 void run_detect(const Settings& settings, bool yes) {
-  if (!yes && !can_ask()) {
-    throw UsageError(fmt::format("{}: {} Confirm with --yes.", detecting.doing, warning));
-  }
+  const Consent consent(detecting, warning, yes);
   Probed probed;
   {
     const Connection connection(settings);
-    if (!yes) connection.confirm(detecting, warning);
+    consent.get(connection);
     probed = probe_for(connection, order);
   }
   if (probed.card == nullptr) {

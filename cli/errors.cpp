@@ -58,6 +58,8 @@ bool is_status(int result, OperationKind kind) {
   return result < 0 && find_words(result, kind) == nullptr;
 }
 
+bool is_unanswered(int result) { return result == -128 || result == -132 || result == -133; }
+
 std::string words_for(int result, OperationKind kind) {
   if (const CodeWords* row = find_words(result, kind)) return std::string(row->words);
   return fmt::format("the reader refused the command with status {0} (0x{0:02X})", -result);

@@ -23,6 +23,12 @@ class NoReader : public Failure {
   using Failure::Failure;
 };
 
+// The reader's reply is lost or spoilt, so nobody knows whether the reader did what it was told.
+class Unanswered : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 // The user ended the operation, by Ctrl-C for example.
 class Interrupted : public Failure {
  public:
@@ -66,6 +72,19 @@ bool is_status(int result, OperationKind kind);
 // The words for a result below 0: what the library's code means in this operation, or the number of
 // the reader's STATUS.
 std::string words_for(int result, OperationKind kind);
+
+// Whether such a result means that the reader's reply is lost or spoilt.
+bool is_unanswered(int result);
+
+// What `step` returns. If it fails, `words` end its message: they say what was done before.
+template <typename Step>
+auto with_progress(std::string_view words, Step step) {
+  try {
+    return step();
+  } catch (const Failure& error) {
+    throw Failure(error.what() + std::string(words));
+  }
+}
 
 // The words that `tell` finds for an addition to an error message. If it fails in turn, there are
 // none: the error counts more.

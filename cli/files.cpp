@@ -88,14 +88,6 @@ void write_file(const std::string& path, const Bytes& bytes) {
   if (file.close() != 0) throw Failure(fmt::format("writing {}: {}", path, error_words()));
 }
 
-void save(const std::string& path, const Bytes& bytes, int address) {
-  const std::string output = path.empty() ? std::string(standard_stream) : path;
-  write_file(output, bytes);
-  if (output == standard_stream) return;
-  print(fmt::format("Read {} at 0x{:04X} into {}.\n",
-                    counted(static_cast<int>(bytes.size()), "byte"), address, path));
-}
-
 void print(std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) output_failed();
 }

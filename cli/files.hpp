@@ -22,10 +22,6 @@ Bytes read_file(const std::string& path, std::size_t limit);
 // cannot be written.
 void write_file(const std::string& path, const Bytes& bytes);
 
-// Writes what was read at this address to a file and says so, or to standard output if `path` is
-// empty. Throws as write_file does.
-void save(const std::string& path, const Bytes& bytes, int address);
-
 // Writes to standard output. Throws Failure.
 void print(std::string_view text);
 

@@ -7,9 +7,9 @@
 
 #include "cli/card_access.hpp"
 #include "cli/commands.hpp"
+#include "cli/consent.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
-#include "cli/terminal.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -85,28 +85,6 @@ void erase_all(const Connection& connection, const Card& card, Range range, bool
   expect_erased(connection, card.memory, range);
 }
 
-// The question that comes before all of something is overwritten.
-class Consent {
- public:
-  // is_needed: whether all of it is to be overwritten. Throws UsageError if there is nobody to ask.
-  Consent(const Operation& operation, bool is_needed, bool is_given)
-      : operation_(operation),
-        asks_(is_needed && !is_given) {
-    if (asks_ && !can_ask()) {
-      throw UsageError(
-          fmt::format("{}: all of it is overwritten; confirm with --yes", operation.doing));
-    }
-  }
-
-  void get(const Connection& connection, std::string_view warning) const {
-    if (asks_) connection.confirm(operation_, warning);
-  }
-
- private:
-  Operation operation_;
-  bool asks_;
-};
-
 std::string warning_of_all(Range range, std::string_view name) {
   return fmt::format("All {} of {} are overwritten.", counted(range.count, "byte"), name);
 }
@@ -181,15 +159,16 @@ std::string overwrite(const Connection& connection, const Memory& memory, Range 
   }
   if (task.is_erase) return fmt::format("Erased {}{}.\n", bytes, words_for_read_back(options));
   const Bytes data(static_cast<std::size_t>(range.count), task.byte);
-  write_memory(connection, memory, range, data, task.operation, !options.no_verify);
+  with_progress(erases_first ? "; the bytes were erased before" : "", [&] {
+    write_memory(connection, memory, range, data, task.operation, !options.no_verify);
+  });
   return fmt::format("Wrote {:02X} to {}{}.\n", task.byte, bytes, words_for_read_back(options));
 }
 
 // ---- The commands -----------------------------------------------------------------------------
 
-void run_on_security_card(const Settings& settings, const Memory& memory,
+void run_on_security_card(const Settings& settings, const Card& card, const Memory& memory,
                           const FillOptions& options, const Task& task) {
-  const Card& card = *settings.card;
   const bool erases_first = task.is_erase || options.erase_code;
   if (erases_first && memory.erase == nullptr) {
     throw UsageError(fmt::format("{} cannot be erased", name_of(card, memory)));
@@ -197,15 +176,16 @@ void run_on_security_card(const Settings& settings, const Memory& memory,
   const Range range = range_to_overwrite(card, memory, options, task);
   if (erases_first) expect_erase_may_begin(card, memory, range);
   const Keys keys = parse_keys(card, memory, options.code, options.erase_code);
-  const Consent consent(task.operation, !options.address || options.erase_code, options.yes);
   const std::string warning =
       options.erase_code ? fmt::format("If the card is personalised, all data of {} are erased.",
                                        name_of(card, memory))
                          : warning_of_all(range, name_of(card, memory));
+  const bool takes_all = !options.address || options.erase_code;
+  const Consent consent(task.operation, warning, options.yes || !takes_all);
   std::string done;
   {
     const Connection connection(settings);
-    consent.get(connection, warning);
+    consent.get(connection);
     present(connection, card, keys, options.yes);
     done = overwrite(connection, memory, range, erases_first, options, task);
   }
@@ -213,16 +193,18 @@ void run_on_security_card(const Settings& settings, const Memory& memory,
 }
 
 void run_fill(const Settings& settings, const FillOptions& options, const Task& task) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   const Memory& memory = memory_of(card, options.zone);
-  if (memory.keeps_zeros) return run_on_security_card(settings, memory, options, task);
+  if (memory.keeps_zeros) return run_on_security_card(settings, card, memory, options, task);
   const Range range = writable_range(card, memory, options.address.value_or(0), options.count);
   const Keys keys = parse_keys(card, memory, options.code, options.erase_code);
-  const Consent consent(task.operation, range.count == memory.writable, options.yes);
+  const bool takes_all = range.count == memory.writable;
+  const Consent consent(task.operation, warning_of_all(range, "the card"),
+                        options.yes || !takes_all);
   std::string done;
   {
     const Connection connection(settings);
-    consent.get(connection, warning_of_all(range, "the card"));
+    consent.get(connection);
     present(connection, card, keys, options.yes);
     done = overwrite(connection, card, range, options, task);
   }

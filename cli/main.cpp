@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
+#include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
 
 #include <csignal>
@@ -25,6 +26,14 @@ constexpr std::string_view footer =
     "  quorra-sim new 4442 card.toml\n"
     "  quorra read --virtual card.toml";
 
+const Card& card_named(const std::string& name) {
+  if (const Card* card = find_card(name)) return *card;
+  throw CLI::ValidationError(
+      "--card", name == "cpu"
+                    ? "quorra apdu speaks with processor cards, and needs no --card"
+                    : fmt::format("'{}' is no kind of card; there are {}", name, card_names()));
+}
+
 void add_settings(CLI::App& program, Settings& settings) {
   program.add_option("--config", settings.configuration, "The reader's configuration file")
       ->type_name("FILE");
@@ -42,22 +51,15 @@ void add_settings(CLI::App& program, Settings& settings) {
   program.add_flag("--quiet", settings.quiet, "Do not show how far a long transfer is");
   program
       .add_option_function<std::string>(
-          "--card", [&settings](const std::string& name) { settings.card = find_card(name); },
-          fmt::format("The kind of card: {}", card_names()))
-      ->type_name("KIND")
-      ->default_str(std::string(settings.card->name))
-      ->check([](const std::string& name) -> std::string {
-        if (name == "cpu") return "quorra apdu speaks with processor cards, and needs no --card";
-        return find_card(name) != nullptr
-                   ? std::string()
-                   : fmt::format("'{}' is no kind of card; there are {}", name, card_names());
-      });
+          "--card", [&settings](const std::string& name) { settings.card = &card_named(name); },
+          fmt::format("The kind of card: {}; without it, that of the card image, or 4442",
+                      card_names()))
+      ->type_name("KIND");
 }
 
 // Reads the command line and does what it says.
 void run(int argc, char** argv) {
   Settings settings;
-  settings.card = &all_cards().front();
   CLI::App program("Work with memory cards and processor cards in a card reader.", "quorra");
   program.footer(std::string(footer));
   program.set_version_flag("--version", "quorra " QUORRA_VERSION);

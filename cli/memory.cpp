@@ -2,16 +2,14 @@
 
 #include <fmt/format.h>
 #include <quorra.h>
-#include <unistd.h>
 
 #include <memory>
 
 #include "cli/commands.hpp"
 #include "cli/data.hpp"
 #include "cli/files.hpp"
-#include "cli/hex_dump.hpp"
 #include "cli/options.hpp"
-#include "cli/terminal.hpp"
+#include "cli/output.hpp"
 #include "cli/transfer.hpp"
 
 namespace quorra::cli {
@@ -27,8 +25,7 @@ constexpr std::string_view memory_name = "the reader's memory";
 struct ReadOptions {
   int address = 0;
   std::optional<int> count;
-  std::string output;
-  bool raw = false;
+  OutputOptions output;
 };
 
 struct WriteOptions {
@@ -50,11 +47,7 @@ void run_read(const Settings& settings, const ReadOptions& options) {
     const Connection connection(settings, Subject::anything);
     bytes = read_range(connection, range, reading);
   }
-  if (options.output.empty() && !options.raw) {
-    print(hex_dump(range.address, bytes, {}, wants_colour(STDOUT_FILENO)));
-    return;
-  }
-  save(options.output, bytes, range.address);
+  show_or_save(options.output, range.address, bytes);
 }
 
 void run_write(const Settings& settings, const WriteOptions& options) {
@@ -90,10 +83,7 @@ void add_memory(CLI::App& program, const Settings& settings) {
   add_number(*read, "--address", reading_options->address, "Address of the first byte");
   add_number(*read, "--count", reading_options->count,
              "Number of bytes; without it, up to the end");
-  read->add_option("--output", reading_options->output,
-                   "Save the bytes to this file ('-': standard output)")
-      ->type_name("FILE");
-  read->add_flag("--raw", reading_options->raw, "Write the bytes as they are, not as a hex dump");
+  add_output(*read, reading_options->output);
   add_examples(*read, {"quorra memory read --config reader.conf --address 0x20 --count 16"});
   read->callback([&settings, reading_options] { run_read(settings, *reading_options); });
 

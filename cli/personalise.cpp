@@ -6,9 +6,9 @@
 
 #include "cli/card_access.hpp"
 #include "cli/commands.hpp"
+#include "cli/consent.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
-#include "cli/terminal.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -22,22 +22,21 @@ struct PersonaliseOptions {
 };
 
 void run_personalise(const Settings& settings, const PersonaliseOptions& options) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   if (card.personalise == nullptr) {
     throw UsageError(fmt::format("a {} card is not personalised", card.name));
   }
   const Keys keys = parse_keys(card, options.code);
-  const std::string warning =
-      fmt::format("Personalising a {} card is final. {}", card.name, card.personalised);
-  if (!options.yes && !can_ask()) {
-    throw UsageError(fmt::format("{}: {} Confirm with --yes.", personalising.doing, warning));
-  }
+  const Consent consent(
+      personalising,
+      fmt::format("Personalising a {} card is final. {}", card.name, card.personalised),
+      options.yes);
   bool was_personalised = false;
   {
     const Connection connection(settings);
     was_personalised = is_known_as_personalised(connection, card);
     if (!was_personalised) {
-      if (!options.yes) connection.confirm(personalising, warning);
+      consent.get(connection);
       present(connection, card, keys, options.yes);
       connection.run(personalising, card.personalise);
     }
@@ -46,7 +45,7 @@ void run_personalise(const Settings& settings, const PersonaliseOptions& options
 }
 
 void run_fuse(const Settings& settings, bool imitated) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   if (card.imitate_fuse == nullptr) {
     throw UsageError(fmt::format("the fuse of a {} card cannot be imitated", card.name));
   }

@@ -82,7 +82,7 @@ void check_is_answer(unsigned char pcb) {
 bool is_first_status_word(unsigned char byte) { return byte >> 4 == 6 || byte >> 4 == 9; }
 
 // What the block at the beginning of the reply holds.
-Answer open_block(std::span<const unsigned char, largest_reply> reply) {
+CardAnswer open_block(std::span<const unsigned char, largest_reply> reply) {
   const std::size_t length = reply[length_place];
   const std::size_t size = prologue_size + length + 1;
   if (size > reply.size()) {
@@ -119,8 +119,8 @@ Bytes get_response(unsigned length) {
   return {0x00, 0xC0, 0x00, 0x00, static_cast<unsigned char>(length)};
 }
 
-unsigned first_word(const Answer& answer) { return answer.status_words / 256; }
-unsigned second_word(const Answer& answer) { return answer.status_words % 256; }
+unsigned first_word(const CardAnswer& answer) { return answer.status_words / 256; }
+unsigned second_word(const CardAnswer& answer) { return answer.status_words % 256; }
 
 // The library does not tell how long the card's answer is. It leaves bytes behind the answer as
 // they were, so two resets into different surroundings show it.
@@ -169,27 +169,27 @@ Bytes reset(const Connection& connection, SamNumber sam) {
 // The frame of a command and that of a block are the same: a block's own check byte makes its XOR
 // 0, so it does not matter which bytes the frame's check byte covers. A command's answer has a
 // bound.
-Answer Conversation::exchange(const Bytes& apdu) {
+CardAnswer Conversation::exchange(const Bytes& apdu) {
   const Bytes block = make_block(second_number_ ? sequence_bit : 0, apdu);
   std::array<unsigned char, largest_reply> reply{};
   connection_.run(exchanging, sam_ ? sam_comres : cpu_comres, static_cast<int>(block.size()),
                   block.data(), reply.data());
-  Answer answer = open_block(reply);
+  CardAnswer answer = open_block(reply);
   second_number_ = !second_number_;
   return answer;
 }
 
-Answer Conversation::exchange_with_right_length(const Bytes& apdu) {
-  Answer answer = exchange(apdu);
+CardAnswer Conversation::exchange_with_right_length(const Bytes& apdu) {
+  CardAnswer answer = exchange(apdu);
   if (first_word(answer) != wrong_length) return answer;
   const std::optional<Bytes> again = with_expected_length(apdu, second_word(answer));
   return again ? exchange(*again) : answer;
 }
 
-Answer Conversation::send(const Bytes& apdu) {
-  Answer answer = exchange_with_right_length(apdu);
+CardAnswer Conversation::send(const Bytes& apdu) {
+  CardAnswer answer = exchange_with_right_length(apdu);
   while (first_word(answer) == bytes_to_fetch) {
-    const Answer more = exchange_with_right_length(get_response(second_word(answer)));
+    const CardAnswer more = exchange_with_right_length(get_response(second_word(answer)));
     if (more.data.empty() && first_word(more) == bytes_to_fetch) {
       fail("the card announces more of its answer, and sends none");
     }

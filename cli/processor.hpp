@@ -26,7 +26,7 @@ void select(const Connection& connection, SamNumber sam);
 Bytes reset(const Connection& connection, SamNumber sam);
 
 // What a card says to a command.
-struct Answer {
+struct CardAnswer {
   Bytes data;
   unsigned status_words = 0;  // SW1 and SW2
 };
@@ -44,11 +44,11 @@ class Conversation {
   // Sends an APDU of up to `longest_apdu` bytes. What the card announces with 61xx is fetched with
   // GET RESPONSE, and a command to which it answers 6Cxx is repeated with the length xx. Throws
   // Failure, also when the answer is no good block or does not end after 65536 bytes.
-  Answer send(const Bytes& apdu);
+  CardAnswer send(const Bytes& apdu);
 
  private:
-  Answer exchange(const Bytes& apdu);
-  Answer exchange_with_right_length(const Bytes& apdu);
+  CardAnswer exchange(const Bytes& apdu);
+  CardAnswer exchange_with_right_length(const Bytes& apdu);
 
   const Connection& connection_;
   SamNumber sam_;

@@ -9,6 +9,7 @@
 
 #include "cli/card_access.hpp"
 #include "cli/commands.hpp"
+#include "cli/consent.hpp"
 #include "cli/files.hpp"
 #include "cli/hex_dump.hpp"
 #include "cli/options.hpp"
@@ -41,7 +42,8 @@ void protect(const Connection& connection, const Card& card, Range range, const 
                               bytes.data() + done);
   });
   if (operation.kind == OperationKind::protecting) return;
-  const std::vector<bool> is_protected = read_protection(connection, card, range);
+  const std::vector<bool> is_protected = with_progress(
+      "; the bytes may be protected now", [&] { return read_protection(connection, card, range); });
   const auto writable = std::find(is_protected.begin(), is_protected.end(), false);
   if (writable != is_protected.end()) {
     throw Failure(fmt::format("{}: the byte at 0x{:04X} is still writable", protecting.doing,
@@ -49,19 +51,7 @@ void protect(const Connection& connection, const Card& card, Range range, const 
   }
 }
 
-void expect_consent(const ProtectOptions& options) {
-  if (options.yes || can_ask()) return;
-  throw UsageError("protecting cannot be undone: confirm with --yes");
-}
-
-void confirm(const Connection& connection, int address, const Bytes& bytes,
-             const std::vector<bool>& is_protected) {
-  print_note(hex_dump(address, bytes, is_protected, wants_colour(STDERR_FILENO)));
-  connection.confirm(protecting, "Protecting these bytes cannot be undone.");
-}
-
-void protect_bytes(const Settings& settings, const ProtectOptions& options) {
-  const Card& card = *settings.card;
+void protect_bytes(const Settings& settings, const Card& card, const ProtectOptions& options) {
   if (!options.address) throw CLI::RequiredError("--address");
   if (options.reading) {
     throw UsageError(
@@ -71,7 +61,7 @@ void protect_bytes(const Settings& settings, const ProtectOptions& options) {
       card.protection->bytes, fmt::format("the part of a {} card that can be protected", card.name),
       *options.address, options.count.value_or(1));
   const Keys keys = parse_keys(card, options.code);
-  expect_consent(options);
+  const Consent consent(protecting, "Protecting these bytes cannot be undone.", options.yes);
 
   int before = 0;
   {
@@ -80,7 +70,10 @@ void protect_bytes(const Settings& settings, const ProtectOptions& options) {
     const std::vector<bool> is_protected = read_protection(connection, card, range);
     before = count_protected(is_protected);
     if (before < range.count) {
-      if (!options.yes) confirm(connection, range.address, bytes, is_protected);
+      if (consent.asks()) {
+        print_note(hex_dump(range.address, bytes, is_protected, wants_colour(STDERR_FILENO)));
+      }
+      consent.get(connection);
       present(connection, card, keys, options.yes);
       protect(connection, card, range, bytes);
     }
@@ -112,35 +105,36 @@ void clear_flag(const Connection& connection, const Memory& memory, bool guards_
   if (result < 0 && !is_status(result, protecting.kind)) {
     throw Failure(connection.describe(protecting, result));
   }
-  if (!has_flag(connection, memory, guards_reading ? read_flag : write_flag)) return;
+  const bool is_set = with_progress("; the flag may be cleared now", [&] {
+    return has_flag(connection, memory, guards_reading ? read_flag : write_flag);
+  });
+  if (!is_set) return;
   throw Failure(result < 0 ? connection.describe(protecting, result)
                            : fmt::format("{}: the flag is still set", protecting.doing));
 }
 
-void protect_zone(const Settings& settings, const Memory& memory, const ProtectOptions& options) {
-  const Card& card = *settings.card;
+void protect_zone(const Settings& settings, const Card& card, const Memory& memory,
+                  const ProtectOptions& options) {
   const std::string name =
       card.has_zones() ? name_of(card, memory) : "the zone of " + name_of(card, memory);
   if (options.address || options.count) {
     throw UsageError(fmt::format("--address and --count: {} is protected as a whole", name));
   }
   const Keys keys = parse_keys(card, options.code);
-  expect_consent(options);
-
   const unsigned char flag = options.reading ? read_flag : write_flag;
   const std::string effect =
       options.reading ? "is read only after its code was presented" : "is not written any more";
+  const Consent consent(protecting,
+                        fmt::format("Once the card is personalised, {} {}. Only an erase before "
+                                    "that undoes this.",
+                                    name, effect),
+                        options.yes);
   bool was_protected = false;
   {
     const Connection connection(settings);
     was_protected = !has_flag(connection, memory, flag);
     if (!was_protected) {
-      if (!options.yes) {
-        connection.confirm(protecting,
-                           fmt::format("Once the card is personalised, {} {}. Only an erase before "
-                                       "that undoes this.",
-                                       name, effect));
-      }
+      consent.get(connection);
       present(connection, card, keys, options.yes);
       clear_flag(connection, memory, options.reading);
     }
@@ -150,10 +144,10 @@ void protect_zone(const Settings& settings, const Memory& memory, const ProtectO
 }
 
 void run_protect(const Settings& settings, const ProtectOptions& options) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   const Memory& memory = memory_of(card, options.zone);
-  if (memory.flags) return protect_zone(settings, memory, options);
-  if (card.protection) return protect_bytes(settings, options);
+  if (memory.flags) return protect_zone(settings, card, memory, options);
+  if (card.protection) return protect_bytes(settings, card, options);
   throw UsageError(fmt::format("the bytes of {} cannot be protected", name_of(card, memory)));
 }
 

@@ -1,16 +1,11 @@
 // quorra read
 
-#include <fmt/format.h>
-#include <unistd.h>
-
 #include <memory>
 
 #include "cli/card_access.hpp"
 #include "cli/commands.hpp"
-#include "cli/files.hpp"
-#include "cli/hex_dump.hpp"
 #include "cli/options.hpp"
-#include "cli/terminal.hpp"
+#include "cli/output.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -23,16 +18,14 @@ struct ReadOptions {
   std::optional<int> count;
   CodeOptions code;
   bool yes = false;
-  std::string output;
-  bool raw = false;
+  OutputOptions output;
 };
 
 void run_read(const Settings& settings, const ReadOptions& options) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   const Memory& memory = memory_of(card, options.zone);
   const Range range = readable_range(card, memory, options.address, options.count);
   const Keys keys = parse_keys(card, options.code);
-  const bool as_dump = options.output.empty() && !options.raw;
 
   Bytes bytes;
   std::vector<bool> is_protected;
@@ -40,14 +33,9 @@ void run_read(const Settings& settings, const ReadOptions& options) {
     const Connection connection(settings);
     present(connection, card, keys, options.yes);
     bytes = read_memory(connection, memory, range, reading);
-    if (as_dump) is_protected = read_protection(connection, card, range);
+    if (options.output.wants_dump()) is_protected = read_protection(connection, card, range);
   }
-
-  if (as_dump) {
-    print(hex_dump(range.address, bytes, is_protected, wants_colour(STDOUT_FILENO)));
-    return;
-  }
-  save(options.output, bytes, range.address);
+  show_or_save(options.output, range.address, bytes, is_protected);
 }
 
 }  // namespace
@@ -60,11 +48,7 @@ void add_read(CLI::App& program, const Settings& settings) {
   add_number(*command, "--count", options->count, "Number of bytes; without it, up to the end");
   add_present_code(*command, options->code);
   add_yes(*command, options->yes);
-  command
-      ->add_option("--output", options->output,
-                   "Save the bytes to this file ('-': standard output)")
-      ->type_name("FILE");
-  command->add_flag("--raw", options->raw, "Write the bytes as they are, not as a hex dump");
+  add_output(*command, options->output);
   add_examples(*command, {"quorra read --config reader.conf",
                           "quorra read --virtual card.toml --address 0x20 --count 16",
                           "quorra read --config reader.conf --card 24c64 --output card.bin"});

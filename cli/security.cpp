@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "cli/commands.hpp"
+#include "cli/consent.hpp"
 #include "cli/files.hpp"
 #include "cli/hex_dump.hpp"
 #include "cli/options.hpp"
@@ -73,9 +74,10 @@ void run_compare(const Settings& settings, const SecurityOptions& options) {
 void run_set(const Settings& settings, const SecurityOptions& options) {
   const Bytes code = parse_reader_code(options);
   const std::optional<Bytes> old_code = parse_present_reader_code(options);
+  const Consent consent(changing, "The reader's present code becomes invalid.", options.yes);
   {
     const Connection connection(settings, Subject::anything);
-    if (!options.yes) connection.confirm(changing, "The reader's present code becomes invalid.");
+    consent.get(connection);
     present(connection, old_code);
     connection.run(changing, swr_dvsc, code_size, code.data());
   }

@@ -5,7 +5,10 @@
 #include <quorra.h>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "cli/commands.hpp"
 #include "cli/files.hpp"
@@ -41,6 +44,14 @@ const std::string& configuration_of(const Settings& settings) {
 bool line_has(const std::string& configuration, int speed) {
   const auto speeds = line_speeds(configuration);
   return std::ranges::find(speeds, speed) != speeds.end();
+}
+
+// The speeds at which a reader can be found: of those that it can have, the line's.
+std::string findable_speeds(const std::string& configuration) {
+  std::vector<int> speeds;
+  std::ranges::copy_if(reader_speeds, std::back_inserter(speeds),
+                       [&](int speed) { return line_has(configuration, speed); });
+  return fmt::format("{}", fmt::join(speeds, ", "));
 }
 
 Settings at_speed(Settings settings, int speed) {
@@ -83,7 +94,13 @@ void run_find(const Settings& settings) {
     stop_if_interrupted(interruption, looking);
   }
   if (speed < 0) {
-    throw Failure(fmt::format("{}: {} ({})", looking.doing, words_for(speed, looking.kind), speed));
+    std::string text =
+        fmt::format("{}: {} ({})", looking.doing, words_for(speed, looking.kind), speed);
+    if (speed == -141) {
+      text += fmt::format("; on {} only {} can be reached", line_name(),
+                          findable_speeds(configuration));
+    }
+    throw Failure(text);
   }
   // A speed that the line does not have was tried as another one.
   if (!line_has(configuration, speed)) speed = default_speed;
@@ -164,7 +181,10 @@ void add_speed(CLI::App& program, const Settings& settings) {
   show->callback([&settings] { run_show(settings); });
 
   CLI::App* find = command->add_subcommand(
-      "find", "Find out at which speed the reader answers; without a reader it takes 27 seconds");
+      "find",
+      "Find out at which speed the reader answers; without a reader it takes 27 seconds. On a "
+      "serial device only 9600, 19200 and 38400 can be found, on the auxiliary port of a serial "
+      "terminal only 1200 to 19200");
   add_examples(*find, {"quorra speed find --config reader.conf"});
   find->callback([&settings] { run_find(settings); });
 

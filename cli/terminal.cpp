@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -44,10 +45,16 @@ std::optional<std::string> next_line(int interruption) {
   return std::nullopt;
 }
 
-// While it lives, standard input, a terminal, does not show what is typed.
+// While it lives, standard input, a terminal, does not show what is typed. Signals that would leave
+// it so, by ending or stopping the program, have to wait.
 class WithoutEcho {
  public:
   WithoutEcho() {
+    sigset_t held{};
+    sigemptyset(&held);
+    sigaddset(&held, SIGQUIT);
+    sigaddset(&held, SIGTSTP);
+    pthread_sigmask(SIG_BLOCK, &held, &mask_before_);
     tcgetattr(STDIN_FILENO, &before_);
     termios hidden = before_;
     hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -55,10 +62,14 @@ class WithoutEcho {
   }
   WithoutEcho(const WithoutEcho&) = delete;
   WithoutEcho& operator=(const WithoutEcho&) = delete;
-  ~WithoutEcho() { tcsetattr(STDIN_FILENO, TCSANOW, &before_); }
+  ~WithoutEcho() {
+    tcsetattr(STDIN_FILENO, TCSANOW, &before_);
+    pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr);
+  }
 
  private:
   termios before_{};
+  sigset_t mask_before_{};
 };
 
 }  // namespace
@@ -101,13 +112,13 @@ std::optional<std::string> ask_secret(std::string_view question, int interruptio
 }
 
 void print_error(std::string_view text) {
-  // What was written before is read before.
-  static_cast<void>(std::fflush(stdout));
   const auto style = wants_colour(STDERR_FILENO) ? fg(fmt::terminal_color::red) : fmt::text_style();
   print_note(fmt::format("{}{}\n", fmt::format(style, "quorra: "), text));
 }
 
 void print_note(std::string_view text) {
+  // What was written before is read before.
+  static_cast<void>(std::fflush(stdout));
   // There is nobody left to tell when standard error fails.
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }

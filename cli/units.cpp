@@ -8,15 +8,17 @@
 
 #include "cli/card_access.hpp"
 #include "cli/commands.hpp"
+#include "cli/consent.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
-#include "cli/terminal.hpp"
 
 namespace quorra::cli {
 namespace {
 
 constexpr Operation reading{.doing = "reading the units", .done = "read"};
 constexpr Operation spending{"spending units"};
+
+constexpr std::string_view warning = "Spending units cannot be undone.";
 
 constexpr int worth_in_next_stage = 8;
 
@@ -74,11 +76,6 @@ std::string describe(const Stages& stages) {
   return text + fmt::format("total         {:5}\n", stages.total());
 }
 
-void expect_consent(const UnitsOptions& options) {
-  if (options.yes || can_ask()) return;
-  throw UsageError("spending units cannot be undone: confirm with --yes");
-}
-
 // The byte without some of its units.
 unsigned char without_units(unsigned char byte, int units) {
   for (; units > 0; --units) {
@@ -106,22 +103,29 @@ int spend_some(const Connection& connection, const Card& card, int most) {
   return spent;
 }
 
-void spend(const Connection& connection, const Card& card, int number) {
+// Spends that many units, and returns how many are left.
+int spend(const Connection& connection, const Card& card, int number) {
   int spent = 0;
+  const auto so_far = [&](std::string_view at_least) {
+    return fmt::format("; {}{} of {} units spent", at_least, spent, number);
+  };
   try {
     while (spent < number) {
       spent += spend_some(connection, card, number - spent);
     }
-  } catch (const Interrupted& interruption) {
-    throw Interrupted(fmt::format("{}; {} of {} units spent", interruption.what(), spent, number));
+    return Stages(connection, card).total();
+  } catch (const Unanswered& error) {
+    throw Failure(error.what() + so_far("at least "));
+  } catch (const Failure& error) {
+    throw Failure(error.what() + so_far(""));
   }
 }
 
 void run_spend(const Settings& settings, const UnitsOptions& options) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   counter_of(card);
   if (options.number < 1) throw UsageError("N: there is nothing to spend");
-  expect_consent(options);
+  const Consent consent(spending, warning, options.yes);
   int left = 0;
   {
     const Connection connection(settings);
@@ -130,25 +134,22 @@ void run_spend(const Settings& settings, const UnitsOptions& options) {
       throw Failure(fmt::format("{}: the card has {}, not {}", spending.doing,
                                 counted(total, "unit"), options.number));
     }
-    if (!options.yes) {
-      connection.confirm(spending, fmt::format("{} of {} are spent for good.", options.number,
-                                               counted(total, "unit")));
-    }
-    spend(connection, card, options.number);
-    left = Stages(connection, card).total();
+    consent.get(connection, fmt::format("{} of {} are spent for good.", options.number,
+                                        counted(total, "unit")));
+    left = spend(connection, card, options.number);
   }
   print(fmt::format("Spent {}; {} left.\n", counted(options.number, "unit"), left));
 }
 
 void run_carry(const Settings& settings, const UnitsOptions& options) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   const UnitCounter& counter = counter_of(card);
   const Range stages_with_next{counter.first_stage, counter.stages - 1};
   if (!stages_with_next.contains(options.number)) {
     throw UsageError(fmt::format("ADDRESS: a carry begins at 0x{:02X} to 0x{:02X}",
                                  stages_with_next.address, stages_with_next.end() - 1));
   }
-  expect_consent(options);
+  const Consent consent(spending, warning, options.yes);
   const int stage = options.number - counter.first_stage;
   std::string table;
   {
@@ -157,24 +158,24 @@ void run_carry(const Settings& settings, const UnitsOptions& options) {
     if (before.units(stage) == 0) {
       throw Failure(fmt::format("{}: stage 0x{:02X} has none", spending.doing, options.number));
     }
-    if (!options.yes) {
-      connection.confirm(
-          spending, fmt::format("A unit of stage 0x{:02X} is spent for 8 of stage 0x{:02X}; the {} "
-                                "that this one has are lost.",
-                                options.number, options.number + 1, before.units(stage + 1)));
-    }
+    consent.get(connection,
+                fmt::format("A unit of stage 0x{:02X} is spent for 8 of stage 0x{:02X}; the {} "
+                            "that this one has are lost.",
+                            options.number, options.number + 1, before.units(stage + 1)));
     connection.run(spending, counter.carry, options.number);
-    table = describe(Stages(connection, card));
+    table =
+        with_progress("; the carry is done", [&] { return describe(Stages(connection, card)); });
   }
   print(table);
 }
 
 void run_show(const Settings& settings) {
-  counter_of(*settings.card);
+  const Card& card = card_of(settings);
+  counter_of(card);
   std::string table;
   {
     const Connection connection(settings);
-    table = describe(Stages(connection, *settings.card));
+    table = describe(Stages(connection, card));
   }
   print(table);
 }

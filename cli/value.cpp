@@ -57,7 +57,8 @@ void run_value(const Settings& settings, void (*change)(const Connection&, unsig
   {
     const Connection connection(settings, Subject::anything);
     if (change != nullptr) change(connection, number);
-    value = read_value(connection);
+    value = with_progress(change != nullptr ? "; the value is changed" : "",
+                          [&] { return read_value(connection); });
   }
   print(fmt::format("{}\n", value));
 }

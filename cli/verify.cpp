@@ -24,7 +24,7 @@ struct VerifyOptions {
 };
 
 void run_verify(const Settings& settings, const VerifyOptions& options) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   const Memory& memory = memory_of(card, options.zone);
   const Bytes data = data_from(options.data, card, memory, "compare");
   const Range range = readable_range(card, memory, options.address, static_cast<int>(data.size()));

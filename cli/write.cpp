@@ -39,7 +39,7 @@ Memory with_security_areas(const Card& card, const Memory& memory) {
 }
 
 void run_write(const Settings& settings, const WriteOptions& options) {
-  const Card& card = *settings.card;
+  const Card& card = card_of(settings);
   const Memory& plain = memory_of(card, options.zone);
   const Memory memory = options.security ? with_security_areas(card, plain) : plain;
   const Bytes data = data_from(options.data, card, memory, "write");

@@ -101,22 +101,47 @@ TEST_P(EachCard, FillsAPart) {
 }
 
 TEST_P(EachCard, NeedsConsentToOverwriteAllOfIt) {
-  const std::string& name = GetParam().name;
+  const auto& [name, size, code] = GetParam();
   const std::string image = new_card(name);
   const std::string before = content_of(image);
+  const std::string writable = name == "4428" ? "1021" : std::to_string(size);
   for (const Arguments& command : {Arguments{"erase"}, {"fill", "--byte", "00"}}) {
     const Outcome outcome = run_quorra(command + at(image, name));
     EXPECT_EQ(outcome.status, 2);
-    EXPECT_NE(outcome.errors.find(": all of it is overwritten; confirm with --yes\n"),
+    EXPECT_NE(outcome.errors.find(": All " + writable +
+                                  " bytes of the card are overwritten. Confirm with --yes.\n"),
               std::string::npos);
   }
   EXPECT_TRUE(content_of(image) == before);
+}
+
+TEST_P(EachCard, IsKnownByItsImage) {
+  const auto& [name, size, code] = GetParam();
+  const std::string image = new_card(name, {"--data", "0x31:0102030405"});
+  const Outcome outcome = run_quorra({"read", "--raw", "--quiet", "--virtual", image});
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.output.size(), size);
+  EXPECT_EQ(outcome.output.substr(0x31, 5), "\x01\x02\x03\x04\x05");
+  expect_error(run_quorra({"read", "--zone", "1", "--virtual", image}), 2,
+               "quorra: --zone: a " + name + " card has no zones\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Cards, EachCard, ::testing::ValuesIn(all_kinds),
                          [](const auto& test) { return "Card" + test.param.name; });
 
 class Cards : public CommandLine {};
+
+// With --config no image is read, even if the reader is a virtual one.
+TEST_F(Cards, ImageCountsOnlyWithoutAnOption) {
+  const std::string image = new_card("24c02");
+  const std::string zones = "quorra: --zone: a 4432 card has no zones\n";
+  expect_error(run_quorra({"read", "--zone", "1", "--card", "4432", "--virtual", image}), 2, zones);
+  Process simulator({QUORRA_SIM_PROGRAM, "--card", image});
+  expect_error(run_quorra({"read", "--zone", "1", "--config", simulator.read_line()}), 2,
+               "quorra: --zone: a 4442 card has no zones\n");
+  simulator.signal(SIGTERM);
+  EXPECT_EQ(simulator.wait().status, 0);
+}
 
 // ---- Erasing and filling
 
@@ -347,6 +372,7 @@ TEST_F(Cards, DetectTellsWhatIsThere) {
       {"93c46a", "93c46a\nsize  128 bytes\n" + erasable, "93c46a"},
       {"93c46", "93c46\nsize  128 bytes\n" + erasable, "93c46"},
       {"93c57", "93c57\nsize  256 bytes\n" + erasable, "93c57"},
+      {"93c66", "93c66\nsize  512 bytes\n" + erasable, "93c66"},
       {"45d041", "45d041\nsize  540672 bytes, in 2048 pages of 264\n" + plain, "45d041"},
   };
   for (const Case& one : cases) {
@@ -381,10 +407,11 @@ TEST_F(Cards, DetectChangesTwoBytesOfASmall24c) {
   EXPECT_TRUE(changed("24c32", 4096).empty());
   EXPECT_TRUE(changed("24c64", 8192).empty());
   EXPECT_TRUE(changed("93c57", 256).empty());
+  EXPECT_TRUE(changed("93c66", 512).empty());
 }
 
 TEST_F(Cards, DetectTellsWhenItRecognisesNone) {
-  const std::string image = new_card("93c66");
+  const std::string image = new_card("4432", {"--data", "6:0000"});
   expect_error(run_quorra({"detect", "--yes", "--virtual", image}), 1,
                "quorra: looking for a card: none recognised\n");
   Process simulator({QUORRA_SIM_PROGRAM});

@@ -49,12 +49,18 @@ TEST_F(Des, LastBlockIsFilledWithZeros) {
   EXPECT_EQ(fifteen.errors, "Filled the last block with 1 byte of 00.\n");
 }
 
+TEST_F(Des, ResultComesBeforeTheNoteOnIt) {
+  expect_success(run({"/bin/sh", "-c", R"(exec "$0" des encrypt --key 0000000000000000 00 2>&1)",
+                      QUORRA_PROGRAM}),
+                 std::string(enciphered_zeros) + "\nFilled the last block with 7 bytes of 00.\n");
+}
+
 TEST_F(Des, DecryptingWantsWholeBlocks) {
   const std::pair<std::size_t, const char*> cases[] = {
       {1, "1 byte"}, {7, "7 bytes"}, {9, "9 bytes"}, {15, "15 bytes"}};
   for (const auto& [size, words] : cases) {
     expect_error(run_quorra(Arguments{"des", "decrypt", std::string(2 * size, '0')} + zero_key), 2,
-                 std::string("quorra: ") + words + " are no whole number of blocks of 8 bytes\n");
+                 std::string("quorra: ") + words + " cannot be split into blocks of 8 bytes\n");
   }
 }
 
@@ -113,16 +119,24 @@ TEST_F(Des, RefusesWrongUsage) {
 // The key is asked for on the terminal, which does not show it.
 class DesOnTerminal : public Des {
  protected:
+  // If it is ended by a signal, it leaves no memory dump.
   Process start() const {
-    return Process({QUORRA_PROGRAM, "des", "encrypt", plain},
-                   {.input = {},
-                    .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
-                    .environment = {{"NO_COLOR", "1"}}});
+    return Process(
+        {"/bin/sh", "-c", R"(ulimit -c 0; exec "$0" des encrypt "$1")", QUORRA_PROGRAM, plain},
+        {.input = {},
+         .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
+         .environment = {{"NO_COLOR", "1"}}});
   }
   bool echoes() const {
     termios settings{};
     EXPECT_EQ(tcgetattr(terminal.line(), &settings), 0);
     return (settings.c_lflag & ECHO) != 0;
+  }
+  void wait_for_question() const {
+    EXPECT_EQ(terminal.read_until("Key: "), "Key: ");
+    // The program makes the terminal silent after the question.
+    while (echoes())
+      usleep(1000);
   }
   void show_what_is_typed() const {
     termios settings{};
@@ -137,10 +151,7 @@ class DesOnTerminal : public Des {
 TEST_F(DesOnTerminal, AsksForTheKey) {
   show_what_is_typed();
   Process program = start();
-  EXPECT_EQ(terminal.read_until("Key: "), "Key: ");
-  // The program makes the terminal silent after the question.
-  while (echoes())
-    usleep(1000);
+  wait_for_question();
   terminal.type(std::string(key) + "\n");
   expect_success(program.wait(), "85 E8 13 54 0F 0A B4 05\n");
   EXPECT_EQ(terminal.read_all(), "\n");
@@ -150,13 +161,34 @@ TEST_F(DesOnTerminal, AsksForTheKey) {
 TEST_F(DesOnTerminal, QuestionIsInterrupted) {
   show_what_is_typed();
   Process program = start();
-  EXPECT_EQ(terminal.read_until("Key: "), "Key: ");
-  while (echoes())
-    usleep(1000);
+  wait_for_question();
   program.signal(SIGINT);
   EXPECT_EQ(program.wait().status, 1);
   EXPECT_EQ(terminal.read_all(), "\nquorra: asking for the key: interrupted\n");
   EXPECT_TRUE(echoes());
+}
+
+TEST_F(DesOnTerminal, IsNotLeftSilentByQuitting) {
+  show_what_is_typed();
+  Process program = start();
+  wait_for_question();
+  program.signal(SIGQUIT);
+  terminal.type(std::string(key) + "\n");
+  EXPECT_EQ(program.wait().status, -1);
+  EXPECT_TRUE(echoes());
+}
+
+TEST_F(DesOnTerminal, IsNotLeftSilentByStopping) {
+  show_what_is_typed();
+  Process program = start();
+  wait_for_question();
+  program.signal(SIGTSTP);
+  terminal.type(std::string(key) + "\n");
+  for (int tries = 0; !echoes() && tries < 10'000; ++tries)
+    usleep(1000);
+  EXPECT_TRUE(echoes());
+  program.signal(SIGCONT);
+  expect_success(program.wait(), "85 E8 13 54 0F 0A B4 05\n");
 }
 
 TEST_F(DesOnTerminal, WrongKeyIsRefused) {

@@ -141,6 +141,8 @@ TEST_F(Processor, ScriptsAreSentLineByLine) {
   expect_success(send({"--script", folder / "script"}), output);
   expect_success(send({"--script", "-"}, {.input = script, .streams = {}, .environment = {}}),
                  output);
+  write_file(folder / "script", "\xEF\xBB\xBF" + script);
+  expect_success(send({"--script", folder / "script"}), output);
 }
 
 TEST_F(Processor, ScriptErrorsNameFileAndLine) {

@@ -320,8 +320,10 @@ TEST_F(ScriptedServices, SpeedOfALateReaderIsThatOfTheLine) {
 TEST_F(ScriptedServices, NoSpeedIsFound) {
   Process program = start({"speed", "find"});
   serve_search({false, false, false, false, false, false});
-  expect_error(program.wait(), 1,
-               "quorra: looking for the reader's speed: no reader answers at any speed (-141)\n");
+  expect_error(
+      program.wait(), 1,
+      "quorra: looking for the reader's speed: no reader answers at any speed (-141); on a "
+      "serial device only 9600, 19200, 38400 can be reached\n");
   reader.expect_closed();
 }
 
@@ -396,6 +398,13 @@ TEST_F(ScriptedServices, ValueIsReadBack) {
   expect_error(
       subtract.wait(), 1,
       std::string("quorra: subtracting from the value") + held + "; the register holds 2\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedServices, NewSecurityCodeIsWantedBeforeTheReaderIsAsked) {
+  expect_error(start({"security", "set", "123456"}).wait(), 2,
+               "quorra: changing the reader's security code: The reader's present code becomes "
+               "invalid. Confirm with --yes.\n");
   reader.expect_closed();
 }
 

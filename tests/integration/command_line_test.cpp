@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <string>
@@ -177,8 +178,10 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"fill", "--byte", "AABB", "--yes"}, "--byte: one byte is wanted, such as 5A"},
       {{"fill", "--byte", "", "--yes"}, "--byte: one byte is wanted, such as 5A"},
       {{"fill", "--byte", "5", "--yes"}, "--byte: '5' has an odd number of digits; a byte has two"},
-      {{"fill", "--byte", "5A"}, "filling the card: all of it is overwritten; confirm with --yes"},
-      {{"erase"}, "erasing the card: all of it is overwritten; confirm with --yes"},
+      {{"fill", "--byte", "5A"},
+       "filling the card: All 256 bytes of the card are overwritten. Confirm with --yes."},
+      {{"erase"},
+       "erasing the card: All 256 bytes of the card are overwritten. Confirm with --yes."},
       {{"erase", "--address", "256"},
        "address 0x0100 is not in the memory of a 4442 card, which is 0x0000 to 0x00FF"},
       {{"erase", "--count", "0"}, "a count of 0 leaves nothing to do"},
@@ -219,11 +222,13 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"protect", "--address", "30", "--count", "3", "--yes"},
        "3 bytes at 0x001E do not fit: the part of a 4442 card that can be protected ends at "
        "0x001F"},
-      {{"protect", "--address", "0"}, "protecting cannot be undone: confirm with --yes"},
+      {{"protect", "--address", "0"},
+       "protecting: Protecting these bytes cannot be undone. Confirm with --yes."},
   };
   for (const Case& one : cases) {
-    Arguments arguments = {"--virtual", "nowhere.toml"};
-    arguments.insert(arguments.end(), one.arguments.begin(), one.arguments.end());
+    Arguments arguments = Arguments{"--virtual", "nowhere.toml"} + one.arguments;
+    const bool names_card = std::ranges::find(arguments, "--card") != arguments.end();
+    if (!names_card) arguments = Arguments{"--card", "4442"} + arguments;
     SCOPED_TRACE(one.error);
     expect_error(run_quorra(arguments), 2, "quorra: " + one.error + "\n");
   }
@@ -248,6 +253,8 @@ TEST_F(CommandLine, RefusesABadImage) {
   }
   expect_error(run_quorra({"read", "--virtual", ""}), 2,
                "quorra: --virtual: the name of the image is empty\n");
+  expect_error(run_quorra({"read", "--virtual", damaged, "--config", "nowhere"}), 2,
+               "quorra: there is one reader: give --config or --virtual, not both\n");
 }
 
 // ---- info

@@ -32,16 +32,24 @@ class Bench {
 
   const std::string& configuration() const { return configuration_; }
 
+  // Arms a fault: "kind":"silence", for example.
+  void arm(const std::string& fault) const {
+    EXPECT_EQ(control(R"({"command":"fault",)" + fault + "}").status, 0);
+  }
+
   // How many requests have arrived.
   int exchanges() const {
-    const std::string state =
-        run({QUORRA_SIM_PROGRAM, "control", socket_, R"({"command":"state"})"}).output;
+    const std::string state = control(R"({"command":"state"})").output;
     std::smatch number;
     if (!std::regex_search(state, number, std::regex(R"("exchanges":\s*(\d+))"))) return -1;
     return std::stoi(number[1]);
   }
 
  private:
+  Outcome control(const std::string& command) const {
+    return run({QUORRA_SIM_PROGRAM, "control", socket_, command});
+  }
+
   Process process_;
   std::string configuration_;
   std::string socket_;
@@ -199,6 +207,87 @@ TEST_F(Transfer, TellsHowFarItCameBeforeItFailed) {
       refused_write + std::string(": at 0x0200 the card holds FF, not 00; 144 of 700 bytes "
                                   "written\n"));
 }
+
+// ---- What was done before a failure
+
+struct Disturbed {
+  std::string name;
+  std::string kind;
+  Arguments options;  // of the new card
+  Arguments command;
+  std::string fault;
+  std::string error;
+};
+
+constexpr char spoilt[] = "the reader's reply has a wrong first byte (-128)";
+const Arguments two_units = {"--data", "8:7FFFFFFF03"};  // in the last stage
+// It reads twice before each of its steps, which are: two units of the last stage, a carry, three
+// units. In the end it reads twice again.
+const Arguments spend_five = {"units", "spend", "5", "--yes"};
+
+const Disturbed disturbed[] = {
+    {"FirstUnits", "4406", two_units, spend_five, R"("kind":"wrong_check","on":"0x60")",
+     "spending units: the check byte of the reader's reply is wrong (-133); at least 0 of 5 units "
+     "spent"},
+    {"BeforeTheCarry", "4406", two_units, spend_five,
+     R"("kind":"wrong_start","every":5,"on":"0x61")",
+     std::string("reading whether the card is personalised: ") + spoilt + "; 2 of 5 units spent"},
+    {"Carry", "4406", two_units, spend_five, R"("kind":"wrong_start","on":"0x70")",
+     std::string("spending units: ") + spoilt + "; at least 2 of 5 units spent"},
+    {"RefusedCarry", "4406", two_units, spend_five, R"("kind":"status","status":35,"on":"0x70")",
+     "spending units: the reader refused the command with status 35 (0x23) (-35); 2 of 5 units "
+     "spent"},
+    {"FurtherUnits", "4406", two_units, spend_five, R"("kind":"short_reply","every":2,"on":"0x60")",
+     "spending units: timeout waiting for the reader's reply (-132); at least 2 of 5 units spent"},
+    {"AfterTheLastUnit", "4406", two_units, spend_five,
+     R"("kind":"wrong_start","every":9,"on":"0x61")",
+     std::string("reading whether the card is personalised: ") + spoilt + "; 5 of 5 units spent"},
+    {"AfterACarry",
+     "4406",
+     two_units,
+     {"units", "carry", "11", "--yes"},
+     R"("kind":"wrong_start","every":3,"on":"0x61")",
+     std::string("reading whether the card is personalised: ") + spoilt + "; the carry is done"},
+    {"ProtectedBytes",
+     "4418",
+     {},
+     {"protect", "--address", "0x200", "--yes"},
+     R"("kind":"wrong_start","every":3,"on":"0x6E")",
+     std::string("reading the protection bits: ") + spoilt + "; the bytes may be protected now"},
+    {"ProtectedZone",
+     "102",
+     {},
+     {"protect", "--zone", "1", "--code", "FFFF", "--yes"},
+     R"("kind":"wrong_start","every":4,"on":"0x61")",
+     std::string("reading the flags: ") + spoilt + "; the flag may be cleared now"},
+    {"FillingAfterAnErase",
+     "102",
+     {},
+     {"fill", "--zone", "2", "--byte", "00", "--address", "0x10", "--count", "4", "--code", "FFFF",
+      "--erase-code", "FFFFFFFF", "--yes"},
+     R"("kind":"wrong_start","on":"0x60")",
+     std::string("filling the card: ") + spoilt + "; the bytes were erased before"},
+    {"Value",
+     "4442",
+     {},
+     {"value", "set", "5"},
+     R"("kind":"wrong_start","every":2,"on":"0xB7")",
+     std::string("reading the value: ") + spoilt + "; the value is changed"},
+};
+
+class DisturbedCommand : public CommandLine, public ::testing::WithParamInterface<Disturbed> {};
+
+TEST_P(DisturbedCommand, TellsWhatWasDone) {
+  const Disturbed& one = GetParam();
+  const Bench bench(new_card(one.kind, one.options));
+  bench.arm(one.fault);
+  expect_error(
+      run_quorra(one.command + Arguments{"--card", one.kind, "--config", bench.configuration()}), 1,
+      "quorra: " + one.error + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Steps, DisturbedCommand, ::testing::ValuesIn(disturbed),
+                         [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace quorra::testing

@@ -1,0 +1,33 @@
+#include "cli/output.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "cli/errors.hpp"
+#include "cli/files.hpp"
+#include "cli/hex_dump.hpp"
+#include "cli/terminal.hpp"
+
+namespace quorra::cli {
+
+void add_output(CLI::App& command, OutputOptions& options) {
+  command
+      .add_option("--output", options.file, "Save the bytes to this file ('-': standard output)")
+      ->type_name("FILE");
+  command.add_flag("--raw", options.raw, "Write the bytes as they are, not as a hex dump");
+}
+
+void show_or_save(const OutputOptions& options, int address, const Bytes& bytes,
+                  const std::vector<bool>& is_protected) {
+  if (options.wants_dump()) {
+    print(hex_dump(address, bytes, is_protected, wants_colour(STDOUT_FILENO)));
+    return;
+  }
+  const std::string file = options.file.empty() ? std::string(standard_stream) : options.file;
+  write_file(file, bytes);
+  if (file == standard_stream) return;
+  print(fmt::format("Read {} at 0x{:04X} into {}.\n",
+                    counted(static_cast<int>(bytes.size()), "byte"), address, file));
+}
+
+}  // namespace quorra::cli

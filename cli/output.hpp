@@ -1,0 +1,28 @@
+// What becomes of bytes that were read: a hex dump, or the bytes as they are.
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include <string>
+#include <vector>
+
+#include "cli/parse.hpp"
+
+namespace quorra::cli {
+
+struct OutputOptions {
+  std::string file;
+  bool raw = false;
+
+  bool wants_dump() const { return file.empty() && !raw; }
+};
+
+// --output and --raw
+void add_output(CLI::App& command, OutputOptions& options);
+
+// Shows what was read at this address as a hex dump that marks protected bytes, or writes the bytes
+// to standard output, or saves them in a file and says so. Throws as write_file does.
+void show_or_save(const OutputOptions& options, int address, const Bytes& bytes,
+                  const std::vector<bool>& is_protected = {});
+
+}  // namespace quorra::cli
