@@ -86,6 +86,7 @@ std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& s
   }
   simulator::Options options;
   options.card = image;
+  options.has_control_socket = false;
   for (const std::string& sam : settings.sams) {
     add_virtual_sam(options, sam);
   }
