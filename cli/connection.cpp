@@ -112,6 +112,7 @@ std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& s
   const std::string image = settings.image.value_or("");
   simulator::Options options;
   options.card = image;
+  options.has_control_socket = false;
   for (const std::string& sam : settings.sams) {
     add_virtual_sam(options, sam);
   }

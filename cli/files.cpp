@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
@@ -42,15 +41,6 @@ std::string error_words() { return std::generic_category().message(errno); }
 }
 
 }  // namespace
-
-void occupy_standard_streams() {
-  // Opened the wrong way round, so that using them is an error, as it is with a closed descriptor.
-  constexpr std::array<int, 3> modes = {O_WRONLY, O_RDONLY, O_RDONLY};
-  for (int number = 0; number < static_cast<int>(modes.size()); ++number) {
-    // The lowest free number is the one that is given away.
-    if (fcntl(number, F_GETFD) < 0) open("/dev/null", modes.at(static_cast<std::size_t>(number)));
-  }
-}
 
 Bytes read_file(const std::string& path, std::size_t limit) {
   const bool from_input = path == standard_stream;

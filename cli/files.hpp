@@ -11,10 +11,6 @@ namespace quorra::cli {
 
 inline constexpr std::string_view standard_stream = "-";
 
-// Gives standard input, output and error a descriptor if the program was started without: files and
-// devices opened later must not take their numbers. Reading or writing them still fails.
-void occupy_standard_streams();
-
 // The contents of a file, but at most `limit` bytes of them. Throws UsageError.
 Bytes read_file(const std::string& path, std::size_t limit);
 

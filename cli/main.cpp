@@ -14,6 +14,7 @@
 #include "cli/files.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal.hpp"
+#include "simulator/files.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -105,7 +106,7 @@ void run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace quorra::cli;
-  occupy_standard_streams();
+  quorra::simulator::occupy_standard_streams();
   // Writing to a closed pipe is an error like any other.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   try {

@@ -56,11 +56,12 @@ void Bench::insert_sam(std::size_t number, const std::filesystem::path& file) {
 
 void Bench::remove() {
   if (!card_ && !live_card_) throw Error("no card is in the slot");
+  // The loss of power can change a card.
+  reader_.slot.power_off();
+  if (card_) card_->save();
   reader_.slot.remove();
-  if (live_card_) return live_card_.reset();
-  CardFile card = *std::move(card_);
   card_.reset();
-  card.save();
+  live_card_.reset();
 }
 
 State Bench::state() const {
@@ -166,7 +167,11 @@ std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
     status = execute(reader_, parser_.request(), reply);
     reader_.card_will_slip = false;
   }
-  if (!save_cards()) status = Status::image_not_saved;
+  if (!save_cards()) {
+    status = Status::image_not_saved;
+    // What is not saved would be lost with the card, so it does not leave.
+    if (card_ && !reader_.slot.occupied()) reader_.slot.insert(card_->chip());
+  }
   if (!reader_.slot.occupied()) card_.reset();
   if (reader_.slot.processor() == nullptr) live_card_.reset();
   return static_cast<std::uint8_t>(status);

@@ -38,7 +38,8 @@ class Bench {
   // Puts the card of that image file into the slot, or the live card of that address. Throws Error
   // if it cannot be loaded or the slot is taken.
   void insert(const std::filesystem::path& file);
-  // Takes the card out. Throws Error if the slot is empty or the image cannot be saved.
+  // Takes the card out. Throws Error if the slot is empty, or if the image cannot be saved: then
+  // the card stays in the slot, without power.
   void remove();
   // Throws Error if a number is out of range.
   void arm(const Fault& fault) { faults_.arm(fault); }

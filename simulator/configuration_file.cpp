@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "simulator/error.hpp"
-#include "simulator/files.hpp"
 
 namespace quorra::simulator {
 namespace {
@@ -18,17 +17,17 @@ static_assert(comment.size() <= longest_line);
 
 }  // namespace
 
-ConfigurationFile::ConfigurationFile(std::filesystem::path path) : path_(std::move(path)) {
+ConfigurationFile::ConfigurationFile(std::filesystem::path path) : file_(std::move(path)) {
   std::error_code error;
-  if (!std::filesystem::exists(path_, error)) return;
-  const std::string content = read_file(path_);
+  if (!std::filesystem::exists(this->path(), error)) return;
+  file_.lock();
+  const std::string content = read_file(this->path());
   if (!content.empty() && !content.starts_with(comment))
-    throw Error(fmt::format("{}: there is another file of that name", path_.string()));
+    throw Error(fmt::format("{}: there is another file of that name", this->path().string()));
 }
 
 ConfigurationFile::~ConfigurationFile() {
-  std::error_code ignored;
-  if (written_) std::filesystem::remove(path_, ignored);
+  if (written_) file_.remove();
 }
 
 void ConfigurationFile::name_device(std::string_view device) {
@@ -39,7 +38,7 @@ void ConfigurationFile::name_device(std::string_view device) {
 }
 
 void ConfigurationFile::write(std::string_view lines) {
-  replace_file(path_, fmt::format("{}{}", comment, lines));
+  file_.replace(fmt::format("{}{}", comment, lines));
   written_ = true;
 }
 

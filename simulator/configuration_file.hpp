@@ -3,20 +3,23 @@
 #include <filesystem>
 #include <string_view>
 
+#include "simulator/files.hpp"
+
 namespace quorra::simulator {
 
 // The file that tells hosts how the reader is reached: a comment line, then P=DEVICE or the lines
-// for a terminal with an auxiliary port. The destructor removes it.
+// for a terminal with an auxiliary port. Two readers cannot have the same one. The destructor
+// removes it.
 class ConfigurationFile {
  public:
   // Writes nothing yet. Throws Error if the path is taken by something that no virtual reader
-  // has written.
+  // has written, or by the file of one that still runs.
   explicit ConfigurationFile(std::filesystem::path path);
   ConfigurationFile(const ConfigurationFile&) = delete;
   ConfigurationFile& operator=(const ConfigurationFile&) = delete;
   ~ConfigurationFile();
 
-  const std::filesystem::path& path() const { return path_; }
+  const std::filesystem::path& path() const { return file_.path(); }
 
   // Throws Error.
   void name_device(std::string_view device);
@@ -24,7 +27,7 @@ class ConfigurationFile {
   void write(std::string_view lines);
 
  private:
-  std::filesystem::path path_;
+  LockedFile file_;
   bool written_ = false;
 };
 

@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "simulator/error.hpp"
@@ -65,12 +64,12 @@ bool send_some(int connection, std::string& unsent) {
 Control::Control(std::filesystem::path path, Bench& bench)
     : path_(std::move(path)),
       bench_(bench),
-      listening_(listen_at(path_)) {}
+      listening_(listen_at(path_)),
+      stamp_(stamp_of(path_)) {}
 
 Control::~Control() {
   bench_.trace(nullptr);
-  std::error_code ignored;
-  std::filesystem::remove(path_, ignored);
+  if (is_same_file(stamp_, stamp_of(path_))) ::unlink(path_.c_str());
 }
 
 void Control::add_to(std::vector<pollfd>& polled) const {
@@ -95,7 +94,7 @@ void Control::serve(std::span<const pollfd> polled) {
       client.is_lost = true;
   }
   std::erase_if(clients_, [](const Client& client) {
-    return client.is_lost || (client.has_ended && client.unsent.empty());
+    return client.is_lost || (client.has_ended && client.unsent.empty() && !client.context.traces);
   });
   if (has_new_client) accept_client();
   choose_listener();

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <list>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -16,7 +17,8 @@
 namespace quorra::simulator {
 
 // The control socket of a bench: a Unix stream socket with one JSON object a line in each
-// direction. It never waits for a client. The destructor removes the socket.
+// direction. It never waits for a client. The destructor removes the socket, if it is still its
+// own.
 class Control {
  public:
   // Throws Error if the socket is in use, or its path is taken by something else.
@@ -57,6 +59,8 @@ class Control {
   std::filesystem::path path_;
   Bench& bench_;
   FileDescriptor listening_;
+  // Of the socket.
+  std::optional<FileStamp> stamp_;
   std::list<Client> clients_;
   bool stop_requested_ = false;
 };

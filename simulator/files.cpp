@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -38,7 +40,21 @@ FileStamp make_stamp(const struct stat& information) {
           .nanoseconds = information.st_mtim.tv_nsec};
 }
 
-// A new file next to `path` that disappears again unless it has taken the place of `path`.
+FileDescriptor open_regular_file(const std::filesystem::path& path, struct stat& information) {
+  // Not to wait for a writer when the path is a named pipe.
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file.is_open()) fail(path, fmt::format("cannot open: {}", system_error_text()));
+  if (::fstat(file.get(), &information) != 0 || !S_ISREG(information.st_mode))
+    fail(path, "not a regular file");
+  return file;
+}
+
+// False if somebody else has the lock.
+bool has_locked(const FileDescriptor& file) {
+  return ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+// A new file next to `path`, locked, that disappears again unless it has taken the place of `path`.
 class Successor {
  public:
   explicit Successor(const std::filesystem::path& path) : path_(path) {
@@ -46,9 +62,10 @@ class Successor {
       temporary_ = path.parent_path() / fmt::format(".quorra-{}-{}", ::getpid(), attempt);
       file_ =
           FileDescriptor(::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-      if (file_.is_open()) return;
+      if (file_.is_open()) break;
       if (errno != EEXIST) fail(path, fmt::format("cannot write: {}", system_error_text()));
     }
+    has_locked(file_);
   }
   Successor(const Successor&) = delete;
   Successor& operator=(const Successor&) = delete;
@@ -58,10 +75,11 @@ class Successor {
 
   int descriptor() const { return file_.get(); }
 
-  void take_place() {
+  FileDescriptor take_place() {
     if (::rename(temporary_.c_str(), path_.c_str()) != 0)
       fail(path_, fmt::format("cannot write: {}", system_error_text()));
     temporary_.clear();
+    return std::move(file_);
   }
 
  private:
@@ -76,15 +94,21 @@ FileDescriptor::~FileDescriptor() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
+void occupy_standard_streams() {
+  // Opened the wrong way round, so that using them is an error, as it is with a closed descriptor.
+  constexpr std::array<int, 3> modes = {O_WRONLY, O_RDONLY, O_RDONLY};
+  for (int number = 0; number < static_cast<int>(modes.size()); ++number) {
+    // The lowest free number is the one that is given away.
+    if (::fcntl(number, F_GETFD) < 0)
+      ::open("/dev/null", modes.at(static_cast<std::size_t>(number)));
+  }
+}
+
 std::string system_error_text() { return std::generic_category().message(errno); }
 
 std::string read_file(const std::filesystem::path& path) {
-  // Not to wait for a writer when the path is a named pipe.
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!file.is_open()) fail(path, fmt::format("cannot open: {}", system_error_text()));
   struct stat information {};
-  if (::fstat(file.get(), &information) != 0 || !S_ISREG(information.st_mode))
-    fail(path, "not a regular file");
+  const FileDescriptor file = open_regular_file(path, information);
   if (information.st_size > largest_file) fail(path, "too large");
 
   std::string content(static_cast<std::size_t>(information.st_size), '\0');
@@ -100,7 +124,7 @@ std::string read_file(const std::filesystem::path& path) {
   return content;
 }
 
-void replace_file(const std::filesystem::path& path, std::string_view content) {
+FileDescriptor replace_file(const std::filesystem::path& path, std::string_view content) {
   std::error_code error;
   std::filesystem::path target = path;
   if (std::filesystem::is_symlink(path, error)) {
@@ -115,16 +139,25 @@ void replace_file(const std::filesystem::path& path, std::string_view content) {
     fail(path, fmt::format("cannot write: {}", system_error_text()));
 
   Successor successor(target);
+  // Whoever may not give files away becomes the owner. A change of the owner can take permissions.
+  if (exists) {
+    [[maybe_unused]] const int ignored =
+        ::fchown(successor.descriptor(), information.st_uid, information.st_gid);
+  }
   if (exists && ::fchmod(successor.descriptor(), information.st_mode & 07777U) != 0)
     fail(path, fmt::format("cannot keep the permissions: {}", system_error_text()));
   write_all(successor.descriptor(), content, path);
-  successor.take_place();
+  return successor.take_place();
 }
 
 std::optional<FileStamp> stamp_of(const std::filesystem::path& path) {
   struct stat information {};
   if (::stat(path.c_str(), &information) != 0) return std::nullopt;
   return make_stamp(information);
+}
+
+bool is_same_file(const std::optional<FileStamp>& first, const std::optional<FileStamp>& second) {
+  return first && second && first->device == second->device && first->node == second->node;
 }
 
 bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, std::uint64_t offset,
@@ -142,6 +175,31 @@ bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, s
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
+}
+
+bool LockedFile::is_in_its_place() const {
+  struct stat information {};
+  return file_.is_open() && ::fstat(file_.get(), &information) == 0 &&
+         is_same_file(make_stamp(information), stamp_of(path_));
+}
+
+// The file can be replaced between the moment it is opened and the moment it is locked.
+void LockedFile::lock() {
+  while (!is_in_its_place()) {
+    struct stat information {};
+    FileDescriptor file = open_regular_file(path_, information);
+    if (!has_locked(file)) fail(path_, "in use by another virtual reader");
+    file_ = std::move(file);
+  }
+}
+
+void LockedFile::replace(std::string_view content) {
+  if (stamp_of(path_)) lock();
+  file_ = replace_file(path_, content);
+}
+
+void LockedFile::remove() {
+  if (is_in_its_place()) ::unlink(path_.c_str());
 }
 
 TemporaryFolder::TemporaryFolder() {

@@ -1,10 +1,13 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +16,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,7 +59,7 @@ class SignalsStop {
   explicit SignalsStop(VirtualReader& reader) {
     reader_to_stop = &reader;
     for (const int signal : stop_signals)
-      static_cast<void>(std::signal(signal, stop_reader));
+      if (!is_ignored(signal)) static_cast<void>(std::signal(signal, stop_reader));
     mask_stop_signals(SIG_UNBLOCK);
   }
   SignalsStop(const SignalsStop&) = delete;
@@ -240,6 +244,31 @@ int show_kinds() {
   return 0;
 }
 
+// Whether the connection goes on after the answer.
+bool is_request_for_trace(const std::string& line) {
+  const auto request = nlohmann::json::parse(line, nullptr, false);
+  return request.is_object() && request.value("command", nlohmann::json()) == "trace" &&
+         request.value("on", nlohmann::json()) == true;
+}
+
+// For the answers of a reader; zero: for ever.
+void set_patience(const FileDescriptor& connection, std::chrono::seconds patience) {
+  const timeval timeout{.tv_sec = patience.count(), .tv_usec = 0};
+  if (::setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) != 0)
+    throw Error(fmt::format("setsockopt: {}", system_error_text()));
+}
+
+// Prints what comes until the reader ends.
+void print_trace(const FileDescriptor& connection) {
+  set_patience(connection, {});
+  std::array<char, 4096> buffer{};
+  for (;;) {
+    const ssize_t count = ::recv(connection.get(), buffer.data(), buffer.size(), 0);
+    if (count <= 0) return;
+    print({buffer.data(), static_cast<std::size_t>(count)});
+  }
+}
+
 int control(const std::string& socket, const std::string& line) {
   const FileDescriptor connection = connect_to(socket);
   if (!connection.is_open()) throw Error(fmt::format("{}: {}", socket, system_error_text()));
@@ -249,16 +278,23 @@ int control(const std::string& socket, const std::string& line) {
     if (sent < 0) throw Error(fmt::format("{}: {}", socket, system_error_text()));
     unsent.erase(0, static_cast<std::size_t>(sent));
   }
+  constexpr std::chrono::seconds patience(10);
+  set_patience(connection, patience);
   std::string answer;
   while (!answer.ends_with('\n')) {
     char character = 0;
-    if (::recv(connection.get(), &character, 1, 0) != 1)
-      throw Error(fmt::format("{}: no answer", socket));
+    const ssize_t count = ::recv(connection.get(), &character, 1, 0);
+    if (count < 0 && errno == EINTR) continue;
+    if (count == 0) throw Error(fmt::format("{}: no answer", socket));
+    if (count < 0)
+      throw Error(fmt::format("{}: no answer within {} seconds", socket, patience.count()));
     answer += character;
   }
   print(answer);
   const auto object = nlohmann::json::parse(answer, nullptr, false);
-  return object.is_object() && object.value("ok", false) ? 0 : exit_refused;
+  if (!object.is_object() || !object.value("ok", false)) return exit_refused;
+  if (is_request_for_trace(line)) print_trace(connection);
+  return 0;
 }
 
 int dispatch(int argument_count, const char* const* arguments) {
@@ -317,9 +353,12 @@ int dispatch(int argument_count, const char* const* arguments) {
                           "answer to reset of a processor card, HEX");
   new_command->add_option("--key", card.key, "internal key of a processor card, HEX");
   new_command->add_option("--memory", card.memory, "file with the raw bytes of the whole memory");
-  new_command->add_option("--data", card.data, "bytes of memory, ADDRESS:HEX, any number of times");
-  new_command->add_option("--protect", card.protect,
-                          "addresses to protect, ADDRESS[-ADDRESS], any number of times");
+  new_command->add_option("--data", card.data, "bytes of memory, ADDRESS:HEX, any number of times")
+      ->allow_extra_args(false);
+  new_command
+      ->add_option("--protect", card.protect,
+                   "addresses to protect, ADDRESS[-ADDRESS], any number of times")
+      ->allow_extra_args(false);
   new_command->callback([&] { action = [&card] { return make_card(card); }; });
 
   std::string file;
@@ -340,8 +379,12 @@ int dispatch(int argument_count, const char* const* arguments) {
 
   try {
     app.parse(static_cast<int>(own_arguments.size()), own_arguments.data());
+  } catch (const CLI::Success& request) {  // help or version
+    std::ostringstream text;
+    app.exit(request, text);
+    print(text.str());
+    return 0;
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);
     throw Error(error.what());
   }
   return action();
@@ -351,6 +394,7 @@ int dispatch(int argument_count, const char* const* arguments) {
 }  // namespace quorra::simulator
 
 int main(int argument_count, char** arguments) {
+  quorra::simulator::occupy_standard_streams();
   try {
     return quorra::simulator::dispatch(argument_count, arguments);
   } catch (const std::exception& error) {

@@ -3,21 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <string_view>
 
 #include "simulator/error.hpp"
 #include "simulator/firmware/line_speed.hpp"
 #include "simulator/firmware/reader.hpp"
+#include "simulator/text.hpp"
 
 namespace quorra::simulator {
 namespace {
 
 constexpr unsigned highest_speed = 10'000'000;
-
-bool is_printable(std::string_view text) {
-  return std::ranges::all_of(text,
-                             [](char character) { return character >= ' ' && character <= '~'; });
-}
 
 }  // namespace
 
@@ -30,10 +25,11 @@ void check(const Options& options) {
   if (!options.sams.empty() && options.sams.rbegin()->first >= sam_count)
     throw Error(fmt::format("the slots of the SAMs are 0 to {}", sam_count - 1));
   if (options.version_text.empty() || options.version_text.size() > largest_version_text ||
-      !is_printable(options.version_text))
+      !std::ranges::all_of(options.version_text, is_printable))
     throw Error(
         fmt::format("the version text must be 1 to {} printable characters", largest_version_text));
-  if (options.serial_number.size() != serial_number_size || !is_printable(options.serial_number))
+  if (options.serial_number.size() != serial_number_size ||
+      !std::ranges::all_of(options.serial_number, is_printable))
     throw Error(
         fmt::format("the serial number must be {} printable characters", serial_number_size));
 }

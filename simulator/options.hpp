@@ -16,7 +16,9 @@ struct Options {
   std::map<std::size_t, std::filesystem::path> sams;
   // Where the configuration file for hosts is written; empty: a temporary folder.
   std::filesystem::path configuration;
-  // The control socket; empty: a temporary folder.
+  // Whether there is a control socket.
+  bool has_control_socket = true;
+  // Where the control socket is; empty: a temporary folder.
   std::filesystem::path socket;
   // The line's speed in bits per second; 0: bytes take no time.
   unsigned speed = 0;

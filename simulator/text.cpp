@@ -24,8 +24,6 @@ std::optional<unsigned> digit_value(char digit) {
   return std::nullopt;
 }
 
-bool is_printable(char character) { return character >= ' ' && character <= '~'; }
-
 }  // namespace
 
 std::string to_hex(std::span<const std::uint8_t> bytes) {
@@ -112,6 +110,8 @@ std::size_t place_in_hex_dump(std::size_t address) {
   return address / bytes_per_line * line_width + address_width +
          address % bytes_per_line * byte_width;
 }
+
+bool is_printable(char character) { return character >= ' ' && character <= '~'; }
 
 std::string on_one_line(std::string_view text) {
   std::string line(text);

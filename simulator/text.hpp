@@ -48,6 +48,9 @@ std::string list_names(const Rows& rows) {
   return list;
 }
 
+// Whether it is a character of ASCII that shows on paper, or a blank.
+bool is_printable(char character);
+
 // The text on one line: control characters become blanks.
 std::string on_one_line(std::string_view text);
 

@@ -36,8 +36,9 @@ struct VirtualReader::Parts {
   explicit Parts(const Options& options)
       : bench(options, options.configuration.empty() ? folder.emplace().path() / "reader.conf"
                                                      : options.configuration),
-        control(options.socket.empty() ? own_folder() / "control" : options.socket, bench),
         wake_up(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
+    if (options.has_control_socket)
+      control.emplace(options.socket.empty() ? own_folder() / "control" : options.socket, bench);
     if (!wake_up.is_open()) throw Error("eventfd: " + system_error_text());
   }
 
@@ -51,7 +52,7 @@ struct VirtualReader::Parts {
 
   std::optional<TemporaryFolder> folder;
   Bench bench;
-  Control control;
+  std::optional<Control> control;
   FileDescriptor wake_up;
   std::vector<pollfd> polled;
 };
@@ -63,7 +64,7 @@ void VirtualReader::Parts::wait_and_serve(std::unique_lock<std::mutex>& lock) {
   polled.clear();
   polled.push_back({.fd = bench.descriptor(), .events = line_events, .revents = 0});
   polled.push_back({.fd = wake_up.get(), .events = POLLIN, .revents = 0});
-  control.add_to(polled);
+  if (control) control->add_to(polled);
 
   const auto due = bench.next_due();
   const timespec timeout = due ? until(*due) : timespec{};
@@ -75,7 +76,7 @@ void VirtualReader::Parts::wait_and_serve(std::unique_lock<std::mutex>& lock) {
 
   const short line = polled[0].revents;
   bench.serve(Clock::now(), (line & POLLIN) != 0, (line & POLLOUT) != 0);
-  control.serve(std::span(polled).subspan(2));
+  if (control) control->serve(std::span(polled).subspan(2));
 }
 
 VirtualReader::VirtualReader(const Options& options) : parts_(std::make_unique<Parts>(options)) {}
@@ -86,12 +87,15 @@ const std::filesystem::path& VirtualReader::configuration() const {
   return parts_->bench.configuration();
 }
 
-const std::filesystem::path& VirtualReader::socket() const { return parts_->control.path(); }
+std::filesystem::path VirtualReader::socket() const {
+  return parts_->control ? parts_->control->path() : std::filesystem::path();
+}
 
 void VirtualReader::run() {
   ask_for_exact_timers();
   std::unique_lock lock(mutex_);
-  while (!stopping_ && !parts_->control.stop_requested())
+  const auto& control = parts_->control;
+  while (!stopping_ && !(control && control->stop_requested()))
     parts_->wait_and_serve(lock);
 }
 

@@ -19,8 +19,8 @@ namespace quorra::simulator {
 // All functions may be called from any thread, also while run() is running on another.
 class VirtualReader {
  public:
-  // Opens the line and the control socket and writes the configuration file; hosts are served
-  // once run() runs. Throws Error.
+  // Opens the line and the control socket, if there is to be one, and writes the configuration
+  // file; hosts are served once run() runs. Throws Error.
   explicit VirtualReader(const Options& options = {});
   VirtualReader(const VirtualReader&) = delete;
   VirtualReader& operator=(const VirtualReader&) = delete;
@@ -29,7 +29,8 @@ class VirtualReader {
 
   // The configuration file, complete.
   const std::filesystem::path& configuration() const;
-  const std::filesystem::path& socket() const;
+  // Empty if there is no control socket.
+  std::filesystem::path socket() const;
 
   // Serves hosts and control connections until stop(). Throws Error if the line fails.
   void run();
@@ -39,7 +40,8 @@ class VirtualReader {
   // Puts the card of that image file into the slot, or the live card of that address. Throws Error
   // if it cannot be loaded or the slot is taken.
   void insert(const std::filesystem::path& file);
-  // Takes the card out. Throws Error if the slot is empty or the image cannot be saved.
+  // Takes the card out. Throws Error if the slot is empty, or if the image cannot be saved: then
+  // the card stays in the slot, without power.
   void remove();
   // Throws Error if a number is out of range.
   void arm(const Fault& fault);

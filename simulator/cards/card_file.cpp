@@ -7,8 +7,9 @@
 namespace quorra::simulator {
 namespace {
 
-std::unique_ptr<Chip> load_chip(const std::filesystem::path& path) {
-  Image image = load_image(path);
+std::unique_ptr<Chip> load_chip(LockedFile& file) {
+  file.lock();
+  Image image = load_image(file.path());
   const Kind& kind = image.kind();
   return kind.make_chip(std::move(image));
 }
@@ -16,16 +17,16 @@ std::unique_ptr<Chip> load_chip(const std::filesystem::path& path) {
 }  // namespace
 
 CardFile::CardFile(std::filesystem::path path)
-    : path_(std::move(path)),
-      chip_(load_chip(path_)),
-      stamp_(stamp_of(path_)) {
-  if (read_file(path_) != to_text(image())) stamp_.reset();
+    : file_(std::move(path)),
+      chip_(load_chip(file_)),
+      stamp_(stamp_of(this->path())) {
+  if (read_file(this->path()) != to_text(image())) stamp_.reset();
 }
 
 void CardFile::save() {
   if (chip_->changes() == saved_changes_) return;
-  if (!save_changed_cells()) save_image(image(), path_);
-  stamp_ = stamp_of(path_);
+  if (!save_changed_cells()) file_.replace(to_text(image()));
+  stamp_ = stamp_of(path());
   chip_->forget_changed_cells();
   saved_changes_ = chip_->changes();
 }
@@ -36,7 +37,7 @@ bool CardFile::save_changed_cells() {
   if (!stamp_) return false;
   const auto cells = stored_cells(image(), chip_->changed_cells());
   return cells &&
-         overwrite_part(path_, *stamp_, stamp_->size - cells->distance_from_end, cells->content);
+         overwrite_part(path(), *stamp_, stamp_->size - cells->distance_from_end, cells->content);
 }
 
 }  // namespace quorra::simulator

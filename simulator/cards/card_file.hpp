@@ -10,13 +10,13 @@
 
 namespace quorra::simulator {
 
-// A card and the image file it lives in.
+// A card and the image file it lives in, which no other virtual reader can use in the meantime.
 class CardFile {
  public:
   // Loads the image. Throws Error.
   explicit CardFile(std::filesystem::path path);
 
-  const std::filesystem::path& path() const { return path_; }
+  const std::filesystem::path& path() const { return file_.path(); }
   Chip& chip() { return *chip_; }
   const Image& image() const { return std::as_const(*chip_).image(); }
 
@@ -27,7 +27,7 @@ class CardFile {
  private:
   bool save_changed_cells();
 
-  std::filesystem::path path_;
+  LockedFile file_;
   std::unique_ptr<Chip> chip_;
   std::uint64_t saved_changes_ = 0;
   // The file as it was left when it was read or written; absent when it has another layout than

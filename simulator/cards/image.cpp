@@ -21,6 +21,10 @@ constexpr std::int64_t format_version = 1;
 
 constexpr std::size_t digits_per_byte = 2;
 
+// The tables in tables that dotted keys make are taken down by a function that calls itself.
+// Nothing in an image needs a dot; some in comments do no harm.
+constexpr std::ptrdiff_t most_dots = 1000;
+
 // The line between the text of an image file and its raw bytes.
 constexpr std::string_view divider = "\n---\n";
 
@@ -63,6 +67,7 @@ class ImageReader {
       content = content.substr(0, end_of_text + 1);
       line_of_divider_ = 1 + static_cast<std::size_t>(std::ranges::count(content, '\n'));
     }
+    refuse_many_dots(content);
     try {
       table_ = toml::parse(content);
     } catch (const toml::parse_error& error) {
@@ -96,6 +101,16 @@ class ImageReader {
   }
   [[noreturn]] void fail(const toml::node& where, std::string_view reason) const {
     fail(where.source().begin.line, reason);
+  }
+
+  void refuse_many_dots(std::string_view text) const {
+    std::ptrdiff_t dots = 0;
+    for (std::size_t line = 1; !text.empty(); ++line) {
+      const std::string_view current = text.substr(0, text.find('\n'));
+      dots += std::ranges::count(current, '.');
+      if (dots > most_dots) fail(line, fmt::format("more than {} dots", most_dots));
+      text.remove_prefix(std::min(current.size() + 1, text.size()));
+    }
   }
 
   const toml::node& node(std::string_view key) const {

@@ -2,18 +2,9 @@
 
 #include <algorithm>
 
+#include "simulator/exclusive_or.hpp"
+
 namespace quorra::simulator {
-namespace {
-
-std::uint8_t exclusive_or(std::span<const std::uint8_t> bytes) {
-  std::uint8_t sum = 0;
-  for (const std::uint8_t byte : bytes)
-    sum ^= byte;
-  return sum;
-}
-
-}  // namespace
-
 RequestParser::Result RequestParser::push(std::uint8_t byte) {
   if (is_whole()) reset();
   if (size_ == 0 && byte != request_start) return Result::incomplete;

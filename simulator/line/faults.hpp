@@ -84,7 +84,6 @@ class Faults {
   // Throws Error when a number is out of range.
   void arm(const Fault& fault);
   void clear() { armed_.clear(); }
-  bool any() const { return !armed_.empty(); }
   // What is armed; `times` says how many hits are left.
   std::vector<Fault> list() const;
 

@@ -6,6 +6,7 @@
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/signalfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -24,6 +25,9 @@ namespace {
 
 constexpr int exit_without_program = 127;
 constexpr int exit_by_signal = 128;
+
+// After a hang-up.
+constexpr int patience_ms = 5000;
 
 // Where bytes do not get away, no more are taken in beyond this.
 constexpr std::size_t most_unsent_bytes = 65536;
@@ -107,6 +111,9 @@ SerialTerminal::~SerialTerminal() {
   if (status_ || program_ < 0) return;
   ::kill(program_, SIGHUP);
   keyboard_.close();
+  const FileDescriptor end(static_cast<int>(::syscall(SYS_pidfd_open, program_, 0)));
+  pollfd polled{.fd = end.get(), .events = POLLIN, .revents = 0};
+  if (::poll(&polled, 1, patience_ms) != 1) ::kill(program_, SIGKILL);
   ::waitpid(program_, nullptr, 0);
 }
 

@@ -21,7 +21,7 @@ class SerialTerminal {
   SerialTerminal(std::vector<std::string> command, const std::string& device);
   SerialTerminal(const SerialTerminal&) = delete;
   SerialTerminal& operator=(const SerialTerminal&) = delete;
-  // Hangs the terminal up if the program is still running.
+  // Hangs the terminal up if the program is still running, and kills a program that goes on.
   ~SerialTerminal();
 
   // Serves the terminal until the program has ended: its exit status, or 128 and the number of the

@@ -149,6 +149,72 @@ TEST_P(CardFileTest, is_written_by_the_next_call_when_it_could_not_be_written) {
   EXPECT_TRUE(file_has_all_of(card));
 }
 
+// What is said about a second use of the file; empty if it is possible.
+std::string complaint_about(const std::filesystem::path& path) {
+  try {
+    const CardFile card(path);
+    return {};
+  } catch (const Error& error) {
+    return error.what();
+  }
+}
+
+std::string in_use(const std::filesystem::path& path) {
+  return path.string() + ": in use by another virtual reader";
+}
+
+TEST_P(CardFileTest, is_in_one_slot_at_a_time) {
+  const auto link = folder.path() / "link";
+  const auto hard_link = folder.path() / "hard_link";
+  std::filesystem::create_symlink(path, link);
+  std::filesystem::create_hard_link(path, hard_link);
+  {
+    const CardFile card(path);
+    for (const auto& name : {path, link, hard_link})
+      EXPECT_EQ(complaint_about(name), in_use(name));
+  }
+  EXPECT_EQ(complaint_about(link), "");
+}
+
+// Neither a file that is written in place nor one that is replaced becomes free by that.
+TEST_P(CardFileTest, stays_in_its_slot_when_it_is_written) {
+  test::write_file(path, "# Mine.\n" + test::content_of(path));
+  WrittenCard card(path);
+  const ino_t before = node();
+  card.write(300, 1, 0x33);
+  EXPECT_NE(node(), before);
+  EXPECT_EQ(complaint_about(path), in_use(path));
+  card.write(301, 1, 0x44);
+  EXPECT_EQ(complaint_about(path), in_use(path));
+}
+
+TEST_P(CardFileTest, is_not_written_over_a_file_in_another_slot) {
+  WrittenCard card(path);
+  std::filesystem::remove(path);
+  save_image(Image(find_kind("4432")), path);
+  const std::string content = test::content_of(path);
+  {
+    const CardFile other(path);
+    try {
+      card.write(400, 1, 0x44);
+      FAIL() << "written";
+    } catch (const Error& error) {
+      EXPECT_EQ(error.what(), in_use(path));
+    }
+    EXPECT_EQ(test::content_of(path), content);
+  }
+  card.file.save();
+  EXPECT_TRUE(file_has_all_of(card));
+  EXPECT_EQ(complaint_about(path), in_use(path));
+}
+
+TEST_P(CardFileTest, may_be_read_only) {
+  std::filesystem::permissions(path, std::filesystem::perms(0444));
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0555));
+  EXPECT_EQ(complaint_about(path), "");
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+}
+
 // A list of addresses grows with each of them.
 TEST(ProtectedCardFile, is_written_as_a_whole_when_more_than_the_memory_changed) {
   const TemporaryFolder folder;

@@ -229,6 +229,18 @@ TEST_F(ControlSocket, takes_a_last_line_without_an_end) {
   EXPECT_EQ(client.receive_line(), "");
 }
 
+TEST_F(ControlSocket, goes_on_with_the_trace_of_a_client_that_has_nothing_more_to_say) {
+  ControlClient other(reader->socket());
+  other.send(R"({"command":"trace","on":true})");
+  other.end_sending();
+  EXPECT_EQ(json::parse(other.receive_line()), ok);
+  for (int i = 0; i < 2; ++i) {
+    host.exchange(read_status);
+    EXPECT_THAT(other.receive_line(), HasSubstr("AA B9"));
+    EXPECT_THAT(other.receive_line(), HasSubstr("55 00"));
+  }
+}
+
 TEST_F(ControlSocket, refuses_a_line_that_is_too_long_and_goes_on) {
   client.send(std::string(300'000, 'x'));
   client.send("\n{\"command\":\"clear_faults\"}\n");

@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "simulator/cards/kinds.hpp"
+#include "simulator/error.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {
@@ -315,6 +316,25 @@ TEST_F(ReaderWithCard, says_when_the_card_cannot_be_saved) {
   std::filesystem::remove(file);
   EXPECT_EQ(exchange(0x61, "79 00 00 00 20 00 01"), reply(0, "01"));
   EXPECT_EQ(stored("memory")[0x20], 0x01);
+}
+
+TEST_F(ReaderWithCard, keeps_a_card_that_cannot_be_saved) {
+  EXPECT_EQ(present("FF FF FF"), reply(0));
+  std::filesystem::remove(file);
+  std::filesystem::create_directory(file);
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(exchange(0x60, "79 00 00 00 20 01"), reply(image_not_saved));
+  EXPECT_EQ(exchange(0xB8, "80 00 00 00 00"), reply(image_not_saved));
+  EXPECT_EQ(exchange(0xB9, "80 00 00 00 00"), reply(image_not_saved));
+  EXPECT_TRUE(reader.bench().state().card_present);
+  EXPECT_FALSE(reader.bench().state().card_powered);
+  ::testing::internal::GetCapturedStderr();
+  EXPECT_THROW(reader.bench().remove(), Error);
+  EXPECT_TRUE(reader.bench().state().card_present);
+  std::filesystem::remove(file);
+  reader.bench().remove();
+  EXPECT_EQ(stored("memory")[0x20], 0x01);
+  EXPECT_FALSE(reader.bench().state().card_present);
 }
 
 TEST(ReaderWith4432, has_no_code_to_present) {

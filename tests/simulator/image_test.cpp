@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -213,6 +214,19 @@ TEST(Image, may_not_be_garbage) {
   EXPECT_THAT(said, Not(HasSubstr("\n")));
 }
 
+TEST(Image, may_not_have_deep_keys) {
+  std::string dots;
+  for (int i = 0; i < 50'000; ++i)
+    dots += "a.";
+  for (const std::string& line :
+       {dots + "b = 1\n", "[" + dots + "b]\n", "\"#\"." + dots + "b = 1\n"})
+    EXPECT_EQ(complaint_about("format = 1\n" + line), "card:2: more than 1000 dots");
+  EXPECT_EQ(complaint_about("# " + std::string(1000, '.') + "\n" + blank_text().substr(2)),
+            "card:2: more than 1000 dots");
+  EXPECT_EQ(complaint_about("# " + std::string(999, '.') + "\n" + blank_text()), "");
+  EXPECT_EQ(complaint_about(dots.substr(0, 2000) + "b = 1\n"), "card: format is missing");
+}
+
 TEST(Image, may_be_cut_nowhere) {
   const std::string text = blank_text();
   for (std::size_t length = 0; length + 1 < text.size(); ++length)
@@ -258,6 +272,20 @@ TEST_F(ImageFile, keeps_its_permissions) {
   std::filesystem::permissions(path, std::filesystem::perms(0604));
   save_image(image, path);
   EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0604));
+}
+
+// Set-user-ID is lost when a file gets another owner.
+TEST_F(ImageFile, keeps_its_owner) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root gives files away";
+  save_image(image, path);
+  ASSERT_EQ(::chown(path.c_str(), 1234, 5678), 0);
+  ASSERT_EQ(::chmod(path.c_str(), 04604), 0);
+  save_image(image, path);
+  struct stat information {};
+  ASSERT_EQ(::stat(path.c_str(), &information), 0);
+  EXPECT_EQ(information.st_uid, 1234U);
+  EXPECT_EQ(information.st_gid, 5678U);
+  EXPECT_EQ(information.st_mode & 07777U, 04604U);
 }
 
 TEST_F(ImageFile, is_replaced_behind_a_symbolic_link) {

@@ -183,7 +183,9 @@ TEST(LiveCard, survives_an_emulator_that_goes_in_the_middle) {
 TEST(LiveCard, needs_an_address) {
   for (const auto* const address : {"vicc://", "vicc://127.0.0.1", "vicc://:1", "other://x:1"})
     EXPECT_THROW(LiveCard{address}, Error) << address;
-  for (const auto* const address : {"vicc://127.0.0.1:x", "vicc://300.1.1.1.1:1"})
+  for (const auto* const address :
+       {"vicc://127.0.0.1:x", "vicc://300.1.1.1.1:1", "vicc://127.0.0.1:65536",
+        "vicc://127.0.0.1:165535", "vicc://127.0.0.1:18446744073709551617", "vicc://127.0.0.1:-1"})
     EXPECT_THROW(LiveCard{address}, Error) << address;
   const LiveCard card(any_port);
   try {

@@ -9,6 +9,7 @@
 
 #include "simulator/cards/image.hpp"
 #include "simulator/error.hpp"
+#include "simulator/stop_signals.hpp"
 #include "simulator/unix_socket.hpp"
 #include "tests/simulator/support.hpp"
 
@@ -146,6 +147,92 @@ TEST_F(Program, has_a_loadable_card_whenever_it_is_killed) {
   }
 }
 
+TEST_F(Program, has_its_card_for_itself) {
+  run({"new", "cpu", path("card")});
+  auto reader = start({"--card", path("card"), "--socket", path("socket")});
+  reader.read_line();
+  const std::string in_use = path("card") + ": in use by another virtual reader";
+  expect_refusal({"--card", path("card")}, in_use);
+  expect_refusal({"--sam", "0=" + path("card")}, in_use);
+  EXPECT_EQ(run({"show", path("card")}).status, 0);
+  reader.signal(SIGKILL);
+  reader.wait();
+  auto next = start({"--card", path("card"), "--socket", path("socket")});
+  EXPECT_THAT(next.read_line(), StartsWith("/"));
+}
+
+// A shell command with the program in $0.
+std::vector<std::string> from_shell(const std::string& script) {
+  return {"/bin/sh", "-c", script, QUORRA_SIM};
+}
+
+TEST_F(Program, writes_no_text_to_the_line_when_it_was_started_without_standard_streams) {
+  run({"new", "4432", path("card")});
+  quorra::testing::Process reader(
+      from_shell("exec $0 --card " + path("card") + " 2>&-"),
+      {.input = {}, .streams = {}, .environment = {{"TMPDIR", folder.path().string()}}});
+  const RawClient host(reader.read_line());
+  std::filesystem::remove(path("card"));
+  std::filesystem::create_directory(path("card"));
+  EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 01")),
+            reply(test::status::image_not_saved));
+  EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(test::status::image_not_saved));
+  std::filesystem::remove(path("card"));
+  EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(0, "03"));
+}
+
+TEST_F(Program, cannot_run_when_there_is_no_standard_output) {
+  const Outcome outcome = quorra::testing::run(from_shell("exec $0 >&-"));
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.errors, "quorra-sim: standard output: Bad file descriptor\n");
+}
+
+TEST_F(Program, is_not_ended_by_signals_that_were_ignored_when_it_began) {
+  quorra::testing::Process reader(from_shell("trap '' HUP INT; exec $0"));
+  const RawClient host(reader.read_line());
+  for (const int signal : {SIGHUP, SIGINT}) {
+    reader.signal(signal);
+    EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(0, "00"));
+  }
+  reader.signal(SIGTERM);
+  EXPECT_EQ(reader.wait().status, 0);
+}
+
+TEST(StopSignals, are_those_that_are_not_ignored) {
+  const auto action = std::signal(SIGHUP, SIG_IGN);
+  const sigset_t signals = set_of_stop_signals();
+  static_cast<void>(std::signal(SIGHUP, action));
+  EXPECT_FALSE(sigismember(&signals, SIGHUP));
+  EXPECT_TRUE(sigismember(&signals, SIGINT));
+  EXPECT_TRUE(sigismember(&signals, SIGTERM));
+}
+
+TEST_F(Program, shows_a_trace_until_the_reader_ends) {
+  auto reader = start({"--socket", path("socket")});
+  const RawClient host(reader.read_line());
+  quorra::testing::Process control(
+      with_program({"control", path("socket"), R"({"command":"trace","on":true})"}));
+  EXPECT_EQ(control.read_line(), R"({"ok":true})");
+  host.exchange(request(0xB9, "80 00 00 00 00"));
+  EXPECT_EQ(control.read_line(), R"({"trace":"in","frame":"AA B9 00 05 80 00 00 00 00 96"})");
+  EXPECT_EQ(control.read_line(), R"({"trace":"out","frame":"55 00 00 01 00 54"})");
+  EXPECT_EQ(run({"control", path("socket"), R"({"command":"trace","on":false})"}).output,
+            "{\"ok\":true}\n");
+  reader.signal(SIGTERM);
+  EXPECT_EQ(reader.wait().status, 0);
+  const Outcome outcome = control.wait();
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output + outcome.errors, "");
+}
+
+TEST_F(Program, does_not_wait_for_ever_for_a_reader_that_stands_still) {
+  auto reader = start({"--socket", path("socket")});
+  reader.read_line();
+  reader.signal(SIGSTOP);
+  expect_refusal({"control", path("socket"), R"({"command":"state"})"},
+                 path("socket") + ": no answer within 10 seconds");
+}
+
 TEST_F(Program, makes_cards) {
   Bytes raw(256);
   std::iota(raw.begin(), raw.end(), std::uint8_t{0});
@@ -172,6 +259,16 @@ TEST_F(Program, overwrites_a_card_only_when_it_is_told_to) {
   EXPECT_EQ(load_image(path("card")).field("counter").front(), 1);
   EXPECT_EQ(run({"new", "4442", path("card"), "--force"}).status, 0);
   EXPECT_EQ(load_image(path("card")).field("counter").front(), 7);
+}
+
+TEST_F(Program, takes_one_value_for_an_option_before_the_file) {
+  EXPECT_EQ(run({"new", "24c02", "--data", "0:12", path("card")}).status, 0);
+  EXPECT_EQ(load_image(path("card")).field("memory").front(), 0x12);
+  EXPECT_EQ(run({"new", "4432", "--protect", "8", path("other")}).status, 0);
+  EXPECT_EQ(load_image(path("other")).field("protected")[8], 1);
+  const std::string third = path("third");
+  expect_refusal({"new", "24c02", third, "--data", "0:12", "1:34"}, "not expected: 1:34");
+  expect_refusal({"new", "4432", third, "--protect", "8", "9"}, "not expected: 9");
 }
 
 TEST_F(Program, refuses_content_that_fits_no_card) {
@@ -310,6 +407,11 @@ TEST_F(Program, helps) {
   outcome = run({"--version"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(outcome.output, MatchesRegex("quorra-sim [0-9.]+\n"));
+  for (const auto* const option : {"--help", "--version"}) {
+    outcome = quorra::testing::run(from_shell(std::string("exec $0 ") + option + " >/dev/full"));
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.errors, "quorra-sim: standard output: No space left on device\n");
+  }
 }
 
 TEST_F(Program, refuses_options_that_make_no_sense) {

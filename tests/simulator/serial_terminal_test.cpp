@@ -153,6 +153,18 @@ TEST_F(OnTerminal, a_program_gets_the_signals) {
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
+TEST_F(OnTerminal, a_program_that_ignores_the_hang_up_is_killed) {
+  const std::string ids = folder.path() / "ids";
+  const Outcome outcome =
+      quorra::testing::run({"/bin/sh", "-c",
+                            "$0 --terminal -- sh -c 'echo $$ >$0; trap \"\" HUP; "
+                            "while :; do echo x 2>/dev/null; sleep 0.01; done' $1 | true",
+                            QUORRA_SIM, ids});
+  EXPECT_EQ(outcome.errors, "quorra-sim: standard output: Broken pipe\n");
+  const int program = std::stoi(test::content_of(ids));
+  EXPECT_EQ(::kill(program, 0), -1) << program;
+}
+
 TEST_F(OnTerminal, a_program_that_is_not_there_cannot_be_run) {
   const Outcome outcome = quorra::testing::run({QUORRA_SIM, "--terminal", "--", "/nowhere/x"});
   EXPECT_EQ(outcome.status, 127);

@@ -72,6 +72,68 @@ TEST(VirtualReader, overwrites_a_configuration_file_that_another_left_but_no_oth
   EXPECT_EQ(test::content_of(options.configuration), "precious");
 }
 
+TEST(VirtualReader, has_its_configuration_file_for_itself) {
+  const TemporaryFolder folder;
+  Options options;
+  options.configuration = folder.path() / "configuration";
+  {
+    RunningReader reader(options);
+    EXPECT_EQ(complaint_about(options),
+              options.configuration.string() + ": in use by another virtual reader");
+    Fault fault;
+    fault.kind = FaultKind::hang_up;
+    reader->arm(fault);
+    {
+      const RawClient host(options.configuration);
+      host.send(request(0xB9, "80 00 00 00 00"));
+      EXPECT_TRUE(host.sees_hang_up());
+    }
+    EXPECT_EQ(complaint_about(options),
+              options.configuration.string() + ": in use by another virtual reader");
+    const RawClient host(options.configuration);
+    EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(0, "00"));
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST(VirtualReader, removes_nothing_but_its_own_files) {
+  const TemporaryFolder folder;
+  Options options;
+  options.configuration = folder.path() / "configuration";
+  options.socket = folder.path() / "socket";
+  {
+    const VirtualReader reader(options);
+    for (const auto& path : {options.configuration, options.socket}) {
+      std::filesystem::remove(path);
+      test::write_file(path, "precious");
+    }
+  }
+  for (const auto& path : {options.configuration, options.socket}) {
+    EXPECT_EQ(test::content_of(path), "precious");
+    std::filesystem::remove(path);
+  }
+  {
+    const VirtualReader reader(options);
+    for (const auto& path : {options.configuration, options.socket}) {
+      std::filesystem::remove(path);
+      std::filesystem::create_directory(path);
+    }
+  }
+  EXPECT_TRUE(std::filesystem::is_directory(options.configuration));
+  EXPECT_TRUE(std::filesystem::is_directory(options.socket));
+}
+
+TEST(VirtualReader, needs_no_control_socket) {
+  Options options;
+  options.has_control_socket = false;
+  RunningReader reader(options);
+  EXPECT_EQ(reader->socket(), "");
+  const auto folder = reader->configuration().parent_path();
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+  const RawClient host(reader->configuration());
+  EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(0, "00"));
+}
+
 TEST(VirtualReader, refuses_options_that_make_no_sense) {
   Options options;
   options.version_text = "";
@@ -102,6 +164,44 @@ TEST(VirtualReader, stops_before_it_runs_and_while_it_runs) {
   EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(0, "00"));
   running.stop();
   thread.join();
+}
+
+class Cards : public ::testing::Test {
+ protected:
+  static std::string complaint(RunningReader& reader, const std::filesystem::path& file) {
+    try {
+      reader->insert(file);
+      return {};
+    } catch (const Error& error) {
+      return error.what();
+    }
+  }
+
+  TemporaryFolder folder;
+  std::filesystem::path card = test::new_card(folder, "cpu");
+  std::string in_use = card.string() + ": in use by another virtual reader";
+};
+
+TEST_F(Cards, are_in_one_reader_at_a_time) {
+  RunningReader first;
+  RunningReader second;
+  EXPECT_EQ(complaint(first, card), "");
+  EXPECT_EQ(complaint(second, card), in_use);
+  first->remove();
+  EXPECT_EQ(complaint(second, card), "");
+  EXPECT_EQ(complaint(first, card), in_use);
+  const RawClient host(second->configuration());
+  EXPECT_EQ(host.exchange(request(0xB8, "80 00 00 00 00")), reply(0));
+  EXPECT_EQ(complaint(first, card), "");
+}
+
+TEST_F(Cards, are_in_one_slot_of_a_reader) {
+  Options options;
+  options.sams[3] = card;
+  RunningReader reader(options);
+  EXPECT_EQ(complaint(reader, card), in_use);
+  EXPECT_FALSE(reader->state().card_present);
+  EXPECT_EQ(complaint(reader, test::new_card(folder, "cpu", "other")), "");
 }
 
 TEST(VirtualReader, is_handled_while_it_runs) {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <functional>
-#include <numeric>
+
+#include "simulator/exclusive_or.hpp"
 
 namespace quorra::simulator {
 namespace {
@@ -26,10 +26,6 @@ constexpr unsigned last_supervisory_request = 0xC2;
 constexpr unsigned wrong_check_byte = 0x81;
 constexpr unsigned other_error = 0x82;
 constexpr unsigned sequence_bit_of_error = 0x10;
-
-std::uint8_t exclusive_or(std::span<const std::uint8_t> bytes) {
-  return std::accumulate(bytes.begin(), bytes.end(), std::uint8_t{0}, std::bit_xor<>());
-}
 
 bool has_length_of_block(std::span<const std::uint8_t> bytes) {
   return bytes.size() >= smallest_block && bytes[2] == bytes.size() - smallest_block;

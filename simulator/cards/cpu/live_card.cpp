@@ -13,6 +13,7 @@
 
 #include "simulator/cards/cpu/apdu.hpp"
 #include "simulator/error.hpp"
+#include "simulator/text.hpp"
 
 namespace quorra::simulator {
 namespace {
@@ -23,6 +24,8 @@ constexpr std::uint8_t warm_reset = 2;
 constexpr std::uint8_t tell_answer_to_reset = 4;
 
 constexpr std::size_t length_size = 2;
+
+constexpr std::size_t highest_port = 65535;
 
 using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
@@ -37,6 +40,10 @@ Addresses look_up(std::string_view address) {
     fail(address, "a live card is vicc://HOST:PORT");
   const std::string host(place.substr(0, colon));
   const std::string port(place.substr(colon + 1));
+  // Of a larger number, no more than the lower 16 bits would be used.
+  const auto number = parse_number(port);
+  if (!number || *number > highest_port)
+    fail(address, fmt::format("the port must be 0 to {}", highest_port));
   addrinfo wanted{};
   wanted.ai_family = AF_INET;
   wanted.ai_socktype = SOCK_STREAM;
