@@ -105,9 +105,9 @@ struct Memory {
   WriteFunction write;
   OperationKind reading = OperationKind::ordinary;    // what the results of `read` mean
   OperationKind writing = OperationKind::ordinary;    // what those of `write` mean
-  bool keeps_zeros = false;                           // writing turns bits from 1 to 0 only
   WriteFunction write_security = nullptr;             // reaches all bytes, codes and counters too
   EraseFunction erase = nullptr;                      // turns bits back to 1
+  bool keeps_zeros = false;                           // writing turns bits from 1 to 0 only
   std::optional<Range> no_erase_from = std::nullopt;  // addresses where an erase cannot begin
   std::optional<Code> erase_code = std::nullopt;
   std::optional<Flags> flags = std::nullopt;

@@ -57,8 +57,8 @@ constexpr Card card_4404 = {
     .memory = {.size = 52,
                .read = srd_4404,
                .write = swr_4404,
-               .keeps_zeros = true,
                .erase = ser_4404,
+               .keeps_zeros = true,
                .no_erase_from = Range{14, 26},
                .erase_code = code_of_library<4, cesc_4404, wesc_4404>(counter<resct_4404>(64)),
                .flags = Flags{14, clrpr_4404, clrrd_4404},
@@ -122,9 +122,9 @@ constexpr Card card_101 = {
     .memory = {.size = 172,
                .read = srd_101,
                .write = swr_101,
-               .keeps_zeros = true,
                .write_security = swrSC_101,
                .erase = ser_101,
+               .keeps_zeros = true,
                .erase_code = code_of_library<4, cesc_101, wesc_101>(counter<resct_101>(128)),
                .flags = Flags{22, clrpr_101, clrrd_101},
                .areas = areas_101},
@@ -145,9 +145,9 @@ constexpr Memory zone_of(int size, int writable, std::span<const Area> areas) {
           .writable = writable,
           .read = transfer_in_zone<Library::read, number, unsigned char>,
           .write = transfer_in_zone<Library::write, number, const unsigned char>,
-          .keeps_zeros = true,
           .write_security = transfer_in_zone<Library::write_security, number, const unsigned char>,
           .erase = erase_in_zone<Library::erase, number>,
+          .keeps_zeros = true,
           .areas = areas};
 }
 
