@@ -290,10 +290,10 @@ void add_historical(const Bytes& bytes, std::vector<Line>& lines) {
 
 std::string describe_answer_to_reset(const Bytes& bytes) {
   const AnswerToReset answer = take_apart(bytes);
-  std::vector<Line> lines;
-  lines.emplace_back("TS", fmt::format("{:02X}  {} convention", answer.first,
-                                       answer.first == direct_convention ? "direct" : "inverse"));
-  lines.emplace_back("T0", fmt::format("{:02X}", answer.format));
+  std::vector<Line> lines{
+      {"TS", fmt::format("{:02X}  {} convention", answer.first,
+                         answer.first == direct_convention ? "direct" : "inverse")},
+      {"T0", fmt::format("{:02X}", answer.format)}};
   for (const InterfaceByte& byte : answer.interface_bytes) {
     lines.emplace_back(byte.name(), fmt::format("{:02X}", byte.value));
   }

@@ -15,8 +15,8 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation changing{"changing the code"};
-constexpr Operation reading_back{"reading back the new code"};
+constexpr Operation changing_code{"changing the code"};
+constexpr Operation reading_back_code{"reading back the new code"};
 constexpr Operation presenting_new{"presenting the new code"};
 
 struct CodeCommandOptions {
@@ -95,9 +95,9 @@ void expect_no_lost_bits(const Card& card, const Code& code, const Bytes& old_co
 void expect_new_code(const Connection& connection, const Code& code, const Bytes& new_code) {
   if (code.read == nullptr) return connection.run(presenting_new, code.present, new_code.data());
   Bytes held(new_code.size());
-  connection.run(reading_back, code.read, held.data());
+  connection.run(reading_back_code, code.read, held.data());
   if (held != new_code) {
-    throw Failure(fmt::format("{}: the card holds another code", reading_back.doing));
+    throw Failure(fmt::format("{}: the card holds another code", reading_back_code.doing));
   }
 }
 
@@ -110,7 +110,7 @@ void run_change(const Settings& settings, const CodeCommandOptions& options) {
   {
     const Connection connection(settings);
     present(connection, card, keys, options.yes);
-    connection.run(changing, key.code->change, key.bytes.data());
+    connection.run(changing_code, key.code->change, key.bytes.data());
     expect_new_code(connection, *key.code, key.bytes);
   }
   print(options.erase ? "The erase code is changed.\n" : "The code is changed.\n");

@@ -24,7 +24,7 @@ constexpr std::string_view order[] = {
     "4404",  "4406",  "102",   "1604",  "1604b", "4428",  "4442",  "45d041", "93c46a", "93c46",
     "93c57", "24c64", "24c32", "24c16", "24c08", "24c04", "24c02", "24c01a", "93c66"};
 
-constexpr std::string_view warning =
+constexpr std::string_view detecting_warning =
     "Looking for a card writes to it and puts the bytes back; on a card of another kind some of "
     "them may stay changed.";
 
@@ -71,7 +71,7 @@ std::string abilities_of(const Card& card) {
 }
 
 void run_detect(const Settings& settings, bool yes) {
-  const Consent consent(detecting, warning, yes);
+  const Consent consent(detecting, detecting_warning, yes);
   Probed probed;
   {
     const Connection connection(settings);

@@ -16,8 +16,9 @@ namespace {
 
 constexpr Operation erasing{.doing = "erasing the card", .done = "erased"};
 constexpr Operation filling{.doing = "filling the card", .done = "filled"};
-constexpr Operation reading{.doing = "reading the read-only bytes", .done = "read"};
-constexpr Operation reading_back{.doing = "reading back what was erased", .done = "read back"};
+constexpr Operation reading_read_only{.doing = "reading the read-only bytes", .done = "read"};
+constexpr Operation reading_back_erased{.doing = "reading back what was erased",
+                                        .done = "read back"};
 
 constexpr unsigned char erased_byte = 0xFF;
 
@@ -47,7 +48,7 @@ Filling filling_for(const Connection& connection, const Card& card, Range range,
     return result;
   }
   const Range front{range.address, static_cast<int>(is_protected.size())};
-  const Bytes held = read_memory(connection, card.memory, front, reading);
+  const Bytes held = read_memory(connection, card.memory, front, reading_read_only);
   for (std::size_t at = 0; at < is_protected.size(); ++at) {
     if (!is_protected[at]) continue;
     result.data[at] = held[at];
@@ -68,13 +69,13 @@ std::string describe(const Filling& content, unsigned char byte, Range range,
 
 // An erase of a personalised zone leaves its flags as they are.
 void expect_erased(const Connection& connection, const Memory& memory, Range range) {
-  Bytes held = read_memory(connection, memory, range, reading_back);
+  Bytes held = read_memory(connection, memory, range, reading_back_erased);
   if (memory.flags && range.contains(memory.flags->address)) {
     held[static_cast<std::size_t>(memory.flags->address - range.address)] |= write_flag | read_flag;
   }
   const Bytes wanted(held.size(), erased_byte);
   if (const auto difference = find_difference(wanted, held, range.address)) {
-    throw Failure(fmt::format("{}: {}", reading_back.doing, describe(*difference)));
+    throw Failure(fmt::format("{}: {}", reading_back_erased.doing, describe(*difference)));
   }
 }
 

@@ -20,8 +20,6 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{.doing = "reading the card", .done = "read"};
-
 constexpr int strip_width = 78;
 constexpr std::size_t most_bytes_shown = 12;
 
@@ -73,7 +71,7 @@ bool all_are(const Bytes& bytes, unsigned char value) {
 
 void add_places(Picture& picture, const Connection& connection, const Memory& memory,
                 std::span<const Area> areas) {
-  const Bytes held = read_memory(connection, memory, {0, memory.size}, reading);
+  const Bytes held = read_memory(connection, memory, {0, memory.size}, reading_card);
   for (std::size_t i = 0; i < areas.size(); ++i) {
     const int end = i + 1 < areas.size() ? areas[i + 1].first : memory.size;
     picture.places.push_back({.memory = &memory,

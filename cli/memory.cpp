@@ -15,9 +15,9 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{"reading the reader's memory"};
+constexpr Operation reading_memory{"reading the reader's memory"};
 constexpr Operation writing{"writing the reader's memory"};
-constexpr Operation reading_back{"reading back the reader's memory"};
+constexpr Operation reading_back_memory{"reading back the reader's memory"};
 
 constexpr int memory_size = 384;
 constexpr std::string_view memory_name = "the reader's memory";
@@ -45,7 +45,7 @@ void run_read(const Settings& settings, const ReadOptions& options) {
   Bytes bytes;
   {
     const Connection connection(settings, Subject::anything);
-    bytes = read_range(connection, range, reading);
+    bytes = read_range(connection, range, reading_memory);
   }
   show_or_save(options.output, range.address, bytes);
 }
@@ -58,10 +58,10 @@ void run_write(const Settings& settings, const WriteOptions& options) {
     const Connection connection(settings, Subject::anything);
     connection.run(writing, swr_eeprom, range.address, range.count, data.data());
     if (!options.no_verify) {
-      const Bytes held = read_range(connection, range, reading_back);
+      const Bytes held = read_range(connection, range, reading_back_memory);
       if (const auto difference = find_difference(data, held, range.address)) {
         throw Failure(fmt::format("{}: at 0x{:04X} the reader holds {:02X}, not {:02X}",
-                                  reading_back.doing, difference->address, difference->held,
+                                  reading_back_memory.doing, difference->address, difference->held,
                                   difference->wanted));
       }
     }

@@ -18,7 +18,7 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{.doing = "reading the bytes to protect", .done = "read"};
+constexpr Operation reading_range{.doing = "reading the bytes to protect", .done = "read"};
 constexpr Operation reading_flags{.doing = "reading the flags", .done = "read"};
 constexpr Operation protecting{.doing = "protecting", .done = "protected"};
 
@@ -66,7 +66,7 @@ void protect_bytes(const Settings& settings, const Card& card, const ProtectOpti
   int before = 0;
   {
     const Connection connection(settings);
-    const Bytes bytes = read_memory(connection, card.memory, range, reading);
+    const Bytes bytes = read_memory(connection, card.memory, range, reading_range);
     const std::vector<bool> is_protected = read_protection(connection, card, range);
     before = count_protected(is_protected);
     if (before < range.count) {

@@ -10,8 +10,6 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{.doing = "reading the card", .done = "read"};
-
 struct ReadOptions {
   std::optional<int> zone;
   int address = 0;
@@ -32,7 +30,7 @@ void run_read(const Settings& settings, const ReadOptions& options) {
   {
     const Connection connection(settings);
     present(connection, card, keys, options.yes);
-    bytes = read_memory(connection, memory, range, reading);
+    bytes = read_memory(connection, memory, range, reading_card);
     if (options.output.wants_dump()) is_protected = read_protection(connection, card, range);
   }
   show_or_save(options.output, range.address, bytes, is_protected);

@@ -16,9 +16,10 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{"reading the reader's security code"};
+constexpr Operation reading_security_code{"reading the reader's security code"};
 constexpr Operation comparing{"presenting the reader's security code"};
-constexpr Operation changing{"changing the reader's security code", OperationKind::verified};
+constexpr Operation changing_security_code{"changing the reader's security code",
+                                           OperationKind::verified};
 constexpr Operation switching{"switching the reader's security mode", OperationKind::verified};
 
 constexpr int code_size = 3;
@@ -53,11 +54,11 @@ void present(const Connection& connection, const std::optional<Bytes>& code) {
   if (code) connection.run(comparing, cmp_dvsc, code_size, code->data());
 }
 
-void run_show(const Settings& settings) {
+void show_security_code(const Settings& settings) {
   Bytes code(code_size);
   {
     const Connection connection(settings, Subject::anything);
-    connection.run(reading, srd_dvsc, code_size, code.data());
+    connection.run(reading_security_code, srd_dvsc, code_size, code.data());
   }
   print(hex_text(code) + '\n');
 }
@@ -74,12 +75,13 @@ void run_compare(const Settings& settings, const SecurityOptions& options) {
 void run_set(const Settings& settings, const SecurityOptions& options) {
   const Bytes code = parse_reader_code(options);
   const std::optional<Bytes> old_code = parse_present_reader_code(options);
-  const Consent consent(changing, "The reader's present code becomes invalid.", options.yes);
+  const Consent consent(changing_security_code, "The reader's present code becomes invalid.",
+                        options.yes);
   {
     const Connection connection(settings, Subject::anything);
     consent.get(connection);
     present(connection, old_code);
-    connection.run(changing, swr_dvsc, code_size, code.data());
+    connection.run(changing_security_code, swr_dvsc, code_size, code.data());
   }
   print("The reader's security code is changed.\n");
 }
@@ -110,7 +112,7 @@ void add_security(CLI::App& program, const Settings& settings) {
 
   CLI::App* show = command->add_subcommand("show", "Show the reader's security code");
   add_examples(*show, {"quorra security show --config reader.conf"});
-  show->callback([&settings] { run_show(settings); });
+  show->callback([&settings] { show_security_code(settings); });
 
   CLI::App* set = command->add_subcommand("set", "Give the reader another security code");
   set->add_option("HEX", options->hex, "The new code")->required()->type_name("");

@@ -18,7 +18,7 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation changing{"changing the reader's speed"};
+constexpr Operation changing_speed{"changing the reader's speed"};
 constexpr Operation looking{"looking for the reader's speed", OperationKind::opening};
 
 // Those that a reader can be told.
@@ -75,7 +75,7 @@ std::string how_to_find(const Settings& settings) {
   return fmt::format("; {} looks for its speed", next_command("speed find", without_speed));
 }
 
-void run_show(const Settings& settings) {
+void show_speed(const Settings& settings) {
   configuration_of(settings);
   try {
     const Connection connection(settings, Subject::anything);
@@ -123,8 +123,8 @@ std::string warning_of(const Settings& settings, int speed) {
 // Changes the speed of a reader that answers at the line's present one.
 void change(const Settings& settings, int speed, bool yes) {
   const Connection connection(settings, Subject::anything);
-  if (!yes) connection.confirm(changing, warning_of(settings, speed));
-  connection.run(changing, set_baud, speed);
+  if (!yes) connection.confirm(changing_speed, warning_of(settings, speed));
+  connection.run(changing_speed, set_baud, speed);
 }
 
 // The same for a reader that may have any speed.
@@ -134,14 +134,14 @@ void find_and_change(const Settings& settings, int speed, bool yes) {
                                  fmt::join(line_speeds(*settings.configuration), ", ")));
   }
   const Interruption interruption;
-  if (!yes) confirm(interruption, changing, warning_of(settings, speed));
+  if (!yes) confirm(interruption, changing_speed, warning_of(settings, speed));
   const int handle = auto_init(settings.configuration->c_str(), speed);
   if (handle < 0) {
-    throw Failure(fmt::format("{}: {} ({})", changing.doing,
+    throw Failure(fmt::format("{}: {} ({})", changing_speed.doing,
                               words_for(handle, OperationKind::opening), handle));
   }
   ic_exit(handle);
-  stop_if_interrupted(interruption, changing);
+  stop_if_interrupted(interruption, changing_speed);
 }
 
 void run_set(const Settings& settings, const SetOptions& options) {
@@ -178,7 +178,7 @@ void add_speed(CLI::App& program, const Settings& settings) {
   CLI::App* show =
       command->add_subcommand("show", "Tell whether the reader answers at the speed of --speed");
   add_examples(*show, {"quorra speed show --config reader.conf --speed 19200"});
-  show->callback([&settings] { run_show(settings); });
+  show->callback([&settings] { show_speed(settings); });
 
   CLI::App* find = command->add_subcommand(
       "find",

@@ -10,7 +10,8 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading_back{.doing = "reading back what was written", .done = "read back"};
+constexpr Operation reading_back_written{.doing = "reading back what was written",
+                                         .done = "read back"};
 constexpr Operation reading_other_half{.doing = "reading the other half of a word"};
 
 Range in_whole_units(const Memory& memory, Range range) {
@@ -41,7 +42,7 @@ void write_units(const Connection& connection, const Memory& memory, Range range
   const ExplainFailure compare = [&](int result, Range piece, int done) -> std::string {
     if (!verify || !is_status(result, memory.writing)) return {};
     const auto first = data.begin() + done;
-    const Bytes held = read_memory(connection, memory, piece, reading_back);
+    const Bytes held = read_memory(connection, memory, piece, reading_back_written);
     const Bytes wanted(first, first + piece.count);
     const auto difference = find_difference(wanted, held, piece.address);
     return difference ? ": " + describe(*difference) + lost_bits(memory, wanted, held)
@@ -50,9 +51,9 @@ void write_units(const Connection& connection, const Memory& memory, Range range
   transfer(connection, memory, range, {operation.doing, memory.writing, operation.done}, write,
            compare);
   if (!verify) return;
-  const Bytes held = read_memory(connection, memory, range, reading_back);
+  const Bytes held = read_memory(connection, memory, range, reading_back_written);
   if (const auto difference = find_difference(data, held, range.address)) {
-    throw Failure(fmt::format("{}: {}{}", reading_back.doing, describe(*difference),
+    throw Failure(fmt::format("{}: {}{}", reading_back_written.doing, describe(*difference),
                               lost_bits(memory, data, held)));
   }
 }

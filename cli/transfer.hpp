@@ -11,6 +11,8 @@
 
 namespace quorra::cli {
 
+inline constexpr Operation reading_card{.doing = "reading the card", .done = "read"};
+
 // Moves one piece, of which the transfer's bytes from `done` on are part, and returns the library's
 // result.
 using MovePiece = std::function<int(Range piece, int done)>;

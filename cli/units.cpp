@@ -15,10 +15,10 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{.doing = "reading the units", .done = "read"};
+constexpr Operation reading_units{.doing = "reading the units", .done = "read"};
 constexpr Operation spending{"spending units"};
 
-constexpr std::string_view warning = "Spending units cannot be undone.";
+constexpr std::string_view spending_warning = "Spending units cannot be undone.";
 
 constexpr int worth_in_next_stage = 8;
 
@@ -38,9 +38,10 @@ class Stages {
   Stages(const Connection& connection, const Card& card) : counter_(counter_of(card)) {
     if (!is_known_as_personalised(connection, card)) {
       throw Failure(
-          fmt::format("{}: a card has them only after it was personalised", reading.doing));
+          fmt::format("{}: a card has them only after it was personalised", reading_units.doing));
     }
-    held_ = read_memory(connection, card.memory, {counter_.first_stage, counter_.stages}, reading);
+    held_ = read_memory(connection, card.memory, {counter_.first_stage, counter_.stages},
+                        reading_units);
   }
 
   int count() const { return counter_.stages; }
@@ -125,7 +126,7 @@ void run_spend(const Settings& settings, const UnitsOptions& options) {
   const Card& card = card_of(settings);
   counter_of(card);
   if (options.number < 1) throw UsageError("N: there is nothing to spend");
-  const Consent consent(spending, warning, options.yes);
+  const Consent consent(spending, spending_warning, options.yes);
   int left = 0;
   {
     const Connection connection(settings);
@@ -149,7 +150,7 @@ void run_carry(const Settings& settings, const UnitsOptions& options) {
     throw UsageError(fmt::format("ADDRESS: a carry begins at 0x{:02X} to 0x{:02X}",
                                  stages_with_next.address, stages_with_next.end() - 1));
   }
-  const Consent consent(spending, warning, options.yes);
+  const Consent consent(spending, spending_warning, options.yes);
   const int stage = options.number - counter.first_stage;
   std::string table;
   {
@@ -169,7 +170,7 @@ void run_carry(const Settings& settings, const UnitsOptions& options) {
   print(table);
 }
 
-void run_show(const Settings& settings) {
+void show_units(const Settings& settings) {
   const Card& card = card_of(settings);
   counter_of(card);
   std::string table;
@@ -190,7 +191,7 @@ void add_units(CLI::App& program, const Settings& settings) {
 
   CLI::App* show = command->add_subcommand("show", "Tell how many units the card has");
   add_examples(*show, {"quorra units show --config reader.conf --card 4406"});
-  show->callback([&settings] { run_show(settings); });
+  show->callback([&settings] { show_units(settings); });
 
   CLI::App* spend = command->add_subcommand(
       "spend", "Spend units. Stages that are used up are filled from the ones before them");

@@ -13,7 +13,7 @@
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading{"reading the value"};
+constexpr Operation reading_value{"reading the value"};
 constexpr Operation setting{"setting the value", OperationKind::verified};
 constexpr Operation adding{"adding to the value", OperationKind::verified};
 constexpr Operation subtracting{"subtracting from the value", OperationKind::subtracting};
@@ -22,7 +22,7 @@ constexpr unsigned largest_value = std::numeric_limits<unsigned>::max();
 
 unsigned read_value(const Connection& connection) {
   unsigned value = 0;
-  connection.run(reading, val_read, &value);
+  connection.run(reading_value, val_read, &value);
   return value;
 }
 
