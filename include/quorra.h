@@ -148,7 +148,7 @@ int turn_off(int handle);
 /* Ejects the card. Returns 0; a link code; the negated STATUS. */
 int auto_pull(int handle);
 
-/* ---- Line speed ------------------------------------------------------------------------------- */
+/* ---- Line speed ---------------------------------------------------------------------------- */
 
 /*
  * Tells the reader to change to another line speed, and gives it two seconds of processor time to
@@ -194,7 +194,9 @@ int auto_init(const char *path, int baud);
  * transfer that fails leaves the frames before the failing one done.
  *
  * addr: up to 383. An address below 0 is not refused: addr / 256 and addr % 256 are sent, each cut
- *   to a byte, and there may be more than three frames. len: 1 to 384 - addr. buf: has room for, or holds, `len` bytes.
+ *   to a byte, and there may be more than three frames.
+ * len: 1 to 384 - addr.
+ * buf: has room for, or holds, `len` bytes.
  *
  * Returns 0; -144 (addr); -143 (len, or buf is a null pointer); a link code; the negated STATUS.
  */
@@ -265,7 +267,7 @@ int val_inc(int handle, unsigned int amount);
  */
 int val_dec(int handle, unsigned int amount);
 
-/* ---- Card type detection ---------------------------------------------------------------------- */
+/* ---- Card type detection ------------------------------------------------------------------- */
 
 /*
  * Finds out which kind of memory card is in the reader: calls the chk_ functions of the cards below
@@ -276,8 +278,8 @@ int val_dec(int handle, unsigned int amount);
  * Returns the number of the card, or 0 if no test accepts it: 40 (4404), 41 (4406), 51 (102), 52
  * (1604), 53 (1604b), 31 (4428), 21 (4442), 10 (45D041), 60 (93c46a), 61 (93c46), 62 (93c57), 7
  * (24c64), 6 (24c32), 5 (24c16), 4 (24c08), 3 (24c04), 2 (24c02), 1 (24c01a). The 101, which begins
- * as a 102 does, and the 93c66 have no number: the result is that of a card whose test accepts them,
- * 51 for the 101, or 0. It never returns a negative number: a failure counts as another card.
+ * as a 102 does, and the 93c66 have no number: the result is that of a card whose test accepts
+ * them, 51 for the 101, or 0. It never returns a negative number: a failure counts as another card.
  */
 int chk_card(int handle);
 
@@ -662,12 +664,12 @@ int chk_45d041(int handle);
  *             as it was when the function fails.
  *   mode      0 takes the fake fuse back, anything else sets it.
  *
- * Results besides 0, unless said otherwise: -144 (address); -143 (count or length, or buffer or code
- * is a null pointer); a link code; the negated STATUS. The address is checked first where there is
- * no zone, the count or length where there is one.
+ * Results besides 0, unless said otherwise: -144 (address); -143 (count or length, or buffer or
+ * code is a null pointer); a link code; the negated STATUS. The address is checked first where
+ * there is no zone, the count or length where there is one.
  */
 
-/* ---- 4404 card: 52 bytes ---------------------------------------------------------------------- */
+/* ---- 4404 card: 52 bytes ------------------------------------------------------------------- */
 
 /* Each transfers `count` bytes at `address`. address: 0 to 51. count: 1 to 52 - address. */
 int srd_4404(int handle, int address, int count, unsigned char *buffer);
@@ -727,7 +729,7 @@ int psnl_4404(int handle);
  */
 int chk_4404(int handle);
 
-/* ---- 4406 card: 13 bytes ---------------------------------------------------------------------- */
+/* ---- 4406 card: 13 bytes ------------------------------------------------------------------- */
 
 /* Each transfers `count` bytes at `address`. address: 0 to 12. count: 1 to 13 - address. */
 int srd_4406(int handle, int address, int count, unsigned char *buffer);
@@ -765,7 +767,7 @@ int psnl_4406(int handle);
  */
 int chk_4406(int handle);
 
-/* ---- 101 card: 172 bytes ---------------------------------------------------------------------- */
+/* ---- 101 card: 172 bytes ------------------------------------------------------------------- */
 
 /*
  * Each transfers `count` bytes at `address`; swrSC_101 writes in the security area. More than 144
@@ -1039,8 +1041,8 @@ int cpu_comres(int handle, int n, const unsigned char *command, unsigned char *b
  * buffer: receives one block: NAD and PCB of the last answer, the length of all information modulo
  *   256, the information of all answers with the status words of the last one, and behind it bytes
  *   of no meaning. It has room for 3 bytes, the information of every answer, and 255 bytes more.
- *   After a failure the information of earlier answers may be in it, behind 3 bytes that are as they
- *   were.
+ *   After a failure the information of earlier answers may be in it, behind 3 bytes that are as
+ *   they were.
  *
  * Returns 0; -143 (buffer, or block with n above 0, is a null pointer); a link code; the negated
  * STATUS.
@@ -1055,7 +1057,7 @@ int cpu_protocol(int handle, int n, const unsigned char *block, unsigned char *b
  */
 int set_card_baud(int handle, unsigned char slot, unsigned char code);
 
-/* ---- Secure access modules -------------------------------------------------------------------- */
+/* ---- Secure access modules ----------------------------------------------------------------- */
 
 /* Switch the power of the SAMs on and off. Return 0; a link code; the negated STATUS. */
 int sam_power_on(int handle);
@@ -1088,8 +1090,9 @@ int sam_protocol(int handle, int n, const unsigned char *block, unsigned char *b
  *
  * Single DES in electronic-codebook fashion, without a session. A key has 8 bytes, whose lowest
  * bits do not matter. Input is padded with zeros to a multiple of 8 bytes; that is the room that
- * `output` needs. Output may be the input's own place, but not overlap it otherwise. Nothing of key or text is left behind in the
- * library's memory. The functions do nothing when a pointer that they need is null.
+ * `output` needs. Output may be the input's own place, but not overlap it otherwise. Nothing of key
+ * or text is left behind in the library's memory. The functions do nothing when a pointer that they
+ * need is null.
  */
 
 /* Returns the length of the output; one that does not fit an int is INT_MAX. */
@@ -1202,7 +1205,7 @@ int getpar(const char *path);
  */
 int get_s(char *line, char *dest);
 
-/* ---- Session globals: what getpar and ic_init found ------------------------------------------- */
+/* ---- Session globals: what getpar and ic_init found ---------------------------------------- */
 
 /* The values of the configuration file, as NUL-terminated text. Behind each the key of its line. */
 extern char AUXSTARTWRITE[60];   /* W: sent before every byte in terminal mode */

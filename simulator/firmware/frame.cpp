@@ -5,6 +5,7 @@
 #include "simulator/exclusive_or.hpp"
 
 namespace quorra::simulator {
+
 RequestParser::Result RequestParser::push(std::uint8_t byte) {
   if (is_whole()) reset();
   if (size_ == 0 && byte != request_start) return Result::incomplete;
