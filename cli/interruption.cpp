@@ -5,25 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <initializer_list>
 #include <system_error>
 
+#include "simulator/stop_signals.hpp"
+
 namespace quorra::cli {
-namespace {
 
-bool is_ignored(int signal) {
-  struct sigaction action {};
-  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
-}
-
-}  // namespace
-
-Interruption::Interruption() : signals_(), mask_before_() {
-  sigemptyset(&signals_);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    // Blocking an ignored signal would make it count.
-    if (!is_ignored(signal)) sigaddset(&signals_, signal);
-  }
+Interruption::Interruption() : signals_(simulator::set_of_stop_signals()), mask_before_() {
   descriptor_ = signalfd(-1, &signals_, SFD_CLOEXEC | SFD_NONBLOCK);
   if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
   pthread_sigmask(SIG_BLOCK, &signals_, &mask_before_);

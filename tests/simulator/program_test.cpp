@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <map>
 #include <numeric>
 
 #include "simulator/cards/image.hpp"
@@ -199,12 +200,16 @@ TEST_F(Program, is_not_ended_by_signals_that_were_ignored_when_it_began) {
 }
 
 TEST(StopSignals, are_those_that_are_not_ignored) {
-  const auto action = std::signal(SIGHUP, SIG_IGN);
-  const sigset_t signals = set_of_stop_signals();
-  static_cast<void>(std::signal(SIGHUP, action));
-  EXPECT_FALSE(sigismember(&signals, SIGHUP));
-  EXPECT_TRUE(sigismember(&signals, SIGINT));
-  EXPECT_TRUE(sigismember(&signals, SIGTERM));
+  for (const int ignored : stop_signals) {
+    std::map<int, void (*)(int)> actions;
+    for (const int signal : stop_signals)
+      actions[signal] = std::signal(signal, signal == ignored ? SIG_IGN : SIG_DFL);
+    const sigset_t signals = set_of_stop_signals();
+    for (const int signal : stop_signals) {
+      EXPECT_EQ(sigismember(&signals, signal), signal == ignored ? 0 : 1);
+      static_cast<void>(std::signal(signal, actions[signal]));
+    }
+  }
 }
 
 TEST_F(Program, shows_a_trace_until_the_reader_ends) {

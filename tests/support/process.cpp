@@ -58,6 +58,29 @@ std::vector<char*> pointers_to(std::vector<std::string>& texts) {
   return pointers;
 }
 
+// For posix_spawn: the program ignores and blocks no signal, whatever this process inherited.
+class UsualSignals {
+ public:
+  UsualSignals() {
+    sigset_t all{};
+    sigset_t none{};
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_init(&attributes_);
+    posix_spawnattr_setsigdefault(&attributes_, &all);
+    posix_spawnattr_setsigmask(&attributes_, &none);
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+  }
+  UsualSignals(const UsualSignals&) = delete;
+  UsualSignals& operator=(const UsualSignals&) = delete;
+  ~UsualSignals() { posix_spawnattr_destroy(&attributes_); }
+
+  const posix_spawnattr_t* attributes() const { return &attributes_; }
+
+ private:
+  posix_spawnattr_t attributes_{};
+};
+
 // A descriptor of a nameless file with this content, to be read from its start.
 int file_with(std::string_view content) {
   const int descriptor = memfd_create("input", MFD_CLOEXEC);
@@ -166,7 +189,8 @@ Process::Process(const std::vector<std::string>& command, const Surroundings& su
   }
   std::vector<std::string> arguments = command;
   std::vector<std::string> environment = environment_with(surroundings.environment);
-  const int error = posix_spawn(&pid_, command.front().c_str(), &actions, nullptr,
+  const UsualSignals signals;
+  const int error = posix_spawn(&pid_, command.front().c_str(), &actions, signals.attributes(),
                                 pointers_to(arguments).data(), pointers_to(environment).data());
   posix_spawn_file_actions_destroy(&actions);
   for (const int descriptor : opened) {
