@@ -125,7 +125,8 @@ class DesOnTerminal : public Des {
         {"/bin/sh", "-c", R"(ulimit -c 0; exec "$0" des encrypt "$1")", QUORRA_PROGRAM, plain},
         {.input = {},
          .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
-         .environment = {{"NO_COLOR", "1"}}});
+         .environment = {{"NO_COLOR", "1"}},
+         .has_own_group = true});
   }
   bool echoes() const {
     termios settings{};

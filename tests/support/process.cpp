@@ -59,9 +59,9 @@ std::vector<char*> pointers_to(std::vector<std::string>& texts) {
 }
 
 // For posix_spawn: the program ignores and blocks no signal, whatever this process inherited.
-class UsualSignals {
+class Attributes {
  public:
-  UsualSignals() {
+  explicit Attributes(bool has_own_group) {
     sigset_t all{};
     sigset_t none{};
     sigfillset(&all);
@@ -69,13 +69,15 @@ class UsualSignals {
     posix_spawnattr_init(&attributes_);
     posix_spawnattr_setsigdefault(&attributes_, &all);
     posix_spawnattr_setsigmask(&attributes_, &none);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    int flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
+    if (has_own_group) flags |= POSIX_SPAWN_SETPGROUP;
+    posix_spawnattr_setflags(&attributes_, static_cast<short>(flags));
   }
-  UsualSignals(const UsualSignals&) = delete;
-  UsualSignals& operator=(const UsualSignals&) = delete;
-  ~UsualSignals() { posix_spawnattr_destroy(&attributes_); }
+  Attributes(const Attributes&) = delete;
+  Attributes& operator=(const Attributes&) = delete;
+  ~Attributes() { posix_spawnattr_destroy(&attributes_); }
 
-  const posix_spawnattr_t* attributes() const { return &attributes_; }
+  const posix_spawnattr_t* get() const { return &attributes_; }
 
  private:
   posix_spawnattr_t attributes_{};
@@ -189,8 +191,8 @@ Process::Process(const std::vector<std::string>& command, const Surroundings& su
   }
   std::vector<std::string> arguments = command;
   std::vector<std::string> environment = environment_with(surroundings.environment);
-  const UsualSignals signals;
-  const int error = posix_spawn(&pid_, command.front().c_str(), &actions, signals.attributes(),
+  const Attributes attributes(surroundings.has_own_group);
+  const int error = posix_spawn(&pid_, command.front().c_str(), &actions, attributes.get(),
                                 pointers_to(arguments).data(), pointers_to(environment).data());
   posix_spawn_file_actions_destroy(&actions);
   for (const int descriptor : opened) {

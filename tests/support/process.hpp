@@ -71,6 +71,9 @@ struct Surroundings {
   std::map<int, int> streams;
   // Changes to the environment; no value: the variable is not set.
   std::map<std::string, std::optional<std::string>> environment;
+  // Stopping a program may have no effect while nobody else in its session, but outside its process
+  // group, could go on with it. In a group of its own there is this process.
+  bool has_own_group = false;
 };
 
 // A program in the background. It is killed if it has not been waited for.
