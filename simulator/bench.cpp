@@ -56,7 +56,7 @@ void Bench::insert_sam(std::size_t number, const std::filesystem::path& file) {
 
 void Bench::remove() {
   if (!card_ && !live_card_) throw Error("no card is in the slot");
-  // The loss of power can change a card.
+  // Without power even if it cannot be saved, and then stays.
   reader_.slot.power_off();
   if (card_) card_->save();
   reader_.slot.remove();

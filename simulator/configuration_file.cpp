@@ -20,7 +20,6 @@ static_assert(comment.size() <= longest_line);
 ConfigurationFile::ConfigurationFile(std::filesystem::path path) : file_(std::move(path)) {
   std::error_code error;
   if (!std::filesystem::exists(this->path(), error)) return;
-  file_.lock();
   const std::string content = read_file(this->path());
   if (!content.empty() && !content.starts_with(comment))
     throw Error(fmt::format("{}: there is another file of that name", this->path().string()));

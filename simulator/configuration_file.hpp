@@ -12,8 +12,8 @@ namespace quorra::simulator {
 // removes it.
 class ConfigurationFile {
  public:
-  // Writes nothing yet. Throws Error if the path is taken by something that no virtual reader
-  // has written, or by the file of one that still runs.
+  // Writes nothing yet. Throws Error if the path is taken by something that no virtual reader has
+  // written.
   explicit ConfigurationFile(std::filesystem::path path);
   ConfigurationFile(const ConfigurationFile&) = delete;
   ConfigurationFile& operator=(const ConfigurationFile&) = delete;
@@ -21,9 +21,10 @@ class ConfigurationFile {
 
   const std::filesystem::path& path() const { return file_.path(); }
 
-  // Throws Error.
+  // Throws Error, also if the path is taken by the file of a reader that still runs.
   void name_device(std::string_view device);
-  // Writes these lines, of at most 59 characters each with their line ends. Throws Error.
+  // Writes these lines, of at most 59 characters each with their line ends. Throws Error as
+  // name_device() does.
   void write(std::string_view lines);
 
  private:

@@ -337,6 +337,18 @@ TEST_F(ReaderWithCard, keeps_a_card_that_cannot_be_saved) {
   EXPECT_FALSE(reader.bench().state().card_present);
 }
 
+TEST_F(ReaderWithCard, takes_the_power_of_a_card_that_cannot_be_saved) {
+  EXPECT_EQ(present("FF FF FF"), reply(0));
+  std::filesystem::remove(file);
+  std::filesystem::create_directory(file);
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(exchange(0x60, "79 00 00 00 20 01"), reply(image_not_saved));
+  EXPECT_TRUE(reader.bench().state().card_powered);
+  EXPECT_THROW(reader.bench().remove(), Error);
+  EXPECT_FALSE(reader.bench().state().card_powered);
+  ::testing::internal::GetCapturedStderr();
+}
+
 TEST(ReaderWith4432, has_no_code_to_present) {
   TemporaryFolder folder;
   Options options;
