@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -126,56 +129,91 @@ TEST(LibraryFile, IsHardened) {
 #endif
 }
 
-// Programs of others, built against an installed tree that was moved after its installation.
+// Programs of others, built against an installed tree that was moved after its installation, and
+// installed themselves.
 class Installed : public ::testing::Test {
  protected:
   Installed() {
-    output_of({QUORRA_CMAKE, "--install", QUORRA_BUILD_FOLDER, "--prefix", folder_ / "first"});
-    std::filesystem::rename(folder_ / "first", root());
+    output_of({QUORRA_CMAKE, "--install", QUORRA_BUILD_FOLDER, "--prefix", tree_ / "first"});
+    std::filesystem::rename(tree_ / "first", root());
+    surroundings_.environment["LD_LIBRARY_PATH"] = std::nullopt;
+    surroundings_.environment["CC"] = QUORRA_C_COMPILER;
+    surroundings_.environment["CMAKE_PREFIX_PATH"] = root();
+    surroundings_.environment["PKG_CONFIG_PATH"] = root() + "/" QUORRA_INSTALL_LIBDIR "/pkgconfig";
+    surroundings_.environment["PATH"] = root() + "/bin:" + std::getenv("PATH");
   }
 
-  std::string root() const { return folder_ / "moved"; }
+  std::string root() const { return tree_ / "moved"; }
+
+  // The output of a script for the shell, which runs in a folder with the files given to it.
+  std::string output_of_script(const std::string& script) const {
+    const Outcome outcome =
+        run({"/bin/sh", "-ec", "cd \"$0\"\n" + script, folder_ / "."}, surroundings_);
+    EXPECT_EQ(outcome.status, 0) << script << outcome.output << outcome.errors;
+    return outcome.output;
+  }
 
   void expect_to_run(const std::string& program) const {
-    const Outcome outcome = run({program, "/nowhere/reader.conf"});
+    const Outcome outcome = run({program, "/nowhere/reader.conf"}, surroundings_);
     EXPECT_EQ(outcome.output, "KW###DRVSFT-V6.60B -1 0\n") << outcome.errors;
   }
 
+  TemporaryDirectory tree_;
   TemporaryDirectory folder_;
+  Surroundings surroundings_;
 };
 
 TEST_F(Installed, IsFoundByCMake) {
-  const std::string build = folder_ / "build";
-  output_of({QUORRA_CMAKE, "-G", "Ninja", "-S", QUORRA_CONSUMER, "-B", build,
-             "-DCMAKE_PREFIX_PATH=" + root(), "-DCMAKE_C_COMPILER=" QUORRA_C_COMPILER});
-  output_of({QUORRA_CMAKE, "--build", build});
-  expect_to_run(build + "/consumer");
+  output_of_script("cmake -G Ninja -S " QUORRA_CONSUMER
+                   " -B build\ncmake --build build\n"
+                   "cmake --install build --prefix elsewhere\nrm -r build\n");
+  expect_to_run(folder_ / "elsewhere/bin/consumer");
 }
 
 TEST_F(Installed, IsFoundByPkgConfig) {
-  const std::string program = folder_ / "consumer";
-  const std::string libraries = root() + "/" QUORRA_INSTALL_LIBDIR;
-  Surroundings surroundings;
-  surroundings.environment["PKG_CONFIG_PATH"] = libraries + "/pkgconfig";
-  const Outcome flags =
-      run({"/usr/bin/env", "pkg-config", "--cflags", "--libs", "quorra >= 0.1"}, surroundings);
-  ASSERT_EQ(flags.status, 0) << flags.errors;
+  output_of_script(
+      "flags=$(pkg-config --cflags --libs 'quorra >= 0.1')\n"
+      "$CC -std=c99 -Wall -Wextra -Wpedantic -Werror -o consumer " QUORRA_CONSUMER
+      "/main.c $flags\n");
+  expect_to_run(folder_ / "consumer");
+}
 
-  std::vector<std::string> command = {QUORRA_C_COMPILER,
-                                      "-std=c99",
-                                      "-Wall",
-                                      "-Wextra",
-                                      "-Wpedantic",
-                                      "-Werror",
-                                      "-o",
-                                      program,
-                                      QUORRA_CONSUMER "/main.c",
-                                      "-Wl,-rpath," + libraries};
-  std::istringstream words(flags.output);
-  for (std::string word; words >> word;)
-    command.push_back(word);
-  output_of(command);
-  expect_to_run(program);
+// The blocks of code in a language under a heading of the README, one after the other.
+std::string readme_code(const std::string& heading, const std::string& language) {
+  std::istringstream readme(content_of(QUORRA_README));
+  std::string code;
+  bool under_heading = false;
+  std::string block;
+  for (std::string line; std::getline(readme, line);) {
+    if (line.starts_with("```")) {
+      block = block.empty() ? line : "";
+    } else if (!block.empty()) {
+      if (under_heading && block == "```" + language) code += line + "\n";
+    } else if (line.starts_with("#")) {
+      under_heading = line.ends_with("# " + heading);
+    }
+  }
+  EXPECT_NE(code, "") << heading;
+  return code;
+}
+
+TEST_F(Installed, RunsWhatTheReadmeShows) {
+  write_file(folder_ / "first.c", readme_code("A first program", "c"));
+  write_file(folder_ / "CMakeLists.txt", readme_code("With CMake", "cmake"));
+  const std::string lines = readme_code("A first program", "sh") + readme_code("With CMake", "sh");
+  // The reader is ready when the next line is typed.
+  const std::string output =
+      output_of_script("trap 'kill $!' EXIT\n" +
+                       std::regex_replace(lines, std::regex("( & .*\n)"),
+                                          "$1until test -s reader.conf; do sleep 0.1; done\n"));
+  // The head of a new card's memory, from each of the two programs.
+  const std::string card = "A2 13 10 91 FF FF 81 15 FF FF FF FF FF FF FF FF \n";
+  EXPECT_EQ(matches(output, "(" + card + ")"), std::vector({card, card})) << output;
+}
+
+TEST_F(Installed, IsLoadedByItsFullPath) {
+  write_file(folder_ / "load.py", readme_code("At run time", "python"));
+  EXPECT_EQ(output_of_script("python3 load.py"), "KW###DRVSFT-V6.60B\n");
 }
 
 TEST_F(Installed, BringsThePrograms) {
