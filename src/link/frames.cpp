@@ -3,12 +3,9 @@
 #include <quorra.h>
 #include <unistd.h>
 
-#include <cstddef>
-#include <ctime>
-
 #include "link/codes.hpp"
 #include "link/exchange.hpp"
-#include "link/session.hpp"
+#include "link/line.hpp"
 #include "link/wait.hpp"
 
 namespace quorra {
@@ -16,23 +13,20 @@ namespace {
 
 constexpr unsigned char reply_start = 0x55;
 
-// A wait ends when the elapsed time, cut to whole seconds, exceeds its limit. For the bytes within
-// a reply the limit is 0.8, which whole seconds exceed from 1 on.
-constexpr double next_byte_limit = 0.8;
-constexpr double first_byte_limit = 3;
-constexpr double slow_first_byte_limit = 8;
+constexpr Ticks next_byte_limit = 1 * ticks_per_second;
+constexpr Ticks first_byte_limit = 4 * ticks_per_second;
+constexpr Ticks slow_first_byte_limit = 9 * ticks_per_second;
 
-int receive_byte(int handle, unsigned char* p, double limit) {
+int receive_byte(int handle, unsigned char* p, Ticks limit) {
   if (p == nullptr) return bad_length;
-  const std::clock_t start = std::clock();
+  Wait wait(limit);
   while (read(handle, p, 1) <= 0) {
-    const Ticks whole_seconds = elapsed_since(start) / ticks_per_second;
-    if (static_cast<double>(whole_seconds) > limit) return timeout;
+    if (!wait.goes_on_for_input(handle)) return timeout;
   }
   return ok;
 }
 
-int receive_reply(int handle, unsigned char* reply, double first_limit) {
+int receive_reply(int handle, unsigned char* reply, Ticks first_limit) {
   if (reply == nullptr) return bad_length;
   if (const int code = receive_byte(handle, reply, first_limit); code != ok) return code;
   if (reply[0] != reply_start) return bad_start_byte;
@@ -44,12 +38,6 @@ int receive_reply(int handle, unsigned char* reply, double first_limit) {
   }
   return ck_bcc(expected, reply) == ok ? ok : bad_reply_check;
 }
-
-int write_text(int handle, const char* text) {
-  return static_cast<int>(write(handle, text, text_length(text)));
-}
-
-int write_byte(int handle, unsigned char c) { return static_cast<int>(write(handle, &c, 1)); }
 
 }  // namespace
 }  // namespace quorra
@@ -68,15 +56,12 @@ int cr_bcc(int n, const unsigned char* p) {
 int ck_bcc(int n, const unsigned char* p) { return cr_bcc(n, p) == 0 ? ok : bad_check; }
 
 int sendchar(int handle, unsigned char c) {
-  if (term_flg == 1) {
-    const int written = write_byte(handle, c);
-    return written < 1 ? not_sent : written;
-  }
+  if (term_flg == 1) return write_line(handle, &c, 1) < 1 ? int{not_sent} : 1;
   // The part of a sequence that a write took is enough to go on; the rest is not sent again.
-  int written = write_text(handle, AUXSTARTWRITE);
-  if (written > 0) written = write_byte(handle, c);
+  ssize_t written = write_text(handle, AUXSTARTWRITE);
+  if (written > 0) written = write_line(handle, &c, 1);
   if (written > 0) written = write_text(handle, AUXENDWRITE);
-  return written;
+  return static_cast<int>(written);
 }
 
 int send_com(int handle, int n, const unsigned char* frame) {
@@ -107,9 +92,8 @@ int receive_com0(int handle, unsigned char* reply) {
 
 int ic_delay(int ticks) {
   constexpr int done = 10;
-  const std::clock_t start = std::clock();
-  if (ticks < 0) return done;
-  while (elapsed_since(start) <= static_cast<Ticks>(ticks)) {
+  Wait wait(ticks < 0 ? 0 : static_cast<Ticks>(ticks) + 1);
+  while (wait.goes_on()) {
   }
   return done;
 }

@@ -12,6 +12,7 @@
 
 #include "link/codes.hpp"
 #include "link/exchange.hpp"
+#include "link/line.hpp"
 
 struct termios nport;
 struct termios oport;
@@ -56,11 +57,6 @@ void clear_texts() {
   }
 }
 
-// Sends a text straight to the port; nobody asks whether it arrived.
-void write_text(int handle, const char* text) {
-  [[maybe_unused]] const ssize_t written = write(handle, text, text_length(text));
-}
-
 int open_line() {
   constexpr int flags = O_RDWR | O_NOCTTY;
   if (direct_mode()) {
@@ -72,8 +68,10 @@ int open_line() {
 }
 
 // Raw 8-bit mode with two stop bits, in which a read returns at once with what is there. A
-// descriptor whose settings cannot be read is used as it stands.
+// descriptor whose settings cannot be read or set is used as it stands. No read or write of it
+// sleeps in any case, so that every wait ends in its time.
 void set_line(int handle, int baud) {
+  fcntl(handle, F_SETFL, O_NONBLOCK);
   tcgetattr(handle, &nport);
   oport = nport;
   std::memset(&nport, 0, sizeof nport);

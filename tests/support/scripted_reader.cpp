@@ -28,6 +28,8 @@ constexpr std::chrono::seconds patience{20};
 
 int milliseconds(std::chrono::milliseconds time) { return static_cast<int>(time.count()); }
 
+std::time_t seconds_now() { return system_time(CLOCK_MONOTONIC).tv_sec; }
+
 int checked(int result, const char* what) {
   if (result < 0) throw std::system_error(errno, std::generic_category(), what);
   return result;
@@ -192,10 +194,10 @@ void ScriptedReader::send(const Bytes& bytes) const {
   // library looks next.
   // Sleeping lets the kernel work sooner than asking it again and again does.
   pollfd readable{slave_, POLLIN, 0};
-  (void)poll(&readable, 1, milliseconds(patience));
-  const auto deadline = std::chrono::steady_clock::now() + patience;
+  (void)system_poll(&readable, 1, milliseconds(patience));
+  const std::time_t deadline = seconds_now() + patience.count();
   while (pending(slave_) != before + static_cast<int>(bytes.size())) {
-    if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("bytes got lost");
+    if (seconds_now() > deadline) throw std::runtime_error("bytes got lost");
     sched_yield();
   }
 }
@@ -247,7 +249,7 @@ Bytes ScriptedReader::receive(std::size_t count) const {
   Bytes bytes(count);
   for (std::size_t done = 0; done < count;) {
     pollfd readable{master_, POLLIN, 0};
-    if (poll(&readable, 1, milliseconds(patience)) < 1) {
+    if (system_poll(&readable, 1, milliseconds(patience)) < 1) {
       throw std::runtime_error("bytes got lost");
     }
     const ssize_t got = system_read(master_, bytes.data() + done, count - done);

@@ -28,6 +28,17 @@ ssize_t system_write(int descriptor, const void* buffer, std::size_t size) {
   return syscall(SYS_write, descriptor, buffer, size);
 }
 
+int system_poll(pollfd* descriptors, nfds_t count, int milliseconds) {
+  const timespec time{milliseconds / 1000, milliseconds % 1000 * 1'000'000L};
+  return ppoll(descriptors, count, milliseconds < 0 ? nullptr : &time, nullptr);
+}
+
+timespec system_time(clockid_t clock) {
+  timespec time{};
+  (void)syscall(SYS_clock_gettime, clock, &time);
+  return time;
+}
+
 }  // namespace quorra::testing
 
 using quorra::testing::Bytes;
@@ -39,8 +50,7 @@ clock_t clock() noexcept {
   System& system = System::instance();
   ++system.clock_readings;
   if (system.clock) return system.clock();
-  timespec now{};
-  (void)syscall(SYS_clock_gettime, CLOCK_PROCESS_CPUTIME_ID, &now);
+  const timespec now = quorra::testing::system_time(CLOCK_PROCESS_CPUTIME_ID);
   return now.tv_sec * CLOCKS_PER_SEC + now.tv_nsec / (1'000'000'000 / CLOCKS_PER_SEC);
 }
 

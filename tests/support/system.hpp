@@ -1,7 +1,9 @@
 // The system as the library under test sees it. The test process defines clock(), read(), write()
-// and tcflush() itself, so a test can set the time, make a call fail, and see each call made.
+// and tcflush() itself, so a test can set the time, make a call fail, and see each call made. Where
+// the library's waits sleep it also defines clock_gettime() and poll(), for the same time.
 #pragma once
 
+#include <poll.h>
 #include <sys/types.h>
 
 #include <ctime>
@@ -20,7 +22,9 @@ class System {
   // Back to the real system, with nothing recorded.
   void reset();
 
-  // Called on each clock() once set; the real processor time otherwise.
+  // Called on each clock() once set; the real processor time otherwise. Once set, it is what the
+  // monotonic clock says, too, and poll() tells what is ready without sleeping: waits cost nothing,
+  // and with either kind of wait there is one reading of the clock between two attempts.
   std::function<std::clock_t()> clock;
 
   // Asked before each read() of or write() to the watched device; a value is returned to the
@@ -43,12 +47,15 @@ class System {
   std::vector<int> flushes;  // the queues that tcflush() named
   long reads = 0;
   long clock_readings = 0;
+  std::vector<int> poll_timeouts;  // in milliseconds, of each poll()
 
   bool watches(int descriptor) const;
 };
 
-// Calls that go past the recording, for the test's own side of the line.
+// Calls that go past the recording and the clock, for the test's own side of the line.
 ssize_t system_read(int descriptor, void* buffer, std::size_t size);
 ssize_t system_write(int descriptor, const void* buffer, std::size_t size);
+int system_poll(pollfd* descriptors, nfds_t count, int milliseconds);
+timespec system_time(clockid_t clock);
 
 }  // namespace quorra::testing

@@ -1,0 +1,20 @@
+// Handing bytes to the line.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+
+#include "link/session.hpp"
+
+namespace quorra {
+
+// As write(2), but begins again when a signal interrupted it before it wrote anything, and waits
+// for a line that has no room: up to 4 seconds for both. Gives the result of the last attempt.
+ssize_t write_line(int handle, const void* bytes, std::size_t count);
+
+inline ssize_t write_text(int handle, const char* text) {
+  return write_line(handle, text, text_length(text));
+}
+
+}  // namespace quorra
