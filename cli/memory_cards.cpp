@@ -129,7 +129,7 @@ constexpr Card cards[] = {
     {
         .name = "4418",
         .memory = {.size = 1024,
-                   // srd_4418 does not reach addresses above 255.
+                   // srd_4418 sends the low byte of every address twice.
                    .read = read_data_of_pairs<rdwpb_4418>,
                    .write = swr_4418},
         // chk_4418 finds its card in every slot, chk_4428 where one of the two is.

@@ -12,11 +12,11 @@
  *    -16   the serial device cannot be opened
  *   -128   a reply does not start with 0x55; pwr_4442: the result could not be read back;
  *          srd_45d041: no such card
- *   -129   a byte could not be sent; pwr_4442, swr_dvsc, setsc_md, val_set, val_inc, val_dec: what
- *          was written does not read back; csc_4406: the card holds another code; swr_45d041: no
- *          such card
- *   -132   timeout waiting for a reply byte
- *   -133   the check byte of a reply is wrong; a chk_ function: another card, or none
+ *   -129   a byte could not be sent, or the line did not take it in 4 seconds; pwr_4442, swr_dvsc,
+ * setsc_md, val_set, val_inc, val_dec: what was written does not read back; csc_4406: the card
+ * holds another code; swr_45d041: no such card -132   timeout waiting for a reply byte -133   the
+ * check byte of a reply is wrong; a chk_ function: another card, or none; set_baud, val_inc,
+ * val_dec, psnl_4406, clrpr_ and clrrd_ functions: the reply lacks the byte that is to be changed
  *   -135   the value register would go below zero
  *   -136   no reader reached: no terminal, or no valid answer at the start of a session
  *   -138   the check byte of a frame is wrong (ck_bcc only)
@@ -29,13 +29,35 @@
  * "the negated STATUS" means the last row. The two share their numbers and are not told apart. A
  * function that checks its arguments does so before it sends anything. When a transfer of several
  * frames fails, the frames before the failing one stay done. Where a reply has fewer bytes than a
- * function takes from it, the missing ones count as 0, also where what was written is read back.
+ * function takes from it, the missing ones count as 0. They do not count where a function compares:
+ * what was written does not read back then, and a card is another one.
+ *
+ * After -128, -129, -132 and -133 from an exchange, close the session and open a new one. A late or
+ * noisy reply stays in the queue of the line, which only opening a session empties: every later
+ * call would take the reply to its predecessor for its own. A STATUS, negated, is a whole reply,
+ * and the session is good.
  *
  * Waits are measured in processor time of the calling process (clock()): 4 seconds for the first
- * byte of a reply and 1 second for each further one, unless a function says otherwise.
+ * byte of a reply and 1 second for each further one, unless a function says otherwise. A wait is a
+ * busy loop that uses a whole core. On a busy machine it takes longer than its limit says, and
+ * while other threads of the process work it is over sooner: their processor time counts, too.
+ * Every wait ends, whatever the handle is: it does not block. A write that a signal interrupts is
+ * repeated.
+ *
+ * The library has no locks, and its state is one for the process: the session globals at the end of
+ * this file and Reader_Type. Any thread may call, but one call has to be over before the next
+ * begins, whatever the handle; only lib_ver, the DES functions and the check bytes need no such
+ * care. A second session may be opened, but takes the place of the first one in the globals: both
+ * use the texts and the mode of the second, and ic_exit gives either line the settings that the
+ * second line had. After fork() the session belongs to parent and child alike; only one of them may
+ * use it, and the other one closes the handle with close(), not with ic_exit.
  */
 #ifndef QUORRA_H
 #define QUORRA_H
+
+#define QUORRA_VERSION_MAJOR 0
+#define QUORRA_VERSION_MINOR 1
+#define QUORRA_VERSION_PATCH 0
 
 #pragma GCC visibility push(default)
 
@@ -56,11 +78,13 @@ extern unsigned char Reader_Type;
  * reader answers by reading its version text.
  *
  * The file consists of lines of at most 59 characters whose first character is the key and whose
- * value follows an '='. A line P=/dev/ttyS0 names the serial device (direct mode). A file without
- * such a line selects the auxiliary port of the serial terminal on standard output (terminal mode);
- * its lines S and I give the escape sequences sent at the start of the session, W and A those sent
- * before and after every byte, C the one sent at its end. A backslash and the three characters
- * behind it stand for ESC: W=\033[5i. Blanks are removed; a line that begins with '#' is a comment.
+ * value follows an '='. A line P=/dev/ttyS0 names the serial device (direct mode); what follows it
+ * is not read. A file without such a line selects the auxiliary port of the serial terminal on
+ * standard output (terminal mode); its lines S and I give the escape sequences sent at the start of
+ * the session, W and A those sent before and after every byte, C the one sent at its end. A
+ * backslash and the three characters behind it stand for ESC: W=\033[5i. Blanks are removed, but of
+ * two that are adjacent only the first. The last character of a line is taken for its line end, so
+ * the last line needs one, too. A line that begins with '#' is a comment.
  *
  * baud: 9600, 19200, 38400, 57600 or 115200 in direct mode; 1200, 2400, 4800, 9600 or 19200 in
  *   terminal mode. Any other value means 9600.
@@ -158,7 +182,8 @@ int auto_pull(int handle);
  *   does not know in the mode of the session, 1200 to 4800 in direct mode and 38400 in terminal
  *   mode, leaves the reader out of reach in this mode.
  *
- * Returns 0; a link code; the negated STATUS.
+ * Returns 0; -133 also if the reader's reply does not bring the setting of which the speed is a
+ * part (nothing is changed then); a link code; the negated STATUS.
  */
 int set_baud(int handle, int baud);
 
@@ -176,8 +201,9 @@ int chk_baud(const char *path);
  * Opens a session with a reader that may have been left at another speed: as ic_init does, or else
  * by finding the reader's speed and changing it to `baud`.
  *
- * baud: as for set_baud. A reader cannot be changed to 57600 or 115200: it goes to 9600, and the
- *   session at the other speed is then refused.
+ * baud: as for set_baud. A reader cannot be changed to 57600 or 115200: it goes to 9600. In direct
+ *   mode the session at the other speed is then refused; in terminal mode, which does not know
+ * these speeds, it is opened at 9600.
  *
  * Returns the handle; -136 (any failure). A handle of 0 at the first try counts as a failure, and
  * stays open.
@@ -256,14 +282,19 @@ int swr_value(int handle, unsigned int value);
  */
 int val_set(int handle, unsigned int value);
 
-/* Adds `amount`, modulo 2 to the 32nd, and reads the result back. Returns as val_set. */
+/*
+ * Adds `amount`, modulo 2 to the 32nd, and reads the result back.
+ *
+ * Returns as val_set; -133 also if the reply does not bring the whole register, which is not
+ * written then.
+ */
 int val_inc(int handle, unsigned int amount);
 
 /*
  * Subtracts `amount`, modulo 2 to the 32nd, and reads the result back. A result of 0x80000000 or
  * more counts as below zero and is not written.
  *
- * Returns as val_set; -135 (the result would be below zero).
+ * Returns as val_inc; -135 (the result would be below zero).
  */
 int val_dec(int handle, unsigned int amount);
 
@@ -327,8 +358,8 @@ int prd_4442(int handle, int length, unsigned char *buffer);
  * address: 0 to 31. count: 1 to 32 - address.
  *
  * Returns 0; -144 (address); -143 (count, or buffer is a null pointer); a link code or the negated
- * STATUS (protecting); -128 (reading back failed); -129 (a byte is still writable, or the memory
- * does not equal `buffer`).
+ * STATUS (protecting); -128 (reading back failed or brought too few bytes); -129 (a byte is still
+ * writable, or the memory does not equal `buffer`).
  */
 int pwr_4442(int handle, int address, int count, const unsigned char *buffer);
 
@@ -467,7 +498,11 @@ int rsct_4428(int handle, int *counter);
  */
 int chk_4428(int handle);
 
-/* As srd_4428. Addresses above 255 reach the reader with their low byte in both address bytes. */
+/*
+ * As srd_4428, but every address reaches the reader with its low byte in both address bytes: 1 as
+ * 0x0101, 300 as 0x2C2C. Reading begins there, with result 0: the bytes at 1 to 3, for example, are
+ * not read by it, but others.
+ */
 int srd_4418(int handle, int address, int count, unsigned char *buffer);
 
 /* As swr_4428, for all of the card: address 0 to 1023, count 1 to 1024 - address. */
@@ -666,7 +701,9 @@ int chk_45d041(int handle);
  *
  * Results besides 0, unless said otherwise: -144 (address); -143 (count or length, or buffer or
  * code is a null pointer); a link code; the negated STATUS. The address is checked first where
- * there is no zone, the count or length where there is one.
+ * there is no zone, the count or length where there is one. A clrpr_ or clrrd_ function, and
+ * psnl_4406, also return -133 if the reply does not bring the byte whose bit is to be cleared, and
+ * write nothing then.
  */
 
 /* ---- 4404 card: 52 bytes ------------------------------------------------------------------- */
@@ -1016,8 +1053,9 @@ int cesc_1604b(int handle, int number, unsigned int length, const unsigned char 
 /*
  * Resets the card and stores its answer to reset. Four attempts.
  *
- * buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned; what
- *   the reader announced and did not send is zero.
+ * buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned. A
+ * frame brings up to 255 bytes; where the reader announces more, the frame's check byte follows
+ * them, and then zeros.
  *
  * Returns 0; -143 (buffer is a null pointer); a link code; the negated STATUS.
  */
@@ -1039,8 +1077,10 @@ int cpu_comres(int handle, int n, const unsigned char *command, unsigned char *b
  * attempts for each frame. Nothing limits how often a card may announce more.
  *
  * buffer: receives one block: NAD and PCB of the last answer, the length of all information modulo
- *   256, the information of all answers with the status words of the last one, and behind it bytes
- *   of no meaning. It has room for 3 bytes, the information of every answer, and 255 bytes more.
+ *   256, the information of all answers with the status words of the last one, and behind it the
+ * LRC of the last answer, which is not that of this block, and bytes of no meaning. From where the
+ *   information of the last answer begins, as many bytes are written as its reply announced, up to
+ *   255. It has room for 3 bytes, the information of every answer, and 255 bytes more.
  *   After a failure the information of earlier answers may be in it, behind 3 bytes that are as
  *   they were.
  *
@@ -1081,8 +1121,9 @@ int sam_comres(int handle, int n, const unsigned char *command, unsigned char *b
 
 /*
  * As cpu_protocol, but for two things: three failures in all end it; and after status words 6Cxx
- * the block goes out again, with xx in place of its last information byte. Where the caller's block
- * is shorter than two bytes there is none, and such an answer is the result.
+ * the block goes out again, with xx in place of its last information byte, the other sequence
+ * number (PCB 0x40 where the caller's is 0, else 0) and an LRC to match. A block shorter than two
+ * bytes has no place for xx, and such an answer is the result.
  */
 int sam_protocol(int handle, int n, const unsigned char *block, unsigned char *buffer);
 
@@ -1139,7 +1180,9 @@ int ck_bcc(int n, const unsigned char *p);
 
 /*
  * Sends one byte: in direct mode as it is; in terminal mode after AUXSTARTWRITE and before
- * AUXENDWRITE, each of the three with one write and only if the one before wrote something.
+ * AUXENDWRITE, each of the three with one write and only if the one before wrote something. A write
+ * is repeated, for up to 4 seconds of processor time, when a signal interrupts it or the line has
+ * no room.
  *
  * Returns a positive number; -129 (direct mode: not sent); the result of the failed write, 0 or
  * negative (terminal mode).

@@ -18,6 +18,7 @@ enum Code : int {
   timeout = -132,
   bad_reply_check = -133,
   not_this_card = -133,
+  value_missing = -133,  // a reply did not bring what a new value is made of
   below_zero = -135,
   no_reader = -136,
   bad_check = -138,

@@ -34,17 +34,21 @@ int exchange_count(int handle, const Memory& memory, int address, int count, Rep
 
 }  // namespace
 
-int read_memory(int handle, const Memory& memory, int address, int count, unsigned char* buffer) {
+int read_memory(int handle, const Memory& memory, int address, int count, unsigned char* buffer,
+                Code too_short) {
   const int code = check_arguments(memory, address, count, buffer);
-  return code != ok ? code : read_frames(handle, memory, address, count, buffer);
+  return code != ok ? code : read_frames(handle, memory, address, count, buffer, too_short);
 }
 
-int read_frames(int handle, const Memory& memory, int address, int count, unsigned char* buffer) {
+int read_frames(int handle, const Memory& memory, int address, int count, unsigned char* buffer,
+                Code too_short) {
   return for_each_chunk(count, memory.chunk, [&](int offset, int size) {
     Reply reply;
     const int code = exchange_count(handle, memory, address + offset, size, reply);
     if (code != ok) return code;
-    std::memcpy(buffer + bytes(memory, offset), reply.data(), bytes(memory, size));
+    const std::size_t wanted = bytes(memory, size);
+    if (too_short != ok && static_cast<std::size_t>(reply.length()) < wanted) return int{too_short};
+    std::memcpy(buffer + bytes(memory, offset), reply.data(), wanted);
     return int{ok};
   });
 }

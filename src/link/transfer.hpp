@@ -28,14 +28,19 @@ struct Memory {
 
 // Checks the arguments, then transfers `count` units frame by frame. Returns -144 (address), -143
 // (count below 1, or buffer is a null pointer), `past_end`, a link code or the negated STATUS.
-int read_memory(int handle, const Memory& memory, int address, int count, unsigned char* buffer);
+//
+// What a reply did not bring reads as zeros. Where it must not be taken for the card's, `too_short`
+// is the code that a reply without it gives.
+int read_memory(int handle, const Memory& memory, int address, int count, unsigned char* buffer,
+                Code too_short = ok);
 int write_memory(int handle, const Memory& memory, int address, int count,
                  const unsigned char* buffer);
 int erase_memory(int handle, const Memory& memory, int address, int count);
 
 // The transfers themselves, for arguments that were checked. Return 0, a link code or the negated
 // STATUS. A frame that fails leaves its part of the buffer as it was.
-int read_frames(int handle, const Memory& memory, int address, int count, unsigned char* buffer);
+int read_frames(int handle, const Memory& memory, int address, int count, unsigned char* buffer,
+                Code too_short = ok);
 int write_frames(int handle, const Memory& memory, int address, int count,
                  const unsigned char* buffer);
 

@@ -58,7 +58,8 @@ using namespace quorra;
 
 int set_baud(int handle, int baud) {
   unsigned char setting = 0;
-  if (const int code = read_reader_memory(handle, speed_address, 1, &setting); code != ok) {
+  if (const int code = read_reader_memory(handle, speed_address, 1, &setting, value_missing);
+      code != ok) {
     return code;
   }
   Request request(Command::set_speed, CardType::reader);

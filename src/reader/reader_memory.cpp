@@ -31,8 +31,8 @@ bool is_security_code(int length, const unsigned char* code) {
 
 }  // namespace
 
-int read_reader_memory(int handle, int address, int count, unsigned char* bytes) {
-  return read_frames(handle, reading, address, count, bytes);
+int read_reader_memory(int handle, int address, int count, unsigned char* bytes, Code too_short) {
+  return read_frames(handle, reading, address, count, bytes, too_short);
 }
 
 int write_reader_memory(int handle, int address, int count, const unsigned char* bytes) {
@@ -66,7 +66,11 @@ int swr_dvsc(int handle, int len, const unsigned char* code) {
     return result;
   }
   unsigned char held[security_code_size];
-  if (const int result = srd_dvsc(handle, security_code_size, held); result != ok) return result;
+  if (const int result =
+          read_reader_memory(handle, security_code_address, security_code_size, held, not_equal);
+      result != ok) {
+    return result;
+  }
   return std::memcmp(held, code, sizeof held) == 0 ? ok : not_equal;
 }
 
@@ -82,7 +86,8 @@ int setsc_md(int handle, int mode) {
     return code;
   }
   unsigned char held = 0;
-  if (const int code = read_reader_memory(handle, security_mode_address, 1, &held); code != ok) {
+  if (const int code = read_reader_memory(handle, security_mode_address, 1, &held, not_equal);
+      code != ok) {
     return code;
   }
   return held == wanted ? ok : not_equal;

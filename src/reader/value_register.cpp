@@ -14,15 +14,10 @@ constexpr int value_size = 4;
 // The reader has no result below zero: one that would be negative as a signed number is refused.
 bool is_negative(unsigned value) { return value > 0x7FFF'FFFFU; }
 
-}  // namespace
-}  // namespace quorra
-
-using namespace quorra;
-
-int val_read(int handle, unsigned* value) {
-  if (value == nullptr) return bad_length;
+int read_value(int handle, unsigned* value, Code too_short) {
   unsigned char bytes[value_size];
-  if (const int code = read_reader_memory(handle, value_register_address, value_size, bytes);
+  if (const int code =
+          read_reader_memory(handle, value_register_address, value_size, bytes, too_short);
       code != ok) {
     return code;
   }
@@ -30,6 +25,15 @@ int val_read(int handle, unsigned* value) {
   for (unsigned i = 0; i < value_size; ++i)
     *value |= static_cast<unsigned>(bytes[i]) << (8 * i);
   return ok;
+}
+
+}  // namespace
+}  // namespace quorra
+
+using namespace quorra;
+
+int val_read(int handle, unsigned* value) {
+  return value == nullptr ? int{bad_length} : read_value(handle, value, ok);
 }
 
 int swr_value(int handle, unsigned value) {
@@ -42,20 +46,20 @@ int swr_value(int handle, unsigned value) {
 int val_set(int handle, unsigned value) {
   if (const int code = swr_value(handle, value); code != ok) return code;
   unsigned held = 0;
-  if (const int code = val_read(handle, &held); code != ok) return code;
+  if (const int code = read_value(handle, &held, not_equal); code != ok) return code;
   return held == value ? ok : not_equal;
 }
 
 // Past its largest number the register goes on from 0.
 int val_inc(int handle, unsigned amount) {
   unsigned held = 0;
-  if (const int code = val_read(handle, &held); code != ok) return code;
+  if (const int code = read_value(handle, &held, value_missing); code != ok) return code;
   return val_set(handle, held + amount);
 }
 
 int val_dec(int handle, unsigned amount) {
   unsigned held = 0;
-  if (const int code = val_read(handle, &held); code != ok) return code;
+  if (const int code = read_value(handle, &held, value_missing); code != ok) return code;
   const unsigned left = held - amount;
   return is_negative(left) ? below_zero : val_set(handle, left);
 }

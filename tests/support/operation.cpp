@@ -154,6 +154,19 @@ void expect_failures(const Operation& operation, Mode mode) {
   }
 }
 
+void expect_short_replies(const Operation& operation, Mode mode, std::size_t frame, int result) {
+  const Bytes data = data_of(operation.exchanges[frame].reply);
+  ASSERT_FALSE(data.empty());
+  for (std::size_t size = 0; size < data.size(); ++size) {
+    Operation cut_short = operation;
+    cut_short.name +=
+        ", " + std::to_string(size) + " bytes in the reply to frame " + std::to_string(frame);
+    cut_short.exchanges.resize(frame + 1);
+    cut_short.exchanges[frame].reply = reply(0, cut(data, size));
+    expect_result(cut_short, mode, result);
+  }
+}
+
 void expect_waits(const Operation& operation) {
   constexpr std::clock_t second = 1'000'000;
   for (std::size_t frame = 0; frame < operation.exchanges.size(); ++frame) {

@@ -44,6 +44,10 @@ void expect_failures(const Operation& operation, Mode mode, std::size_t frame);
 // expect_failures for each frame.
 void expect_failures(const Operation& operation, Mode mode);
 
+// Lets the reply to frame `frame` bring less data than it should, by one byte up to all of it.
+// Expects the call to return `result` then, and to send nothing after it.
+void expect_short_replies(const Operation& operation, Mode mode, std::size_t frame, int result);
+
 // Lets the reply to each frame come late: expects the call to wait for its first byte up to the
 // tick, and to give up from then on.
 void expect_waits(const Operation& operation);

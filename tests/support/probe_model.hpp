@@ -26,6 +26,7 @@ struct CardModel {
 struct ExchangeFailure {
   const char* name;
   Bytes reply;
+  bool of_reads_only = false;  // a write is content with such a reply
 };
 const std::vector<ExchangeFailure>& exchange_failures();
 
@@ -33,10 +34,10 @@ const std::vector<ExchangeFailure>& exchange_failures();
 class ProbeModel {
  public:
   // The exchange with number `failing` fails; none does for no value.
-  ProbeModel(CardModel card, std::optional<std::size_t> failing, Bytes failing_reply)
+  ProbeModel(CardModel card, std::optional<std::size_t> failing, ExchangeFailure failure)
       : card_(std::move(card)),
         failing_(failing),
-        failing_reply_(std::move(failing_reply)) {}
+        failure_(std::move(failure)) {}
 
   // The size functions that a step uses: their card type and their write command.
   struct Size {
@@ -46,6 +47,8 @@ class ProbeModel {
 
   // One-unit calls. No value, or false: the exchange failed. A write that fails changes nothing.
   std::optional<Bytes> read(const Size& size, int address);
+  // A read for whose success a reply without the unit is enough.
+  bool is_answered(const Size& size, int address);
   bool write(const Size& size, int address, const Bytes& unit);
 
   const std::vector<Exchange>& exchanges() const { return exchanges_; }
@@ -53,10 +56,11 @@ class ProbeModel {
 
  private:
   bool fails() const { return failing_ && exchanges_.size() == *failing_; }
+  bool write_fails() const { return fails() && !failure_.of_reads_only; }
 
   CardModel card_;
   std::optional<std::size_t> failing_;
-  Bytes failing_reply_;
+  ExchangeFailure failure_;
   std::vector<Exchange> exchanges_;
 };
 

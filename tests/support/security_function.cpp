@@ -148,7 +148,7 @@ void expect_bit_function(const BitFunction& function) {
   SCOPED_TRACE(function.name);
   for (unsigned byte = 0; byte < 256; ++byte)
     expect_result(clearing(function, {static_cast<unsigned char>(byte)}), Mode::direct, 0);
-  expect_result(clearing(function, {}), Mode::direct, 0);
+  expect_short_replies(clearing(function, hex("00")), Mode::direct, 0, -133);
   expect_operation(clearing(function, hex("FF")));
   expect_operation(clearing(function, {static_cast<unsigned char>(~function.bit)}));
 }
@@ -162,11 +162,14 @@ void expect_probe_function(const ProbeFunction& function) {
     if (function.hides_failures) operation.on_failure = [](std::size_t, int) { return -133; };
     return operation;
   };
-  for (const Bytes& bytes : function.accepted)
+  const std::size_t asked_for = function.request[function.request.size() - 2];
+  for (const Bytes& bytes : function.accepted) {
     expect_operation(probing(bytes));
+    expect_short_replies(probing(Bytes(bytes.data(), bytes.data() + asked_for)), Mode::direct, 0,
+                         -133);
+  }
   for (const Bytes& bytes : function.refused)
     expect_result(probing(bytes), Mode::direct, -133);
-  expect_result(probing({}), Mode::direct, -133);
 }
 
 void expect_fake_fuse(const std::string& name, int (*call)(int handle, unsigned mode),

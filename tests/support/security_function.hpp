@@ -76,10 +76,11 @@ struct BitFunction {
   bool slow_write = false;
 };
 
-// Expects every byte with the bit to be written back without it, and others not at all.
+// Expects every byte with the bit to be written back without it, others not at all, and a reply
+// without the byte to be no byte without the bit.
 void expect_bit_function(const BitFunction& function);
 
-// Tells a card by the first bytes that it holds.
+// Tells a card by the first bytes that it holds, all of them.
 struct ProbeFunction {
   std::string name;
   int (*call)(int handle);

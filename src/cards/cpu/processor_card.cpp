@@ -2,6 +2,7 @@
 
 #include <quorra.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "cards/cpu/conversation.hpp"
@@ -32,11 +33,13 @@ int cpu_reset(int handle, unsigned char* buffer) {
       code != ok) {
     return code;
   }
-  // The length has two bytes, of which the frame itself counts one: what it did not bring is zero.
+  // The length has two bytes, of which the frame itself counts one. What it announces beyond the
+  // frame's data is the frame's check byte and then zeros.
   const auto brought = static_cast<std::size_t>(reply.length());
   const std::size_t announced = reply.frame()[2] * std::size_t{256} + brought;
-  std::memcpy(buffer, reply.data(), brought);
-  std::memset(buffer + brought, 0, announced - brought);
+  const std::size_t copied = std::min(announced, brought + 1);
+  std::memcpy(buffer, reply.data(), copied);
+  std::memset(buffer + copied, 0, announced - copied);
   return ok;
 }
 

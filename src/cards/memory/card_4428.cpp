@@ -116,7 +116,10 @@ int rsct_4428(int handle, int* counter) {
 
 int chk_4428(int handle) {
   unsigned char held[sizeof signature];
-  if (const int code = srd_4428(handle, 0, sizeof held, held); code != ok) return code;
+  if (const int code = read_memory(handle, reading_4428, 0, sizeof held, held, not_this_card);
+      code != ok) {
+    return code;
+  }
   return std::memcmp(held, signature, sizeof held) == 0 ? ok : not_this_card;
 }
 

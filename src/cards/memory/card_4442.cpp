@@ -71,13 +71,16 @@ int pwr_4442(int handle, int address, int count, const unsigned char* buffer) {
   if (const int code = write_memory(handle, protecting, address, count, buffer); code != ok) {
     return code;
   }
-  unsigned char protection[protection_size];
-  if (prd_4442(handle, protection_size, protection) != ok) return not_verified;
+  Reply protection;
+  if (read_four_bytes(handle, Command::read_protection, protection) != ok ||
+      protection.length() < protection_size) {
+    return not_verified;
+  }
   for (int written = address; written < address + count; ++written) {
-    if (still_writable(protection, written)) return not_equal;
+    if (still_writable(protection.data(), written)) return not_equal;
   }
   unsigned char held[protectable];
-  if (srd_4442(handle, address, count, held) != ok) return not_verified;
+  if (read_memory(handle, reading, address, count, held, not_verified) != ok) return not_verified;
   return std::memcmp(held, buffer, static_cast<std::size_t>(count)) == 0 ? ok : not_equal;
 }
 
@@ -112,7 +115,9 @@ int rsct_4442(int handle, int* counter) {
 
 int chk_4442(int handle) {
   unsigned char held[sizeof signature];
-  if (const int code = srd_4442(handle, signature_address, sizeof held, held); code != ok) {
+  if (const int code =
+          read_memory(handle, reading, signature_address, sizeof held, held, not_this_card);
+      code != ok) {
     return code;
   }
   return std::memcmp(held, signature, sizeof held) == 0 ? ok : not_this_card;

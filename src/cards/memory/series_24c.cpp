@@ -48,7 +48,7 @@ struct Probe {
 };
 
 bool read_byte(int handle, const Probe& probe, int address, unsigned char* byte) {
-  return read_memory(handle, probe.size.reading, address, 1, byte) == ok;
+  return read_memory(handle, probe.size.reading, address, 1, byte, not_this_card) == ok;
 }
 
 bool write_byte(int handle, const Probe& probe, int address, unsigned char byte) {

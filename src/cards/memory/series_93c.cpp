@@ -56,8 +56,9 @@ struct Probe {
   int (*next_size)(int handle) = nullptr;  // passed by a card that is too large
 };
 
-bool read_unit(int handle, const Probe& probe, int address, unsigned char (&unit)[word]) {
-  return read_memory(handle, probe.size.reading, address, 1, unit) == ok;
+bool read_unit(int handle, const Probe& probe, int address, unsigned char (&unit)[word],
+               Code too_short = not_this_card) {
+  return read_memory(handle, probe.size.reading, address, 1, unit, too_short) == ok;
 }
 
 bool write_unit(int handle, const Probe& probe, int address, const unsigned char (&unit)[word]) {
@@ -65,20 +66,12 @@ bool write_unit(int handle, const Probe& probe, int address, const unsigned char
 }
 
 bool looks_right(int handle, const Probe& probe, const unsigned char (&test)[word]) {
-  unsigned char held[word] = {};
   if (!write_unit(handle, probe, probe.top, test)) return false;
-  if (!read_unit(handle, probe, probe.look == Look::mirror ? probe.mirror : probe.top, held)) {
-    return false;
-  }
-  switch (probe.look) {
-    case Look::first_byte_at_top:
-      return held[0] == test[0];
-    case Look::exchange_at_top:
-      return true;
-    case Look::mirror:
-      return held[0] != test[0];
-  }
-  return false;
+  unsigned char held[word] = {};
+  const bool any_value = probe.look == Look::exchange_at_top;
+  const int looked_at = probe.look == Look::mirror ? probe.mirror : probe.top;
+  if (!read_unit(handle, probe, looked_at, held, any_value ? ok : not_this_card)) return false;
+  return any_value || (held[0] == test[0]) == (probe.look == Look::first_byte_at_top);
 }
 
 bool passes(int handle, const Probe& probe) {

@@ -48,7 +48,10 @@ int csc_4406(int handle, unsigned length, const unsigned char* code) {
   const int result = present_code(handle, Command::present_code, {card}, code, code_size);
   if (result != ok) return result;
   unsigned char held[code_size];
-  if (const int read = rsc_4406(handle, code_size, held); read != ok) return read;
+  if (const int read = read_memory(handle, reading, code_address, code_size, held, not_equal);
+      read != ok) {
+    return read;
+  }
   return std::memcmp(held, code, code_size) == 0 ? ok : not_equal;
 }
 
@@ -72,7 +75,7 @@ int psnl_4406(int handle) {
 
 int chk_4406(int handle) {
   unsigned char held[3];
-  if (srd_4406(handle, 0, sizeof held, held) != ok) return not_this_card;
+  if (read_memory(handle, reading, 0, sizeof held, held, not_this_card) != ok) return not_this_card;
   const bool this_card = (held[0] == 0x98 && held[1] == 0x20) || held[2] == 0x22;
   return this_card ? ok : not_this_card;
 }

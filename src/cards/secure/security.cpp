@@ -66,7 +66,9 @@ int read_counter_or_zero(int handle, const Memory& reading, int address, unsigne
 int clear_bit(int handle, const Memory& reading, const Memory& writing, int address,
               unsigned char bit) {
   unsigned char held = 0;
-  if (const int code = read_memory(handle, reading, address, 1, &held); code != ok) return code;
+  if (const int code = read_memory(handle, reading, address, 1, &held, value_missing); code != ok) {
+    return code;
+  }
   if ((held & bit) == 0) return ok;
   held = static_cast<unsigned char>(held & ~bit);
   return write_memory(handle, writing, address, 1, &held);
@@ -74,7 +76,10 @@ int clear_bit(int handle, const Memory& reading, const Memory& writing, int addr
 
 int check_identification(int handle, const Memory& reading, const unsigned char* identification) {
   unsigned char held[identification_size];
-  if (const int code = read_memory(handle, reading, 0, sizeof held, held); code != ok) return code;
+  if (const int code = read_memory(handle, reading, 0, sizeof held, held, not_this_card);
+      code != ok) {
+    return code;
+  }
   return std::memcmp(held, identification, sizeof held) == 0 ? ok : not_this_card;
 }
 

@@ -47,8 +47,8 @@ int add_counter(int handle, const Memory& reading, int address, int size, unsign
 // Counts the 1 bits of one byte; when it cannot be read, the counter becomes 0.
 int read_counter_or_zero(int handle, const Memory& reading, int address, unsigned* counter);
 
-// Clears one bit of a byte of the card. Writes nothing when the bit is 0 already. Returns 0 or what
-// reading or writing gave.
+// Clears one bit of a byte of the card. Writes nothing when the bit is 0 already. Returns 0, -133
+// (the reply does not bring the byte) or what reading or writing gave.
 int clear_bit(int handle, const Memory& reading, const Memory& writing, int address,
               unsigned char bit);
 

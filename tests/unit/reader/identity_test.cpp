@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <cstring>
+#include <string>
 
 #include "tests/support/operation.hpp"
 
@@ -15,6 +16,12 @@ class Identity : public ::testing::TestWithParam<Mode> {};
 
 INSTANTIATE_TEST_SUITE_P(, Identity, ::testing::Values(Mode::direct, Mode::terminal),
                          [](const auto& row) { return name_of(row.param); });
+
+TEST(Header, TellsTheVersionOfThePackage) {
+  EXPECT_EQ(std::to_string(QUORRA_VERSION_MAJOR) + "." + std::to_string(QUORRA_VERSION_MINOR) +
+                "." + std::to_string(QUORRA_VERSION_PATCH),
+            QUORRA_VERSION);
+}
 
 TEST(LibVer, CopiesTheTextWithoutASession) {
   char text[20];

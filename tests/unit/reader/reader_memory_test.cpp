@@ -234,6 +234,16 @@ TEST_P(ReaderMemory, TakesASecurityCodeAndReadsItBack) {
   expect_result(operation, GetParam(), 0);
 }
 
+TEST_P(ReaderMemory, IsNotReadBackByAShortReply) {
+  const Bytes zeros(3);
+  const Operation operation{"swr_dvsc of zeros",
+                            [&](int handle) { return swr_dvsc(handle, 3, zeros.data()); },
+                            {{hex("AA B6 00 08 80 00 00 01 82 00 00 00 17"), done},
+                             {code_read.request, reply(0, zeros)}}};
+  expect_short_replies(operation, GetParam(), 1, -129);
+  expect_short_replies(writing_code(), GetParam(), 1, -129);
+}
+
 TEST_P(ReaderMemory, HasItsSecurityCodeCompared) {
   const GuardedBytes guarded(code);
   const Operation operation{"cmp_dvsc",
@@ -292,7 +302,8 @@ TEST_P(ReaderMemory, HasASecurityMode) {
     expect_result(switching(0, {changed}), GetParam(), -129);
     expect_result(switching(1, {static_cast<unsigned char>(~changed)}), GetParam(), -129);
   }
-  expect_result(switching(1, {}), GetParam(), -129);
+  expect_short_replies(switching(1, hex("FF")), GetParam(), 1, -129);
+  expect_short_replies(switching(0, hex("00")), GetParam(), 1, -129);
   expect_failures(switching(1, hex("FF")), GetParam());
   expect_failures(switching(0, hex("00")), GetParam());
 }

@@ -162,5 +162,21 @@ TEST_P(ValueRegister, IsReadBack) {
   }
 }
 
+// Zeros that no reader sent are no value.
+TEST_P(ValueRegister, IsNotReadBackByAShortReply) {
+  for (const unsigned value : {0U, 0x40U, 0x40U << 24}) {
+    expect_short_replies(setting(value), GetParam(), 1, -129);
+    expect_short_replies(changing({"val_inc", val_inc, value, 0, value}), GetParam(), 2, -129);
+    expect_short_replies(changing({"val_dec", val_dec, 1, value + 1, value}), GetParam(), 2, -129);
+  }
+}
+
+TEST_P(ValueRegister, IsNotChangedByWhatAShortReplyLeavesOut) {
+  for (const unsigned value : {0U, 0x70605040U}) {
+    expect_short_replies(changing({"val_inc", val_inc, 1, value, value + 1}), GetParam(), 0, -133);
+    expect_short_replies(changing({"val_dec", val_dec, value, value, 0}), GetParam(), 0, -133);
+  }
+}
+
 }  // namespace
 }  // namespace quorra::testing

@@ -33,20 +33,21 @@ TEST_P(ProcessorCard, IsReset) {
 }
 
 TEST_P(ProcessorCard, HasAnAnswerToResetWhoseLengthHasTwoBytes) {
-  // The check byte of the first is not part of it.
-  expect_result(resetting(sealed("55 00 01 02 3B 65")), GetParam(), 0);
-  output.expect(hex("3B 65") + Bytes(256, 0));
-  expect_result(resetting(sealed("55 00 01 00")), GetParam(), 0);
-  output.expect(Bytes(256, 0));
-  expect_result(resetting(sealed(hex("55 00 FF FF") + counting(255, 0x70))), GetParam(), 0);
-  output.expect(counting(255, 0x70) + Bytes(65'535 - 255, 0));
+  // What the frame does not bring is its check byte and then zeros.
+  expect_result(resetting(hex("55 00 01 02 3B 65 08")), GetParam(), 0);
+  output.expect(hex("3B 65 08") + Bytes(255, 0));
+  expect_result(resetting(hex("55 00 01 00 54")), GetParam(), 0);
+  output.expect(hex("54") + Bytes(255, 0));
+  const Bytes longest = sealed(hex("55 00 FF FF") + counting(255, 0x70));
+  expect_result(resetting(longest), GetParam(), 0);
+  output.expect(counting(255, 0x70) + Bytes{longest.back()} + Bytes(65'535 - 256, 0));
 }
 
 TEST_P(ProcessorCard, HasAnAnswerToResetWithNothingOfAnEarlierAttempt) {
   Operation operation = resetting(sealed(hex("55 07 00 FF") + counting(255, 0x70)));
-  operation.exchanges.push_back({reset_request, sealed("55 00 01 02 3B 65")});
+  operation.exchanges.push_back({reset_request, hex("55 00 01 02 3B 65 08")});
   expect_result(operation, GetParam(), 0);
-  output.expect(hex("3B 65") + Bytes(256, 0));
+  output.expect(hex("3B 65 08") + Bytes(255, 0));
 }
 
 TEST_P(ProcessorCard, IsResetWithFourAttempts) {

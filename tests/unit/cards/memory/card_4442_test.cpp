@@ -324,6 +324,13 @@ TEST_P(Card4442, ReportsMemoryThatDiffers) {
   }
 }
 
+TEST_P(Card4442, IsNotProtectedByAShortReply) {
+  const Operation operation = protecting(card(), 0, hex("00 00"), hex("00 FF FF FF"), hex("00 00"));
+  expect_result(operation, mode(), 0);
+  expect_short_replies(operation, mode(), 1, -128);
+  expect_short_replies(operation, mode(), 2, -128);
+}
+
 TEST_P(Card4442, RefusesToProtectOutsideTheFirst32Bytes) {
   const Bytes data(64);
   for (const Refusal& row : {
@@ -358,7 +365,7 @@ TEST_P(Card4442, KnowsACardByTwoBytes) {
   for (const char* other : {"81 14", "80 15", "15 81", "FF FF", "00 00"}) {
     expect_result(probe_of(hex(other)), mode(), -133);
   }
-  expect_result(probe_of({}), mode(), -133);
+  expect_short_replies(probe_of(hex("81 15")), mode(), 0, -133);
   expect_failures(probe_of(hex("81 15")), mode());
 }
 

@@ -106,7 +106,7 @@ int steps_93c46(ProbeModel& model) {
     return not_it;
   };
   if (!model.write(size, 127, plus_one(*kept))) return restore();
-  if (!model.read(size, 127)) return restore();
+  if (!model.is_answered(size, 127)) return restore();
   if (!model.write(size, 127, *kept)) return not_it;
   return steps_up57(model) == 0 ? not_it : 0;
 }

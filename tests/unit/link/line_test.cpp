@@ -1,0 +1,230 @@
+// Lines that do not take bytes, or bring none, the way a serial device does.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <quorra.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <string>
+
+#include "tests/support/process.hpp"
+#include "tests/support/scripted_reader.hpp"
+#include "tests/support/session.hpp"
+
+namespace quorra::testing {
+namespace {
+
+constexpr std::clock_t second = 1'000'000;
+constexpr std::clock_t room_limit = 4 * second;
+
+std::optional<ssize_t> fail_with(int error) {
+  errno = error;
+  return -1;
+}
+
+// Writes that may succeed when they are tried again.
+class PassingFailure : public ::testing::TestWithParam<std::tuple<Mode, int>> {
+ protected:
+  static Mode mode() { return std::get<Mode>(GetParam()); }
+  static int error() { return std::get<int>(GetParam()); }
+};
+
+INSTANTIATE_TEST_SUITE_P(, PassingFailure,
+                         ::testing::Combine(::testing::Values(Mode::direct, Mode::terminal),
+                                            ::testing::Values(EINTR, EAGAIN)),
+                         [](const auto& row) {
+                           const int error = std::get<int>(row.param);
+                           return std::string(name_of(std::get<Mode>(row.param))) +
+                                  (error == EINTR ? "Interrupted" : "Full");
+                         });
+
+TEST_P(PassingFailure, OfAnyWriteLosesNothing) {
+  ScriptedReader reader(mode());
+  System::instance().before_write = [again = false](const Bytes&) mutable {
+    again = !again;
+    return again ? fail_with(error()) : std::nullopt;
+  };
+  reader.expect_proof();
+  const int handle = reader.init();
+  EXPECT_GE(handle, 0);
+  reader.expect(hex("AA B2 00 05 80 00 00 00 00 9D")).answer(reply(0, {}));
+  EXPECT_EQ(turn_on(handle), 0);
+  reader.expect_closing();
+  EXPECT_EQ(ic_exit(handle), 0);
+}
+
+TEST_P(PassingFailure, IsOfAWholeTextOrOfNothing) {
+  if (mode() == Mode::direct) return;
+  ScriptedReader reader(mode());
+  reader.expect_opening();
+  const int handle = reader.init0();
+  // Interrupted when it has written a part, a write tells of the part.
+  System::instance().before_write = [&, number = 0](const Bytes& bytes) mutable {
+    return number++ == 0 ? fail_with(error())
+                         : std::optional(system_write(handle, bytes.data(), 1));
+  };
+  reader.expect_raw(hex("1B AA 1B"));
+  EXPECT_EQ(sendchar(handle, 0xAA), 1);
+  System::instance().before_write = nullptr;
+  reader.expect_closing();
+  ic_exit(handle);
+}
+
+TEST_P(PassingFailure, IsBorneForFourSeconds) {
+  const struct {
+    std::clock_t step;
+    std::size_t attempts;
+  } rows[] = {{room_limit, 1}, {room_limit - 1, 2}, {room_limit / 2, 2}, {room_limit / 8, 8}};
+  for (const auto& row : rows) {
+    ScriptedReader reader(mode());
+    reader.expect_opening();
+    const int handle = reader.init0();
+    System::instance().writes.clear();
+    System::instance().before_write = [](const Bytes&) { return fail_with(error()); };
+    reader.set_step(row.step);
+    EXPECT_EQ(sendchar(handle, 0xAA), mode() == Mode::direct ? -129 : -1);
+    EXPECT_EQ(System::instance().writes.size(), row.attempts);
+    System::instance().before_write = nullptr;
+    reader.expect_closing();
+    ic_exit(handle);
+  }
+}
+
+TEST_P(PassingFailure, IsNotFollowedByAnotherAttemptOnceAWriteFails) {
+  for (const ssize_t result : {ssize_t{0}, ssize_t{-1}}) {
+    ScriptedReader reader(mode());
+    reader.expect_opening();
+    const int handle = reader.init0();
+    System::instance().writes.clear();
+    System::instance().before_write = [result, number = 0](const Bytes&) mutable {
+      if (number++ == 0) return fail_with(error());
+      errno = EIO;
+      return std::optional(result);
+    };
+    EXPECT_EQ(sendchar(handle, 0xAA), mode() == Mode::direct ? -129 : result);
+    EXPECT_EQ(System::instance().writes.size(), 2U);
+    System::instance().before_write = nullptr;
+    reader.expect_closing();
+    ic_exit(handle);
+  }
+}
+
+// What an earlier call left in errno is not taken for the reason of a failure.
+TEST(Writing, LooksAtNoOlderError) {
+  ScriptedReader reader;
+  const int handle = reader.init0();
+  System::instance().before_write = [](const Bytes&) { return std::optional<ssize_t>(-1); };
+  errno = EINTR;
+  EXPECT_EQ(sendchar(handle, 0xAA), -129);
+  EXPECT_EQ(System::instance().writes.size(), 1U);
+  System::instance().before_write = nullptr;
+  ic_exit(handle);
+}
+
+// A device that somebody names in the configuration file.
+class Device : public ::testing::Test {
+ protected:
+  Device() {
+    System::instance().reset();
+    System::instance().clock = [this] { return now_ += second / 100; };
+  }
+  ~Device() override { System::instance().reset(); }
+
+  int open(const std::string& device) {
+    forget_sessions();
+    write_file(folder_ / "reader.conf", "P=" + device + "\n");
+    return ic_init0((folder_ / "reader.conf").c_str(), 9600);
+  }
+  std::string path(const char* name) { return folder_ / name; }
+
+  // Expects a byte that does not come to be waited for one second, not longer.
+  void expect_silence(int handle) {
+    unsigned char byte = 0x5A;
+    const std::clock_t start = now_;
+    EXPECT_EQ(receive_data(handle, &byte), -132);
+    EXPECT_EQ(byte, 0x5A);
+    EXPECT_LE(now_ - start, second + second / 20);
+  }
+
+  // Fills the line, and expects that nothing more is sent, after four seconds.
+  void expect_full(int handle) {
+    const Bytes many(4096);
+    while (system_write(handle, many.data(), many.size()) > 0) {
+    }
+    while (system_write(handle, many.data(), 1) > 0) {
+    }
+    ASSERT_EQ(errno, EAGAIN) << "a line that would make writes sleep";
+    const std::clock_t start = now_;
+    EXPECT_EQ(send_com(handle, 10, many.data()), -129);
+    EXPECT_GE(now_ - start, room_limit);
+    EXPECT_LE(now_ - start, room_limit + second / 20);
+  }
+
+ private:
+  TemporaryDirectory folder_;
+  std::clock_t now_ = 0;
+};
+
+TEST_F(Device, ThatNobodyReadsIsWaitedForInTime) {
+  const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  const int handle = open(ptsname(master));
+  ASSERT_GE(handle, 0);
+  expect_silence(handle);
+  expect_full(handle);
+  ic_exit(handle);
+  (void)close(master);
+}
+
+TEST_F(Device, ThatHungUpIsWaitedForInTime) {
+  const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  const int handle = open(ptsname(master));
+  ASSERT_GE(handle, 0);
+  (void)close(master);
+  expect_silence(handle);
+  EXPECT_EQ(sendchar(handle, 0xAA), -129);
+  ic_exit(handle);
+}
+
+// Its line settings cannot be set.
+TEST_F(Device, ThatIsAPipeIsWaitedForInTime) {
+  ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+  const int handle = open(path("fifo"));
+  ASSERT_GE(handle, 0);
+  expect_silence(handle);
+  expect_full(handle);
+  ic_exit(handle);
+}
+
+TEST_F(Device, ThatIsAFileOrNothingIsWaitedForInTime) {
+  write_file(path("file"), "");
+  for (const std::string& device : {path("file"), std::string("/dev/null")}) {
+    const int handle = open(device);
+    ASSERT_GE(handle, 0);
+    EXPECT_EQ(sendchar(handle, 0xAA), 1);
+    expect_silence(handle);
+    ic_exit(handle);
+  }
+}
+
+TEST_F(Device, ThatCannotBeOpenedIsNoReader) {
+  const int listening = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path("socket").copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  for (const std::string& device : {path("socket"), path("."), path("missing")})
+    EXPECT_EQ(open(device), -136) << device;
+  (void)close(listening);
+}
+
+}  // namespace
+}  // namespace quorra::testing
