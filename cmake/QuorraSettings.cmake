@@ -32,7 +32,9 @@ if(QUORRA_SANITIZE)
 endif()
 if(QUORRA_COVERAGE)
   add_compile_options(--coverage -O0 -g)
-  add_link_options(--coverage)
+  add_link_options(--coverage LINKER:--wrap=raise)
+  add_library(quorra_counters STATIC "${PROJECT_SOURCE_DIR}/tests/support/counters.c")
+  target_link_libraries(quorra_warnings INTERFACE quorra_counters)
 endif()
 
 # quorra_part(NAME WHAT PACKAGE...) sets QUORRA_WITH_<NAME> from the option QUORRA_<NAME>
