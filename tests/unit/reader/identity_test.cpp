@@ -220,12 +220,13 @@ TEST(DvBeep, SendsALiteralFrame) {
 }
 
 TEST(DvBeep, WaitsBeforeItReadsTheReply) {
+  constexpr std::clock_t step = 50;
   for (const Beep& beep : beeps) {
     ScriptedReader reader;
     const int handle = reader.init0();
     const Exchange exchange = beep_exchange(beep.sent);
     reader.expect(exchange.request).answer(exchange.reply);
-    reader.set_step(500);
+    reader.set_step(step);
     System::instance().clock_readings = 0;
     long readings_before_reading = 0;
     System::instance().before_read = [&] {
@@ -237,7 +238,7 @@ TEST(DvBeep, WaitsBeforeItReadsTheReply) {
     EXPECT_EQ(dv_beep(handle, beep.t), 0);
     // The delay reads the clock at its start and then until more than its ticks went by; the wait
     // for the first byte reads it once more.
-    EXPECT_EQ(readings_before_reading, 1 + beep.wait / 500 + 1 + 1) << beep.t;
+    EXPECT_EQ(readings_before_reading, 1 + beep.wait / step + 1 + 1) << beep.t;
     System::instance().before_read = nullptr;
     ic_exit(handle);
   }

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/operation.hpp"
@@ -112,6 +113,21 @@ TEST(SetBaud, GivesTheReaderTwoSecondsAfterItTookTheSpeed) {
     System::instance().clock_readings = 0;
     EXPECT_EQ(set_baud(handle, 38400), row.result);
     EXPECT_EQ(System::instance().clock_readings, row.readings) << row.result;
+    ic_exit(handle);
+  }
+}
+
+TEST(SetBaud, IsOverOneTickAfterTwoSeconds) {
+  constexpr std::clock_t second = 1'000'000;
+  for (const auto& [ticks, looks] : {std::pair{second, 3}, std::pair{second + 1, 2}}) {
+    ScriptedReader reader;
+    const int handle = reader.init0();
+    reader.expect(held(0x35).request).answer(held(0x35).reply);
+    reader.expect(set(0x37).request).answer(set(0x37).reply);
+    reader.set_step(ticks);
+    System::instance().clock_readings = 0;
+    EXPECT_EQ(set_baud(handle, 38400), 0);
+    EXPECT_EQ(System::instance().clock_readings, 6 + 5 + 1 + looks) << ticks;
     ic_exit(handle);
   }
 }
@@ -506,35 +522,69 @@ TEST_P(LineSpeed, IsOfNoUseWhereTheReaderDoesNotAnswerAtTheNewOne) {
   EXPECT_EQ(search.periods, expected);
 }
 
-// While it lives, descriptor 0 is a file that leaves its number free on demand.
-class DescriptorZero {
+TEST_P(LineSpeed, IsOfNoUseWhereTheLineCannotBeOpenedAgain) {
+  Search search(GetParam());
+  auto expected = expect_finding(search);
+  search.asks_version(version).asks(held(0x34)).asks(set(0x35)).closes();
+  const long asked = reading(status) + short_pause + reading(version) + 6 + 5;
+  System::instance().clock = [&, advance = System::instance().clock] {
+    if (search.periods.size() == expected.size() && search.periods.back().readings > asked) {
+      std::filesystem::remove(search.reader.configuration());
+    }
+    return advance();
+  };
+  EXPECT_EQ(search.run(auto_init_19200), -136);
+  expected =
+      expected + std::vector<Period>{{9600, reading(version) + 6 + 5 + two_seconds + one_second}};
+  EXPECT_EQ(search.periods, expected);
+}
+
+// While it lives, the descriptor of this number is a file that leaves its number free on demand.
+class Descriptor {
  public:
-  DescriptorZero() : saved_(dup(0)), file_(open("/dev/null", O_RDONLY | O_CLOEXEC)) {
-    EXPECT_EQ(dup2(file_, 0), 0);
+  explicit Descriptor(int number)
+      : number_(number),
+        saved_(dup(number)),
+        file_(open("/dev/null", O_RDONLY | O_CLOEXEC)) {
+    EXPECT_EQ(dup2(file_, number_), number_);
   }
-  DescriptorZero(const DescriptorZero&) = delete;
-  DescriptorZero& operator=(const DescriptorZero&) = delete;
-  ~DescriptorZero() {
-    dup2(saved_, 0);
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    dup2(saved_, number_);
     close(saved_);
     close(file_);
   }
 
-  static void free() { close(0); }
+  void free() const { close(number_); }
+  bool takes_it_again() const { return open("/dev/null", O_RDONLY | O_CLOEXEC) == number_; }
 
  private:
+  int number_;
   int saved_;
   int file_;
 };
 
+TEST(HandleOne, IsASession) {
+  const Descriptor one(1);
+  Search search(Mode::direct);
+  search.asks_version(version);
+  one.free();
+  const int handle = search.run(auto_init_19200);
+  search.close(handle);
+  EXPECT_TRUE(one.takes_it_again());
+  EXPECT_EQ(handle, 1);
+  EXPECT_EQ(search.periods, (std::vector<Period>{{19200, reading(version)}}));
+}
+
 TEST(HandleZero, IsTakenForAFailureAtFirst) {
-  const DescriptorZero zero;
+  const Descriptor zero(0);
   Search search(Mode::direct);
   search.asks_version(version);
   search.asks_status(status);
   search.asks_version(version).asks(held(0x34)).asks(set(0x35));
   search.asks_version(version);
-  DescriptorZero::free();
+  zero.free();
   const int handle = search.run(auto_init_19200);
   EXPECT_GT(handle, 0);
   // Nobody closes the first one, so the end of the next session puts its speed back.
@@ -547,7 +597,7 @@ TEST(HandleZero, IsTakenForAFailureAtFirst) {
 }
 
 TEST(HandleZero, IsASessionAfterThat) {
-  const DescriptorZero zero;
+  const Descriptor zero(0);
   Search search(Mode::direct);
   auto expected = expect_finding(search);
   search.asks_version(version).asks(held(0x34)).asks(set(0x35));
@@ -555,13 +605,13 @@ TEST(HandleZero, IsASessionAfterThat) {
   expected =
       expected + std::vector<Period>{{9600, reading(version) + 6 + 5 + two_seconds + one_second},
                                      {19200, reading(version)}};
-  search.on_period = [&search] {
-    if (search.periods.size() == 2) DescriptorZero::free();
+  search.on_period = [&search, &zero] {
+    if (search.periods.size() == 2) zero.free();
   };
   EXPECT_EQ(search.run(auto_init_19200), 0);
   EXPECT_EQ(search.periods, expected);
   search.close(0);
-  EXPECT_EQ(open("/dev/null", O_RDONLY | O_CLOEXEC), 0);
+  EXPECT_TRUE(zero.takes_it_again());
 }
 
 }  // namespace
