@@ -1,0 +1,153 @@
+"""The changes that are made to a source, and whether weak and strong tests are told apart."""
+
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+from mutation.changes import enumerations, mutants_of
+from mutation.source import Source
+
+HERE = Path(__file__).resolve().parent
+
+
+def changes(text: str) -> set[str]:
+    source = Source("file.cpp", text)
+    return {mutant.after for mutant in mutants_of(source, enumerations([source]))}
+
+
+class Changes(unittest.TestCase):
+    def test_moves_bounds(self) -> None:
+        found = changes("bool f(int a, int b) {\n  return a < b;\n}\n")
+        self.assertEqual(found, {"return a <= b;", "return a >= b;"})
+
+    def test_leaves_brackets_of_templates(self) -> None:
+        self.assertEqual(changes("std::array<int, n> f(T<a> b);\n"), set())
+
+    def test_leaves_comments_includes_and_what_the_compiler_checks(self) -> None:
+        text = '// a < 1\n#include "a+1"\n/* 1 + 1 */\nstatic_assert(a < 3);\n[[gnu::noinline]] void f();\n'
+        self.assertEqual(changes(text), set())
+
+    def test_moves_constants_by_one(self) -> None:
+        self.assertEqual(changes("int a = 0x7F;\n"), {"int a = 0x7E;", "int a = 0x80;"})
+        self.assertEqual(changes("auto a = 10U;\n"), {"auto a = 9U;", "auto a = 11U;"})
+        self.assertEqual(changes("int a = 0;\n"), {"int a = 1;"})
+
+    def test_fixes_conditions_and_drops_operands(self) -> None:
+        found = changes("void f() {\n  if (a && b) g();\n}\n")
+        self.assertLessEqual(
+            {
+                "if (true) g();",
+                "if (false) g();",
+                "if (a || b) g();",
+                "if (true && b) g();",
+                "if (a && true) g();",
+                "if (a && b) ;",
+            },
+            found,
+        )
+
+    def test_keeps_what_an_if_declares(self) -> None:
+        found = changes("void f() {\n  if (const int c = g(); c != x) return;\n}\n")
+        self.assertIn("if (const int c = g(); true) return;", found)
+        self.assertIn("if (const int c = g(); c == x) return;", found)
+
+    def test_removes_statements_but_not_declarations(self) -> None:
+        found = changes("void f() {\n  int a;\n  g(a);\n  return;\n}\n")
+        self.assertEqual(found, {";"})
+
+    def test_replaces_codes_by_others_of_another_value(self) -> None:
+        text = "enum Code { ok = 0, bad = -1, same = -1 };\nint f() { return bad; }\n"
+        self.assertIn("int f() { return ok; }", changes(text))
+        self.assertNotIn("int f() { return same; }", changes(text))
+
+    def test_removes_rows_and_swaps_entries(self) -> None:
+        self.assertIn("{ {c, d}};", changes("{{a, b}, {c, d}};\n"))
+        entries = ", ".join(str(number) for number in range(20, 36))
+        found = changes(f"int t[] = {{{entries}}};\n")
+        self.assertEqual(len(found), 15)
+        self.assertIn(f"int t[] = {{{entries.replace('20, 21', '21, 20')}}};", found)
+
+    def test_swaps_arguments(self) -> None:
+        self.assertEqual(changes("int a = f(b, c, d);\n"), {"int a = f(c, b, d);", "int a = f(b, d, c);"})
+        self.assertEqual(changes("int f(int b, int c);\n"), set())
+
+
+class Toy(unittest.TestCase):
+    """A small library with two test programs."""
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.root = Path(folder.name, "toy")
+        shutil.copytree(HERE / "toy", cls.root)
+        for command in (
+            ["cmake", "-G", "Ninja", "-B", "build", "-DCMAKE_CXX_COMPILER=g++"],
+            ["cmake", "--build", "build"],
+        ):
+            subprocess.run(command, cwd=cls.root, check=True, capture_output=True)
+
+    def mutate(self, program: str, *arguments: str) -> subprocess.CompletedProcess[str]:
+        command = [sys.executable, "-m", "mutation", "--root", ".", "--build", "build"]
+        command += ["--explanations", "explanations.toml", f"--program={program}=toy.so", *arguments]
+        return subprocess.run(
+            command, cwd=self.root, env=os.environ, capture_output=True, text=True, check=False
+        )
+
+    def explain(self, text: str) -> None:
+        path = self.root / "explanations.toml"
+        path.write_text(text)
+        self.addCleanup(path.unlink)
+
+    def test_a_weak_test_leaves_survivors(self) -> None:
+        done = self.mutate("weak_tests", "--again")
+        self.assertEqual(done.returncode, 1, done.stdout + done.stderr)
+        self.assertIn("src/toy.cpp:9\n  - if (ages[i] >= limit)", done.stdout)
+        self.assertIn("+ if (ages[i] > limit)", done.stdout)
+
+    def test_a_strong_test_kills_all(self) -> None:
+        done = self.mutate("strong_tests", "--again")
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertIn(" 0 survive, 0.00 %", done.stdout)
+
+    def test_results_are_kept(self) -> None:
+        self.mutate("strong_tests", "--again")
+        self.assertNotIn("Trying", self.mutate("strong_tests").stdout)
+        self.assertIn("Trying", self.mutate("strong_tests", "--again").stdout)
+
+    def test_an_explained_survivor_counts_no_more(self) -> None:
+        line = "src/toy.cpp:3"
+        self.assertEqual(self.mutate("weak_tests", "--only", line).returncode, 1)
+        explanation = """[[mutant]]
+file = "src/toy.cpp"
+before = "constexpr int limit = 6;"
+after = "constexpr int limit = {};"
+reason = "Nobody is of that age."
+"""
+        self.explain(explanation.format(5) + explanation.format(7))
+        self.assertEqual(self.mutate("weak_tests", "--only", line).returncode, 0)
+        done = self.mutate("strong_tests", "--again")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("does not survive", done.stdout)
+
+    def test_an_explanation_of_nothing_is_an_error(self) -> None:
+        self.explain('[[mutant]]\nfile = "src/toy.cpp"\nbefore = "a"\nafter = "b"\nreason = "c"\n')
+        done = self.mutate("strong_tests")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("there is no such mutant", done.stdout)
+
+    def test_a_sample_is_the_same_with_the_same_seed(self) -> None:
+        def sample(seed: str) -> str:
+            return self.mutate("weak_tests", "--list", "--sample", "5", "--seed", seed).stdout
+
+        self.assertIn("5 mutants", sample("1"))
+        self.assertEqual(sample("1"), sample("1"))
+        self.assertNotEqual(sample("1"), sample("2"))
+
+
+if __name__ == "__main__":
+    unittest.main()

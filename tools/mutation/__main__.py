@@ -1,0 +1,311 @@
+"""The command line: which mutants, how many at a time, and what is told in the end."""
+
+import argparse
+import random
+import shutil
+import sys
+import tempfile
+import threading
+import time
+from collections import Counter
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+from .build import Build, BuildError, Program, Unit, take_copy
+from .changes import Mutant, enumerations, mutants_of
+from .records import SURVIVED, Explanation, Records, digest, read_explanations
+from .source import Source
+from .tests import TestProgram
+
+# Besides "survived": the compiler refuses it, the object is that of the original, a test fails.
+REFUSED = "refused"
+SAME = "same"
+KILLED = "killed"
+
+
+def _programs(build: Build, text: list[str]) -> list[TestProgram]:
+    programs = []
+    for entry in text:
+        name, _, library = entry.partition("=")
+        program = Program(name, library)
+        programs.append(TestProgram(program, build.objects_of(program)))
+    return programs
+
+
+class Run:
+    """Everything that the mutants of a run have in common."""
+
+    def __init__(self, build: Build, programs: list[TestProgram], sources: dict[str, Source]) -> None:
+        self.build = build
+        self.programs = programs
+        self.sources = sources
+        self._lock = threading.Lock()
+        self._originals: dict[str, str] = {}
+        self._outcomes: dict[str, str] = {}
+        self._headers = sorted(
+            {
+                line.split("<")[1].split(">")[0]
+                for source in sources.values()
+                for line in source.text.splitlines()
+                if line.startswith("#include <")
+            }
+        )
+
+    def program_of(self, mutant: Mutant) -> TestProgram:
+        users = {unit.object for unit in self.build.users_of(mutant.file)}
+        for program in self.programs:
+            if users & program.objects:
+                return program
+        raise BuildError(f"no test program contains {mutant.file}")
+
+    def _original(self, unit: Unit, folder: Path) -> str:
+        """The digest of a unit's object without any change."""
+        with self._lock:
+            known = self._originals.get(unit.object)
+        if known is None:
+            output = folder / "original.o"
+            if not self.build.compile(unit, self._copy(unit, folder), output, [], self._headers):
+                raise BuildError(f"{unit.source} cannot be compiled")
+            known = digest(output.read_bytes())
+            with self._lock:
+                self._originals[unit.object] = known
+        return known
+
+    @staticmethod
+    def _copy(unit: Unit, folder: Path, text: str | None = None) -> Path:
+        """The unit's source, or another text in its place. Its name is part of the object."""
+        copy = folder / unit.source.name
+        copy.write_text(unit.source.read_text(encoding="utf-8") if text is None else text)
+        return copy
+
+    def _place_header(self, unit: Unit, file: str, text: str, overlay: Path) -> None:
+        """Puts a changed header where the unit looks first."""
+        header = self.build.root / file
+        for argument in unit.arguments:
+            if argument.startswith("-I") and header.is_relative_to(argument[2:]):
+                place = overlay / header.relative_to(argument[2:])
+                place.parent.mkdir(parents=True, exist_ok=True)
+                place.write_text(text, encoding="utf-8")
+
+    def _compile(self, mutant: Mutant, program: TestProgram, folder: Path) -> dict[str, Path] | None:
+        """The objects that differ from the original; none if the compiler refuses the mutant."""
+        text = mutant.apply(self.sources[mutant.file].text)
+        overlay = folder / "overlay"
+        shutil.rmtree(overlay, ignore_errors=True)
+        overlay.mkdir()
+        different: dict[str, Path] = {}
+        for unit in self.build.users_of(mutant.file):
+            if unit.object not in program.objects:
+                continue
+            original = self._original(unit, folder)
+            options: list[str] = []
+            if unit.source == self.build.root / mutant.file:
+                source = self._copy(unit, folder, text)
+            else:
+                source = self._copy(unit, folder)
+                self._place_header(unit, mutant.file, text, overlay)
+                options = ["-iquote", str(overlay)]
+            output = folder / "objects" / unit.object
+            if not self.build.compile(unit, source, output, options, self._headers):
+                return None
+            if digest(output.read_bytes()) != original:
+                different[unit.object] = output
+        return different
+
+    def judge(self, mutant: Mutant, folder: Path) -> str:
+        """What becomes of a mutant; `folder` belongs to it alone meanwhile."""
+        program = self.program_of(mutant)
+        objects = self._compile(mutant, program, folder)
+        if objects is None:
+            return REFUSED
+        if not objects:
+            return SAME
+        # Different changes can make the same code.
+        code = digest(*(f"{name} {digest(o.read_bytes())}".encode() for name, o in objects.items()))
+        with self._lock:
+            if code in self._outcomes:
+                return self._outcomes[code]
+        command = self.build.link(program.program, objects, folder)
+        if command is None:
+            return REFUSED
+        failed = program.notices(command, mutant.file, mutant.line)
+        outcome = f"{KILLED} by {failed}" if failed else SURVIVED
+        with self._lock:
+            self._outcomes[code] = outcome
+        return outcome
+
+
+def _arguments() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(prog="scripts/mutate", description=__doc__)
+    parser.add_argument("paths", nargs="*", help="sources or folders of them (default: src)")
+    parser.add_argument("--jobs", type=int, default=1, help="so many mutants at a time")
+    parser.add_argument("--sample", type=int, help="try only so many mutants, by chance")
+    parser.add_argument("--seed", type=int, default=1, help="of the chance (default: 1)")
+    parser.add_argument("--list", action="store_true", help="print the mutants and try none")
+    parser.add_argument("--only", metavar="FILE:LINE", help="only the mutants of that line")
+    parser.add_argument("--limit", type=float, default=1.0, help="per cent that may survive")
+    parser.add_argument("--again", action="store_true", help="forget earlier results")
+    parser.add_argument("--root", type=Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--explanations", type=Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--program", action="append", default=[], help=argparse.SUPPRESS)
+    return parser.parse_args()
+
+
+def _files(root: Path, paths: list[str]) -> list[str]:
+    found: list[str] = []
+    for path in paths or ["src"]:
+        place = (root / path).resolve()
+        files = [place] if place.is_file() else sorted(place.rglob("*.[ch]pp"))
+        if not files:
+            raise BuildError(f"{path}: no sources there")
+        found += [str(file.relative_to(root)) for file in files]
+    return list(dict.fromkeys(found))
+
+
+def _numbered(mutants: list[Mutant]) -> list[tuple[int, Mutant]]:
+    """Equal changes of equal lines in one file are told apart by a number."""
+    seen: Counter[tuple[str, str]] = Counter()
+    numbered = []
+    for mutant in mutants:
+        numbered.append((seen[mutant.file, mutant.key], mutant))
+        seen[mutant.file, mutant.key] += 1
+    return numbered
+
+
+def _describe(mutant: Mutant) -> str:
+    return f"{mutant.file}:{mutant.line}\n  - {mutant.before}\n  + {mutant.after}"
+
+
+def main() -> int:
+    arguments = _arguments()
+    root = arguments.root.resolve()
+    only = arguments.only.rsplit(":", 1) if arguments.only else None
+    paths = [only[0]] if only else arguments.paths
+    files = _files(root, paths)
+    sources = {file: Source.read(root, file) for file in files}
+    tops = sorted({file.split("/")[0] for file in files})
+    others = enumerations(Source.read(root, file) for file in _files(root, tops))
+    every = [mutant for file in files for mutant in mutants_of(sources[file], others)]
+    numbered = _numbered(every)
+    if only:
+        numbered = [(n, m) for n, m in numbered if m.line == int(only[1])]
+    if arguments.sample is not None and arguments.sample < len(numbered):
+        numbered = random.Random(arguments.seed).sample(numbered, arguments.sample)
+    if arguments.list:
+        for _, mutant in numbered:
+            print(_describe(mutant))
+        print(f"{len(numbered)} mutants")
+        return 0
+
+    explanations = [e for e in read_explanations(arguments.explanations) if e.file in files]
+    started = time.monotonic()
+    with tempfile.TemporaryDirectory(prefix="mutate-") as work_name:
+        work = Path(work_name)
+        copy = work / "sources"
+        take_copy(root, copy)
+        build = Build(root, copy, arguments.build.resolve(), work)
+        programs = _programs(build, arguments.program)
+        binaries = [build.folder / "bin" / p.program.name for p in programs]
+        tests = digest(*(binary.read_bytes() for binary in binaries if binary.exists()))
+        records = Records(build.folder / "mutants.json", tests)
+        for file in files:
+            if arguments.again:
+                records.begin(file, "")
+            records.begin(file, sources[file].text)
+        results: dict[int, str] = {}
+        waiting: list[int] = []
+        for index, (number, mutant) in enumerate(numbered):
+            result = records.result(mutant, number)
+            if result is None:
+                waiting.append(index)
+            else:
+                results[index] = result
+
+        run = Run(build, programs, sources)
+        if waiting:
+            needed = {id(run.program_of(numbered[i][1])) for i in waiting}
+            units = [u for u in build.units if u.source.is_relative_to(copy / files[0].split("/")[0])]
+            version = digest(tests.encode(), *(unit.source.read_bytes() for unit in units))
+            for program in programs:
+                name = program.program.name
+                remembered = build.folder / f"{name}.reach.json"
+                if id(program) in needed and not program.recall(remembered, version):
+                    print(f"Measuring {name} ...", flush=True)
+                    program.measure(build, units, work / f"counters-{name}")
+                    program.remember(remembered, version)
+            print(f"Trying {len(waiting)} of {len(numbered)} mutants ...", flush=True)
+        local = threading.local()
+        folders = iter(range(1_000_000))
+        done = Counter()
+
+        def attempt(index: int) -> None:
+            number, mutant = numbered[index]
+            if not hasattr(local, "folder"):
+                local.folder = work / f"worker-{next(folders)}"
+                local.folder.mkdir()
+            results[index] = run.judge(mutant, local.folder)
+            records.note(mutant, number, results[index])
+            done["all"] += 1
+            if results[index] == SURVIVED:
+                print(_describe(mutant), flush=True)
+            if done["all"] % 100 == 0:
+                print(f"{done['all']} of {len(waiting)} after {time.monotonic() - started:.0f} s", flush=True)
+
+        try:
+            with ThreadPoolExecutor(arguments.jobs) as pool:
+                for _ in pool.map(attempt, waiting):
+                    pass
+        finally:
+            records.save()
+
+    outcome = {numbered[index]: results[index] for index in sorted(results)}
+    survivors = [mutant for (_, mutant), result in outcome.items() if result == SURVIVED]
+    explained = [m for m in survivors if any(e.fits(m) for e in explanations)]
+    unexplained = [m for m in survivors if m not in explained]
+    complete = not only and arguments.sample is None
+    complaints = _complaints(explanations, every, survivors) if complete else []
+    counts = Counter(result.split()[0] for result in results.values())
+    by_time = sum(result == f"{KILLED} by time" for result in results.values())
+    tried = counts[KILLED] + len(unexplained)
+    share = 100 * len(unexplained) / tried if tried else 0.0
+
+    print()
+    for mutant in unexplained:
+        print(_describe(mutant))
+    for complaint in complaints:
+        print(complaint)
+    print(
+        f"{len(numbered)} mutants in {time.monotonic() - started:.0f} s\n"
+        f"  {counts[REFUSED]:6} do not compile\n"
+        f"  {counts[SAME]:6} are the same code as the original\n"
+        f"  {len(explained):6} survive and are explained\n"
+        f"  {counts[KILLED]:6} are killed, {by_time} of them by time\n"
+        f"  {len(unexplained):6} survive, {share:.2f} % of those that could be killed "
+        f"(limit {arguments.limit:g} %)"
+    )
+    return 1 if share > arguments.limit or complaints else 0
+
+
+def _complaints(
+    explanations: list[Explanation], mutants: list[Mutant], survivors: list[Mutant]
+) -> list[str]:
+    """What is wrong with the explanations."""
+    return [
+        f"explained, but there is no such mutant: {e.file}: {e.before} -> {e.after}"
+        for e in explanations
+        if not any(e.fits(mutant) for mutant in mutants)
+    ] + [
+        f"explained, but it does not survive: {e.file}: {e.before} -> {e.after}"
+        for e in explanations
+        if any(e.fits(mutant) for mutant in mutants)
+        and not any(e.fits(mutant) for mutant in survivors)
+    ]
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except BuildError as error:
+        print(f"mutate: {error}", file=sys.stderr)
+        sys.exit(2)
