@@ -1,0 +1,142 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <functional>
+#include <span>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulator/error.hpp"
+#include "simulator/files.hpp"
+#include "simulator/options.hpp"
+#include "simulator/program/control_client.hpp"
+#include "simulator/program/new_card.hpp"
+#include "simulator/program/output.hpp"
+#include "simulator/program/run.hpp"
+#include "simulator/program/show.hpp"
+#include "simulator/text.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+constexpr int exit_failure = 2;
+
+// Reads N=FILE.
+void add_sam(Options& options, const std::string& text) {
+  const std::size_t sign = text.find('=');
+  const auto number = parse_number(std::string_view(text).substr(0, sign));
+  if (sign == std::string::npos || !number || sign + 1 == text.size())
+    throw Error(fmt::format("sam must be SLOT=FILE: {}", text));
+  if (!options.sams.emplace(*number, text.substr(sign + 1)).second)
+    throw Error(fmt::format("there are two SAMs for slot {}", *number));
+}
+
+int dispatch(int argument_count, const char* const* arguments) {
+  // What follows "--" is not for this program if it begins another.
+  const std::span all(arguments, static_cast<std::size_t>(argument_count));
+  const auto is_text = [](std::string_view text) {
+    return [text](const char* argument) { return argument == text; };
+  };
+  const auto separator = std::ranges::find_if(all, is_text("--"));
+  const bool has_program =
+      separator != all.end() && std::any_of(all.begin(), separator, is_text("--terminal"));
+  const std::vector<const char*> own_arguments(all.begin(), has_program ? separator : all.end());
+  const std::vector<std::string> command(has_program ? separator + 1 : all.end(), all.end());
+
+  CLI::App app{"A virtual smart-card reader on a pseudo-terminal", "quorra-sim"};
+  app.set_version_flag("--version", "quorra-sim " QUORRA_VERSION);
+  Options options;
+  app.add_option(
+      "--card", options.card,
+      "image file of the card in the slot, or vicc://HOST:PORT to wait there for an emulator");
+  std::vector<std::string> sams;
+  app.add_option("--sam", sams,
+                 "SLOT=FILE, image file of the SAM in slot 0 to 7, any number of times")
+      ->allow_extra_args(false);
+  app.add_option("--config", options.configuration, "where to write the configuration file");
+  app.add_option("--socket", options.socket, "where to put the control socket");
+  app.add_option("--speed", options.speed, "bits per second; without it bytes take no time");
+  app.add_option("--line-speed", options.line_speed,
+                 "1200, 2400, 4800, 9600, 19200 or 38400: the host must have the same; without it "
+                 "any speed will do");
+  app.add_option("--version-text", options.version_text, "1 to 18 characters")
+      ->capture_default_str();
+  app.add_option("--serial", options.serial_number, "16 characters")->capture_default_str();
+  bool on_terminal = false;
+  app.add_flag("--terminal", on_terminal,
+               "run the program that is given after --, with its arguments, on a serial terminal "
+               "with the reader at its auxiliary port");
+  app.require_subcommand(0, 1);
+  app.footer(
+      "Without a subcommand the reader runs until a signal or \"stop\" ends it. The first "
+      "line it prints is the path of the configuration file.");
+  std::function<int()> action = [&] {
+    for (const std::string& sam : sams)
+      add_sam(options, sam);
+    return on_terminal ? run_on_terminal(options, command) : run(options);
+  };
+
+  NewCard card;
+  auto* const new_command = app.add_subcommand("new", "make the image file of a new card");
+  new_command->add_option("kind", card.kind, "kind of card, see \"kinds\"")->required();
+  new_command->add_option("file", card.file, "image file")->required();
+  new_command->add_flag("--force", card.overwrite, "overwrite an existing file");
+  new_command->add_option("--code", card.code, "security code, HEX");
+  new_command->add_option("--counter", card.counter, "error counter");
+  new_command->add_option("--atr", card.answer_to_reset,
+                          "answer to reset of a processor card, HEX");
+  new_command->add_option("--key", card.key, "internal key of a processor card, HEX");
+  new_command->add_option("--memory", card.memory, "file with the raw bytes of the whole memory");
+  new_command->add_option("--data", card.data, "bytes of memory, ADDRESS:HEX, any number of times")
+      ->allow_extra_args(false);
+  new_command
+      ->add_option("--protect", card.protect,
+                   "addresses to protect, ADDRESS[-ADDRESS], any number of times")
+      ->allow_extra_args(false);
+  new_command->callback([&] { action = [&card] { return make_card(card); }; });
+
+  std::string file;
+  auto* const show_command = app.add_subcommand("show", "print an image file");
+  show_command->add_option("file", file, "image file")->required();
+  show_command->callback([&] { action = [&file] { return show_card(file); }; });
+
+  auto* const kinds_command = app.add_subcommand("kinds", "list the kinds of cards");
+  kinds_command->callback([&] { action = show_kinds; });
+
+  std::string socket;
+  std::string line;
+  auto* const control_command =
+      app.add_subcommand("control", "send a command to a running reader and print the answer");
+  control_command->add_option("socket", socket, "control socket")->required();
+  control_command->add_option("json", line, "command, a JSON object")->required();
+  control_command->callback([&] { action = [&] { return control(socket, line); }; });
+
+  try {
+    app.parse(static_cast<int>(own_arguments.size()), own_arguments.data());
+  } catch (const CLI::Success& request) {  // help or version
+    std::ostringstream text;
+    app.exit(request, text);
+    print(text.str());
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    throw Error(error.what());
+  }
+  return action();
+}
+
+}  // namespace
+}  // namespace quorra::simulator
+
+int main(int argument_count, char** arguments) {
+  quorra::simulator::occupy_standard_streams();
+  try {
+    return quorra::simulator::dispatch(argument_count, arguments);
+  } catch (const std::exception& error) {
+    quorra::simulator::complain(error.what());
+    return quorra::simulator::exit_failure;
+  }
+}

@@ -1,0 +1,79 @@
+#include "simulator/program/run.hpp"
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include "simulator/configuration_file.hpp"
+#include "simulator/files.hpp"
+#include "simulator/line/auxiliary_port.hpp"
+#include "simulator/line/serial_terminal.hpp"
+#include "simulator/program/output.hpp"
+#include "simulator/stop_signals.hpp"
+#include "simulator/virtual_reader.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+VirtualReader* reader_to_stop = nullptr;
+
+extern "C" void stop_reader(int /*signal*/) { reader_to_stop->stop(); }
+
+// SIG_BLOCK or SIG_UNBLOCK for the signals that end the program.
+void mask_stop_signals(int how) {
+  const sigset_t signals = set_of_stop_signals();
+  ::pthread_sigmask(how, &signals, nullptr);
+}
+
+// As long as it lives, the signals that end the program stop the reader.
+class SignalsStop {
+ public:
+  explicit SignalsStop(VirtualReader& reader) {
+    reader_to_stop = &reader;
+    for (const int signal : stop_signals)
+      if (!is_ignored(signal)) static_cast<void>(std::signal(signal, stop_reader));
+    mask_stop_signals(SIG_UNBLOCK);
+  }
+  SignalsStop(const SignalsStop&) = delete;
+  SignalsStop& operator=(const SignalsStop&) = delete;
+  ~SignalsStop() { mask_stop_signals(SIG_BLOCK); }
+};
+
+}  // namespace
+
+int run(const Options& options) {
+  // While the reader comes and goes, a signal would leave its files behind.
+  mask_stop_signals(SIG_BLOCK);
+  // When nobody reads standard output any more, that is an error like others.
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  VirtualReader reader(options);
+  print(fmt::format("{}\ncontrol socket: {}\n", reader.configuration().string(),
+                    reader.socket().string()));
+  const SignalsStop signals_stop(reader);
+  reader.run();
+  return 0;
+}
+
+int run_on_terminal(Options options, std::vector<std::string> command) {
+  if (command.empty()) throw Error("--terminal needs a program: quorra-sim --terminal -- PROGRAM");
+  // The terminal takes them as they come, whichever thread they are meant for.
+  sigset_t signals = set_of_stop_signals();
+  sigaddset(&signals, SIGCHLD);
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+
+  const TemporaryFolder folder;
+  ConfigurationFile configuration(options.configuration.empty() ? folder.path() / "terminal.conf"
+                                                                : options.configuration);
+  configuration.write(auxiliary_port_lines());
+  if (::setenv("QUORRA_CONFIG", configuration.path().c_str(), 1) != 0)
+    throw Error(fmt::format("environment: {}", system_error_text()));
+  options.configuration.clear();
+  RunningReader reader(options);
+  SerialTerminal terminal(std::move(command), reader->state().device);
+  return terminal.run();
+}
+
+}  // namespace quorra::simulator

@@ -1,0 +1,46 @@
+#include "simulator/program/show.hpp"
+
+#include <fmt/format.h>
+
+#include "simulator/cards/image.hpp"
+#include "simulator/cards/kinds.hpp"
+#include "simulator/program/output.hpp"
+#include "simulator/text.hpp"
+
+namespace quorra::simulator {
+
+int show_card(const std::string& file) {
+  const Image image = load_image(file);
+  std::string text = fmt::format("kind: {} ({})\n", image.kind().name, image.kind().description);
+  for (const Field& field : image.kind().fields) {
+    const auto value = image.field(field.name);
+    switch (field.form) {
+      case FieldForm::memory:
+      case FieldForm::raw:
+        text += fmt::format("{}: {} bytes\n{}", field.name, value.size(), hex_dump(value, true));
+        break;
+      case FieldForm::bytes:
+      case FieldForm::text_of_bytes:
+        text += fmt::format("{}: {}\n", field.name, to_hex(value));
+        break;
+      case FieldForm::number:
+        text += fmt::format("{}: {}\n", field.name, value.front());
+        break;
+      case FieldForm::addresses:
+        text += fmt::format("{}: {}\n", field.name, fmt::join(address_list(value), " "));
+        break;
+    }
+  }
+  print(text);
+  return 0;
+}
+
+int show_kinds() {
+  std::string text;
+  for (const Kind& kind : kinds())
+    text += fmt::format("{:8} {}\n", kind.name, kind.description);
+  print(text);
+  return 0;
+}
+
+}  // namespace quorra::simulator
