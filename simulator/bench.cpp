@@ -104,7 +104,8 @@ void Bench::serve(Time now, bool can_read, bool can_write) {
   if (can_read) {
     const auto bytes = std::span(read_buffer_).first(terminal_.read(read_buffer_));
     if (host_has_another_speed()) std::ranges::fill(bytes, stray_byte);
-    incoming_.push(bytes, now);
+    // A line that was idle begins with the first of them when they are read.
+    incoming_.push(bytes, now + byte_time_);
   }
   while (!incoming_.empty() && incoming_.due() <= now) {
     const std::uint8_t byte = incoming_.front();

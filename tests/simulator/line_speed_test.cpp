@@ -77,7 +77,7 @@ TEST(LineSpeed, makes_noise_of_what_a_host_of_another_speed_hears) {
   ServedBench reader(options);
   reader.host().set_speed(B9600);
   reader.send(read_status);
-  reader.pass(9 * byte_time(9600));
+  reader.pass(10 * byte_time(9600));
   reader.send({});
   EXPECT_EQ(reader.bench().state().exchanges, 1U);
   reader.host().set_speed(B19200);
@@ -116,13 +116,13 @@ TEST(LineSpeed, paces_the_line_when_it_has_changed) {
     reader.send({});
   };
   reader.send(set_speed("01"));
-  served_after(10 * byte_time(9600));
+  served_after(11 * byte_time(9600));
   // The reply still has the old speed.
   served_after(5 * byte_time(9600));
   EXPECT_EQ(reader.host().receive(5), reply(0));
   served_after(byte_time(1200));
   reader.send(read_status);
-  served_after(9 * byte_time(1200) - Duration(1));
+  served_after(10 * byte_time(1200) - Duration(1));
   EXPECT_EQ(reader.bench().state().exchanges, 1U);
   served_after(Duration(1));
   EXPECT_EQ(reader.bench().state().exchanges, 2U);

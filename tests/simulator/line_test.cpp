@@ -91,9 +91,8 @@ Duration time_of_exchange(unsigned speed) {
 }
 
 TEST(Line, takes_its_time_when_it_has_a_speed) {
-  // The first byte of the 12 counts from when it is read; then 11 bytes in and 23 bytes out.
   for (const unsigned speed : {2400U, 9600U, 115200U})
-    EXPECT_GE(time_of_exchange(speed), (11 + 23) * byte_time(speed)) << speed;
+    EXPECT_GE(time_of_exchange(speed), (12 + 23) * byte_time(speed)) << speed;
 }
 
 // What has come by the time at which so many bytes have gone over the line in both directions.
@@ -116,15 +115,28 @@ class PacedLine : public ::testing::Test {
 
 TEST_F(PacedLine, has_the_request_only_when_its_last_byte_arrived) {
   line.send(read_status);
-  serve_after(9 * byte - Duration(1));
+  serve_after(10 * byte - Duration(1));
   EXPECT_EQ(line.bench().state().exchanges, 0U);
   serve_after(Duration(1));
   EXPECT_EQ(line.bench().state().exchanges, 1U);
 }
 
+TEST_F(PacedLine, gives_no_byte_for_nothing) {
+  // Each request is complete ten bytes after it began, also if the line was idle in between.
+  for (std::uint64_t exchanges = 0; exchanges < 3; ++exchanges) {
+    line.send(read_status);
+    EXPECT_EQ(line.bench().next_due(), line.now() + byte);
+    serve_after(10 * byte - Duration(1));
+    EXPECT_EQ(line.bench().state().exchanges, exchanges);
+    serve_after(Duration(1));
+    EXPECT_EQ(line.bench().state().exchanges, exchanges + 1);
+    serve_after(100 * byte);
+  }
+}
+
 TEST_F(PacedLine, sends_each_byte_when_its_last_bit_is_through) {
   line.send(read_status);
-  serve_after(9 * byte);
+  serve_after(10 * byte);
   EXPECT_EQ(line.bench().next_due(), line.now() + byte);
   serve_after(byte - Duration(1));
   EXPECT_FALSE(line.host().has_bytes());
@@ -142,7 +154,7 @@ TEST_F(PacedLine, sends_each_byte_when_its_last_bit_is_through) {
 TEST_F(PacedLine, has_directions_that_do_not_wait_for_each_other) {
   line.send(joined({read_status, read_status}));
   // The second request is through after 20 bytes; its reply directly follows that of the first.
-  serve_after(9 * byte);
+  serve_after(10 * byte);
   serve_after(10 * byte);
   EXPECT_EQ(line.bench().state().exchanges, 2U);
   EXPECT_EQ(line.host().receive(6), answer);
