@@ -248,6 +248,24 @@ TEST_F(ReaderWithCard, protects_no_more_than_32_bytes) {
   EXPECT_EQ(exchange(0x75, "79 00 00 00 20 FF"), reply(out_of_range));
 }
 
+// Other readers may have taken other bits of the counter before.
+TEST(ReaderWith4442, takes_the_lowest_attempt_that_is_left) {
+  struct Case {
+    std::uint8_t before;
+    std::uint8_t after;
+  };
+  for (const auto& [before, after] : {Case{7, 6}, {6, 4}, {5, 4}, {4, 0}, {3, 2}, {2, 0}, {1, 0}}) {
+    const TemporaryFolder folder;
+    const Options options = test::with_new_card(folder, "4442");
+    Image image = load_image(options.card);
+    image.field("counter").front() = before;
+    save_image(image, options.card);
+    ServedBench reader(options);
+    EXPECT_EQ(reader.exchange(request(0x64, "79 00 00 00 00 00 FF FF")), reply(wrong_code));
+    EXPECT_EQ(load_image(options.card).field("counter").front(), after) << int{before};
+  }
+}
+
 TEST_F(ReaderWithCard, counts_wrong_codes_until_the_card_is_blocked) {
   EXPECT_EQ(exchange(0x67, "79 00 00 00 00 00 04"), reply(0, "07 00 00 00"));
   EXPECT_EQ(present("00 FF FF"), reply(wrong_code));
