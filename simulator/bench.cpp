@@ -64,6 +64,21 @@ void Bench::remove() {
   live_card_.reset();
 }
 
+// One that cannot be saved does not keep the others from being so.
+void Bench::save() {
+  std::optional<Error> failure;
+  const auto save_one = [&failure](std::optional<CardFile>& card) {
+    try {
+      if (card) card->save();
+    } catch (const Error& error) {
+      if (!failure) failure = error;
+    }
+  };
+  save_one(card_);
+  std::ranges::for_each(sams_, save_one);
+  if (failure) throw Error(*failure);
+}
+
 State Bench::state() const {
   State state;
   state.card_present = reader_.slot.occupied();
@@ -180,9 +195,7 @@ std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
 
 bool Bench::save_cards() {
   try {
-    if (card_) card_->save();
-    for (auto& sam : sams_)
-      if (sam) sam->save();
+    save();
     return true;
   } catch (const Error& error) {
     complain(error.what());

@@ -41,6 +41,9 @@ class Bench {
   // Takes the card out. Throws Error if the slot is empty, or if the image cannot be saved: then
   // the card stays in the slot, without power.
   void remove();
+  // Writes the image files of all cards that have changed since they were last written. Throws
+  // Error if that cannot be done.
+  void save();
   // Throws Error if a number is out of range.
   void arm(const Fault& fault) { faults_.arm(fault); }
   void clear_faults() { faults_.clear(); }

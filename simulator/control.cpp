@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <string_view>
 #include <utility>
 
@@ -19,6 +20,9 @@ namespace {
 
 constexpr int backlog = 16;
 constexpr std::size_t most_clients = 64;
+// A client for whom there is no descriptor goes on waiting, and the socket goes on being ready. Not
+// to spin, it is not looked at for a while.
+constexpr std::chrono::milliseconds rest{100};
 constexpr std::size_t longest_line = 65536;
 // A client that does not read its answers is not listened to beyond this, and one that does not
 // read its trace is given up.
@@ -73,7 +77,7 @@ Control::~Control() {
 }
 
 void Control::add_to(std::vector<pollfd>& polled) const {
-  const bool full = clients_.size() >= most_clients;
+  const bool full = clients_.size() >= most_clients || rests_until_;
   polled.push_back({.fd = full ? -1 : listening_.get(), .events = POLLIN, .revents = 0});
   for (const Client& client : clients_) {
     short events = 0;
@@ -83,7 +87,8 @@ void Control::add_to(std::vector<pollfd>& polled) const {
   }
 }
 
-void Control::serve(std::span<const pollfd> polled) {
+void Control::serve(Time now, std::span<const pollfd> polled) {
+  if (rests_until_ && *rests_until_ <= now) rests_until_.reset();
   auto ready = polled.begin();
   const bool has_new_client = (ready++)->revents != 0;
   for (Client& client : clients_) {
@@ -96,14 +101,18 @@ void Control::serve(std::span<const pollfd> polled) {
   std::erase_if(clients_, [](const Client& client) {
     return client.is_lost || (client.has_ended && client.unsent.empty() && !client.context.traces);
   });
-  if (has_new_client) accept_client();
+  if (has_new_client) accept_client(now);
   choose_listener();
 }
 
-void Control::accept_client() {
+void Control::accept_client(Time now) {
   FileDescriptor connection(
       ::accept4(listening_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-  if (connection.is_open()) clients_.emplace_back(std::move(connection), bench_);
+  if (connection.is_open()) {
+    clients_.emplace_back(std::move(connection), bench_);
+  } else {
+    rests_until_ = now + rest;
+  }
 }
 
 void Control::receive(Client& client) {

@@ -32,8 +32,10 @@ class Control {
 
   // Appends what has to be polled.
   void add_to(std::vector<pollfd>& polled) const;
+  // When serve() has something to do although no descriptor is ready; absent if never.
+  std::optional<Time> next_due() const { return rests_until_; }
   // Serves the descriptors that add_to() appended, in the same order.
-  void serve(std::span<const pollfd> polled);
+  void serve(Time now, std::span<const pollfd> polled);
 
  private:
   struct Client {
@@ -50,7 +52,7 @@ class Control {
     bool is_lost = false;
   };
 
-  void accept_client();
+  void accept_client(Time now);
   void receive(Client& client);
   void carry_out_lines(Client& client);
   void send_trace(Direction direction, std::span<const std::uint8_t> frame);
@@ -62,6 +64,8 @@ class Control {
   // Of the socket.
   std::optional<FileStamp> stamp_;
   std::list<Client> clients_;
+  // When the next client is looked for, after one could not be taken in.
+  std::optional<Time> rests_until_;
   bool stop_requested_ = false;
 };
 

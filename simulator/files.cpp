@@ -4,12 +4,17 @@
 #include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
 #include <system_error>
 
 #include "simulator/error.hpp"
@@ -47,6 +52,27 @@ FileDescriptor open_regular_file(const std::filesystem::path& path, struct stat&
   if (::fstat(file.get(), &information) != 0 || !S_ISREG(information.st_mode))
     fail(path, "not a regular file");
   return file;
+}
+
+// Which process has the lock, by the system's list of them: a line such as
+// "1: FLOCK  ADVISORY  WRITE 4711 08:01:123456 0 EOF", with the numbers of the device in
+// hexadecimal. 0 if that is not known, for instance because the process lives in another container.
+long holder_of_lock(const struct stat& information) {
+  const std::string file = fmt::format("{:02x}:{:02x}:{}", major(information.st_dev),
+                                       minor(information.st_dev), information.st_ino);
+  std::ifstream locks("/proc/locks");
+  for (std::string line; std::getline(locks, line);) {
+    std::istringstream words(line);
+    std::string number;
+    std::string form;
+    std::string strictness;
+    std::string mode;
+    long process = 0;
+    std::string locked;
+    words >> number >> form >> strictness >> mode >> process >> locked;
+    if (form == "FLOCK" && locked == file) return std::max(process, 0L);
+  }
+  return 0;
 }
 
 // False if somebody else has the lock.
@@ -188,7 +214,12 @@ void LockedFile::lock() {
   while (!is_in_its_place()) {
     struct stat information {};
     FileDescriptor file = open_regular_file(path_, information);
-    if (!has_locked(file)) fail(path_, "in use by another virtual reader");
+    if (!has_locked(file)) {
+      const long holder = holder_of_lock(information);
+      fail(path_, holder == 0
+                      ? "in use by another virtual reader"
+                      : fmt::format("in use by another virtual reader (process {})", holder));
+    }
     file_ = std::move(file);
   }
 }

@@ -80,7 +80,7 @@ class LockedFile {
   const std::filesystem::path& path() const { return path_; }
 
   // Locks the file that is there now, if it is not the one that is locked already. Throws Error if
-  // there is none, or if another virtual reader has it.
+  // there is none, or if another virtual reader has it; the text says which process, if known.
   void lock();
   // Like replace_file(), if no other virtual reader has the file. The new file is locked before it
   // takes the place of the old one.

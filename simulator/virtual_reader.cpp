@@ -66,7 +66,9 @@ void VirtualReader::Parts::wait_and_serve(std::unique_lock<std::mutex>& lock) {
   polled.push_back({.fd = wake_up.get(), .events = POLLIN, .revents = 0});
   if (control) control->add_to(polled);
 
-  const auto due = bench.next_due();
+  auto due = bench.next_due();
+  if (control && control->next_due())
+    due = std::min(due.value_or(Time::max()), *control->next_due());
   const timespec timeout = due ? until(*due) : timespec{};
   lock.unlock();
   const int ready = ::ppoll(polled.data(), polled.size(), due ? &timeout : nullptr, nullptr);
@@ -75,8 +77,9 @@ void VirtualReader::Parts::wait_and_serve(std::unique_lock<std::mutex>& lock) {
   if (ready < 0) return;
 
   const short line = polled[0].revents;
-  bench.serve(Clock::now(), (line & POLLIN) != 0, (line & POLLOUT) != 0);
-  if (control) control->serve(std::span(polled).subspan(2));
+  const Time now = Clock::now();
+  bench.serve(now, (line & POLLIN) != 0, (line & POLLOUT) != 0);
+  if (control) control->serve(now, std::span(polled).subspan(2));
 }
 
 VirtualReader::VirtualReader(const Options& options) : parts_(std::make_unique<Parts>(options)) {}
@@ -126,6 +129,11 @@ void VirtualReader::arm(const Fault& fault) {
 void VirtualReader::clear_faults() {
   const std::lock_guard lock(mutex_);
   parts_->bench.clear_faults();
+}
+
+void VirtualReader::save() {
+  const std::lock_guard lock(mutex_);
+  parts_->bench.save();
 }
 
 State VirtualReader::state() const {

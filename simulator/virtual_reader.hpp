@@ -46,6 +46,9 @@ class VirtualReader {
   // Throws Error if a number is out of range.
   void arm(const Fault& fault);
   void clear_faults();
+  // Writes the image files of all cards that have changed since they were last written. Throws
+  // Error if that cannot be done.
+  void save();
   State state() const;
 
  private:

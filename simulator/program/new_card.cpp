@@ -99,7 +99,8 @@ int make_card(const NewCard& card) {
   const auto status = std::filesystem::symlink_status(card.file, error);
   if (!card.overwrite && std::filesystem::exists(status))
     throw Error(fmt::format("{}: exists already (--force overwrites it)", card.file));
-  save_image(image, card.file);
+  // The card of a running reader is not taken from it.
+  LockedFile(card.file).replace(to_text(image));
   return 0;
 }
 

@@ -41,6 +41,15 @@ class SignalsStop {
   ~SignalsStop() { mask_stop_signals(SIG_BLOCK); }
 };
 
+// A card that cannot be saved now is lost.
+void save_for_the_last_time(VirtualReader& reader) {
+  try {
+    reader.save();
+  } catch (const Error& error) {
+    throw Error(fmt::format("{}; what changed on the card is lost", error.what()));
+  }
+}
+
 }  // namespace
 
 int run(const Options& options) {
@@ -53,6 +62,7 @@ int run(const Options& options) {
                     reader.socket().string()));
   const SignalsStop signals_stop(reader);
   reader.run();
+  save_for_the_last_time(reader);
   return 0;
 }
 
@@ -73,7 +83,9 @@ int run_on_terminal(Options options, std::vector<std::string> command) {
   options.configuration.clear();
   RunningReader reader(options);
   SerialTerminal terminal(std::move(command), reader->state().device);
-  return terminal.run();
+  const int status = terminal.run();
+  save_for_the_last_time(*reader);
+  return status;
 }
 
 }  // namespace quorra::simulator

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <functional>
@@ -160,7 +161,8 @@ std::string complaint_about(const std::filesystem::path& path) {
 }
 
 std::string in_use(const std::filesystem::path& path) {
-  return path.string() + ": in use by another virtual reader";
+  return fmt::format("{}: in use by another virtual reader (process {})", path.string(),
+                     ::getpid());
 }
 
 TEST_P(CardFileTest, is_in_one_slot_at_a_time) {

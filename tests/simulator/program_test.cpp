@@ -1,14 +1,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <map>
 #include <numeric>
+#include <optional>
+#include <sstream>
+#include <thread>
 
 #include "simulator/cards/image.hpp"
+#include "simulator/cards/kinds.hpp"
 #include "simulator/error.hpp"
 #include "simulator/stop_signals.hpp"
 #include "simulator/unix_socket.hpp"
@@ -32,6 +38,11 @@ std::vector<std::string> with_program(const std::vector<std::string>& arguments)
   std::vector<std::string> command{QUORRA_SIM};
   command.insert(command.end(), arguments.begin(), arguments.end());
   return command;
+}
+
+// A shell command with the program in $0.
+std::vector<std::string> from_shell(const std::string& script) {
+  return {"/bin/sh", "-c", script, QUORRA_SIM};
 }
 
 Outcome run(const std::vector<std::string>& arguments) {
@@ -162,9 +173,104 @@ TEST_F(Program, has_its_card_for_itself) {
   EXPECT_THAT(next.read_line(), StartsWith("/"));
 }
 
-// A shell command with the program in $0.
-std::vector<std::string> from_shell(const std::string& script) {
-  return {"/bin/sh", "-c", script, QUORRA_SIM};
+TEST_F(Program, replaces_no_card_that_a_reader_uses) {
+  run({"new", "4442", path("card")});
+  const std::string content = test::content_of(path("card"));
+  const std::vector<std::string> force{"new", "4432", path("card"), "--force"};
+  quorra::testing::Process reader(
+      from_shell("echo $$; exec $0 --card " + path("card")),
+      {.input = {}, .streams = {}, .environment = {{"TMPDIR", folder.path().string()}}});
+  const std::string process = reader.read_line();
+  reader.read_line();
+  expect_refusal(force,
+                 path("card") + ": in use by another virtual reader (process " + process + ")");
+  EXPECT_EQ(test::content_of(path("card")), content);
+  reader.signal(SIGTERM);
+  EXPECT_EQ(reader.wait().status, 0);
+  EXPECT_EQ(run(force).status, 0);
+  EXPECT_EQ(load_image(path("card")).kind().name, "4432");
+}
+
+// The card is changed while a folder has the place of its file.
+class ChangedCard : public Program {
+ protected:
+  ChangedCard() {
+    run({"new", "4432", path("card")});
+    reader.emplace(
+        with_program({"--card", path("card")}),
+        quorra::testing::Surroundings{
+            .input = {}, .streams = {}, .environment = {{"TMPDIR", folder.path().string()}}});
+    const RawClient host(reader->read_line());
+    std::filesystem::remove(path("card"));
+    std::filesystem::create_directory(path("card"));
+    EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 01")),
+              reply(test::status::image_not_saved));
+  }
+
+  std::optional<quorra::testing::Process> reader;
+};
+
+TEST_F(ChangedCard, that_cannot_be_saved_is_a_failure) {
+  reader->signal(SIGTERM);
+  const Outcome outcome = reader->wait();
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.errors, ::testing::EndsWith("\nquorra-sim: " + path("card") +
+                                                  ": not a regular file; what changed on the card "
+                                                  "is lost\n"));
+}
+
+TEST_F(ChangedCard, is_saved_at_the_end_when_that_is_possible_again) {
+  std::filesystem::remove(path("card"));
+  reader->signal(SIGTERM);
+  EXPECT_EQ(reader->wait().status, 0);
+  EXPECT_EQ(load_image(path("card")).field("memory")[0x20], 0x01);
+}
+
+// The processor time that a process has used, in seconds.
+double processor_time(const std::string& process) {
+  const std::string line = test::content_of("/proc/" + process + "/stat");
+  // What follows the name of the program, which may hold anything: the state, ten numbers, and the
+  // ticks in the program and in the system for it.
+  std::istringstream words(line.substr(line.rfind(')') + 1));
+  std::string skipped;
+  for (int word = 0; word < 11; ++word)
+    words >> skipped;
+  double program = 0;
+  double system = 0;
+  words >> program >> system;
+  return (program + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
+TEST_F(Program, rests_when_it_has_no_descriptor_for_a_client) {
+  quorra::testing::Process reader(
+      from_shell("echo $$; ulimit -n 14; exec $0 --socket " + path("socket")),
+      {.input = {}, .streams = {}, .environment = {{"TMPDIR", folder.path().string()}}});
+  const std::string process = reader.read_line();
+  reader.read_line();
+  std::vector<FileDescriptor> clients;
+  for (int client = 0; client < 14; ++client)
+    clients.push_back(connect_to(path("socket")));
+
+  using Seconds = std::chrono::duration<double>;
+  const auto begin = Clock::now();
+  const double used_before = processor_time(process);
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  const double used = processor_time(process) - used_before;
+  EXPECT_LT(used / Seconds(Clock::now() - begin).count(), 0.1);
+
+  // Those who wait are served as soon as the others have gone.
+  const FileDescriptor last = std::move(clients.back());
+  clients.clear();
+  const std::string_view line = "{\"command\":\"clear_faults\"}\n";
+  ASSERT_EQ(::send(last.get(), line.data(), line.size(), MSG_NOSIGNAL),
+            static_cast<ssize_t>(line.size()));
+  const std::string_view answer = "{\"ok\":true}\n";
+  std::string received(answer.size(), '\0');
+  EXPECT_EQ(::recv(last.get(), received.data(), received.size(), MSG_WAITALL),
+            static_cast<ssize_t>(answer.size()));
+  EXPECT_EQ(received, answer);
+  reader.signal(SIGTERM);
+  EXPECT_EQ(reader.wait().status, 0);
 }
 
 TEST_F(Program, writes_no_text_to_the_line_when_it_was_started_without_standard_streams) {

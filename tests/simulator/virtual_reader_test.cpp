@@ -1,7 +1,9 @@
 #include "simulator/virtual_reader.hpp"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <thread>
 
@@ -72,14 +74,19 @@ TEST(VirtualReader, overwrites_a_configuration_file_that_another_left_but_no_oth
   EXPECT_EQ(test::content_of(options.configuration), "precious");
 }
 
+// What is said of a file that this process uses already.
+std::string in_use(const std::filesystem::path& path) {
+  return fmt::format("{}: in use by another virtual reader (process {})", path.string(),
+                     ::getpid());
+}
+
 TEST(VirtualReader, has_its_configuration_file_for_itself) {
   const TemporaryFolder folder;
   Options options;
   options.configuration = folder.path() / "configuration";
   {
     RunningReader reader(options);
-    EXPECT_EQ(complaint_about(options),
-              options.configuration.string() + ": in use by another virtual reader");
+    EXPECT_EQ(complaint_about(options), in_use(options.configuration));
     Fault fault;
     fault.kind = FaultKind::hang_up;
     reader->arm(fault);
@@ -88,8 +95,7 @@ TEST(VirtualReader, has_its_configuration_file_for_itself) {
       host.send(request(0xB9, "80 00 00 00 00"));
       EXPECT_TRUE(host.sees_hang_up());
     }
-    EXPECT_EQ(complaint_about(options),
-              options.configuration.string() + ": in use by another virtual reader");
+    EXPECT_EQ(complaint_about(options), in_use(options.configuration));
     const RawClient host(options.configuration);
     EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(0, "00"));
   }
@@ -179,17 +185,16 @@ class Cards : public ::testing::Test {
 
   TemporaryFolder folder;
   std::filesystem::path card = test::new_card(folder, "cpu");
-  std::string in_use = card.string() + ": in use by another virtual reader";
 };
 
 TEST_F(Cards, are_in_one_reader_at_a_time) {
   RunningReader first;
   RunningReader second;
   EXPECT_EQ(complaint(first, card), "");
-  EXPECT_EQ(complaint(second, card), in_use);
+  EXPECT_EQ(complaint(second, card), in_use(card));
   first->remove();
   EXPECT_EQ(complaint(second, card), "");
-  EXPECT_EQ(complaint(first, card), in_use);
+  EXPECT_EQ(complaint(first, card), in_use(card));
   const RawClient host(second->configuration());
   EXPECT_EQ(host.exchange(request(0xB8, "80 00 00 00 00")), reply(0));
   EXPECT_EQ(complaint(first, card), "");
@@ -199,7 +204,7 @@ TEST_F(Cards, are_in_one_slot_of_a_reader) {
   Options options;
   options.sams[3] = card;
   RunningReader reader(options);
-  EXPECT_EQ(complaint(reader, card), in_use);
+  EXPECT_EQ(complaint(reader, card), in_use(card));
   EXPECT_FALSE(reader->state().card_present);
   EXPECT_EQ(complaint(reader, test::new_card(folder, "cpu", "other")), "");
 }
