@@ -200,21 +200,24 @@ std::string describe_guard_time(const AnswerToReset& answer) {
   return fmt::format("{} bits", 12 + extra);
 }
 
+constexpr unsigned char unstated_block_size = 32;
+
+bool is_reserved_size(unsigned char size) { return size == 0 || size == 0xFF; }
+
 std::string describe_block_size(unsigned char size) {
-  if (size == 0 || size == 0xFF) return "reserved value";
+  if (is_reserved_size(size)) return "reserved value";
   return fmt::format("up to {} of information (IFSC)", counted(size, "byte"));
 }
 
 using Line = std::pair<std::string, std::string>;
 
 void add_block_protocol(const AnswerToReset& answer, std::vector<Line>& lines) {
-  constexpr unsigned char usual_size = 32;
   constexpr unsigned char usual_waiting_times = 0x4D;
   if (std::ranges::find(answer.protocols, 1) == answer.protocols.end()) return;
   const unsigned waiting = answer.find_of('B', 1).value_or(usual_waiting_times);
   const bool has_crc = (answer.find_of('C', 1).value_or(0) & 1U) != 0;
   lines.emplace_back("T=1 blocks",
-                     describe_block_size(answer.find_of('A', 1).value_or(usual_size)));
+                     describe_block_size(answer.find_of('A', 1).value_or(unstated_block_size)));
   lines.emplace_back("T=1 waits", fmt::format("BWI {}, CWI {}", waiting >> 4U, waiting & 0x0FU));
   lines.emplace_back("T=1 check", has_crc ? "CRC" : "LRC");
 }
@@ -287,6 +290,21 @@ void add_historical(const Bytes& bytes, std::vector<Line>& lines) {
 }
 
 }  // namespace
+
+// The first protocol, unless TA2 names one; T=0 if none is named.
+std::optional<ProtocolOffer> read_offer(const Bytes& bytes) {
+  try {
+    const AnswerToReset answer = take_apart(bytes);
+    ProtocolOffer offer{.protocol = 0, .block_size = unstated_block_size};
+    if (!answer.protocols.empty()) offer.protocol = answer.protocols.front();
+    if (const auto specific = answer.find('A', 2)) offer.protocol = *specific & 0x0F;
+    const unsigned char size = answer.find_of('A', 1).value_or(0);
+    if (!is_reserved_size(size)) offer.block_size = size;
+    return offer;
+  } catch (const Failure&) {
+    return std::nullopt;
+  }
+}
 
 std::string describe_answer_to_reset(const Bytes& bytes) {
   const AnswerToReset answer = take_apart(bytes);

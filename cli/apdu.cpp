@@ -40,8 +40,8 @@ Bytes parse_apdu(std::string_view name, std::string_view text) {
                     name, text, size, shortest_apdu));
   }
   if (apdu.size() > longest_apdu) {
-    throw UsageError(fmt::format("{}: the APDU has {}; a frame to the reader carries {} at most",
-                                 name, size, longest_apdu));
+    throw UsageError(
+        fmt::format("{}: the APDU has {}; an APDU has {} at most", name, size, longest_apdu));
   }
   return apdu;
 }
@@ -81,12 +81,25 @@ std::vector<Bytes> parse_apdus(const ApduOptions& options) {
   return apdus;
 }
 
+// Only blocks can be chained.
+void check_lengths(const Conversation& conversation, const std::vector<Bytes>& apdus) {
+  for (const Bytes& apdu : apdus) {
+    if (apdu.size() <= conversation.longest_apdu()) continue;
+    throw UsageError(
+        fmt::format("an APDU has {}; a frame to the reader carries {} at most, and "
+                    "the card does not speak T=1",
+                    counted(static_cast<int>(apdu.size()), "byte"), conversation.longest_apdu()));
+  }
+}
+
 // Sends the APDUs and puts down what was said, up to a failure.
 void converse(const Connection& connection, const ApduOptions& options,
               const std::vector<Bytes>& apdus, std::string& transcript) {
   select(connection, options.sam);
-  if (!options.no_reset) reset(connection, options.sam);
-  Conversation conversation(connection, options.sam);
+  std::optional<Bytes> answer_to_reset;
+  if (!options.no_reset) answer_to_reset = reset(connection, options.sam);
+  Conversation conversation(connection, options.sam, answer_to_reset);
+  check_lengths(conversation, apdus);
   std::size_t sent = 0;
   for (const Bytes& apdu : apdus) {
     transcript += fmt::format("> {}\n", hex_text(apdu));
@@ -128,10 +141,7 @@ void add_apdu(CLI::App& program, const Settings& settings) {
       "apdu",
       "Reset a processor card, send it commands and show its answers. It succeeds if the last "
       "answer ends with 9000");
-  command
-      ->add_option(
-          "APDU", options->apdus,
-          fmt::format("A command, up to {} bytes in hex, as one word or in quotes", longest_apdu))
+  command->add_option("APDU", options->apdus, "A command in hex, as one word or in quotes")
       ->type_name("");
   command
       ->add_option("--script", options->script,

@@ -83,6 +83,9 @@ class Connection {
     if (result < 0) fail(operation, result);
   }
 
+  // Throws Failure for such a result below 0; Unanswered if the function may have succeeded.
+  [[noreturn]] void fail(const Operation& operation, int result) const;
+
   // "<words> (<result>)", for a result below 0. A virtual reader says itself what its STATUS means.
   std::string explain(OperationKind kind, int result) const;
 
@@ -108,8 +111,6 @@ class Connection {
    private:
     int handle_;
   };
-
-  [[noreturn]] void fail(const Operation& operation, int result) const;
 
   bool shows_progress_;
   Interruption interruption_;

@@ -4,10 +4,9 @@
 #include <quorra.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <span>
 
+#include "cli/answer_to_reset.hpp"
 #include "cli/options.hpp"
 
 namespace quorra::cli {
@@ -17,7 +16,6 @@ constexpr Operation switching_on{"switching the SAMs' power on"};
 constexpr Operation selecting{"selecting the SAM"};
 constexpr Operation resetting{"resetting the card"};
 constexpr Operation resetting_sam{"resetting the SAM"};
-constexpr Operation exchanging{"sending the APDU"};
 
 constexpr int highest_sam = 255;
 
@@ -25,88 +23,32 @@ constexpr int highest_sam = 255;
 constexpr std::size_t largest_reset_answer = 0xFFFF;
 constexpr std::size_t largest_reply = 255;
 
-// A block: NAD, PCB, LEN, LEN bytes of information, and the XOR of them all.
-constexpr std::size_t prologue_size = 3;
-constexpr std::size_t pcb_place = 1;
-constexpr std::size_t length_place = 2;
-constexpr unsigned char sequence_bit = 0x40;
-
 constexpr std::size_t status_words_size = 2;
 constexpr unsigned bytes_to_fetch = 0x61;
 constexpr unsigned wrong_length = 0x6C;
 constexpr std::size_t header_size = 4;  // of an APDU: CLA INS P1 P2
 constexpr std::size_t longest_answer = 65536;
 
-[[noreturn]] void fail(std::string_view what) {
-  throw Failure(fmt::format("{}: {}", exchanging.doing, what));
-}
-
-unsigned char check_byte(std::span<const unsigned char> bytes) {
-  return static_cast<unsigned char>(cr_bcc(static_cast<int>(bytes.size()), bytes.data()));
-}
-
-Bytes make_block(unsigned char pcb, const Bytes& information) {
-  Bytes block = {0, pcb, static_cast<unsigned char>(information.size())};
-  block.insert(block.end(), information.begin(), information.end());
-  block.push_back(check_byte(block));
-  return block;
-}
-
-// Blocks that are no answer.
-struct OtherBlock {
-  unsigned char mask;
-  unsigned char pcb;
-  std::string_view words;
-};
-
-constexpr OtherBlock other_blocks[] = {
-    {0xBF, 0x20, "the answer goes on in further blocks, which are not fetched"},
-    {0xEF, 0x80, "the card wants a block again"},
-    {0xEF, 0x81, "the card found the check byte of the block wrong"},
-    {0xEF, 0x82, "the card found the block wrong"},
-    {0xFF, 0xC1, "the card wants blocks of another size"},
-    {0xFF, 0xC2, "the card breaks off"},
-    {0xFF, 0xC3, "the card wants more time"},
-};
-
-void check_is_answer(unsigned char pcb) {
-  if ((pcb & ~sequence_bit) == 0) return;
-  const auto* const found = std::ranges::find_if(
-      other_blocks, [pcb](const OtherBlock& block) { return (pcb & block.mask) == block.pcb; });
-  fail(fmt::format(
-      "{} (PCB {:02X})",
-      found == std::end(other_blocks) ? "the card sends no block of T=1" : found->words, pcb));
-}
-
 // SW1 begins with the digit 6 or 9.
 bool is_first_status_word(unsigned char byte) { return byte >> 4 == 6 || byte >> 4 == 9; }
 
-// What the block at the beginning of the reply holds.
-CardAnswer open_block(std::span<const unsigned char, largest_reply> reply) {
-  const std::size_t length = reply[length_place];
-  const std::size_t size = prologue_size + length + 1;
-  if (size > reply.size()) {
-    fail(fmt::format("the block says that it has {} bytes, more than a reply holds", size));
+CardAnswer take_apart(const Bytes& answer) {
+  const std::size_t size = answer.size();
+  if (size < status_words_size || !is_first_status_word(answer[size - 2])) {
+    CardLine::fail("the answer ends without status words");
   }
-  if (check_byte(reply.first(size)) != 0) fail("the check byte of the card's block is wrong");
-  check_is_answer(reply[pcb_place]);
-  const auto information = reply.subspan(prologue_size, length);
-  if (length < status_words_size || !is_first_status_word(information[length - 2])) {
-    fail("the answer ends without status words");
-  }
-  const auto data = information.first(length - status_words_size);
-  return {.data = {data.begin(), data.end()},
-          .status_words = information[length - 2] * 256U + information[length - 1]};
+  return {.data = {answer.begin(), answer.end() - status_words_size},
+          .status_words = answer[size - 2] * 256U + answer[size - 1]};
 }
 
 // The command with this expected length. Behind its header, a single byte is the expected length;
 // more bytes are a length, so many data bytes and perhaps the expected length. None if the command
-// has lengths of several bytes, or becomes too long.
-std::optional<Bytes> with_expected_length(Bytes apdu, unsigned length) {
+// has lengths of several bytes, or becomes longer than `longest`.
+std::optional<Bytes> with_expected_length(Bytes apdu, unsigned length, std::size_t longest) {
   if (apdu.size() > header_size + 1) {
     const std::size_t data_size = apdu[header_size];
     const std::size_t without = header_size + 1 + data_size;
-    if (data_size == 0 || apdu.size() < without || without >= longest_apdu) return std::nullopt;
+    if (data_size == 0 || apdu.size() < without || without >= longest) return std::nullopt;
     apdu.resize(without);
   } else {
     apdu.resize(header_size);
@@ -166,23 +108,34 @@ Bytes reset(const Connection& connection, SamNumber sam) {
   return sam ? reset_sam(connection) : reset_card(connection);
 }
 
-// The frame of a command and that of a block are the same: a block's own check byte makes its XOR
-// 0, so it does not matter which bytes the frame's check byte covers. A command's answer has a
-// bound.
+// Only an answer to reset tells the protocol. Without one, or with one that makes no sense, the
+// card is asked to begin its blocks anew, which changes nothing else in it. One that has no blocks
+// takes that for a command that it refuses.
+Conversation::Conversation(const Connection& connection, SamNumber sam,
+                           const std::optional<Bytes>& answer_to_reset)
+    : line_(connection, sam) {
+  const auto offer = answer_to_reset ? read_offer(*answer_to_reset) : std::nullopt;
+  if (offer && offer->protocol != 1) return;
+  blocks_.emplace(line_, offer ? offer->block_size : usual_block_size);
+  if (!offer && !blocks_->resynchronise()) {
+    blocks_.reset();
+    return;
+  }
+  blocks_->announce_size();
+}
+
 CardAnswer Conversation::exchange(const Bytes& apdu) {
-  const Bytes block = make_block(second_number_ ? sequence_bit : 0, apdu);
-  std::array<unsigned char, largest_reply> reply{};
-  connection_.run(exchanging, sam_ ? sam_comres : cpu_comres, static_cast<int>(block.size()),
-                  block.data(), reply.data());
-  CardAnswer answer = open_block(reply);
-  second_number_ = !second_number_;
-  return answer;
+  if (blocks_) return take_apart(blocks_->transmit(apdu));
+  Bytes answer;
+  if (const int result = line_.exchange(apdu, answer); result < 0) line_.fail(result);
+  return take_apart(answer);
 }
 
 CardAnswer Conversation::exchange_with_right_length(const Bytes& apdu) {
   CardAnswer answer = exchange(apdu);
   if (first_word(answer) != wrong_length) return answer;
-  const std::optional<Bytes> again = with_expected_length(apdu, second_word(answer));
+  const std::optional<Bytes> again =
+      with_expected_length(apdu, second_word(answer), longest_apdu());
   return again ? exchange(*again) : answer;
 }
 
@@ -191,12 +144,12 @@ CardAnswer Conversation::send(const Bytes& apdu) {
   while (first_word(answer) == bytes_to_fetch) {
     const CardAnswer more = exchange_with_right_length(get_response(second_word(answer)));
     if (more.data.empty() && first_word(more) == bytes_to_fetch) {
-      fail("the card announces more of its answer, and sends none");
+      CardLine::fail("the card announces more of its answer, and sends none");
     }
     answer.data.insert(answer.data.end(), more.data.begin(), more.data.end());
     answer.status_words = more.status_words;
     if (answer.data.size() > longest_answer) {
-      fail(fmt::format("the answer does not end after {} bytes", longest_answer));
+      CardLine::fail(fmt::format("the answer does not end after {} bytes", longest_answer));
     }
   }
   return answer;

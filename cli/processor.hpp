@@ -6,13 +6,12 @@
 #include <cstddef>
 #include <optional>
 
+#include "cli/block_protocol.hpp"
+#include "cli/card_line.hpp"
 #include "cli/connection.hpp"
 #include "cli/parse.hpp"
 
 namespace quorra::cli {
-
-// Where the card is: the number of a SAM; absent for the card slot.
-using SamNumber = std::optional<int>;
 
 // --sam N
 CLI::Option* add_sam(CLI::App& command, SamNumber& sam);
@@ -31,28 +30,33 @@ struct CardAnswer {
   unsigned status_words = 0;  // SW1 and SW2
 };
 
-// The longest APDU that fits a frame: n bytes for the card go as n + 5, which is up to 255, and a
-// block needs four bytes of its own.
-inline constexpr std::size_t longest_apdu = 255 - 5 - 4;
+// The longest APDU there is: a header of 4 bytes, 3 bytes for the length of 65535 bytes of data,
+// and 2 for the expected length.
+inline constexpr std::size_t longest_apdu = 4 + 3 + 65535 + 2;
 
-// APDUs, each in one block of the protocol T=1 with an LRC, and their answers. The blocks are
-// numbered alternately from 0, as a card has it after its reset.
+// APDUs and their answers, in the card's protocol: in blocks of T=1 or, for any other, as they are.
 class Conversation {
  public:
-  Conversation(const Connection& connection, SamNumber sam) : connection_(connection), sam_(sam) {}
+  // `answer_to_reset`: that of a card that was just reset; none if it was not. Throws Failure.
+  Conversation(const Connection& connection, SamNumber sam,
+               const std::optional<Bytes>& answer_to_reset);
+  Conversation(const Conversation&) = delete;
+  Conversation& operator=(const Conversation&) = delete;
 
-  // Sends an APDU of up to `longest_apdu` bytes. What the card announces with 61xx is fetched with
-  // GET RESPONSE, and a command to which it answers 6Cxx is repeated with the length xx. Throws
-  // Failure, also when the answer is no good block or does not end after 65536 bytes.
+  // How long an APDU can be in this protocol.
+  std::size_t longest_apdu() const { return blocks_ ? cli::longest_apdu : most_bytes_to_card; }
+
+  // Sends an APDU of up to `longest_apdu()` bytes. What the card announces with 61xx is fetched
+  // with GET RESPONSE, and a command to which it answers 6Cxx is repeated with the length xx.
+  // Throws Failure, also when nothing good comes, or an answer that does not end after 65536 bytes.
   CardAnswer send(const Bytes& apdu);
 
  private:
   CardAnswer exchange(const Bytes& apdu);
   CardAnswer exchange_with_right_length(const Bytes& apdu);
 
-  const Connection& connection_;
-  SamNumber sam_;
-  bool second_number_ = false;  // of the next block: 0, or 1
+  CardLine line_;
+  std::optional<BlockProtocol> blocks_;
 };
 
 }  // namespace quorra::cli

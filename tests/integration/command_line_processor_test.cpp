@@ -112,6 +112,48 @@ TEST_F(Processor, InternalAuthenticationIsDes) {
                  "9000: done\n");
 }
 
+// 261 bytes are the longest command with one byte of length. The card takes 32 in a block.
+TEST_F(Processor, LongCommandsAndAnswersAreChained) {
+  const std::string data(2 * 255, 'A');
+  const Outcome outcome =
+      send({"00A4000C020001", "00D60000FF" + data, "00B0000000", "00D60000FF" + data + "00"});
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_NE(outcome.output.find("\n00F0  AA AA AA AA AA AA AA AA  AA AA AA AA AA AA AA FF  "),
+            std::string::npos);
+}
+
+TEST_F(Processor, CardsOfT0AreSpokenToAsWell) {
+  const std::string plain = new_card("cpu", {"--force", "--atr", "3B0651554F525241"});
+  const std::string output =
+      std::string(selected_file) + "> 00 B0 01 A1 10\n" + sixteen_ff + "9000: done\n";
+  expect_success(run_quorra({"apdu", "--virtual", plain, select_file, "00B001A110"}), output);
+}
+
+// A code is compared once, whatever is lost on the way.
+TEST_F(Processor, NoAttemptIsSpentTwiceAndNoneForNothing) {
+  for (const char* fault : {"silence", "wrong_check", "wrong_start", "short_reply", "status"}) {
+    const std::string fresh = new_card("cpu", {"--force"});
+    Process simulator({QUORRA_SIM_PROGRAM, "--card", fresh});
+    const std::string configuration = simulator.read_line();
+    const std::string socket = simulator.read_line().substr(std::string("control socket: ").size());
+    const auto arm = [&](const std::string& times) {
+      EXPECT_EQ(run({QUORRA_SIM_PROGRAM, "control", socket,
+                     R"({"command":"fault","on":"0x21",)" + times + R"(,"kind":")" + fault + "\"}"})
+                    .status,
+                0);
+    };
+    const Arguments wrong = {"apdu", "--config", configuration, "--no-reset", "002000010431323335"};
+    // The first of these frames makes the blocks begin anew, and the second settles sizes. The
+    // third one is hit, which brings the command.
+    arm(R"("every":3)");
+    expect_outcome(run_quorra(wrong), 1, "> 00 20 00 01 04 31 32 33 35\n63C2: 2 attempts left\n",
+                   "quorra: the card answers 63C2: 2 attempts left\n");
+    simulator.signal(SIGTERM);
+    EXPECT_EQ(simulator.wait().status, 0);
+  }
+}
+
 TEST_F(Processor, ResetForgetsTheSelectedFile) {
   Process simulator({QUORRA_SIM_PROGRAM, "--card", card});
   const std::string configuration = simulator.read_line();
@@ -182,8 +224,6 @@ TEST_F(Processor, RefusesWrongUsage) {
       {{"apdu", "00", "B0"}, "APDU: '00' has 1 byte" + too_short},
       {{"apdu", "00B000"}, "APDU: '00B000' has 3 bytes" + too_short},
       {{"apdu", "XY"}, "APDU: 'XY' is not hexadecimal"},
-      {{"apdu", std::string(2 * 247, '0')},
-       "APDU: the APDU has 247 bytes; a frame to the reader carries 246 at most"},
       {{"apdu", "00B00000", "--sam", "256"}, "--sam: 256 is more than 255" + hint},
       {{"atr", "--sam", "-1"}, "--sam: -1 is negative"},
       {{"read"}, image + " is a processor card: quorra apdu sends it commands"},
@@ -436,9 +476,23 @@ Bytes frame(unsigned char control, const Bytes& apdu) {
 
 class ScriptedProcessor : public ScriptedCommandLine {
  protected:
-  // Starts a conversation without a reset. The opening of the session is still to be served.
+  // Starts a conversation without a reset. Its beginning is still to be served.
   Process start_with(const Arguments& apdus) {
     return start(Arguments{"apdu", "--no-reset"} + apdus);
+  }
+  // The opening of the session; then the card's blocks begin anew, and sizes are settled.
+  void serve_beginning() const {
+    reader.serve_opening();
+    reader.serve(frame(0xC0, {}), reply(0, block(0xE0, {})));
+    serve_size();
+  }
+  void serve_size() const {
+    reader.serve(frame(0xC1, hex("FB")), reply(0, block(0xE1, hex("FB"))));
+  }
+  void serve_reset(const std::string& answer) const {
+    for (int times = 0; times < 2; ++times) {
+      reader.serve(reset_card, reply(0, hex(answer)));
+    }
   }
   void serve_apdu(unsigned char control, const std::string& apdu, const std::string& answer) const {
     reader.serve(frame(control, hex(apdu)), reply(0, block(control, hex(answer))));
@@ -448,9 +502,9 @@ class ScriptedProcessor : public ScriptedCommandLine {
 TEST_F(ScriptedProcessor, BlocksAreNumberedAlternately) {
   Process program = start({"apdu", "00B0000004", "00B0000104"});
   reader.serve_opening();
-  for (int times = 0; times < 2; ++times) {
-    reader.serve(reset_card, reply(0, hex("3B 00")));
-  }
+  serve_reset("3B 80 01 81");
+  reader.serve(hex("AA 21 80 0A 20 00 00 00 00 00 C1 01 FB 3B 21"),
+               reply(0, hex("00 E1 01 FB 1B")));
   reader.serve(hex("AA 21 80 0E 20 00 00 00 00 00 00 05 00 B0 00 00 04 B1 25"),
                reply(0, hex("00 00 04 41 42 61 02 64")));
   reader.serve(hex("AA 21 80 0E 20 00 00 00 00 00 40 05 00 C0 00 00 02 87 25"),
@@ -467,21 +521,20 @@ TEST_F(ScriptedProcessor, RepeatsACommandWithTheRightLength) {
     std::string apdu;
     std::string repeated;  // empty: it is not
   };
-  const std::string data(2 * 241, '1');
+  const std::string data(2 * 21, '1');
   const Case cases[] = {
       {"00 B0 00 00", "00 B0 00 00 05"},
       {"00 B0 00 00 10", "00 B0 00 00 05"},
       {"00 88 00 00 02 11 22", "00 88 00 00 02 11 22 05"},
       {"00 88 00 00 02 11 22 00", "00 88 00 00 02 11 22 05"},
-      {"00 88 00 00 F0" + data.substr(2), "00 88 00 00 F0" + data.substr(2) + "05"},
-      {"00 88 00 00 F1" + data, ""},
+      {"00 88 00 00 15" + data, "00 88 00 00 15" + data + "05"},
       {"00 88 00 00 03 11 22", ""},
       {"00 B0 00 00 00 00 10", ""},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(one.apdu);
     Process program = start_with({one.apdu});
-    reader.serve_opening();
+    serve_beginning();
     serve_apdu(0x00, one.apdu, "6C 05");
     // A second 6Cxx is the answer.
     if (!one.repeated.empty()) serve_apdu(0x40, one.repeated, "6C 06");
@@ -492,16 +545,6 @@ TEST_F(ScriptedProcessor, RepeatsACommandWithTheRightLength) {
     EXPECT_EQ(outcome.status, 1);
     reader.expect_closed();
   }
-}
-
-TEST_F(ScriptedProcessor, LongestApduFitsAFrame) {
-  const Bytes apdu(246, 0x11);
-  ASSERT_EQ(frame(0, apdu)[3], 0xFF);
-  Process program = start_with({std::string(2 * apdu.size(), '1')});
-  reader.serve_opening();
-  reader.serve(frame(0, apdu), reply(0, block(0, hex("90 00"))));
-  EXPECT_EQ(program.wait().status, 0);
-  reader.expect_closed();
 }
 
 TEST_F(ScriptedProcessor, StatusWordsHaveWords) {
@@ -523,50 +566,318 @@ TEST_F(ScriptedProcessor, StatusWordsHaveWords) {
   for (const auto& [words, meaning] : cases) {
     // 6Cxx is not followed here, because the command has a wrong length already.
     Process program = start_with({"00B0000005 00"});
-    reader.serve_opening();
+    serve_beginning();
     serve_apdu(0x00, "00 B0 00 00 05 00", words);
     expect_outcome(program.wait(), 1, std::string("> 00 B0 00 00 05 00\n") + meaning + "\n",
                    std::string("quorra: the card answers ") + meaning + "\n");
   }
 }
 
+// Receipts: of the last information block, and of trouble with a block of the card.
+const Bytes wants_first = frame(0x82, {});
+const Bytes wants_second = frame(0x92, {});
+
+// The card is asked for its block twice more.
 TEST_F(ScriptedProcessor, RefusesWhatIsNoAnswer) {
   const std::pair<Bytes, const char*> cases[] = {
-      {block(0x20, hex("90 00")),
-       "the answer goes on in further blocks, which are not fetched (PCB 20)"},
-      {block(0x60, hex("90 00")),
-       "the answer goes on in further blocks, which are not fetched (PCB 60)"},
-      {block(0x80, {}), "the card wants a block again (PCB 80)"},
       {block(0x91, {}), "the card found the check byte of the block wrong (PCB 91)"},
-      {block(0x82, {}), "the card found the block wrong (PCB 82)"},
-      {block(0xC1, hex("20")), "the card wants blocks of another size (PCB C1)"},
-      {block(0xC2, {}), "the card breaks off (PCB C2)"},
-      {block(0xC3, hex("01")), "the card wants more time (PCB C3)"},
+      {block(0x92, {}), "the card found the block wrong (PCB 92)"},
+      {block(0x90, {}), "the card wants a block again (PCB 90)"},
+      {block(0x40, hex("90 00")), "the card's block is not the one that is due (PCB 40)"},
       {block(0x01, hex("90 00")), "the card sends no block of T=1 (PCB 01)"},
+      {block(0x83, {}), "the card sends no block of T=1 (PCB 83)"},
+      {block(0xC0, {}), "the card sends no block of T=1 (PCB C0)"},
       {block(0xE1, hex("20")), "the card sends no block of T=1 (PCB E1)"},
       {hex("00 00 02 90 00 93"), "the check byte of the card's block is wrong"},
-      {hex("00 00 03 90 00"), "the check byte of the card's block is wrong"},
-      {hex("00 00 FB 90 00"), "the check byte of the card's block is wrong"},
-      {hex("00 00 FC 90 00"), "the block says that it has 256 bytes, more than a reply holds"},
-      {hex("00 00 FF 90 00"), "the block says that it has 259 bytes, more than a reply holds"},
-      {block(0x00, {}), "the answer ends without status words"},
-      {{}, "the answer ends without status words"},
-      {block(0x00, hex("90")), "the answer ends without status words"},
-      {block(0x00, hex("90 00 41 42")), "the answer ends without status words"},
+      {hex("00 00 03 90 00"), "the block says that it has 7 bytes, more than came"},
+      {hex("00 00 FF 90 00"), "the block says that it has 259 bytes, more than came"},
+      {hex("90 00 00"), "the card sends no block of T=1"},
+      {{}, "the card sends no block of T=1"},
   };
   for (const auto& [answer, words] : cases) {
     Process program = start_with({"00B0000004"});
-    reader.serve_opening();
+    serve_beginning();
     reader.serve(frame(0, hex("00B0000004")), reply(0, answer));
+    for (int times = 0; times < 2; ++times) {
+      reader.serve(wants_first, reply(0, answer));
+    }
     expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
                    std::string("quorra: sending the APDU: ") + words + "\n");
     reader.expect_closed();
   }
 }
 
+TEST_F(ScriptedProcessor, AnswersEndWithStatusWords) {
+  for (const char* answer : {"", "90", "90 00 41 42"}) {
+    Process program = start_with({"00B0000004"});
+    serve_beginning();
+    serve_apdu(0x00, "00B0000004", answer);
+    expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
+                   "quorra: sending the APDU: the answer ends without status words\n");
+    reader.expect_closed();
+  }
+}
+
+// ---- Blocks that are lost
+
+constexpr char read_four[] = "00B0000004";
+constexpr char read_four_done[] = "> 00 B0 00 00 04\n41\n9000: done\n";
+
+TEST_F(ScriptedProcessor, SendsABlockAgainOnlyWhenTheCardWantsIt) {
+  Process program = start_with({read_four});
+  serve_beginning();
+  // The card has not understood it; then the reader's reply is spoilt; then all is well.
+  reader.serve(frame(0x00, hex(read_four)), reply(0, block(0x81, {})));
+  reader.serve(frame(0x00, hex(read_four)), hex("55 00 00 00 56"));
+  reader.serve(wants_first, reply(0, block(0x00, hex("41 90 00"))));
+  expect_success(program.wait(), read_four_done);
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, TellsTheFirstTroubleWhenNothingHelps) {
+  Process program = start_with({read_four});
+  serve_beginning();
+  reader.serve(frame(0x00, hex(read_four)), reply(0x21, {}));
+  reader.serve(wants_first, reply(0, block(0x92, {})));
+  reader.serve(wants_first, reply(0, block(0x92, {})));
+  expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
+                 "quorra: sending the APDU: the reader refused the command with status 33 (0x21) "
+                 "(-33)\n");
+  reader.expect_closed();
+}
+
+// ---- Requests of the card
+
+TEST_F(ScriptedProcessor, GivesTheCardTimeAndTakesItsSizes) {
+  Process program = start_with({"00 D6 00 00 03 11 22 33"});
+  serve_beginning();
+  // From now on four bytes are the most. What was sent stays as it was.
+  reader.serve(frame(0x00, hex("00 D6 00 00 03 11 22 33")), reply(0, block(0xC1, hex("04"))));
+  reader.serve(frame(0xE1, hex("04")), reply(0, block(0xC3, hex("05"))));
+  reader.serve(frame(0xE3, hex("05")), reply(0, block(0xC3, hex("01"))));
+  reader.serve(frame(0xE3, hex("01")), reply(0, block(0x00, hex("61 02"))));
+  reader.serve(frame(0x60, hex("00 C0 00 00")), reply(0, block(0x80, {})));
+  reader.serve(frame(0x00, hex("02")), reply(0, block(0x40, hex("41 42 90 00"))));
+  expect_success(program.wait(), "> 00 D6 00 00 03 11 22 33\n41 42\n9000: done\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, TakesNoSizeThatIsNone) {
+  Process program = start_with({"00 D6 00 00 03 11 22 33"});
+  serve_beginning();
+  const Bytes sizes[] = {hex("00"), hex("FF"), hex("04 04"), {}};
+  Bytes last = frame(0x00, hex("00 D6 00 00 03 11 22 33"));
+  for (const Bytes& size : sizes) {
+    reader.serve(last, reply(0, block(0xC1, size)));
+    last = frame(0xE1, size);
+  }
+  reader.serve(last, reply(0, block(0x00, hex("61 02"))));
+  serve_apdu(0x40, "00C0000002", "41 42 90 00");
+  EXPECT_EQ(program.wait().status, 0);
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, EndsWhenTheCardBreaksOff) {
+  Process program = start_with({read_four});
+  serve_beginning();
+  reader.serve(frame(0x00, hex(read_four)), reply(0, block(0xC2, {})));
+  expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
+                 "quorra: sending the APDU: the card breaks off (PCB C2)\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, EndsWhenTheCardWantsTimeForEver) {
+  Process program = start_with({read_four});
+  serve_beginning();
+  const Bytes wants_time = reply(0, block(0xC3, hex("01")));
+  reader.serve(frame(0x00, hex(read_four)), wants_time);
+  for (int times = 0; times < 1000; ++times) {
+    reader.serve(frame(0xE3, hex("01")), wants_time);
+  }
+  expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
+                 "quorra: sending the APDU: the card asks for something without end (PCB C3)\n");
+  reader.expect_closed();
+}
+
+// ---- Sizes and chains
+
+constexpr char long_command[] = "00 D6 00 00 03 11 22 33";
+
+TEST_F(ScriptedProcessor, ChainsWhatTheCardCannotTakeInOneBlock) {
+  Process program = start({"apdu", long_command});
+  reader.serve_opening();
+  // T=1, and blocks of three bytes.
+  serve_reset("3B 80 81 11 03 13");
+  serve_size();
+  reader.serve(frame(0x20, hex("00 D6 00")), reply(0, block(0x90, {})));
+  // The card wants this one again, and then its receipt is lost.
+  reader.serve(frame(0x60, hex("00 03 11")), reply(0, block(0x91, {})));
+  reader.serve(frame(0x60, hex("00 03 11")), reply(0x22, {}));
+  reader.serve(wants_first, reply(0, block(0x80, {})));
+  reader.serve(frame(0x00, hex("22 33")), reply(0, block(0x00, hex("90 00"))));
+  expect_success(program.wait(), "> 00 D6 00 00 03 11 22 33\n9000: done\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, TakesNoAnswerInTheMiddleOfACommand) {
+  Process program = start({"apdu", long_command});
+  reader.serve_opening();
+  serve_reset("3B 80 81 11 03 13");
+  serve_size();
+  reader.serve(frame(0x20, hex("00 D6 00")), reply(0, block(0x00, hex("90 00"))));
+  for (int times = 0; times < 2; ++times) {
+    reader.serve(wants_first, reply(0, block(0x00, hex("90 00"))));
+  }
+  expect_outcome(
+      program.wait(), 1, "> 00 D6 00 00 03 11 22 33\n",
+      "quorra: sending the APDU: the card's block is not the one that is due (PCB 00)\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, FollowsAnAnswerInSeveralBlocks) {
+  Process program = start_with({read_four, read_four});
+  serve_beginning();
+  reader.serve(frame(0x00, hex(read_four)), reply(0, block(0x20, hex("41"))));
+  // A block is lost, and another one comes twice.
+  reader.serve(frame(0x90, {}), reply(0x22, {}));
+  reader.serve(wants_second, reply(0, block(0x60, hex("42"))));
+  reader.serve(frame(0x80, {}), reply(0, block(0x60, hex("42"))));
+  reader.serve(wants_first, reply(0, block(0x00, hex("90 00"))));
+  serve_apdu(0x40, read_four, "");
+  Outcome outcome = program.wait();
+  // The card's next block would have had the number 1, and the test's has it.
+  EXPECT_EQ(outcome.output, "> 00 B0 00 00 04\n41 42\n9000: done\n> 00 B0 00 00 04\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, BlocksHoldNoMoreThanAFrameCarries) {
+  // 246 bytes are the most that a frame carries, and the card would take 254.
+  Process program = start({"apdu", std::string(2 * 247, '1')});
+  reader.serve_opening();
+  serve_reset("3B 80 81 11 FE EE");
+  serve_size();
+  const Bytes first = frame(0x20, Bytes(246, 0x11));
+  ASSERT_EQ(first[3], 0xFF);
+  reader.serve(first, reply(0, block(0x90, {})));
+  reader.serve(frame(0x40, hex("11")), reply(0, block(0x00, hex("90 00"))));
+  EXPECT_EQ(program.wait().status, 0);
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, GoesOnWithACardThatSettlesNoSize) {
+  Process program = start_with({read_four});
+  reader.serve_opening();
+  reader.serve(frame(0xC0, {}), reply(0, block(0xE0, {})));
+  for (int times = 0; times < 3; ++times) {
+    reader.serve(frame(0xC1, hex("FB")), reply(0, block(0x82, {})));
+  }
+  serve_apdu(0x00, read_four, "41 90 00");
+  expect_success(program.wait(), read_four_done);
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, EndsWhenTheReaderFailsBeforeTheFirstApdu) {
+  const std::pair<Bytes, Bytes> cases[] = {
+      {frame(0xC0, {}), reply(0, block(0x82, {}))},
+      {frame(0xC0, {}), reply(0x22, {})},
+  };
+  const char* const words[] = {
+      "quorra: sending the APDU: the card does not begin its blocks anew (PCB 82)\n",
+      "quorra: sending the APDU: the reader refused the command with status 34 (0x22) (-34)\n"};
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    Process program = start_with({read_four});
+    reader.serve_opening();
+    for (int times = 0; times < 3; ++times) {
+      reader.serve(cases[i].first, cases[i].second);
+    }
+    expect_outcome(program.wait(), 1, "", words[i]);
+    reader.expect_closed();
+  }
+  Process program = start_with({read_four});
+  reader.serve_opening();
+  reader.serve(frame(0xC0, {}), reply(0, block(0xE0, {})));
+  for (int times = 0; times < 3; ++times) {
+    reader.serve(frame(0xC1, hex("FB")), reply(0x22, {}));
+  }
+  expect_outcome(program.wait(), 1, "", words[1]);
+  reader.expect_closed();
+}
+
+// ---- Cards without blocks
+
+// The frame that brings bytes to the card as they are.
+Bytes plain_frame(const Bytes& bytes) {
+  return sealed(
+      Bytes{0xAA, 0x21, 0x80, static_cast<unsigned char>(bytes.size() + 5), 0x20, 0, 0, 0, 0} +
+      bytes);
+}
+
+TEST_F(ScriptedProcessor, SpeaksWithoutBlocksToACardOfT0) {
+  Process program = start({"apdu", read_four});
+  reader.serve_opening();
+  serve_reset("3B 00");
+  reader.serve(plain_frame(hex(read_four)), reply(0, hex("61 01")));
+  reader.serve(plain_frame(hex("00C0000001")), reply(0, hex("41 90 00")));
+  expect_success(program.wait(), read_four_done);
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, AsksACardThatWasNotResetForItsProtocol) {
+  Process program = start_with({read_four});
+  reader.serve_opening();
+  reader.serve(frame(0xC0, {}), reply(0, hex("6A 86")));
+  reader.serve(plain_frame(hex(read_four)), reply(0, hex("41 90 00")));
+  expect_success(program.wait(), read_four_done);
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, AsksACardWhoseAnswerToResetIsNoneForItsProtocol) {
+  Process program = start({"apdu", read_four});
+  reader.serve_opening();
+  serve_reset("3B 80");
+  reader.serve(frame(0xC0, {}), reply(0, block(0xE0, {})));
+  serve_size();
+  serve_apdu(0x00, read_four, "41 90 00");
+  expect_success(program.wait(), read_four_done);
+  reader.expect_closed();
+}
+
+// Without blocks nothing tells whether the card had the command.
+TEST_F(ScriptedProcessor, RepeatsNothingWithoutBlocks) {
+  Process program = start({"apdu", read_four});
+  reader.serve_opening();
+  serve_reset("3B 00");
+  reader.serve(plain_frame(hex(read_four)), reply(0x22, {}));
+  expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
+                 "quorra: sending the APDU: the reader refused the command with status 34 (0x22) "
+                 "(-34)\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedProcessor, LongestApduWithoutBlocksFitsAFrame) {
+  // With an expected length it would have 251 bytes.
+  const std::string longest = "00880000F5" + std::string(2 * 245, '1');
+  const Bytes apdu = hex(longest);
+  Process program = start({"apdu", longest});
+  reader.serve_opening();
+  serve_reset("3B 00");
+  reader.serve(plain_frame(apdu), reply(0, hex("6C 05")));
+  EXPECT_EQ(program.wait().errors,
+            "quorra: the card answers 6C05: 5 bytes would be the right length\n");
+  reader.expect_closed();
+
+  Process refused = start({"apdu", read_four, std::string(2 * 251, '1')});
+  reader.serve_opening();
+  serve_reset("3B 00");
+  expect_outcome(refused.wait(), 2, "",
+                 "quorra: an APDU has 251 bytes; a frame to the reader carries 250 at most, and "
+                 "the card does not speak T=1\n");
+  reader.expect_closed();
+}
+
 TEST_F(ScriptedProcessor, LongestBlockIsAnAnswer) {
   Process program = start_with({"00B00000F9"});
-  reader.serve_opening();
+  serve_beginning();
   reader.serve(frame(0, hex("00B00000F9")), reply(0, block(0, Bytes(249, 0x41) + hex("90 00"))));
   const Outcome outcome = program.wait();
   EXPECT_EQ(outcome.status, 0) << outcome.errors;
@@ -582,7 +893,7 @@ TEST_F(ScriptedProcessor, EndlessAnswersEnd) {
   const Bytes fetch = hex("00C0000080");
   const auto converse = [&](const Bytes& last) {
     Process program = start_with({"00B00000"});
-    reader.serve_opening();
+    serve_beginning();
     reader.serve(frame(0, apdu), reply(0, block(0, hex("61 80"))));
     unsigned char control = 0x40;
     for (int piece = 1; piece <= 512; ++piece) {
@@ -606,7 +917,7 @@ TEST_F(ScriptedProcessor, EndlessAnswersEnd) {
 
 TEST_F(ScriptedProcessor, AnnouncementsMustBeKept) {
   Process program = start_with({"00B00000"});
-  reader.serve_opening();
+  serve_beginning();
   serve_apdu(0x00, "00B00000", "61 05");
   serve_apdu(0x40, "00C0000005", "61 05");
   expect_outcome(
@@ -617,7 +928,7 @@ TEST_F(ScriptedProcessor, AnnouncementsMustBeKept) {
 
 TEST_F(ScriptedProcessor, SignalsEndAConversationBetweenTwoCalls) {
   Process program = start_with({"00B0000004", "00B0000104"});
-  reader.serve_opening();
+  serve_beginning();
   reader.expect(frame(0, hex("00B0000004")));
   program.signal(SIGINT);
   reader.answer(reply(0, block(0, hex("90 00"))));

@@ -111,10 +111,21 @@ TEST_F(ReaderWithT0Card, carries_commands_as_they_are) {
   EXPECT_EQ(card("00"), reply(0, "67 00"));
 }
 
-TEST_F(ReaderWithT0Card, carries_blocks_too_when_their_check_byte_is_right) {
-  EXPECT_EQ(block(sealed("00 00 07 00 A4 00 0C 02 00 01")), reply(0, "00 00 02 90 00 92"));
-  // With another check byte it is a command: class 0, instruction 0.
-  EXPECT_EQ(card("00 00 05 00 B0 00 00 04 00"), reply(0, "6D 00"));
+TEST_F(ReaderWithT0Card, takes_no_block) {
+  // To it this is a command: class 0, instruction 0.
+  EXPECT_EQ(block(sealed("00 00 07 00 A4 00 0C 02 00 01")), reply(0, "6D 00"));
+  EXPECT_EQ(block(sealed("00 C0 00")), reply(0, "67 00"));
+}
+
+// Such a command has the length and the check byte of a block.
+TEST_F(ReaderWithT0Card, carries_commands_that_look_like_blocks) {
+  EXPECT_EQ(card("00 A4 00 0C 02 00 01"), reply(0, "9000"));
+  for (unsigned offset = 0; offset < 0xFF; ++offset) {
+    const unsigned expected = offset ^ 0xB1U;
+    if (expected == 0 || expected > 128 || 0x100 + offset + expected > 0x200) continue;
+    EXPECT_EQ(card(fmt::format("00 B0 01 {:02X} {:02X}", offset, expected)),
+              reply(0, to_hex(counting(static_cast<std::uint8_t>(offset), expected)) + "90 00"));
+  }
 }
 
 TEST_F(ReaderWithProcessorCard, carries_blocks) {
@@ -126,11 +137,30 @@ TEST_F(ReaderWithProcessorCard, carries_blocks) {
 }
 
 TEST_F(ReaderWithProcessorCard, has_room_for_the_longest_answer_of_the_card_in_a_block) {
+  EXPECT_EQ(block(sealed("00 C1 01 FB")), reply(0, to_hex(sealed("00 E1 01 FB"))));
   block(sealed("00 00 07 00 A4 00 0C 02 00 01"));
-  EXPECT_EQ(block(sealed("00 00 05 00 B0 00 00 00")),
-            reply(0, to_hex(sealed("00 00 82 " + to_hex(counting(0, 128)) + "61 80"))));
-  EXPECT_EQ(block(sealed("00 40 05 00 C0 00 00 80")),
-            reply(0, to_hex(sealed("00 40 82 " + to_hex(counting(0x80, 128)) + "90 00"))));
+  EXPECT_EQ(block(sealed("00 40 05 00 B0 00 00 00")),
+            reply(0, to_hex(sealed("00 40 82 " + to_hex(counting(0, 128)) + "61 80"))));
+  EXPECT_EQ(block(sealed("00 00 05 00 C0 00 00 80")),
+            reply(0, to_hex(sealed("00 00 82 " + to_hex(counting(0x80, 128)) + "90 00"))));
+}
+
+TEST_F(ReaderWithProcessorCard, spends_one_attempt_on_a_block_that_comes_twice) {
+  const Bytes verify = sealed("00 00 09 00 20 00 01 04 00 00 00 00");
+  for (int times = 0; times < 4; ++times)
+    EXPECT_EQ(block(verify), reply(0, to_hex(sealed("00 00 02 63 C2"))));
+  EXPECT_EQ(load_image(file).field("counter").front(), 2);
+  // After a reset it is another block.
+  exchange(0x20, "20 00000000");
+  EXPECT_EQ(block(verify), reply(0, to_hex(sealed("00 00 02 63 C1"))));
+}
+
+TEST_F(ReaderWithProcessorCard, numbers_blocks_anew_after_each_reset) {
+  const Bytes read = sealed("00 00 05 00 B0 00 00 01");
+  for (const auto* const command : {"20", "B2", "B3"}) {
+    EXPECT_EQ(block(read), reply(0, to_hex(sealed("00 00 02 69 86")))) << command;
+    exchange(hex(command)[0], command == std::string_view("20") ? "20 00000000" : "80 00000000");
+  }
 }
 
 TEST_F(ReaderWithProcessorCard, takes_a_check_byte_that_leaves_out_the_bytes_for_the_card) {

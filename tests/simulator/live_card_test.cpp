@@ -29,7 +29,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 constexpr const char* any_port = "vicc://127.0.0.1:0";
-const std::string atr = "3B 02 14 50";
+const std::string atr = "3B 80 01 81";
 
 std::uint16_t port_of(std::string_view address) {
   const auto number = parse_number(address.substr(address.rfind(':') + 1));
@@ -114,6 +114,8 @@ TEST(LiveCard, sends_no_command_that_looks_like_a_control) {
   ASSERT_TRUE(card.is_present());
   for (const auto* const command : {"", "00", "00 A4 00"})
     EXPECT_EQ(card.transmit(hex(command)), hex("67 00"));
+  // Nor one whose length does not fit into a message.
+  EXPECT_EQ(card.transmit(Bytes(65536, 0x11)), hex("67 00"));
   emulator.send(hex("6D 00"));
   EXPECT_EQ(card.transmit(hex("00 A4 00 00")), hex("6D 00"));
   EXPECT_EQ(emulator.receive(), hex("00 A4 00 00"));
@@ -241,10 +243,10 @@ TEST_F(ReaderWithLiveCard, resets_it_and_speaks_to_it) {
   EXPECT_EQ(reset(emulator, hex(atr)), reply(0, atr));
   EXPECT_EQ(exchange(emulator, "00 B0 00 00 02", hex("11 22 90 00")), reply(0, "11 22 90 00"));
   // The same in a block.
-  host.send(request(0x21, "20 00000000 21 40 05 00 B0 00 00 02 D6"));
+  host.send(request(0x21, "20 00000000 21 00 05 00 B0 00 00 02 96"));
   EXPECT_EQ(emulator.receive(), hex("00 B0 00 00 02"));
   emulator.send(hex("11 22 90 00"));
-  EXPECT_EQ(host.receive_reply(), reply(0, "12 40 04 11 22 90 00 F5"));
+  EXPECT_EQ(host.receive_reply(), reply(0, "12 00 04 11 22 90 00 B5"));
 }
 
 TEST_F(ReaderWithLiveCard, carries_no_answer_that_does_not_fit_into_a_reply) {
@@ -253,10 +255,13 @@ TEST_F(ReaderWithLiveCard, carries_no_answer_that_does_not_fit_into_a_reply) {
   const auto* const command = "00 B0 00 00 00";
   EXPECT_EQ(exchange(emulator, command, Bytes(255, 0x11)).size(), 260U);
   EXPECT_EQ(exchange(emulator, command, Bytes(256, 0x11)), reply(answer_too_long));
-  const auto* const block = "00 00 04 00 84 00 00 80";
-  EXPECT_EQ(exchange(emulator, block, Bytes(251, 0x11)).size(), 260U);
-  for (const std::size_t size : {std::size_t{252}, std::size_t{254}, std::size_t{255}})
-    EXPECT_EQ(exchange(emulator, block, Bytes(size, 0x11)), reply(answer_too_long)) << size;
+  // Blocks of the largest size are too long for a reply, too.
+  EXPECT_EQ(exchange(0x21, "20 00000000 00 C1 01 FE 3E"), reply(0, "00 E1 01 FE 1E"));
+  EXPECT_EQ(exchange(emulator, "00 00 04 00 84 00 00 80", Bytes(251, 0x11)).size(), 260U);
+  EXPECT_EQ(exchange(emulator, "00 40 04 00 84 00 00 C0", Bytes(252, 0x11)),
+            reply(answer_too_long));
+  EXPECT_EQ(exchange(emulator, "00 00 04 00 84 00 00 80", Bytes(255, 0x11)),
+            reply(answer_too_long));
 }
 
 TEST_F(ReaderWithLiveCard, gives_no_answer_when_the_emulator_has_none) {

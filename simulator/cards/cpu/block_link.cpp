@@ -1,8 +1,8 @@
 #include "simulator/cards/cpu/block_link.hpp"
 
 #include <algorithm>
-#include <array>
 #include <bit>
+#include <utility>
 
 #include "simulator/exclusive_or.hpp"
 
@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::size_t header_of_block = 3;
 constexpr std::size_t smallest_block = header_of_block + 1;
+constexpr std::size_t largest_size = 254;
 
 // An information block has bit 7 clear; bits 6 and 5 are its number and "more to come".
 constexpr unsigned not_information = 0x80;
@@ -18,24 +19,41 @@ constexpr unsigned sequence_bit = 0x40;
 constexpr unsigned more_to_come = 0x20;
 // Of the others, bit 6 tells supervisory blocks, in which bit 5 tells answers from requests.
 constexpr unsigned supervisory = 0xC0;
-constexpr unsigned kind_mask = 0xC0;
 constexpr unsigned supervisory_answer = 0x20;
-constexpr unsigned last_supervisory_request = 0xC2;
+constexpr unsigned last_kind_of_request = 0xC3;
+constexpr unsigned resynchronise = 0xC0;
+constexpr unsigned set_size = 0xC1;
+constexpr unsigned abort_chain = 0xC2;
 
-// Blocks that say that something was wrong.
+// The rest are receipts. They tell the number of the information block that is expected next, and
+// what was wrong with the last block.
+constexpr unsigned receipt = 0x80;
 constexpr unsigned wrong_check_byte = 0x81;
 constexpr unsigned other_error = 0x82;
-constexpr unsigned sequence_bit_of_error = 0x10;
+constexpr unsigned sequence_bit_of_receipt = 0x10;
 
-bool has_length_of_block(std::span<const std::uint8_t> bytes) {
-  return bytes.size() >= smallest_block && bytes[2] == bytes.size() - smallest_block;
+// No command is longer. One that is, is cut there, and the card finds its length wrong.
+constexpr std::size_t longest_command = 0x10000;
+
+constexpr unsigned half_byte = 0x0F;
+
+bool is_receipt(unsigned control) {
+  const unsigned without_number = control & ~sequence_bit_of_receipt;
+  return without_number >= receipt && without_number <= other_error;
 }
 
 // Information without a meaningless bit, or one of the few others there are.
-bool is_control_byte(unsigned byte) {
-  if ((byte & not_information) == 0) return (byte & ~(sequence_bit | more_to_come)) == 0;
-  if ((byte & kind_mask) == supervisory) return (byte & ~supervisory_answer) <= 0xC3;
-  return (byte & ~sequence_bit_of_error) <= other_error;
+bool is_control_byte(unsigned control) {
+  if ((control & not_information) == 0) return (control & ~(sequence_bit | more_to_come)) == 0;
+  if ((control & supervisory) == supervisory)
+    return (control & ~supervisory_answer) <= last_kind_of_request;
+  return is_receipt(control);
+}
+
+unsigned number_of_receipt(bool expected) { return expected ? sequence_bit_of_receipt : 0U; }
+
+std::span<const std::uint8_t> information_of(std::span<const std::uint8_t> block) {
+  return block.subspan(header_of_block, block[2]);
 }
 
 // The address of the sender and that of the receiver change places.
@@ -55,48 +73,147 @@ ProcessorCard::Bytes make_block(std::uint8_t address, unsigned control,
   return block;
 }
 
+// What an answer to reset says of the protocol.
+struct Offer {
+  unsigned protocol = 0;
+  std::size_t size = 0;  // 0: it says nothing of it
+};
+
+// The upper half of T0, and of each TD, tells which of the bytes TA, TB, TC and TD follow. The
+// lower half of a TD names a protocol. The first one is that of the card, unless TA2 names it;
+// without TD1 it is T=0. The first TA behind a TD2, or a later one, that names T=1 is the size.
+Offer read_offer(std::span<const std::uint8_t> answer) {
+  constexpr unsigned bit_of_td = 3;
+  Offer offer;
+  unsigned behind = 0;
+  unsigned there = answer.size() < 2 ? 0U : answer[1] >> 4U;
+  auto rest = answer.subspan(std::min<std::size_t>(2, answer.size()));
+  for (int number = 1; there != 0; ++number) {
+    unsigned next = 0;
+    for (unsigned letter = 0; letter <= bit_of_td; ++letter) {
+      if ((there >> letter & 1U) == 0) continue;
+      if (rest.empty()) return offer;
+      const unsigned byte = rest.front();
+      rest = rest.subspan(1);
+      if (letter == bit_of_td) {
+        behind = byte & half_byte;
+        next = byte >> 4U;
+        if (number == 1) offer.protocol = behind;
+      } else if (letter == 0 && number == 2) {
+        offer.protocol = byte & half_byte;
+      } else if (letter == 0 && number > 2 && behind == 1 && offer.size == 0) {
+        offer.size = byte;
+      }
+    }
+    there = next;
+  }
+  return offer;
+}
+
 }  // namespace
 
-// T0 says which interface bytes follow it; the lower half of TD1 is the first protocol, and where
-// TD1 is missing that is T=0.
 void BlockLink::reset(std::span<const std::uint8_t> answer_to_reset) {
-  constexpr unsigned before_td1 = 0x70;
-  constexpr unsigned td1 = 0x80;
-  constexpr unsigned protocol_mask = 0x0F;
+  const Offer offer = read_offer(answer_to_reset);
+  card_speaks_blocks_ = offer.protocol == 1;
+  card_size_ = offer.size == 0 || offer.size > largest_size ? usual_size : offer.size;
+  begin_anew();
+}
+
+void BlockLink::begin_anew() {
+  host_size_ = usual_size;
+  expected_ = false;
+  next_ = false;
+  command_.clear();
+  unsent_.clear();
+  last_block_.clear();
   last_answer_.clear();
-  card_speaks_blocks_ = false;
-  if (answer_to_reset.size() < 2 || (answer_to_reset[1] & td1) == 0) return;
-  const std::size_t place =
-      2 + static_cast<std::size_t>(std::popcount(answer_to_reset[1] & before_td1));
-  card_speaks_blocks_ =
-      place < answer_to_reset.size() && (answer_to_reset[place] & protocol_mask) == 1;
 }
 
 bool BlockLink::takes(std::span<const std::uint8_t> bytes) const {
-  if (!has_length_of_block(bytes)) return false;
-  return exclusive_or(bytes) == 0 || (card_speaks_blocks_ && is_control_byte(bytes[1]));
+  return card_speaks_blocks_ && bytes.size() >= smallest_block &&
+         bytes[2] == bytes.size() - smallest_block &&
+         (exclusive_or(bytes) == 0 || is_control_byte(bytes[1]));
 }
 
 std::optional<BlockLink::Bytes> BlockLink::exchange(ProcessorCard& card,
                                                     std::span<const std::uint8_t> block) {
-  const std::uint8_t address = block[0];
+  if (exclusive_or(block) != 0) return refuse(block[0], wrong_check_byte);
   const unsigned control = block[1];
-  const auto information = block.subspan(header_of_block, block[2]);
-  const unsigned sequence = (control & sequence_bit) != 0 ? sequence_bit_of_error : 0;
+  if ((control & not_information) == 0) return take_information(card, block);
+  return (control & supervisory) == supervisory ? take_request(block) : take_receipt(block);
+}
 
-  if (exclusive_or(block) != 0) return make_block(address, wrong_check_byte | sequence);
-  if ((control & kind_mask) == supervisory) {
-    if (control > last_supervisory_request) return make_block(address, other_error);
-    return make_block(address, control | supervisory_answer, information);
-  }
-  if ((control & not_information) != 0)
-    return last_answer_.empty() ? make_block(address, other_error) : last_answer_;
-  if ((control & more_to_come) != 0) return make_block(address, other_error | sequence);
+// A block that comes again, because the host has not seen the answer, gets it once more.
+std::optional<BlockLink::Bytes> BlockLink::take_information(ProcessorCard& card,
+                                                            std::span<const std::uint8_t> block) {
+  const std::uint8_t address = block[0];
+  const auto information = information_of(block);
+  const bool number = (block[1] & sequence_bit) != 0;
+  if (number != expected_ && !last_answer_.empty() && std::ranges::equal(block, last_block_))
+    return last_answer_;
+  const bool has_answer_left = !unsent_.empty();
+  if (!is_control_byte(block[1]) || number != expected_ || information.size() > card_size_ ||
+      has_answer_left)
+    return refuse(address, other_error);
 
-  const auto answer = card.transmit(information);
+  expected_ = !expected_;
+  last_block_.assign(block.begin(), block.end());
+  last_answer_.clear();
+  const std::size_t room = longest_command - command_.size();
+  const auto taken = information.first(std::min(information.size(), room));
+  command_.insert(command_.end(), taken.begin(), taken.end());
+  if ((block[1] & more_to_come) != 0)
+    return last_answer_ = make_block(address, receipt | number_of_receipt(expected_));
+
+  auto answer = card.transmit(std::exchange(command_, {}));
   if (!answer) return std::nullopt;
-  last_answer_ = make_block(address, control & sequence_bit, *answer);
+  unsent_ = std::move(*answer);
+  return send_next(address);
+}
+
+// The next block of the answer, which may be empty.
+BlockLink::Bytes BlockLink::send_next(std::uint8_t address) {
+  const std::size_t count = std::min(unsent_.size(), host_size_);
+  const unsigned more = count < unsent_.size() ? more_to_come : 0;
+  last_answer_ =
+      make_block(address, (next_ ? sequence_bit : 0U) | more, std::span(unsent_).first(count));
+  unsent_.erase(unsent_.begin(), unsent_.begin() + static_cast<std::ptrdiff_t>(count));
+  next_ = !next_;
   return last_answer_;
+}
+
+// The host wants the last block again, or has it and wants what follows.
+BlockLink::Bytes BlockLink::take_receipt(std::span<const std::uint8_t> block) {
+  const std::uint8_t address = block[0];
+  if (!is_receipt(block[1]) || block[2] != 0 || last_answer_.empty())
+    return refuse(address, other_error);
+  const bool wants_next = ((block[1] & sequence_bit_of_receipt) != 0) == next_;
+  const bool has_sent_information = (last_answer_[1] & not_information) == 0;
+  if (wants_next != has_sent_information) return last_answer_;
+  if (!wants_next || unsent_.empty()) return refuse(address, other_error);
+  return send_next(address);
+}
+
+BlockLink::Bytes BlockLink::take_request(std::span<const std::uint8_t> block) {
+  const auto information = information_of(block);
+  const unsigned control = block[1];
+  if (control == resynchronise && information.empty()) {
+    begin_anew();
+  } else if (control == set_size && information.size() == 1 && information[0] != 0 &&
+             information[0] <= largest_size) {
+    host_size_ = information[0];
+  } else if (control == abort_chain && information.empty()) {
+    command_.clear();
+    unsent_.clear();
+    last_answer_.clear();
+  } else {
+    return refuse(block[0], other_error);
+  }
+  return make_block(block[0], control | supervisory_answer, information);
+}
+
+BlockLink::Bytes BlockLink::refuse(std::uint8_t address, unsigned error) const {
+  return make_block(address, error | number_of_receipt(expected_));
 }
 
 }  // namespace quorra::simulator

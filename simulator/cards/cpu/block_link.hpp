@@ -9,29 +9,51 @@
 
 namespace quorra::simulator {
 
-// The block protocol T=1 over a card that takes whole commands. A block is NAD, PCB, LEN, LEN bytes
-// of information and the XOR of them all.
+// The card's side of the block protocol T=1 of ISO/IEC 7816-3, over a card that takes whole
+// commands. A block is NAD, PCB, LEN, LEN bytes of information and the XOR of them all.
 //
-// Sequence numbers are not checked: an answer has that of the block it answers. Commands in several
-// blocks are refused, and answers always are one block.
+// Both sides number their information blocks 0 and 1 in turn. A command may come in a chain of
+// blocks, and an answer goes in one if it is longer than what the host says it can take. A block
+// that comes twice is answered twice, and carried out once.
 class BlockLink {
  public:
   using Bytes = ProcessorCard::Bytes;
 
-  // Learns from the answer to reset whether the card itself speaks T=1.
+  // Begins anew as after a reset. The answer to reset tells whether the card speaks T=1, and how
+  // much information it takes in a block.
   void reset(std::span<const std::uint8_t> answer_to_reset);
 
-  // Whether bytes from the host are a block. What is as long as a block and has the right check
-  // byte always is one. On a card that speaks T=1 a wrong check byte does not matter, as long as
-  // the PCB is one.
+  // Whether bytes from the host are a block. To a card that does not speak T=1 none are. To one
+  // that does, bytes are a block if they are as long as their LEN says, and have a right check byte
+  // or the PCB of a block.
   bool takes(std::span<const std::uint8_t> bytes) const;
 
-  // The block that answers a block; absent if the card is silent. It is as long as the card's
-  // answer makes it: whoever cannot carry more than 255 bytes has to refuse it.
+  // The block that answers a block; absent if the card is silent. Whoever cannot carry a block of
+  // the size that the host has asked for has to refuse it.
   std::optional<Bytes> exchange(ProcessorCard& card, std::span<const std::uint8_t> block);
 
  private:
+  static constexpr std::size_t usual_size = 32;
+
+  void begin_anew();
+  std::optional<Bytes> take_information(ProcessorCard& card, std::span<const std::uint8_t> block);
+  Bytes take_receipt(std::span<const std::uint8_t> block);
+  Bytes take_request(std::span<const std::uint8_t> block);
+  Bytes send_next(std::uint8_t address);
+  Bytes refuse(std::uint8_t address, unsigned error) const;
+
   bool card_speaks_blocks_ = false;
+  // The most information in a block to the card, and in one from it.
+  std::size_t card_size_ = usual_size;
+  std::size_t host_size_ = usual_size;
+  // The numbers of the next information blocks: of the host's, and of the card's.
+  bool expected_ = false;
+  bool next_ = false;
+  // What has come of a command, and what is left of an answer.
+  Bytes command_;
+  Bytes unsent_;
+  // The last information block that was taken, and the answer to it or the latest part of that.
+  Bytes last_block_;
   Bytes last_answer_;
 };
 

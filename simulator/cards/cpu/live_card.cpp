@@ -24,6 +24,7 @@ constexpr std::uint8_t warm_reset = 2;
 constexpr std::uint8_t tell_answer_to_reset = 4;
 
 constexpr std::size_t length_size = 2;
+constexpr std::size_t longest_message = 0xFFFF;
 
 constexpr std::size_t highest_port = 65535;
 
@@ -118,9 +119,10 @@ std::optional<ProcessorCard::Bytes> LiveCard::reset() {
   return exchange(std::array{tell_answer_to_reset});
 }
 
-// A short command could be taken for a control.
+// A short command could be taken for a control, and the length of a message has two bytes.
 std::optional<ProcessorCard::Bytes> LiveCard::transmit(std::span<const std::uint8_t> command) {
-  if (command.size() < apdu_header_size) return Bytes{0x67, 0x00};
+  if (command.size() < apdu_header_size || command.size() > longest_message)
+    return Bytes{0x67, 0x00};
   return exchange(command);
 }
 
