@@ -30,7 +30,8 @@ class Wait {
 
   Ticks start_;
   Ticks limit_;
-  bool mistaken_ = false;  // the line was said to be ready; another attempt shows that it is not
+  // The line was said to be ready; another attempt shows that it is not. Who spins does not ask.
+  [[maybe_unused]] bool mistaken_ = false;
 };
 
 }  // namespace quorra
