@@ -10,6 +10,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -43,6 +44,18 @@ int pending(int descriptor) {
   int count = 0;
   checked(ioctl(descriptor, FIONREAD, &count), "FIONREAD");
   return count;
+}
+
+void remove_sequences(Bytes& bytes) {
+  for (const std::string_view sequence :
+       {start_sequence, end_sequence, set_sequence, init_sequence, close_sequence}) {
+    const Bytes unwanted = text(sequence);
+    for (auto found = bytes.begin();
+         (found = std::search(bytes.begin(), bytes.end(), unwanted.begin(), unwanted.end())) !=
+         bytes.end();) {
+      bytes.erase(found, found + static_cast<std::ptrdiff_t>(unwanted.size()));
+    }
+  }
 }
 
 // As a serial line that other programs used before.
@@ -114,7 +127,7 @@ ScriptedReader::~ScriptedReader() {
       ADD_FAILURE() << "the reader still waits to play:\n  "
                     << (answering_ ? "answers to " : "request ") << to_hex(steps_.front().request)
                     << "\nand has of it: " << to_hex(rest);
-    } else if (!rest.empty() || !frame_.empty()) {
+    } else if (!ignores_rest_ && (!rest.empty() || !frame_.empty())) {
       ADD_FAILURE() << "the library sent more than was expected: " << to_hex(frame_ + rest);
     }
   } catch (const std::exception& error) {
@@ -229,6 +242,7 @@ void ScriptedReader::answer_frames() {
   const std::size_t arrived = System::instance().bytes_written - received_;
   frame_ = std::move(frame_) + receive(arrived);
   received_ += arrived;
+  if (mode_ == Mode::terminal) remove_sequences(frame_);
   if (frame_.size() <= length_offset || frame_.size() < frame_[length_offset] + frame_overhead) {
     return;
   }

@@ -71,7 +71,7 @@ class ScriptedReader {
   // Answers `ticks` after the answer before, or after the request.
   ScriptedReader& answer_after(std::clock_t ticks, const Bytes& bytes);
   // Where the script ends, answers each further frame with what `answer` makes of it; without bytes
-  // for silence. In direct mode only.
+  // for silence. In terminal mode it is given the frame without the terminal's sequences.
   void answer_with(std::function<Bytes(const Bytes& request)> answer) {
     answer_ = std::move(answer);
   }
@@ -94,6 +94,8 @@ class ScriptedReader {
   bool finished() const { return steps_.empty(); }
   // Leaves the rest of the script unplayed.
   void forget() { steps_.clear(); }
+  // Does not look at the end whether all that was sent was expected.
+  void ignore_rest() { ignores_rest_ = true; }
 
  private:
   struct Answer {
@@ -121,6 +123,7 @@ class ScriptedReader {
   Bytes frame_;  // what came of a frame for `answer_`
   std::size_t received_ = 0;
   bool answering_ = false;
+  bool ignores_rest_ = false;
   std::clock_t answer_base_ = 0;
   std::clock_t now_ = 1'234'567;
   std::clock_t step_ = 20'000;

@@ -56,6 +56,7 @@ clock_t clock() noexcept {
 
 ssize_t read(int descriptor, void* buffer, size_t size) {
   System& system = System::instance();
+  if (system.lets_fail(System::Call::read)) return -1;
   if (system.watches(descriptor)) {
     ++system.reads;
     if (system.before_read) {
@@ -67,6 +68,7 @@ ssize_t read(int descriptor, void* buffer, size_t size) {
 
 ssize_t write(int descriptor, const void* buffer, size_t size) {
   System& system = System::instance();
+  if (system.lets_fail(System::Call::write)) return -1;
   if (!system.watches(descriptor)) return quorra::testing::system_write(descriptor, buffer, size);
   const auto* bytes = static_cast<const unsigned char*>(buffer);
   const Bytes handed(bytes, bytes + size);
@@ -80,6 +82,7 @@ ssize_t write(int descriptor, const void* buffer, size_t size) {
 
 int tcflush(int descriptor, int queue) noexcept {
   System& system = System::instance();
+  if (system.lets_fail(System::Call::flush)) return -1;
   if (system.watches(descriptor)) {
     system.flushes.push_back(queue);
     if (system.before_flush) system.before_flush();

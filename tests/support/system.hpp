@@ -32,6 +32,25 @@ class System {
   std::function<std::optional<ssize_t>()> before_read;
   std::function<std::optional<ssize_t>(const Bytes&)> before_write;
 
+  // Asked before each of these calls of anybody, while it is set; true makes the call fail. What a
+  // call that fails gives, and errno, are then its own.
+  enum class Call {
+    open,
+    close,
+    control,
+    read,
+    write,
+    get_settings,
+    set_settings,
+    flush,
+    name_terminal,
+    open_file,
+    read_line,
+    close_file,
+    poll,
+  };
+  std::function<bool(Call)> fails;
+
   // Called before each tcflush() of the watched device.
   std::function<void()> before_flush;
 
@@ -50,6 +69,7 @@ class System {
   std::vector<int> poll_timeouts;  // in milliseconds, of each poll()
 
   bool watches(int descriptor) const;
+  bool lets_fail(Call call) const { return fails && fails(call); }
 };
 
 // Calls that go past the recording and the clock, for the test's own side of the line.

@@ -26,6 +26,7 @@ int poll(pollfd* descriptors, nfds_t count, int milliseconds) {
   System& system = System::instance();
   if (!system.clock) return quorra::testing::system_poll(descriptors, count, milliseconds);
   system.poll_timeouts.push_back(milliseconds);
+  if (system.lets_fail(System::Call::poll)) return -1;
   return quorra::testing::system_poll(descriptors, count, 0);
 }
 }
