@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -100,7 +101,7 @@ class Subject {
       polled.clear();
       control_->add_to(polled);
       const int ready = ::poll(polled.data(), polled.size(), 0);
-      if (ready > 0) control_->serve(polled);
+      if (ready > 0) control_->serve(std::chrono::steady_clock::now(), polled);
       char buffer[4096];
       ssize_t count = 0;
       while (client_.is_open() && (count = ::recv(client_.get(), buffer, sizeof buffer, 0)) > 0)
