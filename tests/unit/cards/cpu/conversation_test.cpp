@@ -5,10 +5,13 @@
 #include <quorra.h>
 
 #include <climits>
+#include <optional>
 #include <string>
 #include <tuple>
 
 #include "tests/support/card_slot.hpp"
+#include "tests/support/scripted_reader.hpp"
+#include "tests/support/system.hpp"
 
 namespace quorra::testing {
 namespace {
@@ -124,6 +127,26 @@ TEST_P(Conversation, AttemptsACommandThreeTimes) {
   const Bytes request = card_request(slot(), block, slot().command_covered);
   expect_attempts(speaking(slot().command, block, output, {{request, reply(0, hex("6A 82"))}}),
                   mode(), 3, output, hex("6A 82"));
+}
+
+TEST_P(Conversation, EndsAnAttemptWithTheFirstByteThatIsNotSent) {
+  constexpr long sent = 11;
+  const Bytes request = card_request(slot(), block, slot().command_covered);
+  ScriptedReader reader(mode());
+  reader.expect_opening();
+  const int handle = reader.init0();
+  reader.expect({request.begin(), request.begin() + sent});
+  reader.expect(request).answer(reply(0, hex("90 00")));
+  // One write fails; those after it would not.
+  System::instance().before_write =
+      [left = sent * (mode() == Mode::direct ? 1 : 3)](const Bytes&) mutable {
+        return left-- == 0 ? std::optional<ssize_t>(-1) : std::nullopt;
+      };
+  EXPECT_EQ(slot().command(handle, 9, block.data(), output.data()), 0);
+  System::instance().before_write = nullptr;
+  output.expect(hex("90 00"));
+  reader.expect_closing();
+  ic_exit(handle);
 }
 
 TEST_P(Conversation, AttemptsABlockThreeTimes) {
