@@ -9,6 +9,7 @@ import threading
 import time
 from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
+from dataclasses import dataclass
 from pathlib import Path
 
 from .build import Build, BuildError, Program, Unit, take_copy
@@ -177,96 +178,110 @@ def _describe(mutant: Mutant) -> str:
     return f"{mutant.file}:{mutant.line}\n  - {mutant.before}\n  + {mutant.after}"
 
 
+@dataclass(frozen=True)
+class Choice:
+    """What a run is about."""
+
+    sources: dict[str, Source]
+    every: list[Mutant]  # all mutants of these sources
+    numbered: list[tuple[int, Mutant]]  # those to be tried
+
+    @classmethod
+    def of(cls, arguments: argparse.Namespace, root: Path) -> "Choice":
+        only = arguments.only.rsplit(":", 1) if arguments.only else None
+        files = _files(root, [only[0]] if only else arguments.paths)
+        sources = {file: Source.read(root, file) for file in files}
+        tops = sorted({file.split("/")[0] for file in files})
+        others = enumerations(Source.read(root, file) for file in _files(root, tops))
+        every = [mutant for file in files for mutant in mutants_of(sources[file], others)]
+        numbered = _numbered(every)
+        if only:
+            numbered = [(n, m) for n, m in numbered if m.line == int(only[1])]
+        if arguments.sample is not None and arguments.sample < len(numbered):
+            numbered = random.Random(arguments.seed).sample(numbered, arguments.sample)
+        return cls(sources, every, numbered)
+
+
+def _measure(build: Build, programs: list[TestProgram], top: str, tests: str) -> None:
+    """Finds out what the tests reach, unless that is known from an earlier run."""
+    units = [u for u in build.units if u.source.is_relative_to(build.root / top)]
+    version = digest(tests.encode(), *(unit.source.read_bytes() for unit in units))
+    for program in programs:
+        name = program.program.name
+        remembered = build.folder / f"{name}.reach.json"
+        if not program.recall(remembered, version):
+            print(f"Measuring {name} ...", flush=True)
+            program.measure(build, units, build.work / f"counters-{name}")
+            program.remember(remembered, version)
+
+
+def _try_all(arguments: argparse.Namespace, root: Path, choice: Choice, work: Path) -> list[str]:
+    """The results of the chosen mutants, in their order."""
+    started = time.monotonic()
+    copy = work / "sources"
+    take_copy(root, copy)
+    build = Build(root, copy, arguments.build.resolve(), work)
+    programs = _programs(build, arguments.program)
+    tests = digest(*((build.folder / "bin" / p.program.name).read_bytes() for p in programs))
+    records = Records(build.folder / "mutants.json", tests)
+    for file, source in choice.sources.items():
+        if arguments.again:
+            records.begin(file, "")
+        records.begin(file, source.text)
+    known = {index: records.result(m, n) for index, (n, m) in enumerate(choice.numbered)}
+    results = {index: result for index, result in known.items() if result is not None}
+    waiting = [index for index in known if index not in results]
+
+    run = Run(build, programs, choice.sources)
+    if waiting:
+        needed = [run.program_of(choice.numbered[index][1]) for index in waiting]
+        top = next(iter(choice.sources)).split("/")[0]
+        _measure(build, [p for p in programs if p in needed], top, tests)
+        print(f"Trying {len(waiting)} of {len(choice.numbered)} mutants ...", flush=True)
+    local = threading.local()
+
+    def attempt(index: int) -> None:
+        number, mutant = choice.numbered[index]
+        if not hasattr(local, "folder"):
+            local.folder = Path(tempfile.mkdtemp(prefix="worker-", dir=work))
+        results[index] = run.judge(mutant, local.folder)
+        records.note(mutant, number, results[index])
+        if results[index] == SURVIVED:
+            print(_describe(mutant), flush=True)
+
+    try:
+        with ThreadPoolExecutor(arguments.jobs) as pool:
+            for done, _ in enumerate(pool.map(attempt, waiting), 1):
+                if done % 100 == 0:
+                    spent = time.monotonic() - started
+                    print(f"{done} of {len(waiting)} after {spent:.0f} s", flush=True)
+    finally:
+        records.save()
+    return [results[index] for index in known]
+
+
 def main() -> int:
     arguments = _arguments()
     root = arguments.root.resolve()
-    only = arguments.only.rsplit(":", 1) if arguments.only else None
-    paths = [only[0]] if only else arguments.paths
-    files = _files(root, paths)
-    sources = {file: Source.read(root, file) for file in files}
-    tops = sorted({file.split("/")[0] for file in files})
-    others = enumerations(Source.read(root, file) for file in _files(root, tops))
-    every = [mutant for file in files for mutant in mutants_of(sources[file], others)]
-    numbered = _numbered(every)
-    if only:
-        numbered = [(n, m) for n, m in numbered if m.line == int(only[1])]
-    if arguments.sample is not None and arguments.sample < len(numbered):
-        numbered = random.Random(arguments.seed).sample(numbered, arguments.sample)
+    choice = Choice.of(arguments, root)
     if arguments.list:
-        for _, mutant in numbered:
+        for _, mutant in choice.numbered:
             print(_describe(mutant))
-        print(f"{len(numbered)} mutants")
+        print(f"{len(choice.numbered)} mutants")
         return 0
-
-    explanations = [e for e in read_explanations(arguments.explanations) if e.file in files]
     started = time.monotonic()
-    with tempfile.TemporaryDirectory(prefix="mutate-") as work_name:
-        work = Path(work_name)
-        copy = work / "sources"
-        take_copy(root, copy)
-        build = Build(root, copy, arguments.build.resolve(), work)
-        programs = _programs(build, arguments.program)
-        binaries = [build.folder / "bin" / p.program.name for p in programs]
-        tests = digest(*(binary.read_bytes() for binary in binaries if binary.exists()))
-        records = Records(build.folder / "mutants.json", tests)
-        for file in files:
-            if arguments.again:
-                records.begin(file, "")
-            records.begin(file, sources[file].text)
-        results: dict[int, str] = {}
-        waiting: list[int] = []
-        for index, (number, mutant) in enumerate(numbered):
-            result = records.result(mutant, number)
-            if result is None:
-                waiting.append(index)
-            else:
-                results[index] = result
+    with tempfile.TemporaryDirectory(prefix="mutate-") as work:
+        results = _try_all(arguments, root, choice, Path(work))
 
-        run = Run(build, programs, sources)
-        if waiting:
-            needed = {id(run.program_of(numbered[i][1])) for i in waiting}
-            units = [u for u in build.units if u.source.is_relative_to(copy / files[0].split("/")[0])]
-            version = digest(tests.encode(), *(unit.source.read_bytes() for unit in units))
-            for program in programs:
-                name = program.program.name
-                remembered = build.folder / f"{name}.reach.json"
-                if id(program) in needed and not program.recall(remembered, version):
-                    print(f"Measuring {name} ...", flush=True)
-                    program.measure(build, units, work / f"counters-{name}")
-                    program.remember(remembered, version)
-            print(f"Trying {len(waiting)} of {len(numbered)} mutants ...", flush=True)
-        local = threading.local()
-        folders = iter(range(1_000_000))
-        done = Counter()
-
-        def attempt(index: int) -> None:
-            number, mutant = numbered[index]
-            if not hasattr(local, "folder"):
-                local.folder = work / f"worker-{next(folders)}"
-                local.folder.mkdir()
-            results[index] = run.judge(mutant, local.folder)
-            records.note(mutant, number, results[index])
-            done["all"] += 1
-            if results[index] == SURVIVED:
-                print(_describe(mutant), flush=True)
-            if done["all"] % 100 == 0:
-                print(f"{done['all']} of {len(waiting)} after {time.monotonic() - started:.0f} s", flush=True)
-
-        try:
-            with ThreadPoolExecutor(arguments.jobs) as pool:
-                for _ in pool.map(attempt, waiting):
-                    pass
-        finally:
-            records.save()
-
-    outcome = {numbered[index]: results[index] for index in sorted(results)}
-    survivors = [mutant for (_, mutant), result in outcome.items() if result == SURVIVED]
+    mutants = [mutant for _, mutant in choice.numbered]
+    explanations = [e for e in read_explanations(arguments.explanations) if e.file in choice.sources]
+    survivors = [m for m, result in zip(mutants, results, strict=True) if result == SURVIVED]
     explained = [m for m in survivors if any(e.fits(m) for e in explanations)]
     unexplained = [m for m in survivors if m not in explained]
-    complete = not only and arguments.sample is None
-    complaints = _complaints(explanations, every, survivors) if complete else []
-    counts = Counter(result.split()[0] for result in results.values())
-    by_time = sum(result == f"{KILLED} by time" for result in results.values())
+    complete = arguments.only is None and arguments.sample is None
+    complaints = _complaints(explanations, choice.every, survivors) if complete else []
+    counts = Counter(result.split()[0] for result in results)
+    by_time = results.count(f"{KILLED} by time")
     tried = counts[KILLED] + len(unexplained)
     share = 100 * len(unexplained) / tried if tried else 0.0
 
@@ -276,7 +291,7 @@ def main() -> int:
     for complaint in complaints:
         print(complaint)
     print(
-        f"{len(numbered)} mutants in {time.monotonic() - started:.0f} s\n"
+        f"{len(mutants)} mutants in {time.monotonic() - started:.0f} s\n"
         f"  {counts[REFUSED]:6} do not compile\n"
         f"  {counts[SAME]:6} are the same code as the original\n"
         f"  {len(explained):6} survive and are explained\n"

@@ -29,7 +29,7 @@ class Program:
     """A test program, and the shared library under test that it loads, if it loads one."""
 
     name: str
-    library: str = ""
+    loaded: str = ""
 
 
 # Debugging symbols and warnings take time and tell nothing here. A little optimisation makes more
@@ -138,8 +138,8 @@ class Build:
 
     def objects_of(self, program: Program) -> set[str]:
         """The objects of the library that the program loads, or of the program and its archives."""
-        target = program.library or f"bin/{program.name}"
-        if program.library:
+        target = program.loaded or f"bin/{program.name}"
+        if program.loaded:
             return {part for part in self._link_command(target) if part.endswith(".o")}
         inputs = self._ninja("inputs", target).split()
         return {part for part in inputs if part.endswith(".o")}
@@ -151,7 +151,7 @@ class Build:
 
         Returns the command that runs the program with the result; none if linking fails.
         """
-        target = program.library or f"bin/{program.name}"
+        target = program.loaded or f"bin/{program.name}"
         output = folder / Path(target).name
         command = self._link_command_of(target)
         where = command.index("-o")
@@ -164,7 +164,7 @@ class Build:
         done = subprocess.run(full, cwd=self.folder, capture_output=True, check=False)
         if done.returncode != 0:
             return None
-        if not program.library:
+        if not program.loaded:
             return [str(output)]
         return ["env", f"LD_LIBRARY_PATH={folder}", str(self.folder / "bin" / program.name)]
 
