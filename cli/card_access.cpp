@@ -15,6 +15,9 @@ constexpr Operation reading_erasures{"reading the erasures left"};
 constexpr Operation presenting{"presenting the code"};
 constexpr Operation presenting_erase_code{"presenting the erase code"};
 
+// The result of presenting a code where the card holds another one.
+constexpr int other_code = -129;
+
 int read_counter(const Connection& connection, const Operation& operation, const Counter& counter) {
   int left = 0;
   connection.run(operation, counter.read, &left);
@@ -28,18 +31,34 @@ void expect_code(const Connection& connection, const Card& card, const Operation
       fmt::format("{}: the card is personalised and has no code any more", operation.doing));
 }
 
-void confirm_attempt(const Connection& connection, const Code& code, bool confirmed) {
-  if (!code.counter) return;
+// The attempts that are left; none at a code whose attempts are not counted.
+std::optional<int> confirm_attempt(const Connection& connection, const Code& code, bool confirmed) {
+  if (!code.counter) return std::nullopt;
   const int left = read_counter(connection, reading_attempts, *code.counter);
   const std::string words = describe_attempts(code, left);
   if (left == 0) throw Failure(fmt::format("{}: {}", presenting.doing, words));
   if (left == 1 && !confirmed) connection.confirm(presenting, words + '.');
+  return left;
 }
 
-std::string what_is_left(const Connection& connection, const Code& code) {
-  if (!code.counter) return "; the attempts at this code are not counted";
-  const int left = read_counter(connection, reading_attempts, *code.counter);
-  return "; " + describe_attempts(code, left);
+// Why a code was refused, at which `before` attempts were left.
+std::string describe_refusal(const Connection& connection, const Code& code, int result,
+                             std::optional<int> before) {
+  const Operation operation{presenting.doing, code.presenting};
+  const auto describe = [&] { return connection.describe(operation, result); };
+  // After a disturbed exchange a late reply could be taken for the number of attempts.
+  const bool was_heard = is_status(result, operation.kind) ||
+                         (result == other_code && operation.kind == OperationKind::presenting);
+  if (!was_heard) return describe();
+  if (!before) return describe() + "; the attempts at this code are not counted";
+  const std::string text = if_possible([&] {
+    const int left = read_counter(connection, reading_attempts, *code.counter);
+    const std::string what =
+        left < *before ? fmt::format("{}: the code is wrong ({})", presenting.doing, result)
+                       : describe();
+    return fmt::format("{}; {}", what, describe_attempts(code, left));
+  });
+  return text.empty() ? describe() : text;
 }
 
 }  // namespace
@@ -149,16 +168,10 @@ void present(const Connection& connection, const Card& card, const Keys& keys, b
 void present_code(const Connection& connection, const Card& card, const Key& key, bool confirmed) {
   expect_code(connection, card, presenting);
   const Code& code = *key.code;
-  confirm_attempt(connection, code, confirmed);
-  const int result = connection.attempt(presenting, code.present, key.bytes.data());
-  if (result == 0) return;
-  const Operation operation{presenting.doing, code.presenting};
-  std::string error = connection.describe(operation, result);
-  // After a disturbed exchange a late reply could be taken for the number of attempts.
-  if (is_status(result, operation.kind)) {
-    error += if_possible([&] { return what_is_left(connection, code); });
-  }
-  throw Failure(error);
+  const std::optional<int> before = confirm_attempt(connection, code, confirmed);
+  const int result =
+      connection.attempt({presenting.doing, code.presenting}, code.present, key.bytes.data());
+  if (result != 0) throw Failure(describe_refusal(connection, code, result, before));
 }
 
 void present_erase_code(const Connection& connection, const Key& key) {

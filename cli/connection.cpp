@@ -8,7 +8,9 @@
 #include <cctype>
 #include <cstdint>
 #include <span>
+#include <utility>
 
+#include "cli/configuration.hpp"
 #include "cli/parse.hpp"
 #include "cli/terminal.hpp"
 #include "simulator/cards/cpu/live_card.hpp"
@@ -19,8 +21,6 @@
 
 namespace quorra::cli {
 namespace {
-
-constexpr Operation opening{"opening the session", OperationKind::opening};
 
 // The library takes any other speed for 9600.
 constexpr int direct_speeds[] = {9600, 19200, 38400, 57600, 115200};
@@ -35,7 +35,7 @@ constexpr int terminal_speeds[] = {1200, 2400, 4800, 9600, 19200};
   throw Failure(text);
 }
 
-void check_speed(const std::string& configuration, int speed) {
+void check_speed(const Configuration& configuration, int speed) {
   const std::span<const int> speeds = line_speeds(configuration);
   if (std::ranges::find(speeds, speed) != speeds.end()) return;
   throw UsageError(fmt::format("--speed: {} is none of the speeds of {}: {}", speed, line_name(),
@@ -59,6 +59,14 @@ const Settings& checked(const Settings& settings) {
         "                   \"quorra-sim new 4442 IMAGE\" makes one");
   }
   return settings;
+}
+
+// The configuration file, if one is named.
+std::optional<Configuration> read_configuration(const Settings& settings) {
+  if (!settings.configuration) return std::nullopt;
+  Configuration configuration(*settings.configuration);
+  check_speed(configuration, settings.speed.value_or(default_speed));
+  return configuration;
 }
 
 // Reads N=FILE.
@@ -99,16 +107,9 @@ const Card& card_of_image(const std::string& image) {
   return *card;
 }
 
-void check_image_name(const Settings& settings) {
-  if (settings.image && settings.image->empty()) {
-    throw UsageError("--virtual: the name of the image is empty");
-  }
-}
-
 std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& settings,
                                                                Subject subject) {
   if (!settings.names_virtual_reader()) return nullptr;
-  check_image_name(settings);
   const std::string image = settings.image.value_or("");
   simulator::Options options;
   options.card = image;
@@ -129,6 +130,15 @@ std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& s
   throw Interrupted(fmt::format("{}: interrupted", operation.doing));
 }
 
+// Whether a reader calls itself the virtual one of this version, so that its STATUS is known.
+bool answers_as_virtual_reader(int handle) {
+  const std::string expected = simulator::Options().version_text;
+  std::string version(expected.size(), '\0');
+  const int result = srd_ver(handle, static_cast<int>(version.size()),
+                             reinterpret_cast<unsigned char*>(version.data()));
+  return result == 0 && version == expected;
+}
+
 // "The card is blocked." as part of another sentence: "the card is blocked".
 std::string as_clause(std::string_view sentence) {
   if (sentence.ends_with('.')) sentence.remove_suffix(1);
@@ -144,12 +154,12 @@ std::string as_clause(std::string_view sentence) {
 const Card& card_of(const Settings& settings) {
   if (settings.card != nullptr) return *settings.card;
   if (!settings.image) return all_cards().front();
-  check_image_name(checked(settings));
+  static_cast<void>(checked(settings));
   return card_of_image(*settings.image);
 }
 
-std::span<const int> line_speeds(const std::string& configuration) {
-  if (const int result = getpar(configuration.c_str()); result < 0) cannot_open(result);
+std::span<const int> line_speeds(const Configuration& configuration) {
+  if (const int result = getpar(configuration.path().c_str()); result < 0) cannot_open(result);
   if (term_flg == 1) return direct_speeds;
   return terminal_speeds;
 }
@@ -180,25 +190,30 @@ void stop_if_interrupted(const Interruption& interruption, const Operation& oper
   if (interruption.pending()) throw_interrupted(operation);
 }
 
-Connection::Session::Session(const std::string& configuration, int speed) {
-  check_speed(configuration, speed);
-  handle_ = ic_init(configuration.c_str(), speed);
-  if (handle_ < 0) cannot_open(handle_);
+Connection::Session::Session(const Configuration& configuration, int speed,
+                             const Interruption& interruption)
+    : device_(configuration.open_device()),
+      handle_(ic_init(configuration.path().c_str(), speed)) {
+  if (handle_ >= 0) return;
+  stop_if_interrupted(interruption, opening);
+  cannot_open(handle_);
 }
 
 Connection::Session::~Session() { ic_exit(handle_); }
 
 Connection::Connection(const Settings& settings, Subject subject)
     : shows_progress_(!settings.quiet),
-      reader_(start_virtual_reader(checked(settings), subject)),
-      session_(reader_ ? (*reader_)->configuration().string() : *settings.configuration,
-               settings.speed.value_or(default_speed)) {}
+      configuration_(read_configuration(checked(settings))),
+      reader_(start_virtual_reader(settings, subject)),
+      session_(configuration_ ? *configuration_
+                              : configuration_.emplace((*reader_)->configuration().string()),
+               settings.speed.value_or(default_speed), interruption_) {}
 
 Connection::~Connection() = default;
 
 std::string Connection::explain(OperationKind kind, int result) const {
   std::string words = words_for(result, kind);
-  if (reader_ && is_status(result, kind)) {
+  if (is_status(result, kind) && (reader_ || answers_as_virtual_reader(session_.handle()))) {
     const auto status = static_cast<std::uint8_t>(-result);
     words += fmt::format(": {}", as_clause(simulator::status_text(status)));
   }
@@ -213,6 +228,11 @@ void Connection::fail(const Operation& operation, int result) const {
   const std::string text = describe(operation, result);
   if (is_unanswered(result)) throw Unanswered(text);
   throw Failure(text);
+}
+
+void Connection::stop_if_cut_short(const Operation& operation, int result) const {
+  if (result < 0 && !is_status(result, operation.kind))
+    stop_if_interrupted(interruption_, operation);
 }
 
 void Connection::confirm(const Operation& operation, std::string_view warning) const {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/card.hpp"
+#include "cli/configuration.hpp"
 #include "cli/errors.hpp"
 #include "cli/interruption.hpp"
 
@@ -37,8 +38,8 @@ struct Settings {
 const Card& card_of(const Settings& settings);
 
 // The speeds at which the library opens the line that a configuration file describes; it takes any
-// other for 9600. Throws UsageError if there is no such file.
-std::span<const int> line_speeds(const std::string& configuration);
+// other for 9600.
+std::span<const int> line_speeds(const Configuration& configuration);
 
 // "a serial device", or what else the last configuration file described.
 std::string_view line_name();
@@ -67,12 +68,14 @@ class Connection {
   ~Connection();
 
   // Calls a function of the library and returns its result. Throws Interrupted, without a call, if
-  // the user has interrupted the program.
+  // the user has interrupted the program, or if that has cut the call short.
   template <typename... Parameters, typename... Arguments>
   int attempt(const Operation& operation, int (*function)(int handle, Parameters...),
               Arguments... arguments) const {
     stop_if_interrupted(interruption_, operation);
-    return function(session_.handle(), arguments...);
+    const int result = function(session_.handle(), arguments...);
+    stop_if_cut_short(operation, result);
+    return result;
   }
 
   // The same, and throws Failure if the function fails; Unanswered if it may have succeeded.
@@ -86,7 +89,7 @@ class Connection {
   // Throws Failure for such a result below 0; Unanswered if the function may have succeeded.
   [[noreturn]] void fail(const Operation& operation, int result) const;
 
-  // "<words> (<result>)", for a result below 0. A virtual reader says itself what its STATUS means.
+  // "<words> (<result>)", for a result below 0. What the STATUS of a virtual reader means is known.
   std::string explain(OperationKind kind, int result) const;
 
   // The same with what was being done before it.
@@ -101,7 +104,7 @@ class Connection {
  private:
   class Session {
    public:
-    Session(const std::string& configuration, int speed);
+    Session(const Configuration& configuration, int speed, const Interruption& interruption);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session();
@@ -109,10 +112,14 @@ class Connection {
     int handle() const { return handle_; }
 
    private:
+    Device device_;
     int handle_;
   };
 
+  void stop_if_cut_short(const Operation& operation, int result) const;
+
   bool shows_progress_;
+  std::optional<Configuration> configuration_;
   Interruption interruption_;
   std::unique_ptr<simulator::RunningReader> reader_;
   Session session_;

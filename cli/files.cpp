@@ -9,30 +9,11 @@
 #include <cstdio>
 #include <system_error>
 
+#include "cli/descriptor.hpp"
 #include "cli/errors.hpp"
 
 namespace quorra::cli {
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() { close(); }
-
-  int number() const { return number_; }
-
-  // 0, or -1 with errno set.
-  int close() {
-    const int result = number_ < 0 ? 0 : ::close(number_);
-    number_ = -1;
-    return result;
-  }
-
- private:
-  int number_;
-};
 
 std::string error_words() { return std::generic_category().message(errno); }
 

@@ -1,13 +1,15 @@
-// Ctrl-C and its like, held back while a session is open.
+// Ctrl-C and its like, held back while something is under way that must not be torn.
 #pragma once
 
 #include <csignal>
 
+#include "cli/descriptor.hpp"
+
 namespace quorra::cli {
 
-// While it lives, SIGINT, SIGTERM and SIGHUP end nothing but wait to be asked for. Create it before
-// the threads of the session, which inherit that. Signals that came too late to interrupt anything
-// are dropped at its end. A signal that the program was started to ignore stays ignored.
+// While it lives, SIGINT, SIGTERM and SIGHUP end nothing but the library's waits for the reader,
+// and wait to be asked for. Create it before the threads of the session, which inherit that. A
+// signal that the program was started to ignore stays ignored.
 class Interruption {
  public:
   Interruption();
@@ -19,12 +21,23 @@ class Interruption {
   bool pending() const;
 
   // Readable once a signal has come.
-  int descriptor() const { return descriptor_; }
+  int descriptor() const { return descriptor_.number(); }
+
+  // The first signal that came while one of these lived; 0 if there was none. The program is to end
+  // by it.
+  static int taken() { return taken_; }
 
  private:
+  static int taken_;
+
   sigset_t signals_;
   sigset_t mask_before_;
-  int descriptor_ = -1;
+  Descriptor descriptor_;
 };
+
+// Ends the process by a signal, as if it had not been held back: whoever started the program sees
+// that, and a shell that runs it in a loop ends the loop. Returns only in a process that this
+// signal does not end: the exit status that stands for it.
+int end_by(int signal);
 
 }  // namespace quorra::cli

@@ -12,6 +12,7 @@
 
 #include "cli/commands.hpp"
 #include "cli/files.hpp"
+#include "cli/interruption.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal.hpp"
 #include "simulator/files.hpp"
@@ -36,13 +37,11 @@ const Card& card_named(const std::string& name) {
 }
 
 void add_settings(CLI::App& program, Settings& settings) {
-  program.add_option("--config", settings.configuration, "The reader's configuration file")
-      ->type_name("FILE");
+  add_file(program, "--config", settings.configuration, "The reader's configuration file");
   add_number(program, "--speed", settings.speed, "The speed of the line to the reader")
       ->default_str(fmt::format("{}", default_speed));
-  program
-      .add_option("--virtual", settings.image,
-                  "In place of a reader, a virtual one with this card image in it")
+  add_file(program, "--virtual", settings.image,
+           "In place of a reader, a virtual one with this card image in it")
       ->type_name("IMAGE");
   program
       .add_option("--virtual-sam", settings.sams,
@@ -101,14 +100,8 @@ void run(int argc, char** argv) {
   }
 }
 
-}  // namespace
-}  // namespace quorra::cli
-
-int main(int argc, char** argv) {
-  using namespace quorra::cli;
-  quorra::simulator::occupy_standard_streams();
-  // Writing to a closed pipe is an error like any other.
-  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+// The same, with its errors told: the exit status.
+int run_and_report(int argc, char** argv) {
   try {
     run(argc, argv);
     close_standard_output();
@@ -120,4 +113,18 @@ int main(int argc, char** argv) {
     print_error(error.what());
     return exit_failed;
   }
+}
+
+}  // namespace
+}  // namespace quorra::cli
+
+int main(int argc, char** argv) {
+  using namespace quorra::cli;
+  quorra::simulator::occupy_standard_streams();
+  // Writing to a closed pipe, or more than a file may hold, is an error like any other.
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+  const int status = run_and_report(argc, argv);
+  const int signal = Interruption::taken();
+  return signal == 0 ? status : end_by(signal);
 }

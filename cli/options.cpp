@@ -9,6 +9,15 @@
 
 namespace quorra::cli {
 
+CLI::Option* add_file(CLI::App& command, const std::string& name, std::optional<std::string>& file,
+                      const std::string& description) {
+  return command.add_option(name, file, description)
+      ->check([](const std::string& value) {
+        return value.empty() ? std::string("the name of the file is empty") : std::string();
+      })
+      ->type_name("FILE");
+}
+
 CLI::Option* add_zone(CLI::App& command, std::optional<int>& zone) {
   return add_number(command, "--zone", zone,
                     "The zone that addresses belong to, on a card with zones; without it, 0");

@@ -28,6 +28,10 @@ CLI::Option* add_address(CLI::App& command, Number& address) {
   return add_number(command, "--address", address, address_help);
 }
 
+// An option whose value is the name of a file, which is not empty.
+CLI::Option* add_file(CLI::App& command, const std::string& name, std::optional<std::string>& file,
+                      const std::string& description);
+
 // --zone: which zone of a card with zones is meant.
 CLI::Option* add_zone(CLI::App& command, std::optional<int>& zone);
 

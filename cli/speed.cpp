@@ -32,22 +32,21 @@ struct SetOptions {
 
 // The configuration file, which there is. A virtual reader that lives no longer than the command
 // cannot be left at another speed.
-const std::string& configuration_of(const Settings& settings) {
+Configuration configuration_of(const Settings& settings) {
   if (settings.names_virtual_reader()) {
     throw UsageError("speed belongs to --config; a virtual reader has no speed");
   }
   if (!settings.configuration) throw UsageError("no reader given: name one with --config FILE");
-  static_cast<void>(line_speeds(*settings.configuration));
-  return *settings.configuration;
+  return Configuration(*settings.configuration);
 }
 
-bool line_has(const std::string& configuration, int speed) {
+bool line_has(const Configuration& configuration, int speed) {
   const auto speeds = line_speeds(configuration);
   return std::ranges::find(speeds, speed) != speeds.end();
 }
 
 // The speeds at which a reader can be found: of those that it can have, the line's.
-std::string findable_speeds(const std::string& configuration) {
+std::string findable_speeds(const Configuration& configuration) {
   std::vector<int> speeds;
   std::ranges::copy_if(reader_speeds, std::back_inserter(speeds),
                        [&](int speed) { return line_has(configuration, speed); });
@@ -76,7 +75,7 @@ std::string how_to_find(const Settings& settings) {
 }
 
 void show_speed(const Settings& settings) {
-  configuration_of(settings);
+  static_cast<void>(configuration_of(settings));
   try {
     const Connection connection(settings, Subject::anything);
   } catch (const NoReader& error) {
@@ -86,11 +85,12 @@ void show_speed(const Settings& settings) {
 }
 
 void run_find(const Settings& settings) {
-  const std::string& configuration = configuration_of(settings);
+  const Configuration configuration = configuration_of(settings);
   int speed = 0;
   {
     const Interruption interruption;
-    speed = chk_baud(configuration.c_str());
+    const Device device = configuration.open_device();
+    speed = chk_baud(configuration.path().c_str());
     stop_if_interrupted(interruption, looking);
   }
   if (speed < 0) {
@@ -109,10 +109,10 @@ void run_find(const Settings& settings) {
   print_next(found);
 }
 
-std::string warning_of(const Settings& settings, int speed) {
+std::string warning_of(const Configuration& configuration, int speed) {
   std::string warning = fmt::format("The reader changes to {} bits per second.", speed);
-  const auto speeds = line_speeds(*settings.configuration);
-  if (!line_has(*settings.configuration, speed)) {
+  const auto speeds = line_speeds(configuration);
+  if (!line_has(configuration, speed)) {
     warning += fmt::format(
         " This line, {}, has no such speed, but {}: it will not reach the reader any more.",
         line_name(), fmt::join(speeds, ", "));
@@ -121,22 +121,24 @@ std::string warning_of(const Settings& settings, int speed) {
 }
 
 // Changes the speed of a reader that answers at the line's present one.
-void change(const Settings& settings, int speed, bool yes) {
+void change(const Settings& settings, const Configuration& configuration, int speed, bool yes) {
   const Connection connection(settings, Subject::anything);
-  if (!yes) connection.confirm(changing_speed, warning_of(settings, speed));
+  if (!yes) connection.confirm(changing_speed, warning_of(configuration, speed));
   connection.run(changing_speed, set_baud, speed);
 }
 
 // The same for a reader that may have any speed.
-void find_and_change(const Settings& settings, int speed, bool yes) {
-  if (!line_has(*settings.configuration, speed)) {
+void find_and_change(const Configuration& configuration, int speed, bool yes) {
+  if (!line_has(configuration, speed)) {
     throw UsageError(fmt::format("--find: {} has no such speed, but {}", line_name(),
-                                 fmt::join(line_speeds(*settings.configuration), ", ")));
+                                 fmt::join(line_speeds(configuration), ", ")));
   }
   const Interruption interruption;
-  if (!yes) confirm(interruption, changing_speed, warning_of(settings, speed));
-  const int handle = auto_init(settings.configuration->c_str(), speed);
+  if (!yes) confirm(interruption, changing_speed, warning_of(configuration, speed));
+  const Device device = configuration.open_device();
+  const int handle = auto_init(configuration.path().c_str(), speed);
   if (handle < 0) {
+    stop_if_interrupted(interruption, changing_speed);
     throw Failure(fmt::format("{}: {} ({})", changing_speed.doing,
                               words_for(handle, OperationKind::opening), handle));
   }
@@ -149,12 +151,12 @@ void run_set(const Settings& settings, const SetOptions& options) {
     throw UsageError(fmt::format("N: {} is none of the speeds of a reader: {}", options.speed,
                                  fmt::join(reader_speeds, ", ")));
   }
-  const std::string& configuration = configuration_of(settings);
+  const Configuration configuration = configuration_of(settings);
   const Settings changed = at_speed(settings, options.speed);
   if (options.find) {
-    find_and_change(settings, options.speed, options.yes);
+    find_and_change(configuration, options.speed, options.yes);
   } else {
-    change(settings, options.speed, options.yes);
+    change(settings, configuration, options.speed, options.yes);
     if (!line_has(configuration, options.speed)) {
       print(fmt::format("The reader was told to change to {} bits per second.\n", options.speed));
       return;

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/signalfd.h>
 #include <sys/syscall.h>
@@ -100,6 +101,8 @@ SerialTerminal::SerialTerminal(std::vector<std::string> command, const std::stri
   device_.descriptor =
       FileDescriptor(::open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   if (!device_.descriptor.is_open()) fail(device);
+  // Programs of this project take a line for themselves in this way.
+  if (::flock(device_.descriptor.get(), LOCK_EX | LOCK_NB) != 0) fail(device);
   sigset_t awaited = set_of_stop_signals();
   sigaddset(&awaited, SIGCHLD);
   signals_ = FileDescriptor(::signalfd(-1, &awaited, SFD_CLOEXEC | SFD_NONBLOCK));

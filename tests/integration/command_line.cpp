@@ -1,5 +1,7 @@
 #include "tests/integration/command_line.hpp"
 
+#include <unistd.h>
+
 #include <optional>
 
 namespace quorra::testing {
@@ -14,6 +16,11 @@ Outcome run_quorra(const Arguments& arguments, Surroundings surroundings) {
   return run(Arguments{QUORRA_PROGRAM} + arguments, surroundings);
 }
 
+Arguments without_privileges(const Arguments& command) {
+  if (geteuid() != 0) return command;
+  return Arguments{"/usr/bin/setpriv", "--bounding-set=-dac_override,-dac_read_search"} + command;
+}
+
 void expect_success(const Outcome& outcome, const std::string& output) {
   EXPECT_EQ(outcome.output, output);
   EXPECT_EQ(outcome.errors, "");
@@ -24,6 +31,12 @@ void expect_error(const Outcome& outcome, int status, const std::string& errors)
   EXPECT_EQ(outcome.output, "");
   EXPECT_EQ(outcome.errors, errors);
   EXPECT_EQ(outcome.status, status);
+}
+
+void expect_ended_by(const Outcome& outcome, int signal, const std::string& errors) {
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.errors, errors);
+  EXPECT_EQ(outcome.signal, signal);
 }
 
 std::string CommandLine::new_card(const std::string& kind, const Arguments& options) {

@@ -19,16 +19,19 @@ inline constexpr char legend[] = "*  read-only for good\n";
 inline constexpr char refused_write[] =
     "quorra: writing the card: the reader refused the command with status 35 (0x23): a byte was "
     "not written: it is protected, or the code is missing (-35)";
-inline constexpr char refused_code[] =
-    "quorra: presenting the code: the reader refused the command with status 36 (0x24): the "
-    "security code is wrong (-36)";
+inline constexpr char refused_code[] = "quorra: presenting the code: the code is wrong (-36)";
 
 Arguments operator+(Arguments left, const Arguments& right);
 
 Outcome run_quorra(const Arguments& arguments, Surroundings surroundings = {});
 
+// The same command, for which permissions count also if root starts it.
+Arguments without_privileges(const Arguments& command);
+
 void expect_success(const Outcome& outcome, const std::string& output);
 void expect_error(const Outcome& outcome, int status, const std::string& errors);
+// That a signal ended the program; whoever started it sees that.
+void expect_ended_by(const Outcome& outcome, int signal, const std::string& errors);
 
 class CommandLine : public ::testing::Test {
  protected:

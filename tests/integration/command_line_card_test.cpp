@@ -418,7 +418,7 @@ TEST_F(Cards, DetectTellsWhenItRecognisesNone) {
   const std::string configuration = simulator.read_line();
   expect_error(run_quorra({"detect", "--yes", "--config", configuration}), 1,
                "quorra: looking for a card: none recognised: the reader refused the command with "
-               "status 33 (0x21) (-33)\n");
+               "status 33 (0x21): no card is in the slot (-33)\n");
   simulator.signal(SIGTERM);
   EXPECT_EQ(simulator.wait().status, 0);
 }

@@ -164,7 +164,7 @@ TEST_F(DesOnTerminal, QuestionIsInterrupted) {
   Process program = start();
   wait_for_question();
   program.signal(SIGINT);
-  EXPECT_EQ(program.wait().status, 1);
+  EXPECT_EQ(program.wait().signal, SIGINT);
   EXPECT_EQ(terminal.read_all(), "\nquorra: asking for the key: interrupted\n");
   EXPECT_TRUE(echoes());
 }
@@ -175,7 +175,7 @@ TEST_F(DesOnTerminal, IsNotLeftSilentByQuitting) {
   wait_for_question();
   program.signal(SIGQUIT);
   terminal.type(std::string(key) + "\n");
-  EXPECT_EQ(program.wait().status, -1);
+  EXPECT_EQ(program.wait().signal, SIGQUIT);
   EXPECT_TRUE(echoes());
 }
 

@@ -932,8 +932,10 @@ TEST_F(ScriptedProcessor, SignalsEndAConversationBetweenTwoCalls) {
   reader.expect(frame(0, hex("00B0000004")));
   program.signal(SIGINT);
   reader.answer(reply(0, block(0, hex("90 00"))));
-  expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n9000: done\n> 00 B0 00 01 04\n",
-                 "quorra: sending the APDU: interrupted\n");
+  const Outcome outcome = program.wait();
+  EXPECT_EQ(outcome.output, "> 00 B0 00 00 04\n9000: done\n> 00 B0 00 01 04\n");
+  EXPECT_EQ(outcome.errors, "quorra: sending the APDU: interrupted\n");
+  EXPECT_EQ(outcome.signal, SIGINT);
   reader.expect_closed();
 }
 

@@ -16,6 +16,10 @@ void ReaderLine::serve(const Bytes& request, const Bytes& reply) const {
   answer(reply);
 }
 
+void ReaderLine::serve_identity() const {
+  serve(sealed("AA B0 00 07 80 00 00 00 00 00 12"), reply(0, text("KWSPC-1234")));
+}
+
 void ReaderLine::expect(const Bytes& request) const {
   const std::string got = line_.read(request.size());
   EXPECT_EQ(to_hex({got.begin(), got.end()}), to_hex(request));
@@ -27,6 +31,10 @@ void ReaderLine::answer(const Bytes& reply) const {
 
 void ReaderLine::expect_closed() const {
   EXPECT_EQ(line_.read_all(), "");
+  expect_restored();
+}
+
+void ReaderLine::expect_restored() const {
   const termios now = settings();
   EXPECT_EQ(now.c_iflag, settings_.c_iflag);
   EXPECT_EQ(now.c_oflag, settings_.c_oflag);

@@ -30,9 +30,15 @@ class ReaderLine {
   void expect(const Bytes& request) const;
   void answer(const Bytes& reply) const;
   void serve_opening() const { serve(ask_version, good_version); }
+  // What is asked of a reader that refused a command: whether it is a virtual one.
+  void serve_identity() const;
 
+  // What more was asked for, without waiting.
+  std::string read_all() const { return line_.read_all(); }
   // That nothing more was asked for, and that the line is as it was found.
   void expect_closed() const;
+  // That the line is as it was found.
+  void expect_restored() const;
 
  private:
   termios settings() const;

@@ -409,7 +409,9 @@ TEST_F(SecurityCards, AttemptsAtSomeCodesAreNotCounted) {
   insert("1604");
   for (int attempt = 0; attempt < 9; ++attempt) {
     expect_refused({"code", "present", "--number", "3", "1234"},
-                   refused_code + std::string("; the attempts at this code are not counted\n"));
+                   "quorra: presenting the code: the reader refused the command with status 36 "
+                   "(0x24): the security code is wrong (-36); the attempts at this code are not "
+                   "counted\n");
   }
   expect_done({"code", "present", "--number", "3", "FFFF"}, "The code is right.\n");
 }

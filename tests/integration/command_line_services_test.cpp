@@ -12,11 +12,10 @@
 namespace quorra::testing {
 namespace {
 
-// How the virtual reader refuses settings without its code, and a wrong code, when a configuration
-// file names it.
+// How the virtual reader refuses a wrong code of its own.
 constexpr char wrong_reader_code[] =
     "quorra: presenting the reader's security code: the reader refused the command with status 36 "
-    "(0x24) (-36)\n";
+    "(0x24): the security code is wrong (-36)\n";
 
 // A virtual reader that lives longer than a command.
 class Services : public CommandLine {
@@ -105,7 +104,9 @@ TEST_F(Services, SecurityCodeIsComparedAndChanged) {
 
 TEST_F(Services, SecurityModeGuardsTheSettings) {
   const auto refused = [](const std::string& what) {
-    return "quorra: " + what + ": the reader refused the command with status 65 (0x41) (-65)\n";
+    return "quorra: " + what +
+           ": the reader refused the command with status 65 (0x41): the reader's security mode is "
+           "on, and its code has not been presented (-65)\n";
   };
   expect_success(quorra({"security", "mode", "on"}), "The reader's security mode is on.\n");
   expect_error(quorra({"value", "set", "5"}), 1, refused("setting the value"));
@@ -180,8 +181,8 @@ TEST_F(Services, BuzzerSounds) {
 TEST_F(Services, CardIsPoweredAndEjected) {
   const std::string image = new_card("4442");
   EXPECT_EQ(quorra({"eject"}).errors,
-            "quorra: ejecting the card: the reader refused the command with status 33 (0x21) "
-            "(-33)\n");
+            "quorra: ejecting the card: the reader refused the command with status 33 (0x21): "
+            "no card is in the slot (-33)\n");
   Process other({QUORRA_SIM_PROGRAM, "--card", image});
   const Arguments config = {"--config", other.read_line()};
   // Power lost, code lost.
@@ -272,7 +273,8 @@ TEST_F(Services, SpeedsAreChecked) {
                    "speed belongs to --config; a virtual reader has no speed");
   }
   expect_refused({"find", "--config", folder / "nowhere"},
-                 "opening the session: the configuration file cannot be opened or read (-1)");
+                 "--config: the configuration file " + (folder / "nowhere") +
+                     " cannot be read: No such file or directory");
 }
 
 class ScriptedServices : public ScriptedCommandLine {
@@ -332,7 +334,7 @@ TEST_F(ScriptedServices, SearchIsInterrupted) {
   reader.expect(sealed("AA B9 00 05 80 00 00 00 00"));
   program.signal(SIGINT);
   reader.answer(reply(0, {}));
-  expect_error(program.wait(), 1, "quorra: looking for the reader's speed: interrupted\n");
+  expect_ended_by(program.wait(), SIGINT, "quorra: looking for the reader's speed: interrupted\n");
   reader.expect_closed();
 }
 

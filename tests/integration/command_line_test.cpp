@@ -252,7 +252,7 @@ TEST_F(CommandLine, RefusesABadImage) {
     EXPECT_NE(outcome.errors.find(image), std::string::npos) << outcome.errors;
   }
   expect_error(run_quorra({"read", "--virtual", ""}), 2,
-               "quorra: --virtual: the name of the image is empty\n");
+               "quorra: --virtual: the name of the file is empty; see quorra --help\n");
   expect_error(run_quorra({"read", "--virtual", damaged, "--config", "nowhere"}), 2,
                "quorra: there is one reader: give --config or --virtual, not both\n");
 }
@@ -544,7 +544,7 @@ TEST_F(CommandLine, QuestionIsInterrupted) {
                    .environment = {{"NO_COLOR", "1"}}});
   terminal.read_until("[y/N] ");
   program.signal(SIGINT);
-  expect_error(program.wait(), 1, "");
+  expect_ended_by(program.wait(), SIGINT, "");
   EXPECT_EQ(terminal.read_all(), "\nquorra: protecting: interrupted\n");
   EXPECT_EQ(content_of(image), before);
 }

@@ -37,6 +37,13 @@ class Bench {
     EXPECT_EQ(control(R"({"command":"fault",)" + fault + "}").status, 0);
   }
 
+  // Waits until a reply that nobody waits for any more has gone by.
+  void wait_for_silence() const {
+    for (int before = -1; before != exchanges(); usleep(300'000)) {
+      before = exchanges();
+    }
+  }
+
   // How many requests have arrived.
   int exchanges() const {
     const std::string state = control(R"({"command":"state"})").output;
@@ -99,7 +106,7 @@ TEST_F(Transfer, IsInterruptedBetweenTwoFrames) {
   write_file(folder / "data", std::string(8192, '\x5A'));
   std::size_t done = 0;
   {
-    const Bench bench(image, {"--speed", "4800"});
+    const Bench bench(image, {"--speed", "9600"});
     const Terminal terminal;
     Process program({QUORRA_PROGRAM, "write", "--config", bench.configuration(), "--card", "24c64",
                      "--address", "0", "--file", folder / "data"},
@@ -112,7 +119,7 @@ TEST_F(Transfer, IsInterruptedBetweenTwoFrames) {
         << bar;
     program.signal(SIGINT);
     const Outcome outcome = program.wait();
-    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.signal, SIGINT);
     EXPECT_EQ(outcome.output, "");
 
     // The bar is taken away.
@@ -128,13 +135,17 @@ TEST_F(Transfer, IsInterruptedBetweenTwoFrames) {
     EXPECT_LT(done, 8192U);
     EXPECT_EQ(done % 144, 0U);
 
-    // The line is clean: the next session begins at once.
+    // The line gets its settings back, and the next session begins as any other.
+    bench.wait_for_silence();
     expect_success(
         run_quorra({"read", "--config", bench.configuration(), "--card", "24c64", "--count", "2"}),
         "0000  5A 5A                                             |ZZ              |\n");
   }
-  EXPECT_TRUE(memory_of(image, "24c64") ==
-              std::string(done, '\x5A') + std::string(8192 - done, '\xFF'));
+  // The reader may have written one more frame, whose reply was not waited for.
+  const std::string memory = memory_of(image, "24c64");
+  const std::size_t written = memory.find('\xFF');
+  EXPECT_TRUE(written == done || written == done + 144) << written << " after " << done;
+  EXPECT_EQ(memory, std::string(written, '\x5A') + std::string(8192 - written, '\xFF'));
 }
 
 // The pieces of a 45d041 end with a page.
@@ -150,7 +161,7 @@ TEST_F(Transfer, IsInterruptedAtTheEndOfAPage) {
   terminal.read_until("left");
   program.signal(SIGINT);
   const Outcome outcome = program.wait();
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.signal, SIGINT);
   EXPECT_EQ(outcome.output, "");
   const std::string last = terminal.read_all();
   std::smatch words;
@@ -235,8 +246,8 @@ const Disturbed disturbed[] = {
     {"Carry", "4406", two_units, spend_five, R"("kind":"wrong_start","on":"0x70")",
      std::string("spending units: ") + spoilt + "; at least 2 of 5 units spent"},
     {"RefusedCarry", "4406", two_units, spend_five, R"("kind":"status","status":35,"on":"0x70")",
-     "spending units: the reader refused the command with status 35 (0x23) (-35); 2 of 5 units "
-     "spent"},
+     "spending units: the reader refused the command with status 35 (0x23): a byte was not "
+     "written: it is protected, or the code is missing (-35); 2 of 5 units spent"},
     {"FurtherUnits", "4406", two_units, spend_five, R"("kind":"short_reply","every":2,"on":"0x60")",
      "spending units: timeout waiting for the reader's reply (-132); at least 2 of 5 units spent"},
     {"AfterTheLastUnit", "4406", two_units, spend_five,

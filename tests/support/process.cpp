@@ -255,8 +255,8 @@ Outcome Process::wait() {
   int status = 0;
   check(waitpid(pid_, &status, 0) == pid_, "waitpid");
   pid_ = -1;
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, received_[STDOUT_FILENO],
-          received_[STDERR_FILENO]};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0,
+          received_[STDOUT_FILENO], received_[STDERR_FILENO]};
 }
 
 Outcome run(const std::vector<std::string>& command, const Surroundings& surroundings) {

@@ -60,6 +60,7 @@ class Terminal {
 // What became of a program.
 struct Outcome {
   int status = -1;     // exit status; -1 if a signal ended the program
+  int signal = 0;      // the signal that ended it
   std::string output;  // standard output
   std::string errors;  // standard error
 };
@@ -87,6 +88,8 @@ class Process {
   // The next line of standard output, without its end.
   std::string read_line();
   void signal(int number) const;
+  // The number of the process.
+  pid_t number() const { return pid_; }
   // Waits for the end; the output is what has not been read before.
   Outcome wait();
 
