@@ -143,11 +143,8 @@ void add_apdu(CLI::App& program, const Settings& settings) {
       "answer ends with 9000");
   command->add_option("APDU", options->apdus, "A command in hex, as one word or in quotes")
       ->type_name("");
-  command
-      ->add_option("--script", options->script,
-                   "Or: the commands in this file, one a line; # begins a comment ('-': standard "
-                   "input)")
-      ->type_name("FILE");
+  add_file(*command, "--script", options->script,
+           "Or: the commands in this file, one a line; # begins a comment ('-': standard input)");
   command->add_flag("--continue", options->keeps_going,
                     "Go on after an answer that does not end with 9000");
   command->add_flag("--no-reset", options->no_reset, "Do not reset the card first");

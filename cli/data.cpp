@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include "cli/files.hpp"
+#include "cli/options.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -29,8 +30,7 @@ Bytes given_bytes(const DataOptions& options, int limit, std::string_view holder
 void add_data(CLI::App& command, DataOptions& options) {
   command.add_option("HEX", options.hex, "The bytes, two hex digits each")->type_name("");
   command.add_option("--text", options.text, "Or: the bytes of this text")->type_name("TEXT");
-  command.add_option("--file", options.file, "Or: the bytes of this file ('-': standard input)")
-      ->type_name("FILE");
+  add_file(command, "--file", options.file, "Or: the bytes of this file ('-': standard input)");
 }
 
 Bytes data_from(const DataOptions& options, int limit, std::string_view holder,

@@ -26,7 +26,7 @@ struct DesOptions {
   std::optional<std::string> key;
   std::optional<std::string> key_file;
   DataOptions data;
-  std::string output;
+  std::optional<std::string> output;
 };
 
 std::string asked_key() {
@@ -57,14 +57,14 @@ Bytes key_from(const DesOptions& options) {
 }
 
 void write_result(const DesOptions& options, const Bytes& result) {
-  if (options.output.empty()) {
+  if (!options.output) {
     print(hex_or_dump(result));
     return;
   }
-  write_file(options.output, result);
-  if (options.output != standard_stream) {
+  write_file(*options.output, result);
+  if (!is_standard_output(*options.output)) {
     print(fmt::format("Wrote {} to {}.\n", counted(static_cast<int>(result.size()), "byte"),
-                      options.output));
+                      *options.output));
   }
 }
 
@@ -103,12 +103,10 @@ void add_common(CLI::App& command, DesOptions& options) {
                   "The key, 8 bytes; others can see it in the list of processes. Without it and "
                   "--key-file the key is asked for")
       ->type_name("HEX");
-  command.add_option("--key-file", options.key_file, "Or: the file that holds the key in hex")
-      ->type_name("FILE");
+  add_file(command, "--key-file", options.key_file, "Or: the file that holds the key in hex");
   add_data(command, options.data);
-  command
-      .add_option("--output", options.output, "Save the result to this file ('-': standard output)")
-      ->type_name("FILE");
+  add_file(command, "--output", options.output,
+           "Save the result to this file ('-': standard output)");
 }
 
 }  // namespace

@@ -2,23 +2,125 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "cli/descriptor.hpp"
 #include "cli/errors.hpp"
+#include "cli/interruption.hpp"
 
 namespace quorra::cli {
 namespace {
+
+using Information = struct stat;
 
 std::string error_words() { return std::generic_category().message(errno); }
 
 [[noreturn]] void output_failed() {
   throw Failure(fmt::format("writing to standard output: {}", error_words()));
+}
+
+[[noreturn]] void cannot_open(const std::string& path) {
+  throw UsageError(fmt::format("opening {}: {}", path, error_words()));
+}
+
+[[noreturn]] void cannot_write(const std::string& path) {
+  throw Failure(fmt::format("writing {}: {}", path, error_words()));
+}
+
+// What there is at this path; nothing if there is no file.
+std::optional<Information> look_at(const std::string& path) {
+  Information found{};
+  if (stat(path.c_str(), &found) == 0) return found;
+  if (errno != ENOENT) cannot_open(path);
+  return std::nullopt;
+}
+
+// Whether the descriptor is that file, opened for writing.
+bool writes_to(int descriptor, const Information& file) {
+  Information opened{};
+  const int flags = fcntl(descriptor, F_GETFL);
+  return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY && fstat(descriptor, &opened) == 0 &&
+         opened.st_dev == file.st_dev && opened.st_ino == file.st_ino;
+}
+
+// A descriptor through which the program was given that file, as /dev/stderr or /dev/fd/3 names it.
+std::optional<int> given_descriptor(const Information& file) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
+    const int descriptor = std::stoi(entry.path().filename());
+    if (writes_to(descriptor, file)) return descriptor;
+  }
+  return std::nullopt;
+}
+
+void write_all(int descriptor, const std::string& path, const Bytes& bytes) {
+  std::size_t size = 0;
+  while (size < bytes.size()) {
+    const ssize_t put = write(descriptor, bytes.data() + size, bytes.size() - size);
+    if (put < 0) cannot_write(path);
+    size += static_cast<std::size_t>(put);
+  }
+}
+
+// Where a symbolic link leads to, also if there is nothing yet.
+std::filesystem::path target_of(std::filesystem::path path) {
+  while (std::filesystem::is_symlink(path)) {
+    path = path.parent_path() / std::filesystem::read_symlink(path);
+  }
+  return path;
+}
+
+// Removes what has that name at its end.
+class Removal {
+ public:
+  explicit Removal(std::string name) : name_(std::move(name)) {}
+  Removal(const Removal&) = delete;
+  Removal& operator=(const Removal&) = delete;
+  ~Removal() { unlink(name_.c_str()); }
+
+ private:
+  std::string name_;
+};
+
+// Gives a new file the owner and the permissions of the one whose place it is to take. Whoever may
+// not give files away becomes the owner.
+bool take_permissions(int descriptor, const std::optional<Information>& old) {
+  if (!old) {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return fchmod(descriptor, 0666U & ~mask) == 0;
+  }
+  // A change of the owner can take permissions.
+  [[maybe_unused]] const int ignored = fchown(descriptor, old->st_uid, old->st_gid);
+  return fchmod(descriptor, old->st_mode & 07777U) == 0;
+}
+
+// The old file stays whole until the new one is complete. If it does not come to that, nothing of
+// the new one is left.
+void replace_file(const std::string& path, const std::optional<Information>& old,
+                  const Bytes& bytes) {
+  // A rename would replace a read-only file without a murmur.
+  if (old && access(path.c_str(), W_OK) != 0) cannot_open(path);
+  const std::filesystem::path target = target_of(path);
+  std::string beside = target.parent_path() / ".quorra-XXXXXX";
+
+  const Interruption interruption;
+  Descriptor file(mkostemp(beside.data(), O_CLOEXEC));
+  if (file.number() < 0) cannot_open(path);
+  const Removal removal(beside);
+  if (!take_permissions(file.number(), old)) cannot_write(path);
+  write_all(file.number(), path, bytes);
+  if (fsync(file.number()) != 0 || file.close() != 0) cannot_write(path);
+  if (interruption.pending()) throw Interrupted(fmt::format("writing {}: interrupted", path));
+  if (rename(beside.c_str(), target.c_str()) != 0) cannot_write(path);
 }
 
 }  // namespace
@@ -43,20 +145,25 @@ Bytes read_file(const std::string& path, std::size_t limit) {
   return bytes;
 }
 
+bool is_standard_output(const std::string& path) {
+  if (path == standard_stream) return true;
+  Information file{};
+  return stat(path.c_str(), &file) == 0 && writes_to(STDOUT_FILENO, file);
+}
+
 void write_file(const std::string& path, const Bytes& bytes) {
-  if (path == standard_stream) {
+  if (is_standard_output(path)) {
     print({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     return;
   }
-  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  if (file.number() < 0) throw UsageError(fmt::format("opening {}: {}", path, error_words()));
-  std::size_t size = 0;
-  while (size < bytes.size()) {
-    const ssize_t put = write(file.number(), bytes.data() + size, bytes.size() - size);
-    if (put < 0) throw Failure(fmt::format("writing {}: {}", path, error_words()));
-    size += static_cast<std::size_t>(put);
-  }
-  if (file.close() != 0) throw Failure(fmt::format("writing {}: {}", path, error_words()));
+  const std::optional<Information> old = look_at(path);
+  if (!old) return replace_file(path, old, bytes);
+  if (const auto descriptor = given_descriptor(*old)) return write_all(*descriptor, path, bytes);
+  if (S_ISREG(old->st_mode)) return replace_file(path, old, bytes);
+  Descriptor file(open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC));
+  if (file.number() < 0) cannot_open(path);
+  write_all(file.number(), path, bytes);
+  if (file.close() != 0) cannot_write(path);
 }
 
 void print(std::string_view text) {

@@ -14,8 +14,12 @@ inline constexpr std::string_view standard_stream = "-";
 // The contents of a file, but at most `limit` bytes of them. Throws UsageError.
 Bytes read_file(const std::string& path, std::size_t limit);
 
-// Writes a file, replacing an older one. Throws UsageError if it cannot be opened, Failure if it
-// cannot be written.
+// Whether that is standard output, also by another name such as /dev/stdout.
+bool is_standard_output(const std::string& path);
+
+// Writes a file. An older one is replaced when the new one is complete, and stays as it was until
+// then; what is no regular file, such as a device or a FIFO, is written to. Throws UsageError if it
+// cannot be opened, Failure if it cannot be written, Interrupted.
 void write_file(const std::string& path, const Bytes& bytes);
 
 // Writes to standard output. Throws Failure.

@@ -6,14 +6,13 @@
 #include "cli/errors.hpp"
 #include "cli/files.hpp"
 #include "cli/hex_dump.hpp"
+#include "cli/options.hpp"
 #include "cli/terminal.hpp"
 
 namespace quorra::cli {
 
 void add_output(CLI::App& command, OutputOptions& options) {
-  command
-      .add_option("--output", options.file, "Save the bytes to this file ('-': standard output)")
-      ->type_name("FILE");
+  add_file(command, "--output", options.file, "Save the bytes to this file ('-': standard output)");
   command.add_flag("--raw", options.raw, "Write the bytes as they are, not as a hex dump");
 }
 
@@ -23,9 +22,9 @@ void show_or_save(const OutputOptions& options, int address, const Bytes& bytes,
     print(hex_dump(address, bytes, is_protected, wants_colour(STDOUT_FILENO)));
     return;
   }
-  const std::string file = options.file.empty() ? std::string(standard_stream) : options.file;
+  const std::string file = options.file.value_or(std::string(standard_stream));
   write_file(file, bytes);
-  if (file == standard_stream) return;
+  if (is_standard_output(file)) return;
   print(fmt::format("Read {} at 0x{:04X} into {}.\n",
                     counted(static_cast<int>(bytes.size()), "byte"), address, file));
 }

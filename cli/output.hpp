@@ -3,6 +3,7 @@
 
 #include <CLI/App.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,10 +12,10 @@
 namespace quorra::cli {
 
 struct OutputOptions {
-  std::string file;
+  std::optional<std::string> file;
   bool raw = false;
 
-  bool wants_dump() const { return file.empty() && !raw; }
+  bool wants_dump() const { return !file && !raw; }
 };
 
 // --output and --raw

@@ -106,6 +106,10 @@ TEST_F(Des, RefusesWrongUsage) {
       {{"--key", key}, "nothing to encrypt: give HEX, --text or --file"},
       {{"--key", key, "--text", ""}, "nothing to encrypt: there is not one byte"},
       {{"--key", key, plain, "--text", "x"}, "give one of HEX, --text and --file, not several"},
+      {{plain, "--key-file", ""}, "--key-file: the name of the file is empty; see quorra --help"},
+      {{"--key", key, "--file", ""}, "--file: the name of the file is empty; see quorra --help"},
+      {{"--key", key, plain, "--output", ""},
+       "--output: the name of the file is empty; see quorra --help"},
       {{"--key", key, plain, "--output", (folder / "nowhere") + "/x"},
        "opening " + (folder / "nowhere") + "/x: No such file or directory"},
   };
