@@ -137,7 +137,10 @@ class Run:
 
 
 def _arguments() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="scripts/mutate", description=__doc__)
+    parser = argparse.ArgumentParser(
+        prog="scripts/mutate",
+        description="Prints the small changes of the sources that no unit test notices.",
+    )
     parser.add_argument("paths", nargs="*", help="sources or folders of them (default: src)")
     parser.add_argument("--jobs", type=int, default=1, help="so many mutants at a time")
     parser.add_argument("--sample", type=int, help="try only so many mutants, by chance")
