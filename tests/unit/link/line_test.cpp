@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -151,16 +152,13 @@ class Device : public ::testing::Test {
     EXPECT_LE(now_ - start, second + second / 20);
   }
 
-  // Fills the line, and expects that nothing more is sent, after four seconds.
+  // Expects that nothing is sent on a line that takes nothing, after four seconds.
   void expect_full(int handle) {
-    const Bytes many(4096);
-    while (system_write(handle, many.data(), many.size()) > 0) {
-    }
-    while (system_write(handle, many.data(), 1) > 0) {
-    }
+    const Bytes frame(10);
+    ASSERT_LT(system_write(handle, frame.data(), 1), 0);
     ASSERT_EQ(errno, EAGAIN) << "a line that would make writes sleep";
     const std::clock_t start = now_;
-    EXPECT_EQ(send_com(handle, 10, many.data()), -129);
+    EXPECT_EQ(send_com(handle, 10, frame.data()), -129);
     EXPECT_GE(now_ - start, room_limit);
     EXPECT_LE(now_ - start, room_limit + second / 20);
   }
@@ -170,14 +168,18 @@ class Device : public ::testing::Test {
   std::clock_t now_ = 0;
 };
 
-TEST_F(Device, ThatNobodyReadsIsWaitedForInTime) {
+TEST_F(Device, ThatTakesNothingIsWaitedForInTime) {
   const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   ASSERT_EQ(grantpt(master), 0);
   ASSERT_EQ(unlockpt(master), 0);
   const int handle = open(ptsname(master));
   ASSERT_GE(handle, 0);
   expect_silence(handle);
+  // How full a terminal is that nobody reads changes behind one's back; a stopped one is full.
+  ASSERT_EQ(tcflow(handle, TCOOFF), 0);
   expect_full(handle);
+  ASSERT_EQ(tcflow(handle, TCOON), 0);
+  EXPECT_EQ(sendchar(handle, 0xAA), 1);
   ic_exit(handle);
   (void)close(master);
 }
@@ -200,6 +202,9 @@ TEST_F(Device, ThatIsAPipeIsWaitedForInTime) {
   const int handle = open(path("fifo"));
   ASSERT_GE(handle, 0);
   expect_silence(handle);
+  const Bytes many(4096);
+  while (system_write(handle, many.data(), many.size()) > 0) {
+  }
   expect_full(handle);
   ic_exit(handle);
 }
