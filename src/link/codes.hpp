@@ -14,7 +14,6 @@ enum Code : int {
   not_sent = -129,
   not_equal = -129,  // what was read back is not what was written
   no_card_to_write = -129,
-  answered_otherwise = -131,  // never given; taken for an answer where a reader is looked for
   timeout = -132,
   bad_reply_check = -133,
   not_this_card = -133,

@@ -103,10 +103,7 @@ class Request {
                low_byte(address)} {}
 
   // A frame takes up to 250 bytes behind its head; what is more is left out.
-  Request& append(unsigned char byte) {
-    if (size_ < frame_max - 1) bytes_[static_cast<std::size_t>(size_++)] = byte;
-    return *this;
-  }
+  Request& append(unsigned char byte) { return append(&byte, 1); }
 
   Request& append(const unsigned char* bytes, int count) {
     const int taken = std::min(count, frame_max - 1 - size_);
