@@ -16,6 +16,14 @@ endif()
 option(QUORRA_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
 option(QUORRA_COVERAGE "Build with coverage counters" OFF)
 
+# What is delivered does not tell in which folder it was built: neither in names of files nor in the
+# run path of programs, which find the library beside them.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+if(NOT QUORRA_COVERAGE)
+  add_compile_options(
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>")
+endif()
+
 add_library(quorra_warnings INTERFACE)
 target_compile_options(quorra_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
