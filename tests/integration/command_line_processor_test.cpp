@@ -640,6 +640,7 @@ TEST_F(ScriptedProcessor, TellsTheFirstTroubleWhenNothingHelps) {
   reader.serve(frame(0x00, hex(read_four)), reply(0x21, {}));
   reader.serve(wants_first, reply(0, block(0x92, {})));
   reader.serve(wants_first, reply(0, block(0x92, {})));
+  reader.serve_identity();
   expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
                  "quorra: sending the APDU: the reader refused the command with status 33 (0x21) "
                  "(-33)\n");
@@ -781,6 +782,7 @@ TEST_F(ScriptedProcessor, EndsWhenTheReaderFailsBeforeTheFirstApdu) {
       {frame(0xC0, {}), reply(0, block(0x82, {}))},
       {frame(0xC0, {}), reply(0x22, {})},
   };
+  constexpr std::size_t refused = 1;
   const char* const words[] = {
       "quorra: sending the APDU: the card does not begin its blocks anew (PCB 82)\n",
       "quorra: sending the APDU: the reader refused the command with status 34 (0x22) (-34)\n"};
@@ -790,6 +792,7 @@ TEST_F(ScriptedProcessor, EndsWhenTheReaderFailsBeforeTheFirstApdu) {
     for (int times = 0; times < 3; ++times) {
       reader.serve(cases[i].first, cases[i].second);
     }
+    if (i == refused) reader.serve_identity();
     expect_outcome(program.wait(), 1, "", words[i]);
     reader.expect_closed();
   }
@@ -799,7 +802,8 @@ TEST_F(ScriptedProcessor, EndsWhenTheReaderFailsBeforeTheFirstApdu) {
   for (int times = 0; times < 3; ++times) {
     reader.serve(frame(0xC1, hex("FB")), reply(0x22, {}));
   }
-  expect_outcome(program.wait(), 1, "", words[1]);
+  reader.serve_identity();
+  expect_outcome(program.wait(), 1, "", words[refused]);
   reader.expect_closed();
 }
 
@@ -848,6 +852,7 @@ TEST_F(ScriptedProcessor, RepeatsNothingWithoutBlocks) {
   reader.serve_opening();
   serve_reset("3B 00");
   reader.serve(plain_frame(hex(read_four)), reply(0x22, {}));
+  reader.serve_identity();
   expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
                  "quorra: sending the APDU: the reader refused the command with status 34 (0x22) "
                  "(-34)\n");
