@@ -69,8 +69,12 @@ unsigned char check_byte_of(std::span<const unsigned char> bytes) {
 }
 
 Bytes make_block(unsigned control, std::span<const unsigned char> information = {}) {
-  Bytes block = {0, static_cast<unsigned char>(control),
-                 static_cast<unsigned char>(information.size())};
+  // Room for all of it, or GCC 12 mistakes the growing for writing out of bounds.
+  Bytes block;
+  block.reserve(prologue_size + information.size() + 1);
+  block.push_back(0);
+  block.push_back(static_cast<unsigned char>(control));
+  block.push_back(static_cast<unsigned char>(information.size()));
   block.insert(block.end(), information.begin(), information.end());
   block.push_back(check_byte_of(block));
   return block;
