@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // How fast DES is here and in OpenSSL: both encrypt the same megabyte block by block with one key,
 // in turns. Exit status 1: they do not agree.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What an exchange costs beyond the system calls that it cannot do without: a request of 12 bytes
 // sent one by one, and a reply of 25 bytes read one by one, with a reading of the clock for each.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A pseudo-terminal with a reader that does no work, and the bare system calls that an exchange
 // cannot do without.
 #pragma once

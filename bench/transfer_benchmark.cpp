@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // How well whole cards travel between the library and the virtual reader.
 //
 // Paced: how much of the time a transfer at 115,200 bits per second keeps the line busy, by the

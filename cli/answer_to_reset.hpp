@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What a processor card says of itself in its answer to reset.
 #pragma once
 

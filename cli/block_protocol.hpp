@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The protocol T=1 of ISO/IEC 7816-3, as the host speaks it.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The subcommands, one file each (fill.cpp and personalise.cpp have two, control.cpp three). An
 // add_ function describes its subcommand to the command line and has it carried out if it is the
 // one that was asked for. It runs with `settings` as they are after the whole command line was

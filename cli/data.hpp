@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Bytes that a user gives: as HEX, as text or in a file.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The device at which a reader is: looked at before it is opened, and for one program at a time.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Files and standard output. In place of a file name, "-" means standard input or output.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // quorra fill, and quorra erase, which fills with FF where cards have no erase of their own
 
 #include <fmt/format.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Ctrl-C and its like, held back while something is under way that must not be torn.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The program quorra: a card in a card reader, from the command line.
 
 #include <fmt/format.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cards without zones: memory that is read, written and perhaps protected.
 
 #include <quorra.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What becomes of bytes that were read: a hex dump, or the bytes as they are.
 #pragma once
 

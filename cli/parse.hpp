@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Reading numbers and bytes as people write them. All functions throw UsageError; `name` is what
 // the message calls the text, for example the option it belongs to.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Speaking with a processor card, in the card slot or as a SAM inside the reader.
 #pragma once
 

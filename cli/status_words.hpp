@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The status words SW1 SW2 that a processor card puts behind its answer.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Moving bytes from and to a card's memory. A long transfer is cut into pieces, so that it can be
 // watched and interrupted between two frames; frame by frame it is the same as without.
 #pragma once

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The quorra authors
+# SPDX-License-Identifier: BSD-2-Clause
+
 # What every target of this project shares.
 
 set(CMAKE_CXX_STANDARD 20)

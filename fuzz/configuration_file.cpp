@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The configuration file: any bytes, read over what earlier files have left. What the settings are
 // then is told a second time here, character by character.
 

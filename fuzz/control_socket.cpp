@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The control socket: any bytes from a client, in any pieces, while a host works with the reader.
 // Of the files that a client may name, only those in a folder of this process can be opened.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Processor cards and SAMs: a card that announces more, less and other than it brings.
 
 #include <quorra.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Makes the inputs that the harnesses begin with, from exchanges of the library with the virtual
 // reader, from the images of new cards and of those that were used, and from the user's guide.
 //

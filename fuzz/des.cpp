@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // DES: any key and text of any length, in place and out of it, and what follows from the cipher.
 
 #include <quorra.h>

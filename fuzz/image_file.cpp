@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Image files: any text is refused or is a card, and a card that is written is read as the same
 // one.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Every exported function, with arguments and against a reader as the input has them.
 
 #include <quorra.h>

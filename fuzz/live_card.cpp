@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The live card: an emulator at the other end of the socket that answers what it likes, in pieces,
 // or is gone. The calls of the socket are those of this file, so that nothing is waited for.
 

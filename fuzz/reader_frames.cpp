@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The virtual reader: any bytes from a host, with every kind of card in the slot, cards that come
 // and go, and faults.
 

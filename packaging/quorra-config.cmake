@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The quorra authors
+# SPDX-License-Identifier: BSD-2-Clause
+
 # find_package(quorra) gives the target quorra::quorra.
 include("${CMAKE_CURRENT_LIST_DIR}/quorra-targets.cmake")
 

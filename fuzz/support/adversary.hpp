@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A reader that answers as the input says: rightly, wrongly, in part, late or never.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // One call of a function that takes a handle, numbers and at most one buffer.
 #pragma once
 

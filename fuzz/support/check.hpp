@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What a harness requires. A requirement that does not hold ends the process, which is a finding.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Bytes between two guards. A sanitizer that knows addresses sees each access to the guards;
 // without one, what was written there is seen afterwards.
 #pragma once

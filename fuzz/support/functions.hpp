@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Every function that the library exports: how it is called with arguments from an input, and what
 // is required of it then. The sizes, bounds and results are those that quorra.h promises.
 #pragma once

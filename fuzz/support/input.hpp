@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The bytes of one run, taken from front to back. When they are used up, everything is zero.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The system as the library under test meets it: one line to one reader, one configuration file and
 // a clock, all of them in this process, so that no call costs anything and no wait takes time. The
 // library's calls are bound to it when the harnesses are linked (system_calls.txt).

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The calls of functions that take other arguments than a handle, numbers and one buffer.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Runs a harness once for each of the files that are named, and for each file in the folders that
 // are named. It stands in for the fuzzer where there is none.
 

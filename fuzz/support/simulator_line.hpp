@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The virtual reader without its pseudo-terminal: bytes of requests in, bytes of replies out.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
 #pragma once
 
 #include <chrono>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // DES in electronic-codebook fashion, on cells: arrays of bytes that hold one bit each, 0 or 1, the
 // most significant bit first.
 

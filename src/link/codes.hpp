@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The return codes of every exported function. Some numbers have two meanings, and each also stands
 // for the reader's STATUS of that number: the interface is that way.
 #pragma once

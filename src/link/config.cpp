@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The configuration file: one line a setting, keyed by its first character.
 
 #include <quorra.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The road of every card and reader function: build a request, exchange it for a reply, map the
 // outcome to a return code.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Bytes and frames on the line: sending, receiving with time limits, check bytes.
 
 #include <quorra.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Ending the waits of the library from outside. Only programs that link the library with sleeping
 // waits have it; quorra.so waits to its limits.
 #pragma once

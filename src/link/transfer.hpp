@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Reading, writing and erasing a memory, cut into frames: the one road of all memory cards and of
 // the reader's own memory.
 #pragma once

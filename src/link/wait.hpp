@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Waiting for the line: the one place where the library measures time. quorra.so spins
 // (wait_spinning.cpp); the programs of this project link the same library with waits that sleep and
 // can be stopped (wait_sleeping.cpp, stop.hpp).

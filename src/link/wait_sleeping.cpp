@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Waits that sleep until the line has something to say, measured in real time, each by itself.
 
 #include <poll.h>

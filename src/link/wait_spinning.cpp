@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Waits of quorra.so: busy loops, measured in processor time of the process.
 
 #include "link/wait.hpp"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The reader itself: who it is, whether it answers, its buzzer, the card's power and ejection.
 
 #include <quorra.h>

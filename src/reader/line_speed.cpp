@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The speed of the line: changing it, and finding the one at which a reader answers.
 
 #include <quorra.h>

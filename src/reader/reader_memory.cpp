@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The reader's own memory: the application's part, the reader's security code and security mode.
 
 #include "reader/reader_memory.hpp"

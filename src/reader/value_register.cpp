@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The value register: an unsigned number of 32 bits in the reader's own memory, least significant
 // byte first.
 

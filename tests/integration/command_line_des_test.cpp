@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The program quorra and DES, which needs no reader.
 
 #include <gtest/gtest.h>

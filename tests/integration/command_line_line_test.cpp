@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The program quorra and the way to its reader: configuration files, devices, and who has them.
 
 #include <fcntl.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The program quorra with processor cards, in the card slot and as SAMs.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The program quorra at a reader that a configuration file names.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The program quorra, run as a user runs it: what it does with every card, and with a 4442.
 
 #include <fcntl.h>

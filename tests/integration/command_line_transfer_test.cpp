@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The program quorra in a long transfer: how it is cut, watched and interrupted.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A program on a serial terminal that looks for the speed of the reader at the auxiliary port. Its
 // arguments are the control socket of the reader and the speeds to change to. It shows what it
 // found at the end, for its standard output is the line.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library's search for the line speed, with a virtual reader that insists on its own.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A program may have functions of its own that are called like some of the library. The library
 // goes on calling its own.
 

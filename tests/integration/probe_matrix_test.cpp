@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Every probe of the library on every virtual card: which accepts which, and which bytes of a card
 // a probe leaves changed. The result is docs/probes.md, which has to say just that.
 

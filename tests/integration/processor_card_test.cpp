@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library's functions for processor cards and SAMs at the virtual reader.
 
 #include <gtest/gtest.h>

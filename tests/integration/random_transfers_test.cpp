@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library against the virtual reader: random transfers to every kind of memory card, some of
 // which must be refused, compared with what an array of bytes would hold.
 

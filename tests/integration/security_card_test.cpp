@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library against the virtual reader with a security memory card in it: the life of each kind
 // from its delivery to its end, and random operations compared with a plain model of cells.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library's search for the speed of a virtual reader, without waiting for the time to pass.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library in terminal mode: a program on the virtual reader's serial terminal, which has the
 // reader at its auxiliary port.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A program that uses the library in terminal mode. It shows what it found after the session, for
 // its standard output is the line.
 

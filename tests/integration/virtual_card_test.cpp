@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library against the virtual reader: random operations on a virtual card, compared with what a
 // plain model of the card says.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The line between the library and a virtual reader in one thread, with a time of its own. Whenever
 // the library looks at the clock, the reader does what it has to do; when nothing is on its way in
 // either direction, a moment passes. So waits cost nothing, and the same calls take the same

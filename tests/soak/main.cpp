@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Runs many operations with faults and prints what was done. Arguments: operations, seed.
 
 #include <fmt/format.h>

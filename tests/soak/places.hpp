@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The places with bytes that operations go to: the memory of each kind of card, of the reader, of a
 // SAM.
 #pragma once

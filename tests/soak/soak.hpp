@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Many operations of the library on a virtual reader, with faults, compared with plain arrays.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A short soak of the library: what it does is right, and the same again.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The two slots in which the reader has processor cards, and the frames that go there.
 #pragma once
 

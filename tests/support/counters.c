@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Part of builds with coverage counters.
 // A process that ends by a signal writes its counters only when it is told to.
 void __gcov_dump(void);

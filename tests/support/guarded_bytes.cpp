@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
 #include "tests/support/guarded_bytes.hpp"
 
 #include <sys/mman.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A function that reads, writes or erases a card's memory, described so that all of its frames,
 // bounds and failures can be told from the description.
 #pragma once

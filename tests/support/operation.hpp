@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // One call of the library together with the frames it exchanges when all goes well. From this,
 // every way in which an exchange can fail is played, on each of its frames.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A probe of a card, told as its own steps on a card of the test's, with one exchange that fails.
 // Telling it yields the frames that the library has to send, and its result.
 #pragma once

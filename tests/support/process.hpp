@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Running programs: with arguments and standard input, in the background, on a terminal.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A card reader that plays a script: it expects these bytes and answers those.
 //
 // It is the other end of a real pseudo-terminal, and it acts whenever the library looks at the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The functions that the security memory cards have beside plain transfers, described so that their
 // frames, bounds and failures can be told from the description.
 #pragma once

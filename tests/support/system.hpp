@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The system as the library under test sees it. The test process defines clock(), read(), write()
 // and tcflush() itself, so a test can set the time, make a call fail, and see each call made. Where
 // the library's waits sleep it also defines clock_gettime() and poll(), for the same time.

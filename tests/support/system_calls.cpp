@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Calls that a test may let fail, for which the real ones are found behind the test program's.
 
 #include <dlfcn.h>

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The quorra authors
+# SPDX-License-Identifier: BSD-2-Clause
 """The command line: which mutants, how many at a time, and what is told in the end."""
 
 import argparse

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The quorra authors
+# SPDX-License-Identifier: BSD-2-Clause
 """Compiling a changed source alone, and linking a private copy of what the tests load."""
 
 import json

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The quorra authors
+# SPDX-License-Identifier: BSD-2-Clause
 """What was found out before, and the mutants that nobody can tell from the original."""
 
 import hashlib

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The quorra authors
+# SPDX-License-Identifier: BSD-2-Clause
 """A C++ source as tokens. It is enough of the language to find the places that can be changed."""
 
 import re

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 The quorra authors
+# SPDX-License-Identifier: BSD-2-Clause
 """The tests of a program: how long each takes, and which code each suite of them reaches."""
 
 import json

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Speaking with a processor card, in the card slot or in the slot of a SAM: the frames, the retry
 // rule, and the road on which a long answer is fetched piece by piece.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 4428 card: 1024 bytes, each with a protection bit, and a two-byte security code in the last
 // two. The 4418 is the same card without the code.
 

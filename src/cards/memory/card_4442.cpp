@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 4442 card: 256 bytes, the first 32 with protection bits, a three-byte security code. The 4432
 // is the same card without the code and is served by the same commands.
 

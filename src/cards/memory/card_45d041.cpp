@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 45D041 card: a flash memory of 2048 pages of 264 bytes. A frame stays within its page. Every
 // transfer begins with a check that such a card is there.
 

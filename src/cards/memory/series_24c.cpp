@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 24C series: two-wire EEPROM cards of seven sizes, and the probes that tell the sizes apart by
 // where a small card's memory shows again under the addresses of a larger one.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 93C series: three-wire EEPROM cards of four sizes. The 93c46a is organised in words of two
 // bytes, and counts addresses and lengths in words.
 

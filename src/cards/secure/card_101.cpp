@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 101 card: 172 bytes, a two-byte security code, a four-byte erase code, an erase counter of
 // 128 bits.
 

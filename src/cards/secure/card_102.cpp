@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 102 card: 178 bytes in three zones, a two-byte security code, an erase code for each of the
 // zones 1 and 2, an erase counter of 128 bits in zone 2.
 

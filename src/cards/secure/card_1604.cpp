@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 1604 and 1604b cards: about two kilobytes in five zones. Zones 1 to 4 are guarded by a
 // two-byte code and a two-byte erase code each; code 0 is the master code. The two cards differ in
 // constants only.

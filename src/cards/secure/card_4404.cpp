@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 4404 card: 52 bytes, a two-byte security code with four attempts, a four-byte erase code.
 
 #include <quorra.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 4406 card: 13 bytes, a three-byte security code with eight attempts, counter stages.
 
 #include <quorra.h>

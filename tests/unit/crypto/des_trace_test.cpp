@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What DES leaves behind on the stack: nothing that depends on key or text.
 
 #include <gtest/gtest.h>

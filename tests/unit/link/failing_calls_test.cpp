@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Each system and C library call that the library makes fails, is interrupted or comes up short,
 // one at a time, in every kind of operation. Whatever happens, the operation ends in its time with
 // a code that it documents, and the session leaves nothing behind.

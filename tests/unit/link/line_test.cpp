@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Lines that do not take bytes, or bring none, the way a serial device does.
 
 #include <fcntl.h>

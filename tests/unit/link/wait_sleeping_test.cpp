@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What only the build with sleeping waits has: it sleeps, in real time, and can be stopped.
 
 #include <fcntl.h>

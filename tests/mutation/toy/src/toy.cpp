@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // How many tickets a group needs: a child below the limit needs none.
 
 constexpr int limit = 6;

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Conversations with a card whose answers nobody chose, compared with a model of what has to be
 // sent and what has to be stored.
 

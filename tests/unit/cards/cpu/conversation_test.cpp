@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // What the card slot and the SAM have in common: plain commands, and conversations in which a long
 // answer is fetched piece by piece.
 

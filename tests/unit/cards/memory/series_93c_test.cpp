@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The whole-memory commands and the probes of the 93C series.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Every function that reads or writes a memory card, by one description each.
 
 #include <gtest/gtest.h>

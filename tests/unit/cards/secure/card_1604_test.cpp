@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The 1604 and the 1604b card: the same tests with other constants.
 
 #include <gtest/gtest.h>
