@@ -39,7 +39,7 @@ std::string device_line(const std::string& device) { return fmt::format("P={}", 
 // The line that names the device, by its other name if the one that was given is too long.
 std::string line_for_device(const std::string& name) {
   std::error_code error;
-  const std::string line = device_line(std::filesystem::absolute(name).lexically_normal());
+  std::string line = device_line(std::filesystem::absolute(name).lexically_normal());
   if (line.size() < longest_piece) return line;
   return device_line(std::filesystem::canonical(name, error));
 }
