@@ -16,10 +16,12 @@
  *   -128   a reply does not start with 0x55; pwr_4442: the result could not be read back;
  *          srd_45d041: no such card
  *   -129   a byte could not be sent, or the line did not take it in 4 seconds; pwr_4442, swr_dvsc,
- * setsc_md, val_set, val_inc, val_dec: what was written does not read back; csc_4406: the card
- * holds another code; swr_45d041: no such card -132   timeout waiting for a reply byte -133   the
- * check byte of a reply is wrong; a chk_ function: another card, or none; set_baud, val_inc,
- * val_dec, psnl_4406, clrpr_ and clrrd_ functions: the reply lacks the byte that is to be changed
+ *          setsc_md, val_set, val_inc, val_dec: what was written does not read back; csc_4406: the
+ *          card holds another code; swr_45d041: no such card
+ *   -132   timeout waiting for a reply byte
+ *   -133   the check byte of a reply is wrong; a chk_ function: another card, or none; set_baud,
+ *          val_inc, val_dec, psnl_4406, clrpr_ and clrrd_ functions: the reply lacks the byte that
+ *          is to be changed
  *   -135   the value register would go below zero
  *   -136   no reader reached: no terminal, or no valid answer at the start of a session
  *   -138   the check byte of a frame is wrong (ck_bcc only)
