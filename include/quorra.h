@@ -208,7 +208,7 @@ int chk_baud(const char *path);
  *
  * baud: as for set_baud. A reader cannot be changed to 57600 or 115200: it goes to 9600. In direct
  *   mode the session at the other speed is then refused; in terminal mode, which does not know
- * these speeds, it is opened at 9600.
+ *   these speeds, it is opened at 9600.
  *
  * Returns the handle; -136 (any failure). A handle of 0 at the first try counts as a failure, and
  * stays open.
@@ -1059,8 +1059,8 @@ int cesc_1604b(int handle, int number, unsigned int length, const unsigned char 
  * Resets the card and stores its answer to reset. Four attempts.
  *
  * buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned. A
- * frame brings up to 255 bytes; where the reader announces more, the frame's check byte follows
- * them, and then zeros.
+ *   frame brings up to 255 bytes; where the reader announces more, the frame's check byte follows
+ *   them, and then zeros.
  *
  * Returns 0; -143 (buffer is a null pointer); a link code; the negated STATUS.
  */
@@ -1083,9 +1083,9 @@ int cpu_comres(int handle, int n, const unsigned char *command, unsigned char *b
  *
  * buffer: receives one block: NAD and PCB of the last answer, the length of all information modulo
  *   256, the information of all answers with the status words of the last one, and behind it the
- * LRC of the last answer, which is not that of this block, and bytes of no meaning. From where the
- *   information of the last answer begins, as many bytes are written as its reply announced, up to
- *   255. It has room for 3 bytes, the information of every answer, and 255 bytes more.
+ *   LRC of the last answer, which is not that of this block, and bytes of no meaning. From where
+ *   the information of the last answer begins, as many bytes are written as its reply announced, up
+ *   to 255. It has room for 3 bytes, the information of every answer, and 255 bytes more.
  *   After a failure the information of earlier answers may be in it, behind 3 bytes that are as
  *   they were.
  *
