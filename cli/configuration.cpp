@@ -116,9 +116,8 @@ Descriptor checked_copy_of(const std::string& file) {
   return copy_of(content);
 }
 
-// The device that the library is going to open.
-std::string device_of(const std::string& file, const std::string& copy) {
-  getpar(copy.c_str());
+// The device that the library, which has read the file, is going to open.
+std::string device_of(const std::string& file) {
   if (term_flg == 1) {
     if (DRVCOMM[0] != '\0') return DRVCOMM;
     throw Failure(fmt::format("{}: the line P= of {} names no device", opening.doing, file));
@@ -137,8 +136,16 @@ Configuration::Configuration(const std::string& file)
       copy_(checked_copy_of(file)),
       path_(fmt::format("/proc/self/fd/{}", copy_.number())) {}
 
+void Configuration::read() const {
+  const int result = getpar(path_.c_str());
+  if (result >= 0) return;
+  throw UsageError(
+      fmt::format("{}: {} ({})", opening.doing, words_for(result, opening.kind), result));
+}
+
 Device Configuration::open_device() const {
-  const std::string device = device_of(file_, path_);
+  read();
+  const std::string device = device_of(file_);
   try {
     return Device(device);
   } catch (const DeviceError& error) {

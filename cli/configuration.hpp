@@ -24,8 +24,11 @@ class Configuration {
   // The name of the copy, for functions of the library.
   const std::string& path() const { return path_; }
 
-  // Opens the device that the file names, or else the terminal that is standard output. Throws
-  // Failure.
+  // Lets the library read it: its variables hold what the file says then. Throws UsageError.
+  void read() const;
+
+  // Reads the file, and opens the device that it names, or else the terminal that is standard
+  // output. Throws Failure, too.
   Device open_device() const;
 
  private:

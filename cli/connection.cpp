@@ -161,7 +161,7 @@ const Card& card_of(const Settings& settings) {
 }
 
 std::span<const int> line_speeds(const Configuration& configuration) {
-  if (const int result = getpar(configuration.path().c_str()); result < 0) cannot_open(result);
+  configuration.read();
   if (term_flg == 1) return direct_speeds;
   return terminal_speeds;
 }

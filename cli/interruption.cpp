@@ -21,7 +21,9 @@ Interruption::Interruption()
     : signals_(simulator::set_of_stop_signals()),
       mask_before_(),
       descriptor_(signalfd(-1, &signals_, SFD_CLOEXEC | SFD_NONBLOCK)) {
-  if (descriptor() < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
+  if (descriptor() < 0) {
+    throw std::system_error(errno, std::generic_category(), "holding signals back");
+  }
   pthread_sigmask(SIG_BLOCK, &signals_, &mask_before_);
   stop_waits_when_readable(descriptor());
 }

@@ -20,7 +20,8 @@ Outcome run_quorra(const Arguments& arguments, Surroundings surroundings) {
 
 Arguments without_privileges(const Arguments& command) {
   if (geteuid() != 0) return command;
-  return Arguments{"/usr/bin/setpriv", "--bounding-set=-dac_override,-dac_read_search"} + command;
+  return Arguments{"/usr/bin/setpriv", "--bounding-set=-dac_override,-dac_read_search,-sys_admin"} +
+         command;
 }
 
 void expect_success(const Outcome& outcome, const std::string& output) {

@@ -5,7 +5,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -79,6 +81,19 @@ TEST_F(NoConfiguration, OtherKindsOfFilesAreRefused) {
   expect_refused("", "the name of the file is empty; see quorra --help");
   expect_refused(folder / "nowhere", "the configuration file " + (folder / "nowhere") +
                                          " cannot be read: No such file or directory");
+}
+
+TEST_F(NoConfiguration, FileThatCannotBeReadIsRefused) {
+  const std::string file = folder / "reader.conf";
+  write_file(file, "P=/dev/ttyS0\n");
+  ASSERT_EQ(chmod(file.c_str(), 0), 0);
+  const std::string words = "quorra: --config: the configuration file ";
+  expect_error(run(without_privileges({QUORRA_PROGRAM, "info", "--config", file})), 2,
+               words + file + " cannot be read: Permission denied\n");
+  // It has no memory at address 0, where a file begins.
+  const std::string memory = "/proc/self/mem";
+  expect_refused(memory,
+                 "the configuration file " + memory + " cannot be read: Input/output error");
 }
 
 TEST_F(NoConfiguration, LargeFileIsRefused) {
@@ -184,6 +199,54 @@ TEST_F(Devices, WhoMayUseTheDeviceIsTold) {
   EXPECT_EQ(words_at(S_IRGRP | S_IWGRP), denied + ": it is for the group " + name +
                                              ". Join it with \"sudo usermod -aG " + name +
                                              " $USER\", and log in again\n");
+
+  // A folder on the way to it tells nothing of the device.
+  const std::string closed = folder / "closed";
+  ASSERT_TRUE(std::filesystem::create_directory(closed));
+  std::filesystem::create_symlink(terminal.device(), closed + "/line");
+  ASSERT_EQ(chmod(closed.c_str(), 0), 0);
+  expect_error(
+      run(without_privileges(
+          {QUORRA_PROGRAM, "info", "--config", configuration(closed + "/line")})),
+      1, "quorra: opening the session: " + closed + "/line cannot be opened: Permission denied\n");
+  ASSERT_EQ(chmod(closed.c_str(), 0700), 0);
+
+  if (geteuid() != 0) GTEST_SKIP() << "only root gives a device to a group without a name";
+  ASSERT_EQ(chown(terminal.device().c_str(), static_cast<uid_t>(-1), 54321), 0);
+  EXPECT_EQ(words_at(S_IRGRP | S_IWGRP),
+            denied +
+                ": it is for the group 54321. Join it with \"sudo usermod -aG 54321 $USER\", "
+                "and log in again\n");
+}
+
+TEST_F(Devices, WhatTheSystemSaysIsExplained) {
+  // The line of this program's standard input, whose other end is gone.
+  int user = -1;
+  int line = -1;
+  ASSERT_EQ(openpty(&user, &line, nullptr, nullptr, nullptr), 0);
+  close(user);
+  const Surroundings on_line = {.input = {}, .streams = {{STDIN_FILENO, line}}, .environment = {}};
+  expect_error(
+      run_quorra({"info", "--config", configuration("/proc/self/fd/0")}, on_line), 1,
+      "quorra: opening the session: /proc/self/fd/0 cannot be opened: Input/output error: no "
+      "hardware answers there, or the other end of the line is gone\n");
+  close(line);
+
+  // A program without a terminal of its own.
+  expect_error(run({"/usr/bin/setsid", "--wait", QUORRA_PROGRAM, "info", "--config",
+                    configuration("/dev/tty")}),
+               1,
+               "quorra: opening the session: /dev/tty cannot be opened: No such device or address: "
+               "no hardware is behind it\n");
+
+  const Terminal terminal;
+  ASSERT_EQ(ioctl(terminal.line(), TIOCEXCL), 0);
+  expect_error(run(without_privileges(
+                   {QUORRA_PROGRAM, "info", "--config", configuration(terminal.device())})),
+               1,
+               "quorra: opening the session: " + terminal.device() +
+                   " cannot be opened: Device or resource busy: another program keeps it for "
+                   "itself\n");
 }
 
 // ---- One program at a time
@@ -235,6 +298,46 @@ TEST_F(Locks, AreThoseOfAnyProgram) {
     EXPECT_NE(outcome.errors.find("(process " + std::to_string(getpid()) + ")"), std::string::npos)
         << outcome.errors;
   }
+  close(mine);
+}
+
+// The lock belongs to whoever has the line open, and not only to the program that asked for it.
+TEST_F(Locks, MayOutliveTheProgramThatSetThem) {
+  Process holder({"/bin/sh", "-c",
+                  R"(exec 9<>"$0"; /usr/bin/flock 9; echo locked; exec sleep 1000)", device()});
+  EXPECT_EQ(holder.read_line(), "locked");
+  expect_error(another({"info"}), 1, in_use_by("another program"));
+}
+
+// Every step on the way to the reader in turn finds no descriptor left.
+TEST_F(Locks, TooManyOpenFilesAreTold) {
+#ifdef QUORRA_INSTRUMENTED
+  GTEST_SKIP() << "the sanitizers want descriptors of their own";
+#endif
+  const auto with_descriptors = [&](int count, const Arguments& command) {
+    return run(Arguments{"/bin/sh", "-c",
+                         "exec 3<&- 4<&- 5<&- 6<&- 7<&- 8<&- 9<&-; ulimit -n " +
+                             std::to_string(count) + R"(; exec "$0" "$@")",
+                         QUORRA_PROGRAM} +
+               command + Arguments{"--config", reader.configuration()});
+  };
+  const std::string unread =
+      "quorra: opening the session: the configuration file cannot be opened or read (-1)\n";
+  expect_error(with_descriptors(4, {"info"}), 2, unread);
+  expect_error(with_descriptors(4, {"speed", "find"}), 1,
+               "quorra: holding signals back: Too many open files\n");
+  expect_error(with_descriptors(5, {"speed", "find"}), 2, unread);
+  expect_error(with_descriptors(5, {"info"}), 2, unread);
+  expect_error(with_descriptors(6, {"info"}), 2, unread);
+  expect_error(with_descriptors(6, {"speed", "find"}), 1,
+               "quorra: looking for the reader's speed: the configuration file cannot be opened or "
+               "read (-1)\n");
+  EXPECT_EQ(reader.read_all(), "");
+
+  // The list of locks is not to be had either.
+  const int mine = open(device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_EQ(flock(mine, LOCK_EX), 0);
+  expect_error(with_descriptors(6, {"info"}), 1, in_use_by("another program"));
   close(mine);
 }
 
