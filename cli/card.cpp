@@ -68,7 +68,7 @@ std::string describe_size(const Card& card) {
 }
 
 Range range_within(int size, std::string_view name, int address, std::optional<int> count) {
-  if (address < 0 || address >= size) {
+  if (address >= size) {
     throw UsageError(fmt::format("address 0x{:04X} is not in {}, which is 0x0000 to 0x{:04X}",
                                  address, name, size - 1));
   }

@@ -143,11 +143,9 @@ bool answers_as_virtual_reader(int handle) {
 
 // "The card is blocked." as part of another sentence: "the card is blocked".
 std::string as_clause(std::string_view sentence) {
-  if (sentence.ends_with('.')) sentence.remove_suffix(1);
+  sentence.remove_suffix(1);
   std::string clause(sentence);
-  if (!clause.empty()) {
-    clause.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(clause.front())));
-  }
+  clause.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(clause.front())));
   return clause;
 }
 

@@ -48,9 +48,9 @@ std::optional<Information> look_at(const std::string& path) {
 // Whether the descriptor is that file, opened for writing.
 bool writes_to(int descriptor, const Information& file) {
   Information opened{};
-  const int flags = fcntl(descriptor, F_GETFL);
-  return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY && fstat(descriptor, &opened) == 0 &&
-         opened.st_dev == file.st_dev && opened.st_ino == file.st_ino;
+  fstat(descriptor, &opened);
+  return (fcntl(descriptor, F_GETFL) & O_ACCMODE) != O_RDONLY && opened.st_dev == file.st_dev &&
+         opened.st_ino == file.st_ino;
 }
 
 // A descriptor through which the program was given that file, as /dev/stderr or /dev/fd/3 names it.

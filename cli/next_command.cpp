@@ -11,7 +11,7 @@ namespace {
 std::string shell_word(std::string_view word) {
   constexpr std::string_view plain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./+:,@%=";
-  if (!word.empty() && word.find_first_not_of(plain) == std::string_view::npos) {
+  if (word.find_first_not_of(plain) == std::string_view::npos) {
     return std::string(word);
   }
   std::string text = "'";
