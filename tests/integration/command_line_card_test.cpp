@@ -430,11 +430,14 @@ TEST_F(Cards, DetectNamesACommandThatAShellTakes) {
   const std::string made = new_card("24c02");
   const std::string image = folder / "it's a card.toml";
   ASSERT_EQ(rename(made.c_str(), image.c_str()), 0);
-  const std::string output = run_quorra({"detect", "--yes", "--virtual", image}).output;
+  const std::string sam = "0=" + new_card("cpu");
+  const std::string output =
+      run_quorra({"detect", "--yes", "--virtual", image, "--virtual-sam", sam}).output;
   const std::size_t command = output.find("next  quorra ");
   ASSERT_NE(command, std::string::npos);
   const std::string rest = output.substr(command + std::string("next  quorra ").size());
   EXPECT_NE(rest.find(R"('\'')"), std::string::npos);
+  EXPECT_NE(rest.find(" --virtual-sam " + sam + " "), std::string::npos) << rest;
   const Outcome read =
       run({"/bin/sh", "-c", std::string(QUORRA_PROGRAM) + " " + rest.substr(0, rest.size() - 1)});
   EXPECT_EQ(read.status, 0) << read.errors;

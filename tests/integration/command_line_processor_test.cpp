@@ -201,6 +201,8 @@ TEST_F(Processor, ScriptErrorsNameFileAndLine) {
   expect_refused("\n00B000", script +
                                  ":2: '00B000' has 3 bytes; an APDU has at least 4, and is one "
                                  "word or stands in quotes");
+  expect_refused(std::string(std::size_t{2} * 65545, '0'),
+                 script + ":1: the APDU has 65545 bytes; an APDU has 65544 at most");
   expect_refused("# nothing\n", "--script: " + script + " has no APDU");
   expect_refused(std::string(1024 * 1024 + 1, '\n'),
                  "--script: " + script + " holds more than 1048576 bytes");
@@ -433,6 +435,37 @@ const Reset resets[] = {
      "T=1 waits      BWI 2, CWI 0\n"
      "T=1 check      LRC\n"
      "historical     none\n"},
+    {"ReservedDivisor", "3B 10 1A",
+     "TS             3B  direct convention\n"
+     "T0             10\n"
+     "TA1            1A\n"
+     "protocols      T=0\n"
+     "speed          reserved values\n"
+     "guard time     12 bits\n"
+     "T=0 waits      WI 10\n"
+     "historical     none\n"},
+    {"SupplyOfNoClass", "3B 80 80 1F 00 1F",
+     std::string("TS             3B  direct convention\n"
+                 "T0             80\n"
+                 "TD1            80\n"
+                 "TD2            1F\n"
+                 "TA3            00\n"
+                 "TCK            1F  right\n"
+                 "protocols      T=0\n") +
+         usual_speed +
+         "guard time     12 bits\n"
+         "T=0 waits      WI 10\n"
+         "supply         reserved value\n"
+         "clock stop     not possible\n"
+         "historical     none\n"},
+    {"NoRoomForAStatus", "3B 03 00 90 00",
+     std::string("TS             3B  direct convention\n"
+                 "T0             03\n"
+                 "protocols      T=0\n") +
+         usual_speed +
+         "guard time     12 bits\n"
+         "T=0 waits      WI 10\n"
+         "historical     00 90 00  |...|\n"},
     {"NoFirstByte", "00 00", "", "TS is 00, neither 3B nor 3F"},
     {"OneByte", "3B", "", "it ends before T0"},
     {"NoTA1", "3B 10", "", "it ends before TA1"},
@@ -829,6 +862,17 @@ TEST_F(ScriptedProcessor, SpeaksWithoutBlocksToACardOfT0) {
   reader.expect_closed();
 }
 
+// TA2 counts more than the protocol that is offered first.
+TEST_F(ScriptedProcessor, SpeaksTheProtocolThatTheCardInsistsOn) {
+  Process program = start({"apdu", read_four});
+  reader.serve_opening();
+  serve_reset("3B 80 10 01");
+  serve_size();
+  serve_apdu(0x00, read_four, "41 90 00");
+  expect_success(program.wait(), read_four_done);
+  reader.expect_closed();
+}
+
 TEST_F(ScriptedProcessor, AsksACardThatWasNotResetForItsProtocol) {
   Process program = start_with({read_four});
   reader.serve_opening();
@@ -921,6 +965,23 @@ TEST_F(ScriptedProcessor, EndlessAnswersEnd) {
   EXPECT_NE(complete.output.find("\nFFF0  41 41"), std::string::npos);
   expect_outcome(converse(hex("61 01")), 1, "> 00 B0 00 00\n",
                  "quorra: sending the APDU: the answer does not end after 65536 bytes\n");
+}
+
+// Of 65538 bytes and more there are no answers: the status words of the longest one stand in the
+// bytes before.
+TEST_F(ScriptedProcessor, EndlessChainsOfBlocksEnd) {
+  Process program = start_with({"00B00000"});
+  serve_beginning();
+  Bytes request = frame(0, hex("00B00000"));
+  constexpr int blocks = 65538 / 251 + 1;
+  for (int number = 0; number < blocks; ++number) {
+    const bool is_odd = number % 2 != 0;
+    reader.serve(request, reply(0, block(is_odd ? 0x60 : 0x20, Bytes(251, 0x41))));
+    request = frame(is_odd ? 0x80 : 0x90, {});
+  }
+  expect_outcome(program.wait(), 1, "> 00 B0 00 00\n",
+                 "quorra: sending the APDU: the answer does not end after 65536 bytes\n");
+  reader.expect_closed();
 }
 
 TEST_F(ScriptedProcessor, AnnouncementsMustBeKept) {

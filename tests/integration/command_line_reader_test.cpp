@@ -191,6 +191,30 @@ TEST_F(ScriptedCard, AsksNoQuestionsOfTheReader) {
   reader.expect_closed();
 }
 
+// Only a virtual reader is known to mean by its STATUS what the program says.
+TEST_F(ScriptedCard, StatusIsNotExplainedForAReaderThatDoesNotTellWhatItIs) {
+  Process program = start({"read", "--address", "0x20", "--count", "2"});
+  reader.serve_opening();
+  reader.serve(read_two, reply(37, {}));
+  reader.serve(sealed("AA B0 00 07 80 00 00 00 00 00 12"), reply(1, {}));
+  expect_error(program.wait(), 1,
+               "quorra: reading the card: the reader refused the command with status 37 (0x25) "
+               "(-37)\n");
+  reader.expect_closed();
+}
+
+TEST_F(ScriptedCard, EraseReadsBack) {
+  Process program = start({"erase", "--card", "93c46", "--yes"});
+  reader.serve_opening();
+  reader.serve(sealed("AA 78 00 05 69 00 00 00 00"), reply(0, {}));
+  Bytes held(128, 0xFF);
+  held[5] = 0x7F;
+  reader.serve(sealed("AA 61 00 07 69 00 00 00 00 00 80"), reply(0, held));
+  expect_error(program.wait(), 1,
+               "quorra: reading back what was erased: at 0x0005 the card holds 7F, not FF\n");
+  reader.expect_closed();
+}
+
 TEST_F(ScriptedCard, NewCodeIsReadBack) {
   Process program = start({"code", "change", "--code", "112233", "445566"});
   reader.serve_opening();

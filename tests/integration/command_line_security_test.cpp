@@ -757,6 +757,26 @@ TEST_F(SecurityCards, MapShowsZonesAndCountersAtTheirEnd) {
   EXPECT_NE(issuers.find("  code 0           12 34\n"), std::string::npos) << issuers;
 }
 
+TEST_F(SecurityCards, MapTellsNothingByACodeThatIsHiddenAsItself) {
+  insert("102");
+  const std::string map = quorra({"map", "--code", "FFFF"}).output;
+  EXPECT_NE(map.find(" It does not tell whether it is personalised.\n"), std::string::npos) << map;
+}
+
+TEST_F(SecurityCards, MapShowsAHiddenZoneToWhoeverPresentsTheCode) {
+  insert("102", {"--data", "22:3F4142"});
+  const auto expect_data = [this](const Arguments& command, const std::string& words) {
+    const std::string map = quorra(command).output;
+    EXPECT_NE(map.find("flags            no more writing, read with the code only\n"
+                       "   -   0001-003F  data             63 bytes, " +
+                       words + "\n"),
+              std::string::npos)
+        << map;
+  };
+  expect_data({"map"}, "all of them FF, or hidden");
+  expect_data({"map", "--code", "FFFF"}, "2 of them not FF");
+}
+
 TEST_F(SecurityCards, MapOfA4406ChangesWhenItIsPersonalised) {
   insert("4406", {"--data", "9:01"});
   expect_done({"map"},

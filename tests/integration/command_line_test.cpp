@@ -314,7 +314,7 @@ TEST_F(CommandLine, ReadShowsAPart) {
                  "0020  30 31 32 33                                       |0123            |\n"
                  "*  read-only for good\n");
   // Nothing in it is protected, so the sign is not explained.
-  expect_success(run_quorra({"read", "--virtual", image, "--address", "33", "--count", "1"}),
+  expect_success(run_quorra({"read", "--virtual", image, "--address", "0X21", "--count", "1"}),
                  "0020     31                                             | 1              |\n");
 }
 

@@ -4,6 +4,7 @@
 // The program quorra in a long transfer: how it is cut, watched and interrupted.
 
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -210,6 +211,21 @@ TEST_F(Transfer, TakesItsBarAway) {
       << drawn;
 }
 
+// In a line that is as wide as the terminal, it would leave one behind with each step.
+TEST_F(Transfer, KeepsItsBarToOneLine) {
+  const Bench bench(new_card("24c16"), {"--speed", "9600"});
+  const Terminal terminal;
+  const winsize size = {.ws_row = 10, .ws_col = 20, .ws_xpixel = 0, .ws_ypixel = 0};
+  ASSERT_EQ(ioctl(terminal.line(), TIOCSWINSZ, &size), 0);
+  Process program(
+      {QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--card", "24c16"},
+      {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
+  EXPECT_EQ(program.wait().status, 0);
+  const std::string drawn = terminal.read_all();
+  EXPECT_TRUE(std::regex_match(drawn, std::regex("(\r\x1b\\[K\\[#*-*\\] [\\d ]{4})+\r\x1b\\[K")))
+      << drawn;
+}
+
 // A transfer that fails on its way tells how far it came.
 TEST_F(Transfer, TellsHowFarItCameBeforeItFailed) {
   const std::string image = new_card("4418", {"--protect", "0x200"});
@@ -234,6 +250,9 @@ struct Disturbed {
 };
 
 constexpr char spoilt[] = "the reader's reply has a wrong first byte (-128)";
+constexpr char refused[] =
+    "the reader refused the command with status 35 (0x23): a byte was not written: it is "
+    "protected, or the code is missing (-35)";
 const Arguments two_units = {"--data", "8:7FFFFFFF03"};  // in the last stage
 // It reads twice before each of its steps, which are: two units of the last stage, a carry, three
 // units. In the end it reads twice again.
@@ -287,6 +306,73 @@ const Disturbed disturbed[] = {
      {"value", "set", "5"},
      R"("kind":"wrong_start","every":2,"on":"0xB7")",
      std::string("reading the value: ") + spoilt + "; the value is changed"},
+    {"Subtraction",
+     "4442",
+     {},
+     {"value", "subtract", "0"},
+     R"("kind":"status","status":35,"on":"0xB6")",
+     std::string("subtracting from the value: ") + refused},
+    {"Code",
+     "4442",
+     {},
+     {"code", "present", "000000"},
+     R"("kind":"status","status":35,"on":"0x64")",
+     std::string("presenting the code: ") + refused + "; 3 attempts left"},
+    {"AttemptsAfterACode",
+     "4442",
+     {},
+     {"code", "present", "000000"},
+     R"("kind":"status","status":35,"every":2,"on":"0x67")",
+     "presenting the code: the reader refused the command with status 36 (0x24): the security "
+     "code is wrong (-36)"},
+    {"ProtectionBits",
+     "4442",
+     {},
+     {"protect", "--address", "0x10", "--yes"},
+     R"("kind":"wrong_start","on":"0x74")",
+     std::string("reading the protection bits: ") + spoilt},
+    {"ProtectionBesideBytes",
+     "4428",
+     {},
+     {"read"},
+     R"("kind":"wrong_start","on":"0x6E")",
+     std::string("reading the protection bits: ") + spoilt},
+    {"BytesBesideProtection",
+     "4418",
+     {},
+     {"read"},
+     R"("kind":"wrong_start","on":"0x6E")",
+     std::string("reading the card: ") + spoilt},
+    {"Flag",
+     "102",
+     {},
+     {"protect", "--zone", "1", "--code", "FFFF", "--yes"},
+     R"("kind":"wrong_start","on":"0x60")",
+     std::string("protecting: ") + spoilt},
+    {"RefusedFlag",
+     "102",
+     {},
+     {"protect", "--zone", "1", "--code", "FFFF", "--yes"},
+     R"("kind":"status","status":35,"on":"0x60")",
+     std::string("protecting: ") + refused},
+    {"WritingWhatIsHeld",
+     "24c16",
+     {},
+     {"write", "--address", "0", "FF"},
+     R"("kind":"status","status":35,"on":"0x62")",
+     std::string("writing the card: ") + refused},
+    {"Probe",
+     "4442",
+     {},
+     {"info"},
+     R"("kind":"wrong_start","on":"0x61")",
+     std::string("looking for a card: ") + spoilt},
+    {"PowerBetweenProbes",
+     "24c16",
+     {},
+     {"info"},
+     R"("kind":"wrong_start","on":"0xB3")",
+     std::string("switching the card's power off: ") + spoilt},
 };
 
 class DisturbedCommand : public CommandLine, public ::testing::WithParamInterface<Disturbed> {};
