@@ -32,16 +32,21 @@ timespec until(Time due) {
 // Bytes are to leave on time, not when it suits the kernel's timers.
 void ask_for_exact_timers() { ::prctl(PR_SET_TIMERSLACK, 1UL); }
 
+FileDescriptor open_counter() {
+  FileDescriptor counter(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+  if (!counter.is_open()) throw Error("eventfd: " + system_error_text());
+  return counter;
+}
+
 }  // namespace
 
 struct VirtualReader::Parts {
   explicit Parts(const Options& options)
       : bench(options, options.configuration.empty() ? folder.emplace().path() / "reader.conf"
                                                      : options.configuration),
-        wake_up(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
+        wake_up(open_counter()) {
     if (options.has_control_socket)
       control.emplace(options.socket.empty() ? own_folder() / "control" : options.socket, bench);
-    if (!wake_up.is_open()) throw Error("eventfd: " + system_error_text());
   }
 
   const std::filesystem::path& own_folder() {

@@ -64,9 +64,9 @@ int control(const std::string& socket, const std::string& line) {
     char character = 0;
     const ssize_t count = ::recv(connection.get(), &character, 1, 0);
     if (count < 0 && errno == EINTR) continue;
-    if (count == 0) throw Error(fmt::format("{}: no answer", socket));
-    if (count < 0)
+    if (count < 0 && errno == EAGAIN)
       throw Error(fmt::format("{}: no answer within {} seconds", socket, patience.count()));
+    if (count <= 0) throw Error(fmt::format("{}: no answer", socket));
     answer += character;
   }
   print(answer);
