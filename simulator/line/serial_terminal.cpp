@@ -70,6 +70,7 @@ void set_up(int terminal) {
 }
 
 // The program's side of fork().
+// GCOVR_EXCL_START: a process that becomes another program, or ends at once, keeps no counts
 [[noreturn]] void become(char* const* arguments, int terminal) {
   sigset_t none{};
   sigemptyset(&none);
@@ -83,6 +84,7 @@ void set_up(int terminal) {
   }
   ::_exit(exit_without_program);
 }
+// GCOVR_EXCL_STOP
 
 }  // namespace
 

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <random>
 
+#include "simulator/cards/kinds.hpp"
+#include "simulator/firmware/firmware.hpp"
 #include "simulator/text.hpp"
 #include "tests/simulator/support.hpp"
 
@@ -127,6 +129,36 @@ TEST_F(ReaderWith45d041, holds_what_a_plain_array_would_hold) {
     std::ranges::copy(data, place.begin());
   }
   EXPECT_TRUE(stored() == model);
+}
+
+// Says with every byte that it is busy, for ever.
+class StuckChip final : public Chip {
+ public:
+  StuckChip() : Chip(Image(find_kind("45d041"))) {}
+  void contacts_changed(const Contacts& before, const Contacts& now) override {
+    constexpr unsigned busy = 0x18;
+    if (before.rst && !now.rst) {
+      ++commands_;
+      bits_ = 0;
+    }
+    if (before.clk && !now.clk) pull_c8_low((busy << ++bits_ % 8 & 0x80U) == 0);
+  }
+  int commands() const { return commands_; }
+
+ private:
+  int commands_ = 0;
+  unsigned bits_ = 0;
+};
+
+TEST(Firmware45d041, gives_up_on_a_card_that_stays_busy) {
+  Reader reader;
+  StuckChip chip;
+  reader.slot.insert(chip);
+  Reply answer;
+  const Bytes body = hex("6E 00 00 00 00 01");
+  EXPECT_EQ(execute(reader, {.command = 0x60, .flag = 0, .body = body}, answer), Status::no_answer);
+  // The page is loaded, and then the status is asked for.
+  EXPECT_EQ(chip.commands(), 1 + 1024);
 }
 
 }  // namespace

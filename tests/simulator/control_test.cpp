@@ -171,6 +171,28 @@ TEST_F(ControlSocket, tells_its_state) {
                                     {"protected", {"0x00-0x03", "0x06-0x07", "0x15-0x1A"}}}));
 }
 
+TEST_F(ControlSocket, tells_its_state_with_all_it_can_hold) {
+  Options options;
+  options.card = "vicc://127.0.0.1:0";
+  options.sams[5] = test::new_card(folder, "cpu", "sam");
+  options.line_speed = 4800;
+  RunningReader full(options);
+  ControlClient other(full->socket());
+  EXPECT_EQ(other.ask(R"({"command":"fault","kind":"silence","every":3})"), ok);
+  const json state = other.ask(R"({"command":"state"})");
+  EXPECT_EQ(state.at("card").at("kind"), "live");
+  EXPECT_THAT(state.at("card").at("file").get<std::string>(),
+              ::testing::MatchesRegex("vicc://127.0.0.1:[1-9][0-9]*"));
+  EXPECT_EQ(state.at("card").at("powered"), false);
+  EXPECT_EQ(state.at("line_speed"), 4800);
+  EXPECT_EQ(state.at("faults"), json::parse(R"([{"kind":"silence","every":3}])"));
+  ASSERT_EQ(state.at("sams").size(), 1U);
+  EXPECT_EQ(state.at("sams")[0].at("slot"), 5);
+  EXPECT_EQ(state.at("sams")[0].at("kind"), "cpu");
+  EXPECT_EQ(state.at("sams")[0].at("file"), options.sams[5].string());
+  EXPECT_EQ(state.at("sams")[0].at("atr"), "3B 86 01 51 55 4F 52 52 41 8D");
+}
+
 TEST_F(ControlSocket, traces_frames_for_those_who_want_them) {
   ControlClient other(reader->socket());
   EXPECT_EQ(other.ask(R"({"command":"trace","on":true})"), ok);

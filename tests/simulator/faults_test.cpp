@@ -185,6 +185,14 @@ TEST_F(FaultsOnTheLine, together) {
   expect_recovery();
 }
 
+TEST_F(FaultsOnTheLine, spoil_nothing_where_there_is_no_reply) {
+  arm(FaultKind::silence);
+  arm(FaultKind::wrong_start);
+  arm(FaultKind::wrong_check);
+  host.send(read_version);
+  expect_recovery();
+}
+
 // Whether each of the exchanges with these command bytes is hit.
 std::vector<bool> hits(const Fault& fault, const Bytes& commands) {
   Faults faults;

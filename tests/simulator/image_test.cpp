@@ -299,6 +299,42 @@ TEST_F(ImageFile, is_replaced_behind_a_symbolic_link) {
   EXPECT_EQ(test::content_of(path), to_text(image));
 }
 
+TEST_F(ImageFile, is_not_made_behind_a_symbolic_link_that_leads_nowhere) {
+  const auto link = folder.path() / "link";
+  std::filesystem::create_symlink(path, link);
+  EXPECT_THROW(save_image(image, link), Error);
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+// A process that was killed may have had the same number.
+TEST_F(ImageFile, is_written_when_a_killed_process_left_its_own) {
+  const auto left = folder.path() / fmt::format(".quorra-{}-0", ::getpid());
+  test::write_file(left, "half of an image");
+  save_image(image, path);
+  EXPECT_EQ(test::content_of(path), to_text(image));
+  EXPECT_EQ(test::content_of(left), "half of an image");
+}
+
+TEST_F(ImageFile, is_overwritten_only_if_it_has_the_stamp) {
+  test::write_file(path, "content");
+  const FileStamp stamp = stamp_of(path).value();
+  std::vector<FileStamp> others(5, stamp);
+  ++others[0].device;
+  ++others[1].node;
+  ++others[2].size;
+  ++others[3].seconds;
+  ++others[4].nanoseconds;
+  for (const FileStamp& other : others) {
+    EXPECT_FALSE(overwrite_part(path, other, 0, "C"));
+    EXPECT_EQ(is_same_file(stamp, other), other.device == stamp.device && other.node == stamp.node);
+  }
+  EXPECT_FALSE(is_same_file(stamp, std::nullopt));
+  EXPECT_FALSE(is_same_file(std::nullopt, stamp));
+  EXPECT_EQ(test::content_of(path), "content");
+  EXPECT_TRUE(overwrite_part(path, stamp, 0, "C"));
+  EXPECT_EQ(test::content_of(path), "Content");
+}
+
 TEST_F(ImageFile, leaves_nothing_else_in_its_folder) {
   save_image(image, path);
   save_image(image, path);

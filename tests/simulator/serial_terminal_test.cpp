@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 
 #include <csignal>
 #include <ostream>
@@ -140,6 +141,43 @@ TEST_F(OnTerminal, a_program_reaches_the_reader) {
           "done\n"
           "head -c 15 | od -An -tx1\n");
   EXPECT_EQ(outcome.output, " 55 00 00 0a 4b 57 53 50 43 2d 56 49 52 54 37\n");
+}
+
+// A request for the version at the auxiliary port, and how many bytes come back.
+constexpr const char* request_and_count =
+    "printf '\\033[5i\\252\\260\\000\\007\\200\\000\\000\\000\\000\\000\\012\\227\\033[4i'\n"
+    "head -c 15 | wc -c\n";
+
+TEST_F(OnTerminal, a_program_gives_its_speed_to_the_auxiliary_port) {
+  const auto bytes_at = [](const std::string& speed) {
+    return quorra::testing::run({QUORRA_SIM, "--line-speed", "9600", "--terminal", "--", "sh", "-c",
+                                 "stty raw " + speed + "\n" + request_and_count})
+        .output;
+  };
+  EXPECT_EQ(bytes_at("9600"), "15\n");
+  EXPECT_EQ(bytes_at("19200 min 0 time 5"), "0\n");
+}
+
+TEST_F(OnTerminal, a_program_goes_on_when_the_line_hangs_up) {
+  const std::string socket = folder.path() / "socket";
+  const std::string arm = std::string(QUORRA_SIM) + " control " + socket +
+                          R"( '{"command":"fault","kind":"hang_up"}' >/dev/null)";
+  const Outcome outcome = quorra::testing::run(
+      {QUORRA_SIM, "--socket", socket, "--terminal", "--", "sh", "-c",
+       arm + "\nstty raw min 0 time 5\n" + request_and_count + request_and_count + "exit 5"});
+  EXPECT_EQ(outcome.output, "0\n0\n");
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.status, 5);
+}
+
+TEST_F(OnTerminal, a_program_has_a_terminal_of_the_size_of_standard_output) {
+  const quorra::testing::Terminal terminal;
+  const winsize size{.ws_row = 33, .ws_col = 77, .ws_xpixel = 0, .ws_ypixel = 0};
+  ASSERT_EQ(::ioctl(terminal.line(), TIOCSWINSZ, &size), 0);
+  const Outcome outcome = quorra::testing::run(
+      command("stty size"), {.input = {}, .streams = {{1, terminal.line()}}, .environment = {}});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(terminal.read(6), "33 77\n");
 }
 
 TEST_F(OnTerminal, a_program_gets_the_signals) {

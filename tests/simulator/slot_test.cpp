@@ -49,6 +49,24 @@ TEST(Slot, begins_with_all_contacts_low_after_the_power_was_off) {
   EXPECT_EQ(chip.changes.back().second, Contacts{.vcc = true});
 }
 
+TEST(Slot, tells_the_chip_when_the_power_goes_whatever_is_high) {
+  using SetContact = void (Slot::*)(bool);
+  for (const SetContact set : {&Slot::set_vcc, &Slot::set_rst, &Slot::set_clk, &Slot::set_io,
+                               &Slot::set_c4, &Slot::set_c8}) {
+    Slot slot;
+    ListeningChip chip;
+    slot.insert(chip);
+    slot.power_off();
+    EXPECT_TRUE(chip.changes.empty());
+    (slot.*set)(true);
+    slot.power_off();
+    ASSERT_EQ(chip.changes.size(), 2U);
+    EXPECT_EQ(chip.changes.back().second, Contacts{});
+    slot.power_off();
+    EXPECT_EQ(chip.changes.size(), 2U);
+  }
+}
+
 TEST(Slot, has_io_low_when_either_side_pulls_it) {
   Slot slot;
   ListeningChip chip;
