@@ -25,10 +25,19 @@ Place plain(const char* kind, int begin, int size) {
           .write = write};
 }
 
+// The length of a code has a sign for some cards and none for others.
+template <typename Length>
+int present_to(int (*present)(int, Length, const unsigned char*), int handle, int length,
+               const unsigned char* code) {
+  return present(handle, static_cast<Length>(length), code);
+}
+
 template <auto present>
 Place with_code(Place place, int length) {
-  place.prepare = [length](int h) { return present(h, length, blank_code.data()); };
-  place.present_wrong_code = [length](int h) { return present(h, length, wrong_code.data()); };
+  place.prepare = [length](int h) { return present_to(present, h, length, blank_code.data()); };
+  place.present_wrong_code = [length](int h) {
+    return present_to(present, h, length, wrong_code.data());
+  };
   return place;
 }
 

@@ -276,8 +276,8 @@ class FailingCalls : public ::testing::TestWithParam<Mode> {
   void play(bool restores, Scene scene) {
     const std::ptrdiff_t descriptors = open_descriptors();
     {
+      ObedientReader obedient;  // answers until the other one is gone
       ScriptedReader reader(GetParam());
-      ObedientReader obedient;
       reader.answer_with([&](const Bytes& request) { return obedient.answer(request); });
       System::instance().clock_readings = 0;
       const termios before = settings_of(reader.line());
