@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bitset>
 #include <climits>
 
@@ -165,10 +166,16 @@ void expect_probe_function(const ProbeFunction& function) {
     return operation;
   };
   const std::size_t asked_for = function.request[function.request.size() - 2];
+  const auto is_accepted = [&](const Bytes& bytes) {
+    return std::find(function.accepted.begin(), function.accepted.end(), bytes) !=
+           function.accepted.end();
+  };
   for (const Bytes& bytes : function.accepted) {
     expect_operation(probing(bytes));
-    expect_short_replies(probing(Bytes(bytes.data(), bytes.data() + asked_for)), Mode::direct, 0,
-                         -133);
+    for (std::size_t size = 0; size < std::min(bytes.size(), asked_for); ++size) {
+      const Bytes brought(bytes.data(), bytes.data() + size);
+      if (!is_accepted(brought)) expect_result(probing(brought), Mode::direct, -133);
+    }
   }
   for (const Bytes& bytes : function.refused)
     expect_result(probing(bytes), Mode::direct, -133);

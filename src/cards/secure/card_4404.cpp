@@ -107,10 +107,8 @@ int psnl_4404(int handle) {
 
 int chk_4404(int handle) {
   unsigned char held[3];
-  if (const int code = read_memory(handle, reading, 0, sizeof held, held, not_this_card);
-      code != ok) {
-    return code;
-  }
+  if (const int code = srd_4404(handle, 0, sizeof held, held); code != ok) return code;
+  // A byte that the reply does not bring is 0, and so none of these.
   const bool first_make = held[0] == 0xB7 && held[1] == 0xA0 && held[2] == 0xFF;
   const bool second_make = held[0] == 0x81 && held[1] == 0x24;
   return first_make || second_make ? ok : not_this_card;

@@ -78,7 +78,8 @@ int psnl_4406(int handle) {
 
 int chk_4406(int handle) {
   unsigned char held[3];
-  if (read_memory(handle, reading, 0, sizeof held, held, not_this_card) != ok) return not_this_card;
+  if (srd_4406(handle, 0, sizeof held, held) != ok) return not_this_card;
+  // A byte that the reply does not bring is 0, and so none of these.
   const bool this_card = (held[0] == 0x98 && held[1] == 0x20) || held[2] == 0x22;
   return this_card ? ok : not_this_card;
 }

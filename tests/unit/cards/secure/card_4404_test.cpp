@@ -148,7 +148,8 @@ TEST(Card4404, IsKnownByOneOfTwoBeginnings) {
       {.name = "chk_4404",
        .call = chk_4404,
        .request = hex("AA 61 00 07 7A 00 00 00 00 00 03 B5"),
-       .accepted = {hex("B7 A0 FF"), hex("81 24 00"), hex("81 24 FF"), hex("81 24 5A")},
+       .accepted = {hex("B7 A0 FF"), hex("81 24 00"), hex("81 24 FF"), hex("81 24 5A"),
+                    hex("81 24")},
        .refused = {hex("B7 A0 FE"), hex("B7 A0 00"), hex("B7 A0"), hex("B7 A1 FF"), hex("B6 A0 FF"),
                    hex("81 25 00"), hex("80 24 FF"), hex("81 A0 FF"), hex("B7 24 FF"),
                    hex("81 A0 00"), hex("24 81 FF"), hex("FF FF FF")}});

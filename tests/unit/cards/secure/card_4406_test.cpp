@@ -92,15 +92,15 @@ TEST(Card4406, IsPersonalisedByABit) {
 }
 
 TEST(Card4406, IsKnownByItsBeginningOrItsThirdByte) {
-  expect_probe_function(
-      {.name = "chk_4406",
-       .call = chk_4406,
-       .request = hex("AA 61 00 07 7B 00 00 00 00 00 03 B4"),
-       .accepted = {hex("98 20 00"), hex("98 20 22"), hex("00 00 22"), hex("FF FF 22")},
-       .refused = {hex("98 21 00"), hex("99 20 00"), hex("98 00 20"), hex("20 98 00"),
-                   hex("00 22 00"), hex("22 00 00"), hex("00 00 23"), hex("00 00 02"),
-                   hex("FF FF FF")},
-       .hides_failures = true});
+  expect_probe_function({.name = "chk_4406",
+                         .call = chk_4406,
+                         .request = hex("AA 61 00 07 7B 00 00 00 00 00 03 B4"),
+                         .accepted = {hex("98 20 00"), hex("98 20 22"), hex("00 00 22"),
+                                      hex("FF FF 22"), hex("98 20")},
+                         .refused = {hex("98 21 00"), hex("99 20 00"), hex("98 00 20"),
+                                     hex("20 98 00"), hex("00 22 00"), hex("22 00 00"),
+                                     hex("00 00 23"), hex("00 00 02"), hex("FF FF FF")},
+                         .hides_failures = true});
 }
 
 }  // namespace
