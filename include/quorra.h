@@ -1185,9 +1185,9 @@ int ck_bcc(int n, const unsigned char *p);
 
 /*
  * Sends one byte: in direct mode as it is; in terminal mode after AUXSTARTWRITE and before
- * AUXENDWRITE, each of the three with one write and only if the one before wrote something. A write
- * is repeated, for up to 4 seconds of processor time, when a signal interrupts it or the line has
- * no room.
+ * AUXENDWRITE, each of the three with its own write and only if the one before wrote something. A
+ * write goes on, for up to 4 seconds of processor time, when a signal interrupts it or the line has
+ * no room for all of it.
  *
  * Returns a positive number; -129 (direct mode: not sent); the result of the failed write, 0 or
  * negative (terminal mode).

@@ -60,7 +60,6 @@ int ck_bcc(int n, const unsigned char* p) { return cr_bcc(n, p) == 0 ? ok : bad_
 
 int sendchar(int handle, unsigned char c) {
   if (term_flg == 1) return write_line(handle, &c, 1) < 1 ? int{not_sent} : 1;
-  // The part of a sequence that a write took is enough to go on; the rest is not sent again.
   ssize_t written = write_text(handle, AUXSTARTWRITE);
   if (written > 0) written = write_line(handle, &c, 1);
   if (written > 0) written = write_text(handle, AUXENDWRITE);

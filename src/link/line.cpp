@@ -15,25 +15,30 @@ constexpr Ticks room_limit = 4 * ticks_per_second;
 
 struct Attempt {
   ssize_t written;
-  bool may_succeed_later;
+  std::size_t left;  // of the text
+  bool goes_on;
 };
 
-Attempt try_to_write(int handle, const void* bytes, std::size_t count) {
+// Writes the last `left` bytes of a text.
+Attempt try_to_write(int handle, const unsigned char* end, std::size_t left) {
   errno = 0;
-  const ssize_t written = write(handle, bytes, count);
-  return {written, written < 0 && (errno == EINTR || errno == EAGAIN)};
+  const ssize_t written = write(handle, end - left, left);
+  if (written <= 0) return {written, left, written < 0 && (errno == EINTR || errno == EAGAIN)};
+  left -= static_cast<std::size_t>(written);
+  return {written, left, left > 0};
 }
 
 }  // namespace
 
 ssize_t write_line(int handle, const void* bytes, std::size_t count) {
-  Attempt attempt = try_to_write(handle, bytes, count);
-  if (!attempt.may_succeed_later) return attempt.written;
+  const auto* const end = static_cast<const unsigned char*>(bytes) + count;
+  Attempt attempt = try_to_write(handle, end, count);
+  if (!attempt.goes_on) return attempt.written;
   Wait wait(room_limit);
-  while (attempt.may_succeed_later && wait.goes_on_for_room(handle)) {
-    attempt = try_to_write(handle, bytes, count);
+  while (attempt.goes_on && wait.goes_on_for_room(handle)) {
+    attempt = try_to_write(handle, end, attempt.left);
   }
-  return attempt.written;
+  return attempt.goes_on ? -1 : attempt.written;
 }
 
 }  // namespace quorra

@@ -12,8 +12,8 @@
 
 namespace quorra {
 
-// As write(2), but begins again when a signal interrupted it before it wrote anything, and waits
-// for a line that has no room: up to 4 seconds for both. Gives the result of the last attempt.
+// As write(2), but goes on when a signal interrupted it, or the line had no room for all: up to 4
+// seconds. Gives the result of the last attempt; -1 if it is not all written then.
 ssize_t write_line(int handle, const void* bytes, std::size_t count);
 
 inline ssize_t write_text(int handle, const char* text) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <quorra.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <string>
@@ -121,16 +122,32 @@ TEST(SendChar, ReturnsTheFailingWriteInTerminalMode) {
   }
 }
 
-TEST(SendChar, GoesOnAfterAPartialSequence) {
+TEST(SendChar, SendsTheRestOfAPartialSequence) {
   Line line(Mode::terminal);
-  line.reader.expect_raw(text("\033[") + hex("AA") + text("\033"));
+  line.reader.expect_raw(text("\033[5i") + hex("AA") + text("\033[4i"));
   int number = 0;
   System::instance().before_write = [&](const Bytes& bytes) -> std::optional<ssize_t> {
-    const std::size_t taken[] = {2, 1, 1};
+    const std::size_t taken[] = {2, 1, 1, 1, 3, 1};
     return system_write(line.handle, bytes.data(), taken[number++]);
   };
   EXPECT_EQ(sendchar(line.handle, 0xAA), 1);
-  EXPECT_EQ(writes_made().size(), 3U) << "nothing is sent again";
+  EXPECT_EQ(writes_made(),
+            (std::vector<Bytes>{
+                text("\033[5i"), text("5i"), text("i"), {0xAA}, text("\033[4i"), text("i")}));
+}
+
+TEST(SendChar, SendsNothingBehindHalfASequence) {
+  for (const ssize_t result : {ssize_t{0}, ssize_t{-1}}) {
+    Line line(Mode::terminal);
+    line.reader.expect_raw(text("\033["));
+    int number = 0;
+    System::instance().before_write = [&](const Bytes& bytes) -> std::optional<ssize_t> {
+      errno = EIO;
+      return number++ == 0 ? system_write(line.handle, bytes.data(), 2) : result;
+    };
+    EXPECT_EQ(sendchar(line.handle, 0xAA), result);
+    EXPECT_EQ(writes_made().size(), 2U);
+  }
 }
 
 TEST(SendChar, NeedsBothSequencesInTerminalMode) {

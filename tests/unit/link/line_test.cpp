@@ -62,18 +62,40 @@ TEST_P(PassingFailure, OfAnyWriteLosesNothing) {
   EXPECT_EQ(ic_exit(handle), 0);
 }
 
-TEST_P(PassingFailure, IsOfAWholeTextOrOfNothing) {
+TEST_P(PassingFailure, TearsNoSequence) {
   if (mode() == Mode::direct) return;
   ScriptedReader reader(mode());
   reader.expect_opening();
   const int handle = reader.init0();
-  // Interrupted when it has written a part, a write tells of the part.
-  System::instance().before_write = [&, number = 0](const Bytes& bytes) mutable {
-    return number++ == 0 ? fail_with(error())
-                         : std::optional(system_write(handle, bytes.data(), 1));
+  System::instance().writes.clear();
+  // Interrupted when it has written a part, or where there is room for a part, a write tells of it.
+  System::instance().before_write = [&, again = false](const Bytes& bytes) mutable {
+    again = !again;
+    return again ? fail_with(error()) : std::optional(system_write(handle, bytes.data(), 1));
   };
-  reader.expect_raw(hex("1B AA 1B"));
+  reader.expect_raw(text("\033[5i") + hex("AA") + text("\033[4i"));
   EXPECT_EQ(sendchar(handle, 0xAA), 1);
+  EXPECT_EQ(System::instance().writes.size(), 2U * (4 + 1 + 4));
+  System::instance().before_write = nullptr;
+  reader.expect_closing();
+  ic_exit(handle);
+}
+
+// A line that takes a little now and then does not make a text last longer.
+TEST_P(PassingFailure, HasFourSecondsForAllOfASequence) {
+  if (mode() == Mode::direct) return;
+  ScriptedReader reader(mode());
+  reader.expect_opening();
+  const int handle = reader.init0();
+  System::instance().writes.clear();
+  System::instance().before_write = [&, again = false](const Bytes& bytes) mutable {
+    again = !again;
+    return again ? fail_with(error()) : std::optional(system_write(handle, bytes.data(), 1));
+  };
+  reader.expect_raw(text("\033["));
+  reader.set_step(room_limit / 4);
+  EXPECT_EQ(sendchar(handle, 0xAA), -1);
+  EXPECT_EQ(System::instance().writes.size(), 4U);
   System::instance().before_write = nullptr;
   reader.expect_closing();
   ic_exit(handle);
