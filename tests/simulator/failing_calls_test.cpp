@@ -39,22 +39,26 @@ Surroundings surroundings(const TemporaryFolder& folder) {
 class FailingCalls : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (quorra::testing::run({"/bin/sh", "-c", "/usr/bin/strace -o /dev/null true"}).status != 0)
-      GTEST_SKIP() << "strace cannot run here";
+    constexpr int call_has_failed = 42;
+    const std::string trial = "exec " + strace + " -e inject=write:error=EIO sh -c 'echo || exit " +
+                              std::to_string(call_has_failed) + "'";
+    if (quorra::testing::run({"/bin/sh", "-c", trial}).status != call_has_failed)
+      GTEST_SKIP() << "strace cannot make calls fail here";
     EXPECT_EQ(quorra::testing::run({QUORRA_SIM, "new", "4432", card}).status, 0);
   }
 
   // The command of quorra-sim with those arguments. `failure` is what becomes of which calls, as in
-  // "read:error=EIO:when=1"; of those only that concern the file `path`, unless that is empty.
-  // Words that begin with '@' are names of files in the folder of the test.
+  // "read:error=EIO:when=1"; of those only that concern the file `path`, unless that is empty. A
+  // shell expands `path`: its process becomes quorra-sim. Calls to write need a path, because the
+  // sanitizers write, too. Words that begin with '@' are names of files in the folder of the test.
   std::vector<std::string> command(const std::string& failure, const std::string& path,
                                    const std::vector<std::string>& arguments) const {
     const std::string calls = failure.substr(0, failure.find(':'));
-    std::vector<std::string> words{"/usr/bin/strace", "-f", "-D", "-qqq", "-o", "/dev/null", "-e",
-                                   "trace=" + calls};
-    if (calls != "none") words.insert(words.end(), {"-e", "inject=" + failure});
-    if (!path.empty()) words.insert(words.end(), {"-P", in_folder(path)});
-    words.emplace_back(QUORRA_SIM);
+    std::string script = "exec " + strace + " -e 'trace=" + calls + "'";
+    if (calls != "none") script += " -e 'inject=" + failure + "'";
+    if (!path.empty()) script += " -P \"" + in_folder(path) + "\"";
+    script += " \"$0\" \"$@\"";
+    std::vector<std::string> words{"/bin/sh", "-c", script, QUORRA_SIM};
     for (const std::string& argument : arguments)
       words.push_back(in_folder(argument));
     return words;
@@ -70,9 +74,14 @@ class FailingCalls : public ::testing::Test {
     return std::distance(std::filesystem::directory_iterator(folder.path()), {});
   }
 
+  const std::string strace = "/usr/bin/strace -f -D -qqq -o /dev/null";
   TemporaryFolder folder;
   std::string card = folder.path() / "card";
 };
+
+// Where a new image is written, before it takes its place.
+constexpr const char* new_image = "@.quorra-$$-0";
+constexpr const char* screen = "$(readlink /proc/$$/fd/1)";
 
 // A call that fails, and what quorra-sim says then.
 struct Failure {
@@ -108,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
         Failure{"read:error=EIO", "@card", {"show", "@card"}, "cannot read: Input/output error"},
         Failure{"read:retval=0", "@card", {"show", "@card"}, "format is missing"},
         Failure{"write:error=EIO:when=1",
-                "",
+                new_image,
                 {"new", "4442", "@new"},
                 "new: cannot write: Input/output error"},
         Failure{"?rename,?renameat,?renameat2:error=EIO",
@@ -218,11 +227,10 @@ INSTANTIATE_TEST_SUITE_P(
     Calls, InterruptedProgram,
     ::testing::Values(
         Interruption{"read:error=EINTR:when=1", "@card", {"show", "@card"}},
-        Interruption{"write:error=EINTR:when=1", "", {"new", "4442", "@card", "--force"}},
+        Interruption{"write:error=EINTR:when=1", new_image, {"new", "4442", "@card", "--force"}},
         Interruption{"poll:error=EINTR:when=1", "", {"--terminal", "--", "echo", "x"}},
         Interruption{"read:error=EINTR:when=1", "/dev/ptmx", {"--terminal", "--", "echo", "x"}},
-        // The third one is that to the screen; the files for configurations come before.
-        Interruption{"write:error=EINTR:when=3", "", {"--terminal", "--", "echo", "x"}}));
+        Interruption{"write:error=EINTR:when=1", screen, {"--terminal", "--", "echo", "x"}}));
 
 // A reader in the background some of whose calls fail.
 class ReaderWithFailingCalls : public FailingCalls {
