@@ -82,7 +82,7 @@ bool passes(int handle, const Probe& probe) {
   if (!read_unit(handle, probe, probe.top, saved)) return false;
   if (probe.look == Look::mirror) {
     unsigned char unused[word] = {};
-    if (!read_unit(handle, probe, probe.mirror, unused)) return false;
+    if (!read_unit(handle, probe, probe.mirror, unused, ok)) return false;
   }
   const unsigned char test[word] = {static_cast<unsigned char>(saved[0] + 1),
                                     static_cast<unsigned char>(saved[1] + 1)};

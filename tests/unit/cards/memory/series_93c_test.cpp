@@ -75,7 +75,7 @@ int steps_with_mirror(ProbeModel& model, const Size& size, int top, int mirror,
                       const ProbeSteps& next) {
   const auto kept = model.read(size, top);
   if (!kept) return not_it;
-  if (!model.read(size, mirror)) return not_it;
+  if (!model.is_answered(size, mirror)) return not_it;
   const Bytes test = plus_one(*kept);
   const auto restore = [&] {
     model.write(size, top, *kept);
