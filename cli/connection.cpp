@@ -132,13 +132,15 @@ std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& s
   throw Interrupted(fmt::format("{}: interrupted", operation.doing));
 }
 
-// Whether a reader calls itself the virtual one of this version, so that its STATUS is known.
+// Whether a reader calls itself the virtual one of this version, so that its STATUS is known. While
+// the card in it cannot be saved, it refuses this request like every other.
 bool answers_as_virtual_reader(int handle) {
   const std::string expected = simulator::Options().version_text;
   std::string version(expected.size(), '\0');
   const int result = srd_ver(handle, static_cast<int>(version.size()),
                              reinterpret_cast<unsigned char*>(version.data()));
-  return result == 0 && version == expected;
+  constexpr int not_saved = -static_cast<int>(simulator::Status::image_not_saved);
+  return result == not_saved || (result == 0 && version == expected);
 }
 
 // "The card is blocked." as part of another sentence: "the card is blocked".

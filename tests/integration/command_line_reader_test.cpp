@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <string>
 
 #include "tests/integration/command_line_reader.hpp"
@@ -39,6 +40,23 @@ TEST_F(CommandLine, UsesTheReaderThatAConfigurationFileNames) {
       1, refused_write + std::string(": at 0x0000 the card holds A2, not 00\n"));
   simulator.signal(SIGTERM);
   EXPECT_EQ(simulator.wait().status, 0);
+}
+
+// A folder has taken the place of the image. Then the reader refuses all requests, also the one
+// that asks what it is.
+TEST_F(CommandLine, TellsThatAVirtualReaderCannotSaveTheCard) {
+  const std::string image = new_card("4432");
+  Process simulator({QUORRA_SIM_PROGRAM, "--card", image});
+  const std::string configuration = simulator.read_line();
+  std::filesystem::remove(image);
+  std::filesystem::create_directory(image);
+  expect_error(
+      run_quorra({"write", "--config", configuration, "--card", "4432", "--address", "0x20", "AA"}),
+      1,
+      "quorra: writing the card: the reader refused the command with status 49 (0x31): "
+      "the image file could not be saved (-49)\n");
+  simulator.signal(SIGTERM);
+  EXPECT_EQ(simulator.wait().status, 2);
 }
 
 TEST_F(CommandLine, InfoTellsThatThereIsNoCard) {
