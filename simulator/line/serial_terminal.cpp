@@ -35,6 +35,9 @@ constexpr int patience_ms = 5000;
 // Where bytes do not get away, no more are taken in beyond this.
 constexpr std::size_t most_unsent_bytes = 65536;
 
+// The system keeps less than this between a program and the terminal that it writes to.
+constexpr std::size_t most_in_terminal = std::size_t{1024} * 1024;
+
 [[noreturn]] void fail(std::string_view what) {
   throw Error(fmt::format("{}: {}", what, system_error_text()));
 }
@@ -88,7 +91,9 @@ void set_up(int terminal) {
 
 }  // namespace
 
+// What is for an end that is gone is lost, or the room for it would fill up.
 void SerialTerminal::Outlet::send() {
+  if (!descriptor.is_open()) unsent.clear();
   while (!unsent.empty()) {
     const ssize_t sent = ::write(descriptor.get(), unsent.data(), unsent.size());
     if (sent <= 0) return;
@@ -150,8 +155,11 @@ void SerialTerminal::start(std::vector<std::string>& command) {
 int SerialTerminal::run() {
   while (!status_)
     serve();
-  // What the program wrote last.
-  while (take_from_program()) {
+  // What the program wrote last; others may go on writing.
+  for (std::size_t taken = 0; taken < most_in_terminal;) {
+    const std::size_t count = take_from_program();
+    if (count == 0) break;
+    taken += count;
   }
   show(port_.finish().screen);
   return *status_;
@@ -183,18 +191,18 @@ void SerialTerminal::serve() {
   keyboard_.send();
 }
 
-// False when there was nothing. A program that has closed its terminal has nothing more to say.
-bool SerialTerminal::take_from_program() {
+// How many bytes there were. A program that has closed its terminal has nothing more to say.
+std::size_t SerialTerminal::take_from_program() {
   const auto bytes = read_some(keyboard_.descriptor.get());
   if (!bytes) keyboard_.close();
-  if (!bytes || bytes->empty()) return false;
+  if (!bytes || bytes->empty()) return 0;
   const AuxiliaryPort::Output output = port_.take(*bytes);
   if (!output.port.empty()) {
     give_device_the_speed_of_the_terminal();
     device_.unsent += output.port;
   }
   show(output.screen);
-  return true;
+  return bytes->size();
 }
 
 // A device that has gone away stays away.

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,7 +20,7 @@ namespace quorra::simulator {
 class SerialTerminal {
  public:
   // Starts the program; the device is opened like a serial line. SIGCHLD and the signals that end
-  // this program must be blocked. Throws Error.
+  // this program must be blocked, and SIGCHLD not be ignored. Throws Error.
   SerialTerminal(std::vector<std::string> command, const std::string& device);
   SerialTerminal(const SerialTerminal&) = delete;
   SerialTerminal& operator=(const SerialTerminal&) = delete;
@@ -42,7 +43,7 @@ class SerialTerminal {
 
   void start(std::vector<std::string>& command);
   void serve();
-  bool take_from_program();
+  std::size_t take_from_program();
   void take_from_device();
   void take_from_user();
   void take_signal();

@@ -70,6 +70,8 @@ int run(const Options& options) {
 
 int run_on_terminal(Options options, std::vector<std::string> command) {
   if (command.empty()) throw Error("--terminal needs a program: quorra-sim --terminal -- PROGRAM");
+  // Of a program whose end is ignored nobody is told.
+  static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
   // The terminal takes them as they come, whichever thread they are meant for.
   sigset_t signals = set_of_stop_signals();
   sigaddset(&signals, SIGCHLD);

@@ -170,6 +170,31 @@ TEST_F(OnTerminal, a_program_goes_on_when_the_line_hangs_up) {
   EXPECT_EQ(outcome.status, 5);
 }
 
+TEST_F(OnTerminal, a_program_does_not_wait_for_a_line_that_has_hung_up) {
+  const std::string socket = folder.path() / "socket";
+  const std::string arm = std::string(QUORRA_SIM) + " control " + socket +
+                          R"( '{"command":"fault","kind":"hang_up"}' >/dev/null)";
+  // More than is kept for the line.
+  const Outcome outcome = quorra::testing::run(
+      {QUORRA_SIM, "--socket", socket, "--terminal", "--", "sh", "-c",
+       arm + "\nstty raw min 0 time 5\n" + request_and_count +
+           "printf '\\033[5i'\nhead -c 300000 /dev/zero\nprintf '\\033[4i'\necho done"});
+  EXPECT_EQ(outcome.output, "0\ndone\n");
+  EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(OnTerminal, a_program_ends_also_where_the_ends_of_programs_were_ignored) {
+  const Outcome outcome = quorra::testing::run({"/usr/bin/env", "--ignore-signal=CHLD", QUORRA_SIM,
+                                                "--terminal", "--", "sh", "-c", "exit 3"});
+  EXPECT_EQ(outcome.status, 3);
+}
+
+// What it has left behind, and what does not mind the hang-up, may go on writing.
+TEST_F(OnTerminal, a_program_that_has_ended_says_no_more) {
+  const Outcome outcome = run("trap '' HUP; yes & sleep 0.1; exit 3");
+  EXPECT_EQ(outcome.status, 3);
+}
+
 TEST_F(OnTerminal, a_program_has_a_terminal_of_the_size_of_standard_output) {
   const quorra::testing::Terminal terminal;
   const winsize size{.ws_row = 33, .ws_col = 77, .ws_xpixel = 0, .ws_ypixel = 0};
