@@ -22,8 +22,9 @@ constexpr std::size_t most_unsent_bytes = 65536;
 
 }  // namespace
 
-Bench::Bench(const Options& options, const std::filesystem::path& configuration)
+Bench::Bench(const Options& options, const std::filesystem::path& configuration, int stop)
     : configuration_(configuration),
+      stop_(stop),
       byte_time_(byte_time(options.speed)),
       line_speed_(options.line_speed),
       incoming_(byte_time_),
@@ -41,7 +42,7 @@ Bench::Bench(const Options& options, const std::filesystem::path& configuration)
 void Bench::insert(const std::filesystem::path& file) {
   if (card_ || live_card_) throw Error("a card is already in the slot");
   if (file.native().starts_with(LiveCard::scheme)) {
-    live_card_ = std::make_unique<LiveCard>(file.native());
+    live_card_ = std::make_unique<LiveCard>(file.native(), LiveCard::usual_patience, stop_);
     reader_.slot.insert_processor(*live_card_);
     return;
   }

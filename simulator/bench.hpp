@@ -26,14 +26,16 @@ namespace quorra::simulator {
 
 enum class Direction : std::uint8_t { in, out };
 
-// The reader, the card in its slot and the line to the host. It has no thread and never waits:
+// The reader, the card in its slot and the line to the host. It has no thread and never waits, but
+// for the emulator of a live card:
 // whoever runs it polls descriptor(), and calls serve() when there is something to do.
 class Bench {
  public:
   using Listener = std::function<void(Direction, std::span<const std::uint8_t> frame)>;
 
-  // The configuration file is complete when the constructor returns. Throws Error.
-  Bench(const Options& options, const std::filesystem::path& configuration);
+  // The configuration file is complete when the constructor returns. No emulator is waited for once
+  // the descriptor `stop` is readable; negative: there is none. Throws Error.
+  Bench(const Options& options, const std::filesystem::path& configuration, int stop = -1);
 
   const std::filesystem::path& configuration() const { return configuration_.path(); }
 
@@ -81,6 +83,7 @@ class Bench {
 
   PseudoTerminal terminal_;
   ConfigurationFile configuration_;
+  int stop_;
   Duration byte_time_;
   // The speed that hosts must have; 0: any.
   unsigned line_speed_;

@@ -42,9 +42,10 @@ FileDescriptor open_counter() {
 
 struct VirtualReader::Parts {
   explicit Parts(const Options& options)
-      : bench(options, options.configuration.empty() ? folder.emplace().path() / "reader.conf"
-                                                     : options.configuration),
-        wake_up(open_counter()) {
+      : bench(options,
+              options.configuration.empty() ? folder.emplace().path() / "reader.conf"
+                                            : options.configuration,
+              wake_up.get()) {
     if (options.has_control_socket)
       control.emplace(options.socket.empty() ? own_folder() / "control" : options.socket, bench);
   }
@@ -58,9 +59,10 @@ struct VirtualReader::Parts {
   void wait_and_serve(std::unique_lock<std::mutex>& lock);
 
   std::optional<TemporaryFolder> folder;
+  // Readable from stop() on.
+  FileDescriptor wake_up = open_counter();
   Bench bench;
   std::optional<Control> control;
-  FileDescriptor wake_up;
   std::vector<pollfd> polled;
 };
 

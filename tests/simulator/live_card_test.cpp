@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -165,6 +166,22 @@ TEST(LiveCard, gives_up_an_emulator_that_is_silent) {
   }
 }
 
+TEST(LiveCard, gives_up_its_emulator_when_it_is_to_stop) {
+  const FileDescriptor stop(::eventfd(0, EFD_CLOEXEC));
+  LiveCard card(any_port, LiveCard::usual_patience, stop.get());
+  const Emulator emulator(card.address());
+  ASSERT_TRUE(card.is_present());
+  std::thread answering([&emulator] {
+    emulator.receive();
+    emulator.send(hex("90 00"));
+  });
+  EXPECT_EQ(card.transmit(hex("00 84 00 00 08")), hex("90 00"));
+  answering.join();
+  ASSERT_EQ(::eventfd_write(stop.get(), 1), 0);
+  EXPECT_EQ(card.transmit(hex("00 84 00 00 08")), std::nullopt);
+  EXPECT_FALSE(card.is_present());
+}
+
 TEST(LiveCard, gives_up_an_emulator_that_speaks_unasked) {
   LiveCard card(any_port);
   const Emulator emulator(card.address());
@@ -238,6 +255,17 @@ TEST_F(ReaderWithLiveCard, misses_it_until_its_emulator_is_connected) {
   const Emulator emulator(address());
   EXPECT_EQ(exchange(0xB9, "80 00000000"), reply(0, "01"));
   EXPECT_EQ(exchange(0x61, "79 0000 0000 00 04"), reply(no_answer));
+}
+
+TEST_F(ReaderWithLiveCard, does_not_wait_for_an_emulator_when_it_is_stopped) {
+  const Emulator emulator(address());
+  host.send(request(0x20, "20 00000000"));
+  for (const auto* const control : {"01", "02", "04"})
+    EXPECT_EQ(emulator.receive(), hex(control));
+  reader->stop();
+  // It is not taken any more.
+  emulator.send(hex(atr));
+  EXPECT_EQ(host.receive_reply(), reply(no_answer));
 }
 
 TEST_F(ReaderWithLiveCard, resets_it_and_speaks_to_it) {

@@ -85,18 +85,11 @@ bool is_held(const FileDescriptor& connection) {
   return count < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
-bool becomes_ready(const FileDescriptor& connection, short events,
-                   std::chrono::steady_clock::time_point deadline) {
-  const auto left =
-      std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-  pollfd polled{.fd = connection.get(), .events = events, .revents = 0};
-  return ::poll(&polled, 1, static_cast<int>(std::max<long>(0, left.count()))) > 0;
-}
-
 }  // namespace
 
-LiveCard::LiveCard(std::string_view address, std::chrono::milliseconds patience)
+LiveCard::LiveCard(std::string_view address, std::chrono::milliseconds patience, int stop)
     : patience_(patience),
+      stop_(stop),
       listening_(listen_at(address)) {
   address_ = with_port(address, listening_);
 }
@@ -146,13 +139,25 @@ std::optional<ProcessorCard::Bytes> LiveCard::exchange(std::span<const std::uint
   return std::nullopt;
 }
 
+bool LiveCard::becomes_ready(short events, Deadline deadline) const {
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+  std::array<pollfd, 2> polled{{
+      {.fd = connection_.get(), .events = events, .revents = 0},
+      {.fd = stop_, .events = POLLIN, .revents = 0},
+  }};
+  const int ready =
+      ::poll(polled.data(), polled.size(), static_cast<int>(std::max<long>(0, left.count())));
+  return ready > 0 && polled[1].revents == 0;
+}
+
 bool LiveCard::send(std::span<const std::uint8_t> message, Deadline deadline) {
   Bytes bytes{static_cast<std::uint8_t>(message.size() >> 8U),
               static_cast<std::uint8_t>(message.size())};
   bytes.insert(bytes.end(), message.begin(), message.end());
   std::span<const std::uint8_t> unsent = bytes;
   while (!unsent.empty()) {
-    if (!becomes_ready(connection_, POLLOUT, deadline)) return false;
+    if (!becomes_ready(POLLOUT, deadline)) return false;
     const ssize_t sent = ::send(connection_.get(), unsent.data(), unsent.size(), MSG_NOSIGNAL);
     if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
     unsent = unsent.subspan(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
@@ -162,7 +167,7 @@ bool LiveCard::send(std::span<const std::uint8_t> message, Deadline deadline) {
 
 bool LiveCard::receive(std::span<std::uint8_t> bytes, Deadline deadline) {
   while (!bytes.empty()) {
-    if (!becomes_ready(connection_, POLLIN, deadline)) return false;
+    if (!becomes_ready(POLLIN, deadline)) return false;
     const ssize_t count = ::recv(connection_.get(), bytes.data(), bytes.size(), 0);
     if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) return false;
     bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));

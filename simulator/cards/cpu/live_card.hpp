@@ -21,11 +21,13 @@ class LiveCard final : public ProcessorCard {
  public:
   // What addresses begin with.
   static constexpr std::string_view scheme = "vicc://";
+  static constexpr std::chrono::milliseconds usual_patience{3000};
 
   // Listens at vicc://HOST:PORT; port 0 is any that is free. An emulator that needs longer than
-  // `patience` for a message is given up. Throws Error.
-  explicit LiveCard(std::string_view address,
-                    std::chrono::milliseconds patience = std::chrono::seconds(3));
+  // `patience` for a message is given up, and so is every one once the descriptor `stop` is
+  // readable; negative: there is none. Throws Error.
+  explicit LiveCard(std::string_view address, std::chrono::milliseconds patience = usual_patience,
+                    int stop = -1);
 
   // With the number of the port.
   const std::string& address() const { return address_; }
@@ -40,12 +42,14 @@ class LiveCard final : public ProcessorCard {
 
   void control(std::uint8_t code);
   std::optional<Bytes> exchange(std::span<const std::uint8_t> message);
+  bool becomes_ready(short events, Deadline deadline) const;
   bool send(std::span<const std::uint8_t> message, Deadline deadline);
   bool receive(std::span<std::uint8_t> bytes, Deadline deadline);
   void hang_up() { connection_ = FileDescriptor(); }
 
   std::string address_;
   std::chrono::milliseconds patience_;
+  int stop_;
   FileDescriptor listening_;
   FileDescriptor connection_;
   bool has_power_ = false;
