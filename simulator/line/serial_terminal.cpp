@@ -79,6 +79,7 @@ void set_up(int terminal) {
   sigemptyset(&none);
   ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
   static_cast<void>(std::signal(SIGPIPE, SIG_DFL));
+  static_cast<void>(std::signal(SIGXFSZ, SIG_DFL));
   if (::login_tty(terminal) == 0) {
     ::execvp(arguments[0], arguments);
     constexpr std::string_view complaint = "quorra-sim: the program cannot be run\n";

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <csignal>
 #include <exception>
 #include <functional>
 #include <span>
@@ -135,6 +136,8 @@ int dispatch(int argument_count, const char* const* arguments) {
 
 int main(int argument_count, char** arguments) {
   quorra::simulator::occupy_standard_streams();
+  // A file that may grow no more is an error like others.
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   try {
     return quorra::simulator::dispatch(argument_count, arguments);
   } catch (const std::exception& error) {

@@ -228,6 +228,14 @@ TEST_F(ChangedCard, is_saved_at_the_end_when_that_is_possible_again) {
   EXPECT_EQ(load_image(path("card")).field("memory")[0x20], 0x01);
 }
 
+TEST_F(Program, leaves_nothing_behind_when_a_new_card_cannot_be_written) {
+  const Outcome outcome =
+      quorra::testing::run(from_shell("ulimit -f 0; exec $0 new 4442 " + path("card")));
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.errors, "quorra-sim: " + path("card") + ": cannot write: File too large\n");
+  EXPECT_TRUE(folder_is_empty());
+}
+
 // The processor time that a process has used, in seconds.
 double processor_time(const std::string& process) {
   const std::string line = test::content_of("/proc/" + process + "/stat");
