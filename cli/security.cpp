@@ -20,7 +20,7 @@ namespace quorra::cli {
 namespace {
 
 constexpr Operation reading_security_code{"reading the reader's security code"};
-constexpr Operation comparing{"presenting the reader's security code"};
+constexpr Operation comparing_code{"presenting the reader's security code"};
 constexpr Operation changing_security_code{"changing the reader's security code",
                                            OperationKind::verified};
 constexpr Operation switching{"switching the reader's security mode", OperationKind::verified};
@@ -54,7 +54,7 @@ std::optional<Bytes> parse_present_reader_code(const SecurityOptions& options) {
 }
 
 void present(const Connection& connection, const std::optional<Bytes>& code) {
-  if (code) connection.run(comparing, cmp_dvsc, code_size, code->data());
+  if (code) connection.run(comparing_code, cmp_dvsc, code_size, code->data());
 }
 
 void show_security_code(const Settings& settings) {
