@@ -28,8 +28,8 @@
 #include <vector>
 
 #include "bench/line.hpp"
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/kinds.hpp"
-#include "simulator/virtual_reader.hpp"
 
 namespace {
 

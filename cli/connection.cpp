@@ -12,14 +12,14 @@
 #include <span>
 #include <utility>
 
-#include "cli/configuration.hpp"
 #include "cli/parse.hpp"
-#include "cli/terminal.hpp"
+#include "cli/terminal/terminal.hpp"
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/cpu/live_card.hpp"
 #include "simulator/cards/image.hpp"
 #include "simulator/cards/kinds.hpp"
 #include "simulator/status.hpp"
-#include "simulator/virtual_reader.hpp"
+#include "toolkit/session/configuration.hpp"
 
 namespace quorra::cli {
 namespace {

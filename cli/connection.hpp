@@ -11,10 +11,10 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/card.hpp"
-#include "cli/configuration.hpp"
-#include "cli/errors.hpp"
-#include "cli/interruption.hpp"
+#include "cli/terminal/interruption.hpp"
+#include "toolkit/kinds/card.hpp"
+#include "toolkit/session/configuration.hpp"
+#include "toolkit/session/errors.hpp"
 
 namespace quorra::simulator {
 class RunningReader;

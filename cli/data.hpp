@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/card.hpp"
 #include "cli/parse.hpp"
+#include "toolkit/kinds/card.hpp"
 
 namespace quorra::cli {
 

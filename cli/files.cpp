@@ -14,9 +14,9 @@
 #include <optional>
 #include <system_error>
 
-#include "cli/descriptor.hpp"
-#include "cli/errors.hpp"
-#include "cli/interruption.hpp"
+#include "cli/terminal/interruption.hpp"
+#include "toolkit/session/descriptor.hpp"
+#include "toolkit/session/errors.hpp"
 
 namespace quorra::cli {
 namespace {

@@ -13,11 +13,11 @@
 #include <exception>
 #include <sstream>
 
-#include "cli/commands.hpp"
+#include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
-#include "cli/interruption.hpp"
 #include "cli/options.hpp"
-#include "cli/terminal.hpp"
+#include "cli/terminal/interruption.hpp"
+#include "cli/terminal/terminal.hpp"
 #include "simulator/files.hpp"
 
 namespace quorra::cli {

@@ -7,7 +7,7 @@
 
 #include <vector>
 
-#include "cli/errors.hpp"
+#include "toolkit/session/errors.hpp"
 
 namespace quorra::cli {
 

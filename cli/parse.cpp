@@ -8,7 +8,7 @@
 #include <charconv>
 #include <system_error>
 
-#include "cli/errors.hpp"
+#include "toolkit/session/errors.hpp"
 
 namespace quorra::cli {
 namespace {

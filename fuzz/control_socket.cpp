@@ -21,11 +21,11 @@
 
 #include "fuzz/support/check.hpp"
 #include "fuzz/support/input.hpp"
-#include "simulator/bench.hpp"
+#include "simulator/bench/bench.hpp"
 #include "simulator/cards/kinds.hpp"
-#include "simulator/control.hpp"
+#include "simulator/control/control.hpp"
+#include "simulator/control/unix_socket.hpp"
 #include "simulator/error.hpp"
-#include "simulator/unix_socket.hpp"
 
 using namespace quorra::fuzzing;
 using namespace quorra::simulator;

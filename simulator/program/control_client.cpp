@@ -11,10 +11,10 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
+#include "simulator/control/unix_socket.hpp"
 #include "simulator/error.hpp"
 #include "simulator/files.hpp"
 #include "simulator/program/output.hpp"
-#include "simulator/unix_socket.hpp"
 
 namespace quorra::simulator {
 namespace {

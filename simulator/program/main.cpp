@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
+#include "simulator/bench/options.hpp"
 #include "simulator/error.hpp"
 #include "simulator/files.hpp"
-#include "simulator/options.hpp"
 #include "simulator/program/control_client.hpp"
 #include "simulator/program/new_card.hpp"
 #include "simulator/program/output.hpp"

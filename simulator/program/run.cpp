@@ -8,13 +8,13 @@
 #include <cstdlib>
 #include <utility>
 
-#include "simulator/configuration_file.hpp"
+#include "simulator/bench/configuration_file.hpp"
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/files.hpp"
 #include "simulator/line/auxiliary_port.hpp"
 #include "simulator/line/serial_terminal.hpp"
 #include "simulator/program/output.hpp"
 #include "simulator/stop_signals.hpp"
-#include "simulator/virtual_reader.hpp"
 
 namespace quorra::simulator {
 namespace {

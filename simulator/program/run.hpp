@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/options.hpp"
+#include "simulator/bench/options.hpp"
 
 namespace quorra::simulator {
 

@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "simulator/virtual_reader.hpp"
+#include "simulator/bench/virtual_reader.hpp"
 #include "tests/integration/speed_search.hpp"
 #include "tests/support/process.hpp"
 #include "tests/support/scripted_reader.hpp"

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/kinds.hpp"
-#include "simulator/virtual_reader.hpp"
 #include "tests/support/process.hpp"
 #include "tests/support/session.hpp"
 

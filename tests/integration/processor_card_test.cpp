@@ -10,8 +10,8 @@
 #include <array>
 #include <string_view>
 
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/kinds.hpp"
-#include "simulator/virtual_reader.hpp"
 #include "tests/support/bytes.hpp"
 #include "tests/support/process.hpp"
 #include "tests/support/session.hpp"

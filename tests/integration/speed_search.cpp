@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "simulator/unix_socket.hpp"
+#include "simulator/control/unix_socket.hpp"
 #include "tests/support/system.hpp"
 
 namespace quorra::testing {

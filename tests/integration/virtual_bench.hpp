@@ -4,8 +4,8 @@
 // A virtual reader with a card, and a session of the library on it.
 #pragma once
 
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/image.hpp"
-#include "simulator/virtual_reader.hpp"
 #include "tests/support/process.hpp"
 #include "tests/support/session.hpp"
 

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/error.hpp"
 #include "simulator/text.hpp"
-#include "simulator/virtual_reader.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "simulator/control.hpp"
+#include "simulator/control/control.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "simulator/unix_socket.hpp"
-#include "simulator/virtual_reader.hpp"
+#include "simulator/bench/virtual_reader.hpp"
+#include "simulator/control/unix_socket.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "simulator/cards/image.hpp"
-#include "simulator/unix_socket.hpp"
+#include "simulator/control/unix_socket.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

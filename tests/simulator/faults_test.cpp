@@ -7,7 +7,7 @@
 
 #include <thread>
 
-#include "simulator/virtual_reader.hpp"
+#include "simulator/bench/virtual_reader.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

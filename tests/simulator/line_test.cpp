@@ -5,8 +5,8 @@
 
 #include <numeric>
 
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/line/pseudo_terminal.hpp"
-#include "simulator/virtual_reader.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

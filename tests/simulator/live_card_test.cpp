@@ -12,10 +12,10 @@
 
 #include <thread>
 
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/slot.hpp"
 #include "simulator/error.hpp"
 #include "simulator/text.hpp"
-#include "simulator/virtual_reader.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

@@ -9,8 +9,8 @@
 #include <ostream>
 #include <vector>
 
+#include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/kinds.hpp"
-#include "simulator/virtual_reader.hpp"
 #include "tests/simulator/support.hpp"
 #include "tests/support/session.hpp"
 

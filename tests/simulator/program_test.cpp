@@ -17,9 +17,9 @@
 
 #include "simulator/cards/image.hpp"
 #include "simulator/cards/kinds.hpp"
+#include "simulator/control/unix_socket.hpp"
 #include "simulator/error.hpp"
 #include "simulator/stop_signals.hpp"
-#include "simulator/unix_socket.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

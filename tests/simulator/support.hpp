@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "simulator/bench.hpp"
+#include "simulator/bench/bench.hpp"
+#include "simulator/bench/options.hpp"
 #include "simulator/cards/chip.hpp"
 #include "simulator/files.hpp"
-#include "simulator/options.hpp"
 #include "tests/support/bytes.hpp"
 #include "tests/support/process.hpp"
 

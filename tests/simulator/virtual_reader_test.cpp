@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "simulator/virtual_reader.hpp"
+#include "simulator/bench/virtual_reader.hpp"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>

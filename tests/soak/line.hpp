@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <string>
 
-#include "simulator/bench.hpp"
+#include "simulator/bench/bench.hpp"
 
 namespace quorra::testing {
 

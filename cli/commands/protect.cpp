@@ -1,0 +1,175 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// quorra protect
+
+#include <fmt/format.h>
+#include <unistd.h>
+#include <CLI/Error.hpp>
+
+#include <algorithm>
+#include <memory>
+
+#include "cli/commands/commands.hpp"
+#include "cli/files.hpp"
+#include "cli/options.hpp"
+#include "cli/terminal/consent.hpp"
+#include "cli/terminal/hex_dump.hpp"
+#include "cli/terminal/terminal.hpp"
+#include "toolkit/memory/card_access.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr Operation reading_range{.doing = "reading the bytes to protect", .done = "read"};
+constexpr Operation reading_flags{.doing = "reading the flags", .done = "read"};
+constexpr Operation protecting{.doing = "protecting", .done = "protected"};
+
+struct ProtectOptions {
+  std::optional<int> zone;
+  std::optional<int> address;
+  std::optional<int> count;
+  bool reading = false;
+  CodeOptions code;
+  bool yes = false;
+};
+
+int count_protected(const std::vector<bool>& is_protected) {
+  return static_cast<int>(std::count(is_protected.begin(), is_protected.end(), true));
+}
+
+void protect(const Connection& connection, const Card& card, Range range, const Bytes& bytes) {
+  const Operation operation{protecting.doing, card.protection->kind, protecting.done};
+  transfer(connection, card.memory, range, operation, [&](Range piece, int done) {
+    return connection.attempt(operation, card.protection->write, piece.address, piece.count,
+                              bytes.data() + done);
+  });
+  if (operation.kind == OperationKind::protecting) return;
+  const std::vector<bool> is_protected = with_progress(
+      "; the bytes may be protected now", [&] { return read_protection(connection, card, range); });
+  const auto writable = std::find(is_protected.begin(), is_protected.end(), false);
+  if (writable != is_protected.end()) {
+    throw Failure(fmt::format("{}: the byte at 0x{:04X} is still writable", protecting.doing,
+                              range.address + (writable - is_protected.begin())));
+  }
+}
+
+void protect_bytes(const Settings& settings, const Card& card, const ProtectOptions& options) {
+  if (!options.address) throw CLI::RequiredError("--address");
+  if (options.reading) {
+    throw UsageError(
+        fmt::format("--reading: the bytes of a {} card can always be read", card.name));
+  }
+  const Range range = range_within(
+      card.protection->bytes, fmt::format("the part of a {} card that can be protected", card.name),
+      *options.address, options.count.value_or(1));
+  const Keys keys = parse_keys(card, options.code);
+  const Consent consent(protecting, "Protecting these bytes cannot be undone.", options.yes);
+
+  int before = 0;
+  {
+    const Connection connection(settings);
+    const Bytes bytes = read_memory(connection, card.memory, range, reading_range);
+    const std::vector<bool> is_protected = read_protection(connection, card, range);
+    before = count_protected(is_protected);
+    if (before < range.count) {
+      if (consent.asks()) {
+        print_note(hex_dump(range.address, bytes, is_protected, wants_colour(STDERR_FILENO)));
+      }
+      consent.get(connection);
+      present(connection, card, keys, options.yes);
+      protect(connection, card, range, bytes);
+    }
+  }
+  const std::string bytes =
+      fmt::format("{} at 0x{:04X}", counted(range.count, "byte"), range.address);
+  if (before == range.count) {
+    print(fmt::format("Already protected: {}.\n", bytes));
+  } else if (before > 0) {
+    print(fmt::format("Protected {} (already protected: {}).\n", bytes, before));
+  } else {
+    print(fmt::format("Protected {}.\n", bytes));
+  }
+}
+
+// ---- The flags of security memory cards -------------------------------------------------------
+
+bool has_flag(const Connection& connection, const Memory& memory, unsigned char flag) {
+  const Bytes flags = read_memory(connection, memory, {memory.flags->address, 1}, reading_flags);
+  return (flags.front() & flag) != 0;
+}
+
+// Once its write flag is 0, a zone refuses to write the rest of that byte. So the flag counts, and
+// not the answer to the write.
+void clear_flag(const Connection& connection, const Memory& memory, bool guards_reading) {
+  const Flags& flags = *memory.flags;
+  const int result = connection.attempt(
+      protecting, guards_reading ? flags.clear_read_flag : flags.clear_write_flag);
+  if (result < 0 && !is_status(result, protecting.kind)) {
+    throw Failure(connection.describe(protecting, result));
+  }
+  const bool is_set = with_progress("; the flag may be cleared now", [&] {
+    return has_flag(connection, memory, guards_reading ? read_flag : write_flag);
+  });
+  if (!is_set) return;
+  throw Failure(result < 0 ? connection.describe(protecting, result)
+                           : fmt::format("{}: the flag is still set", protecting.doing));
+}
+
+void protect_zone(const Settings& settings, const Card& card, const Memory& memory,
+                  const ProtectOptions& options) {
+  const std::string name =
+      card.has_zones() ? name_of(card, memory) : "the zone of " + name_of(card, memory);
+  if (options.address || options.count) {
+    throw UsageError(fmt::format("--address and --count: {} is protected as a whole", name));
+  }
+  const Keys keys = parse_keys(card, options.code);
+  const unsigned char flag = options.reading ? read_flag : write_flag;
+  const std::string effect =
+      options.reading ? "is read only after its code was presented" : "is not written any more";
+  const Consent consent(protecting,
+                        fmt::format("Once the card is personalised, {} {}. Only an erase before "
+                                    "that undoes this.",
+                                    name, effect),
+                        options.yes);
+  bool was_protected = false;
+  {
+    const Connection connection(settings);
+    was_protected = !has_flag(connection, memory, flag);
+    if (!was_protected) {
+      consent.get(connection);
+      present(connection, card, keys, options.yes);
+      clear_flag(connection, memory, options.reading);
+    }
+  }
+  print(fmt::format("{}: once the card is personalised, {} {}.\n",
+                    was_protected ? "Already protected" : "Protected", name, effect));
+}
+
+void run_protect(const Settings& settings, const ProtectOptions& options) {
+  const Card& card = card_of(settings);
+  const Memory& memory = memory_of(card, options.zone);
+  if (memory.flags) return protect_zone(settings, card, memory, options);
+  if (card.protection) return protect_bytes(settings, card, options);
+  throw UsageError(fmt::format("the bytes of {} cannot be protected", name_of(card, memory)));
+}
+
+}  // namespace
+
+void add_protect(CLI::App& program, const Settings& settings) {
+  const auto options = std::make_shared<ProtectOptions>();
+  CLI::App* command = program.add_subcommand(
+      "protect", "Make bytes of the card, or a zone of it, read-only for good");
+  add_zone(*command, options->zone);
+  add_address(*command, options->address);
+  add_number(*command, "--count", options->count, "Number of bytes; without it, 1");
+  command->add_flag("--reading", options->reading,
+                    "Instead: let the zone be read only after its code was presented");
+  add_present_code(*command, options->code);
+  add_yes(*command, options->yes);
+  add_examples(*command, {"quorra protect --config reader.conf --address 8 --count 4 --code FFFFFF",
+                          "quorra protect --config reader.conf --card 102 --zone 1 --code FFFF"});
+  command->callback([&settings, options] { run_protect(settings, *options); });
+}
+
+}  // namespace quorra::cli

@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#include "cli/terminal/interruption.hpp"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+#include "link/stop.hpp"
+#include "simulator/stop_signals.hpp"
+
+namespace quorra::cli {
+
+int Interruption::taken_ = 0;
+
+Interruption::Interruption()
+    : signals_(simulator::set_of_stop_signals()),
+      mask_before_(),
+      descriptor_(signalfd(-1, &signals_, SFD_CLOEXEC | SFD_NONBLOCK)) {
+  if (descriptor() < 0) {
+    throw std::system_error(errno, std::generic_category(), "holding signals back");
+  }
+  pthread_sigmask(SIG_BLOCK, &signals_, &mask_before_);
+  stop_waits_when_readable(descriptor());
+}
+
+Interruption::~Interruption() {
+  constexpr int none = -1;
+  stop_waits_when_readable(none);
+  signalfd_siginfo received{};
+  while (read(descriptor(), &received, sizeof received) > 0) {
+    if (taken_ == 0) taken_ = static_cast<int>(received.ssi_signo);
+  }
+  pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr);
+}
+
+bool Interruption::pending() const {
+  pollfd waited = {descriptor(), POLLIN, 0};
+  return poll(&waited, 1, 0) > 0;
+}
+
+int end_by(int signal) {
+  constexpr int exit_by_signal = 128;
+  static_cast<void>(std::fflush(stdout));
+  static_cast<void>(std::signal(signal, SIG_DFL));
+  sigset_t only{};
+  sigemptyset(&only);
+  sigaddset(&only, signal);
+  pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+  static_cast<void>(std::raise(signal));
+  return exit_by_signal + signal;
+}
+
+}  // namespace quorra::cli

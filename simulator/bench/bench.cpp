@@ -1,0 +1,244 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#include "simulator/bench/bench.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "simulator/cards/kinds.hpp"
+#include "simulator/error.hpp"
+#include "simulator/firmware/firmware.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+// A request that stalls for longer is forgotten.
+constexpr std::chrono::seconds patience{1};
+
+// A host that sends requests without reading replies is not listened to beyond this.
+constexpr std::size_t most_unsent_bytes = 65536;
+
+}  // namespace
+
+Bench::Bench(const Options& options, const std::filesystem::path& configuration, int stop)
+    : configuration_(configuration),
+      stop_(stop),
+      byte_time_(byte_time(options.speed)),
+      line_speed_(options.line_speed),
+      incoming_(byte_time_),
+      outgoing_(byte_time_) {
+  check(options);
+  reader_.memory = new_reader_memory(options.line_speed != 0 ? options.line_speed : options.speed,
+                                     options.serial_number);
+  reader_.version_text = options.version_text;
+  if (!options.card.empty()) insert(options.card);
+  for (const auto& [number, file] : options.sams)
+    insert_sam(number, file);
+  configuration_.name_device(terminal_.device());
+}
+
+void Bench::insert(const std::filesystem::path& file) {
+  if (card_ || live_card_) throw Error("a card is already in the slot");
+  if (file.native().starts_with(LiveCard::scheme)) {
+    live_card_ = std::make_unique<LiveCard>(file.native(), LiveCard::usual_patience, stop_);
+    reader_.slot.insert_processor(*live_card_);
+    return;
+  }
+  card_.emplace(file);
+  reader_.slot.insert(card_->chip());
+}
+
+void Bench::insert_sam(std::size_t number, const std::filesystem::path& file) {
+  CardFile& sam = sams_.at(number).emplace(file);
+  if (sam.chip().processor() == nullptr)
+    throw Error(fmt::format("{}: a {} cannot be a SAM", file.string(), sam.image().kind().name));
+  reader_.sams.at(number).insert(sam.chip());
+}
+
+void Bench::remove() {
+  if (!card_ && !live_card_) throw Error("no card is in the slot");
+  // Without power even if it cannot be saved, and then stays.
+  reader_.slot.power_off();
+  if (card_) card_->save();
+  reader_.slot.remove();
+  card_.reset();
+  live_card_.reset();
+}
+
+// One that cannot be saved does not keep the others from being so.
+void Bench::save() {
+  std::optional<Error> failure;
+  const auto save_one = [&failure](std::optional<CardFile>& card) {
+    try {
+      if (card) card->save();
+    } catch (const Error& error) {
+      if (!failure) failure = error;
+    }
+  };
+  save_one(card_);
+  std::ranges::for_each(sams_, save_one);
+  if (failure) throw Error(*failure);
+}
+
+State Bench::state() const {
+  State state;
+  state.card_present = reader_.slot.occupied();
+  state.card_powered = reader_.slot.powered();
+  state.faults = faults_.list();
+  state.exchanges = exchanges_;
+  state.device = terminal_.device();
+  if (card_) {
+    state.card = card_->image();
+    state.card_file = card_->path();
+  }
+  if (live_card_) state.card_file = live_card_->address();
+  state.card_speed = reader_.card_speed;
+  state.sam_speed = reader_.sam_speed;
+  state.sams_powered = reader_.sams_have_power;
+  state.selected_sam = reader_.selected_sam;
+  for (std::size_t number = 0; number < sams_.size(); ++number)
+    if (const auto& sam = sams_.at(number))
+      state.sams.push_back({number, sam->image(), sam->path(), reader_.sams.at(number).powered()});
+  state.line_speed = line_speed_;
+  return state;
+}
+
+bool Bench::wants_to_read() const {
+  return incoming_.size() + outgoing_.size() < most_unsent_bytes;
+}
+
+std::optional<Time> Bench::next_due() const {
+  std::optional<Time> next;
+  if (!incoming_.empty()) next = incoming_.due();
+  if (!outgoing_.empty() && !line_is_full_)
+    next = next ? std::min(*next, outgoing_.due()) : outgoing_.due();
+  return next;
+}
+
+void Bench::serve(Time now, bool can_read, bool can_write) {
+  if (can_write) line_is_full_ = false;
+  if (can_read) {
+    const auto bytes = std::span(read_buffer_).first(terminal_.read(read_buffer_));
+    if (host_has_another_speed()) std::ranges::fill(bytes, stray_byte);
+    // A line that was idle begins with the first of them when they are read.
+    incoming_.push(bytes, now + byte_time_);
+  }
+  while (!incoming_.empty() && incoming_.due() <= now) {
+    const std::uint8_t byte = incoming_.front();
+    const Time arrival = incoming_.due();
+    incoming_.pop(1);
+    take(byte, arrival);
+  }
+  if (!line_is_full_) send_due_bytes(now);
+  if (reader_.next_line_speed != 0 && outgoing_.empty())
+    change_speed(std::exchange(reader_.next_line_speed, 0U));
+}
+
+bool Bench::host_has_another_speed() const {
+  return line_speed_ != 0 && !terminal_.host_has_speed(line_speed_);
+}
+
+// A line whose bytes take no time, or that takes hosts of any speed, goes on to do so.
+void Bench::change_speed(unsigned speed) {
+  if (line_speed_ != 0) line_speed_ = speed;
+  if (byte_time_ == Duration::zero()) return;
+  byte_time_ = byte_time(speed);
+  incoming_.set_byte_time(byte_time_);
+  outgoing_.set_byte_time(byte_time_);
+}
+
+void Bench::take(std::uint8_t byte, Time arrival) {
+  if (parser_.has_begun() && arrival - last_arrival_ > patience) parser_.reset();
+  last_arrival_ = arrival;
+
+  if (parser_.awaits_check_byte()) {
+    Exchange fresh;
+    fresh.reply.swap(exchange_.reply);
+    exchange_ = std::move(fresh);
+    faults_.begin(parser_.request().command);
+    faults_.apply(FaultStage::request, exchange_);
+    if (exchange_.request_is_cut) return;
+  }
+  const auto result = parser_.push(byte);
+  if (result != RequestParser::Result::incomplete)
+    answer(result == RequestParser::Result::complete, arrival);
+}
+
+void Bench::answer(bool check_byte_is_right, Time arrival) {
+  ++exchanges_;
+  if (listener_) listener_(Direction::in, parser_.frame());
+
+  Reply reply;
+  const auto frame = reply.finish(carry_out(check_byte_is_right, reply));
+  exchange_.reply.assign(frame.begin(), frame.end());
+  faults_.apply(FaultStage::reply, exchange_);
+  if (exchange_.line_hangs_up) return hang_up();
+  send_reply(arrival);
+}
+
+std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
+  if (exchange_.status) return *exchange_.status;
+  Status status = Status::wrong_check_byte;
+  if (check_byte_is_right) {
+    reader_.card_will_slip = exchange_.card_slips;
+    status = execute(reader_, parser_.request(), reply);
+    reader_.card_will_slip = false;
+  }
+  if (!save_cards()) {
+    status = Status::image_not_saved;
+    // What is not saved would be lost with the card, so it does not leave.
+    if (card_ && !reader_.slot.occupied()) reader_.slot.insert(card_->chip());
+  }
+  if (!reader_.slot.occupied()) card_.reset();
+  if (reader_.slot.processor() == nullptr) live_card_.reset();
+  return static_cast<std::uint8_t>(status);
+}
+
+bool Bench::save_cards() {
+  try {
+    save();
+    return true;
+  } catch (const Error& error) {
+    complain(error.what());
+    return false;
+  }
+}
+
+// The first byte of the reply is on the line as soon as the last byte of the request has arrived,
+// and reaches the host a byte's time later.
+void Bench::send_reply(Time arrival) {
+  const std::span<const std::uint8_t> bytes = exchange_.reply;
+  if (bytes.empty()) return;
+  if (listener_) listener_(Direction::out, bytes);
+  const auto begin = arrival + byte_time_ + exchange_.pause_before;
+  const std::size_t middle = std::min(exchange_.middle, bytes.size());
+  outgoing_.push(bytes.first(middle), begin, exchange_.pause_before);
+  outgoing_.push(bytes.subspan(middle), begin + exchange_.pause_in_the_middle,
+                 exchange_.pause_in_the_middle);
+}
+
+void Bench::send_due_bytes(Time now) {
+  for (auto bytes = outgoing_.ready(now); !bytes.empty(); bytes = outgoing_.ready(now)) {
+    const std::vector<std::uint8_t> noise(host_has_another_speed() ? bytes.size() : 0, stray_byte);
+    const std::size_t sent = terminal_.write(noise.empty() ? bytes : std::span(noise));
+    outgoing_.pop(sent);
+    if (sent < bytes.size()) {
+      line_is_full_ = true;
+      return;
+    }
+  }
+}
+
+// The new line is there before the old one goes, so that their devices have different names.
+void Bench::hang_up() {
+  PseudoTerminal fresh;
+  configuration_.name_device(fresh.device());
+  terminal_ = std::move(fresh);
+  incoming_.clear();
+  outgoing_.clear();
+  line_is_full_ = false;
+}
+
+}  // namespace quorra::simulator

@@ -1,0 +1,104 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "simulator/bench/configuration_file.hpp"
+#include "simulator/bench/options.hpp"
+#include "simulator/bench/state.hpp"
+#include "simulator/cards/card_file.hpp"
+#include "simulator/cards/cpu/live_card.hpp"
+#include "simulator/firmware/frame.hpp"
+#include "simulator/firmware/reader.hpp"
+#include "simulator/line/faults.hpp"
+#include "simulator/line/pacing.hpp"
+#include "simulator/line/pseudo_terminal.hpp"
+
+namespace quorra::simulator {
+
+enum class Direction : std::uint8_t { in, out };
+
+// The reader, the card in its slot and the line to the host. It has no thread and never waits, but
+// for the emulator of a live card:
+// whoever runs it polls descriptor(), and calls serve() when there is something to do.
+class Bench {
+ public:
+  using Listener = std::function<void(Direction, std::span<const std::uint8_t> frame)>;
+
+  // The configuration file is complete when the constructor returns. No emulator is waited for once
+  // the descriptor `stop` is readable; negative: there is none. Throws Error.
+  Bench(const Options& options, const std::filesystem::path& configuration, int stop = -1);
+
+  const std::filesystem::path& configuration() const { return configuration_.path(); }
+
+  // Puts the card of that image file into the slot, or the live card of that address. Throws Error
+  // if it cannot be loaded or the slot is taken.
+  void insert(const std::filesystem::path& file);
+  // Takes the card out. Throws Error if the slot is empty, or if the image cannot be saved: then
+  // the card stays in the slot, without power.
+  void remove();
+  // Writes the image files of all cards that have changed since they were last written. Throws
+  // Error if that cannot be done.
+  void save();
+  // Throws Error if a number is out of range.
+  void arm(const Fault& fault) { faults_.arm(fault); }
+  void clear_faults() { faults_.clear(); }
+  State state() const;
+  // From now on `listener` gets every frame as it goes over the line; null for none.
+  void trace(Listener listener) { listener_ = std::move(listener); }
+
+  int descriptor() const { return terminal_.descriptor(); }
+  bool wants_to_read() const;
+  bool wants_to_write() const { return line_is_full_; }
+  // When serve() has something to do although the descriptor is not ready; absent if never.
+  std::optional<Time> next_due() const;
+  // Does all that can be done at `now`. Throws Error if the line fails.
+  void serve(Time now, bool can_read, bool can_write);
+
+ private:
+  void take(std::uint8_t byte, Time arrival);
+  void answer(bool check_byte_is_right, Time arrival);
+  std::uint8_t carry_out(bool check_byte_is_right, Reply& reply);
+  void insert_sam(std::size_t number, const std::filesystem::path& file);
+  bool save_cards();
+  void send_reply(Time arrival);
+  void send_due_bytes(Time now);
+  void hang_up();
+  bool host_has_another_speed() const;
+  void change_speed(unsigned speed);
+
+  Reader reader_;
+  std::optional<CardFile> card_;
+  // In the place of card_.
+  std::unique_ptr<LiveCard> live_card_;
+  std::array<std::optional<CardFile>, sam_count> sams_;
+
+  PseudoTerminal terminal_;
+  ConfigurationFile configuration_;
+  int stop_;
+  Duration byte_time_;
+  // The speed that hosts must have; 0: any.
+  unsigned line_speed_;
+  PacedQueue incoming_;
+  PacedQueue outgoing_;
+  bool line_is_full_ = false;
+  std::array<std::uint8_t, 16384> read_buffer_{};
+
+  RequestParser parser_;
+  Time last_arrival_;
+  std::uint64_t exchanges_ = 0;
+
+  Faults faults_;
+  Exchange exchange_;
+  Listener listener_;
+};
+
+}  // namespace quorra::simulator

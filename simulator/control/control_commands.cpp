@@ -1,0 +1,237 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#include "simulator/control/control_commands.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "simulator/cards/kinds.hpp"
+#include "simulator/error.hpp"
+#include "simulator/text.hpp"
+
+namespace quorra::simulator {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string to_line(const Json& object) {
+  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// Looks things up in a request; throws Error with a text for the answer.
+class Fields {
+ public:
+  explicit Fields(const Json& object) : object_(object) {}
+
+  bool has(std::string_view name) const { return object_.contains(name); }
+
+  std::string text(std::string_view name) const {
+    const Json& value = require(name);
+    if (!value.is_string()) throw Error(fmt::format("\"{}\" must be a string", name));
+    auto text = value.get<std::string>();
+    if (text.find('\0') != std::string::npos)
+      throw Error(fmt::format("\"{}\" has a character that is not allowed", name));
+    return text;
+  }
+
+  bool flag(std::string_view name) const {
+    const Json& value = require(name);
+    if (!value.is_boolean()) throw Error(fmt::format("\"{}\" must be true or false", name));
+    return value.get<bool>();
+  }
+
+  // A number, or a string that holds one, so that 0x61 can be written.
+  unsigned number(std::string_view name, unsigned least, unsigned most) const {
+    const Json& value = require(name);
+    std::optional<std::uint64_t> number;
+    if (value.is_number_unsigned()) number = value.get<std::uint64_t>();
+    if (value.is_string()) number = parse_number(value.get<std::string>());
+    if (!number || *number < least || *number > most)
+      throw Error(fmt::format("\"{}\" must be a number from {} to {}", name, least, most));
+    return static_cast<unsigned>(*number);
+  }
+
+  void refuse_all_but(std::span<const std::string_view> known) const {
+    for (const auto& item : object_.items())
+      if (std::ranges::find(known, item.key()) == known.end())
+        throw Error(fmt::format("unknown field \"{}\"", item.key()));
+  }
+
+ private:
+  const Json& require(std::string_view name) const {
+    const auto found = object_.find(name);
+    if (found == object_.end()) throw Error(fmt::format("\"{}\" is missing", name));
+    return *found;
+  }
+
+  const Json& object_;
+};
+
+Json field_as_json(const Field& field, std::span<const std::uint8_t> value) {
+  switch (field.form) {
+    case FieldForm::number:
+      return value.front();
+    case FieldForm::addresses:
+      return address_list(value);
+    case FieldForm::memory:
+    case FieldForm::raw:
+    case FieldForm::bytes:
+    case FieldForm::text_of_bytes:
+      break;
+  }
+  return to_hex(value);
+}
+
+Json card_as_json(const Image& image, const std::filesystem::path& file, bool powered) {
+  Json card{{"kind", image.kind().name}, {"file", file.string()}, {"powered", powered}};
+  for (const Field& field : image.kind().fields)
+    if (field.form != FieldForm::memory && field.form != FieldForm::raw)
+      card[std::string(field.name)] = field_as_json(field, image.field(field.name));
+  return card;
+}
+
+Json card_in_slot_as_json(const State& state) {
+  if (state.card) return card_as_json(*state.card, state.card_file, state.card_powered);
+  if (state.card_file.empty()) return {};
+  return {{"kind", "live"}, {"file", state.card_file.string()}, {"powered", state.card_powered}};
+}
+
+Json sam_as_json(const SamState& sam) {
+  Json json{{"slot", sam.slot}};
+  json.update(card_as_json(sam.card, sam.file, sam.powered));
+  return json;
+}
+
+Json fault_as_json(const Fault& fault) {
+  const FaultRule& rule = rule_of(fault.kind);
+  Json json{{"kind", rule.name}};
+  if (!rule.parameter.empty() && fault.parameter)
+    json[std::string(rule.parameter)] = *fault.parameter;
+  if (fault.on) json["on"] = *fault.on;
+  if (fault.every != 0) {
+    json["every"] = fault.every;
+  } else {
+    json["times"] = fault.times;
+  }
+  return json;
+}
+
+void insert(ControlContext& context, const Fields& fields, Json& /*answer*/) {
+  context.bench.insert(fields.text("file"));
+}
+
+void remove(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
+  context.bench.remove();
+}
+
+void fault(ControlContext& context, const Fields& fields, Json& /*answer*/) {
+  constexpr unsigned most = 1'000'000'000;
+  const std::string kind = fields.text("kind");
+  const auto rules = fault_rules();
+  const auto rule = std::ranges::find(rules, kind, &FaultRule::name);
+  if (rule == rules.end())
+    throw Error(fmt::format("unknown kind of fault \"{}\" (known: {})", kind, list_names(rules)));
+  for (const FaultRule& other : rules)
+    if (other.parameter != rule->parameter && fields.has(other.parameter))
+      throw Error(fmt::format("{} has no \"{}\"", rule->name, other.parameter));
+  if (fields.has("times") && fields.has("every"))
+    throw Error(R"("times" and "every" exclude each other)");
+
+  Fault fault;
+  fault.kind = rule->kind;
+  if (fields.has(rule->parameter))
+    fault.parameter = fields.number(rule->parameter, 0, rule->largest_parameter);
+  if (fields.has("on")) fault.on = static_cast<std::uint8_t>(fields.number("on", 0, 0xFF));
+  if (fields.has("times")) fault.times = fields.number("times", 1, most);
+  if (fields.has("every")) fault.every = fields.number("every", 1, most);
+  context.bench.arm(fault);
+}
+
+void clear_faults(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
+  context.bench.clear_faults();
+}
+
+void trace(ControlContext& context, const Fields& fields, Json& /*answer*/) {
+  context.traces = fields.flag("on");
+}
+
+void state(ControlContext& context, const Fields& /*fields*/, Json& answer) {
+  const State state = context.bench.state();
+  answer["present"] = state.card_present;
+  answer["card"] = card_in_slot_as_json(state);
+  answer["card_speed"] = state.card_speed;
+  answer["sams"] = Json::array();
+  for (const SamState& sam : state.sams)
+    answer["sams"].push_back(sam_as_json(sam));
+  answer["sams_powered"] = state.sams_powered;
+  answer["selected_sam"] = state.selected_sam;
+  answer["sam_speed"] = state.sam_speed;
+  answer["line_speed"] = state.line_speed == 0 ? Json() : Json(state.line_speed);
+  answer["faults"] = Json::array();
+  for (const Fault& armed : state.faults)
+    answer["faults"].push_back(fault_as_json(armed));
+  answer["exchanges"] = state.exchanges;
+  answer["device"] = state.device;
+  answer["configuration"] = context.bench.configuration().string();
+}
+
+void stop(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
+  context.stop = true;
+}
+
+constexpr std::array<std::string_view, 2> fields_of_insert{"command", "file"};
+constexpr std::array<std::string_view, 8> fields_of_fault{"command", "kind", "times",  "every",
+                                                          "on",      "ms",   "status", "count"};
+constexpr std::array<std::string_view, 2> fields_of_trace{"command", "on"};
+constexpr std::array<std::string_view, 1> no_more_fields{"command"};
+
+struct ControlCommand {
+  std::string_view name;
+  std::span<const std::string_view> fields;
+  void (*run)(ControlContext& context, const Fields& fields, Json& answer);
+};
+
+constexpr std::array commands{
+    ControlCommand{"insert", fields_of_insert, insert},
+    ControlCommand{"remove", no_more_fields, remove},
+    ControlCommand{"fault", fields_of_fault, fault},
+    ControlCommand{"clear_faults", no_more_fields, clear_faults},
+    ControlCommand{"trace", fields_of_trace, trace},
+    ControlCommand{"state", no_more_fields, state},
+    ControlCommand{"stop", no_more_fields, stop},
+};
+
+}  // namespace
+
+std::string carry_out(ControlContext& context, std::string_view line) {
+  try {
+    const Json request = Json::parse(line, nullptr, false);
+    if (!request.is_object()) throw Error("the line is not a JSON object");
+    const Fields fields(request);
+    const std::string name = fields.text("command");
+    const auto* const command = std::ranges::find(commands, name, &ControlCommand::name);
+    if (command == commands.end())
+      throw Error(fmt::format("unknown command \"{}\" (known: {})", name, list_names(commands)));
+    fields.refuse_all_but(command->fields);
+    Json answer{{"ok", true}};
+    command->run(context, fields, answer);
+    return to_line(answer);
+  } catch (const Error& error) {
+    return error_answer(error.what());
+  }
+}
+
+std::string error_answer(std::string_view text) {
+  return to_line(Json{{"ok", false}, {"error", on_one_line(text)}});
+}
+
+std::string trace_line(Direction direction, std::span<const std::uint8_t> frame) {
+  return to_line(
+      Json{{"trace", direction == Direction::in ? "in" : "out"}, {"frame", to_hex(frame)}});
+}
+
+}  // namespace quorra::simulator

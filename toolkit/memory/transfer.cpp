@@ -1,0 +1,138 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#include "toolkit/memory/transfer.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstddef>
+
+#include "cli/terminal/progress.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr Operation reading_back_written{.doing = "reading back what was written",
+                                         .done = "read back"};
+constexpr Operation reading_other_half{.doing = "reading the other half of a word"};
+
+Range in_whole_units(const Memory& memory, Range range) {
+  const int address = range.address - range.address % memory.unit;
+  const int after = range.end() + memory.unit - 1;
+  return {address, after - after % memory.unit - address};
+}
+
+// Where writing turns bits from 1 to 0 only: how many bytes cannot hold what is wanted before they
+// are erased.
+std::string lost_bits(const Memory& memory, const Bytes& wanted, const Bytes& held) {
+  if (!memory.keeps_zeros) return {};
+  int bytes = 0;
+  for (std::size_t at = 0; at < wanted.size(); ++at) {
+    if ((wanted[at] & ~held[at]) != 0) ++bytes;
+  }
+  if (bytes == 0) return {};
+  return fmt::format("; a 0 bit in {} would have to become 1: {}", counted(bytes, "byte"),
+                     memory.erase == nullptr ? "this card cannot do that" : "erase first");
+}
+
+void write_units(const Connection& connection, const Memory& memory, Range range, const Bytes& data,
+                 const Operation& operation, bool verify) {
+  const MovePiece write = [&](Range piece, int done) {
+    return connection.attempt(operation, memory.write, piece.address, piece.count,
+                              data.data() + done);
+  };
+  const ExplainFailure compare = [&](int result, Range piece, int done) -> std::string {
+    if (!verify || !is_status(result, memory.writing)) return {};
+    const auto first = data.begin() + done;
+    const Bytes held = read_memory(connection, memory, piece, reading_back_written);
+    const Bytes wanted(first, first + piece.count);
+    const auto difference = find_difference(wanted, held, piece.address);
+    return difference ? ": " + describe(*difference) + lost_bits(memory, wanted, held)
+                      : std::string();
+  };
+  transfer(connection, memory, range, {operation.doing, memory.writing, operation.done}, write,
+           compare);
+  if (!verify) return;
+  const Bytes held = read_memory(connection, memory, range, reading_back_written);
+  if (const auto difference = find_difference(data, held, range.address)) {
+    throw Failure(fmt::format("{}: {}{}", reading_back_written.doing, describe(*difference),
+                              lost_bits(memory, data, held)));
+  }
+}
+
+}  // namespace
+
+void transfer(const Connection& connection, const Memory& memory, Range range,
+              const Operation& operation, const MovePiece& move, const ExplainFailure& explain) {
+  Progress progress(operation.done, range.count, connection.shows_progress());
+  const int first_page = range.address - range.address % memory.page;
+  for (int address = range.address; address < range.end();) {
+    const int done = address - range.address;
+    const int left_in_piece = memory.piece - (address - first_page) % memory.piece;
+    const Range piece{address, std::min(left_in_piece, range.end() - address)};
+    const auto so_far = [&] { return "; " + how_far(done, range.count, operation.done); };
+    try {
+      if (const int result = move(piece, done); result < 0) {
+        std::string error = connection.describe(operation, result);
+        if (explain) error += if_possible([&] { return explain(result, piece, done); });
+        if (done > 0) error += so_far();
+        throw Failure(error);
+      }
+    } catch (const Interrupted& interruption) {
+      throw Interrupted(interruption.what() + so_far());
+    }
+    address = piece.end();
+    progress.advance(address - range.address);
+  }
+}
+
+Bytes read_memory(const Connection& connection, const Memory& memory, Range range,
+                  const Operation& operation) {
+  const Range units = in_whole_units(memory, range);
+  Bytes bytes(static_cast<std::size_t>(units.count));
+  transfer(connection, memory, units, {operation.doing, memory.reading, operation.done},
+           [&](Range piece, int done) {
+             return connection.attempt(operation, memory.read, piece.address, piece.count,
+                                       bytes.data() + done);
+           });
+  const auto first = bytes.begin() + (range.address - units.address);
+  return {first, first + range.count};
+}
+
+void write_memory(const Connection& connection, const Memory& memory, Range range,
+                  const Bytes& data, const Operation& operation, bool verify) {
+  const Range units = in_whole_units(memory, range);
+  if (units.count == range.count) {
+    write_units(connection, memory, range, data, operation, verify);
+    return;
+  }
+  Bytes with_other_halves = read_memory(connection, memory, units, reading_other_half);
+  std::copy(data.begin(), data.end(), with_other_halves.begin() + (range.address - units.address));
+  write_units(connection, memory, units, with_other_halves, operation, verify);
+}
+
+void erase_memory(const Connection& connection, const Memory& memory, Range range,
+                  const Operation& operation) {
+  transfer(connection, memory, range, operation, [&](Range piece, int /*done*/) {
+    return connection.attempt(operation, memory.erase, piece.address, piece.count);
+  });
+}
+
+std::optional<Difference> find_difference(const Bytes& wanted, const Bytes& held, int address) {
+  std::optional<Difference> difference;
+  for (std::size_t at = 0; at < wanted.size(); ++at) {
+    if (wanted[at] == held[at]) continue;
+    if (!difference) {
+      difference = Difference{0, address + static_cast<int>(at), held[at], wanted[at]};
+    }
+    ++difference->count;
+  }
+  return difference;
+}
+
+std::string describe(const Difference& difference) {
+  return fmt::format("at 0x{:04X} the card holds {:02X}, not {:02X}", difference.address,
+                     difference.held, difference.wanted);
+}
+
+}  // namespace quorra::cli

@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#include "toolkit/session/configuration.hpp"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <quorra.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace quorra::cli {
+namespace {
+
+constexpr std::size_t largest_file = std::size_t{64} * 1024;
+
+// The library reads a line in pieces of so many characters, and takes the last one of a piece for
+// the line end.
+constexpr std::size_t longest_piece = 59;
+constexpr char device_key = 'P';
+
+[[noreturn]] void refuse(const std::string& file, std::string_view why) {
+  throw UsageError(fmt::format("--config: {} {}", file, why));
+}
+
+[[noreturn]] void cannot_read(const std::string& file, int error) {
+  throw UsageError(fmt::format("--config: the configuration file {} cannot be read: {}", file,
+                               std::generic_category().message(error)));
+}
+
+std::string device_line(const std::string& device) { return fmt::format("P={}", device); }
+
+// The line that names the device, by its other name if the one that was given is too long.
+std::string line_for_device(const std::string& name) {
+  std::error_code error;
+  std::string line = device_line(std::filesystem::absolute(name).lexically_normal());
+  if (line.size() < longest_piece) return line;
+  return device_line(std::filesystem::canonical(name, error));
+}
+
+void expect_regular_file(const std::string& file, const struct stat& found) {
+  if (S_ISREG(found.st_mode)) return;
+  if (S_ISCHR(found.st_mode) && is_terminal_device(found.st_rdev)) {
+    const std::string line = line_for_device(file);
+    refuse(file, fmt::format("is a terminal device, not a configuration file. Name a file that "
+                             "holds the line\n"
+                             "  {0}\n"
+                             "as it is made by\n"
+                             "  echo {0} > reader.conf",
+                             line));
+  }
+  refuse(file, fmt::format("is {}, not a configuration file", kind_of_file(found.st_mode)));
+}
+
+std::string content_of_configuration(const std::string& file) {
+  struct stat found {};
+  if (stat(file.c_str(), &found) != 0) cannot_read(file, errno);
+  expect_regular_file(file, found);
+  // Something else may have taken the place of the file in the meantime.
+  const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (descriptor.number() < 0 || fstat(descriptor.number(), &found) != 0) cannot_read(file, errno);
+  expect_regular_file(file, found);
+
+  std::string content(largest_file + 1, '\0');
+  std::size_t size = 0;
+  while (size < content.size()) {
+    const ssize_t got = read(descriptor.number(), content.data() + size, content.size() - size);
+    if (got < 0) cannot_read(file, errno);
+    if (got == 0) break;
+    size += static_cast<std::size_t>(got);
+  }
+  if (size > largest_file) {
+    refuse(file, fmt::format("has more than {} bytes, and is no configuration file", largest_file));
+  }
+  content.resize(size);
+  return content;
+}
+
+// The library would take another device for the one that the file names.
+void expect_whole_device(const std::string& file, std::string_view content) {
+  while (!content.empty()) {
+    const std::string_view line = content.substr(0, content.find('\n'));
+    const std::string_view piece = content.substr(0, std::min(longest_piece, line.size() + 1));
+    content.remove_prefix(piece.size());
+    if (piece.front() != device_key) continue;
+    if (piece.ends_with('\n')) return;
+    if (piece.size() < longest_piece) {
+      refuse(file,
+             fmt::format("has no line end behind \"{}\"; the last line needs one, too", line));
+    }
+    refuse(file, fmt::format("names a device in a line of {} characters, of which the last ones "
+                             "would be lost; up to {} are possible. Perhaps the device has a "
+                             "shorter name",
+                             line.size(), longest_piece - 1));
+  }
+}
+
+Descriptor copy_of(const std::string& content) {
+  Descriptor copy(memfd_create("configuration", MFD_CLOEXEC));
+  const auto size = static_cast<ssize_t>(content.size());
+  if (copy.number() < 0 || write(copy.number(), content.data(), content.size()) != size) {
+    throw Failure(fmt::format("{}: {}", opening.doing, std::generic_category().message(errno)));
+  }
+  return copy;
+}
+
+Descriptor checked_copy_of(const std::string& file) {
+  const std::string content = content_of_configuration(file);
+  expect_whole_device(file, content);
+  return copy_of(content);
+}
+
+// The device that the library, which has read the file, is going to open.
+std::string device_of(const std::string& file) {
+  if (term_flg == 1) {
+    if (DRVCOMM[0] != '\0') return DRVCOMM;
+    throw Failure(fmt::format("{}: the line P= of {} names no device", opening.doing, file));
+  }
+  if (const char* terminal = ttyname(STDOUT_FILENO)) return terminal;
+  throw Failure(
+      fmt::format("{}: {} has no line P= with the name of a device, so the reader is at the "
+                  "terminal that is standard output; but standard output is no terminal",
+                  opening.doing, file));
+}
+
+}  // namespace
+
+Configuration::Configuration(const std::string& file)
+    : file_(file),
+      copy_(checked_copy_of(file)),
+      path_(fmt::format("/proc/self/fd/{}", copy_.number())) {}
+
+void Configuration::read() const {
+  const int result = getpar(path_.c_str());
+  if (result >= 0) return;
+  throw UsageError(
+      fmt::format("{}: {} ({})", opening.doing, words_for(result, opening.kind), result));
+}
+
+Device Configuration::open_device() const {
+  read();
+  const std::string device = device_of(file_);
+  try {
+    return Device(device);
+  } catch (const DeviceError& error) {
+    throw Failure(fmt::format("{}: {}", opening.doing, error.what()));
+  }
+}
+
+}  // namespace quorra::cli

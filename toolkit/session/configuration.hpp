@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// The reader's configuration file, looked at before the library reads it.
+#pragma once
+
+#include <string>
+
+#include "toolkit/session/descriptor.hpp"
+#include "toolkit/session/device.hpp"
+#include "toolkit/session/errors.hpp"
+
+namespace quorra::cli {
+
+inline constexpr Operation opening{"opening the session", OperationKind::opening};
+
+// A copy of a configuration file: whatever becomes of the file, the library always reads the same.
+class Configuration {
+ public:
+  // Throws UsageError if that is no configuration file: something else than a regular file, a large
+  // one, or one whose device the library would not take as it stands there.
+  explicit Configuration(const std::string& file);
+
+  // The name of the copy, for functions of the library.
+  const std::string& path() const { return path_; }
+
+  // Lets the library read it: its variables hold what the file says then. Throws UsageError.
+  void read() const;
+
+  // Reads the file, and opens the device that it names, or else the terminal that is standard
+  // output. Throws Failure, too.
+  Device open_device() const;
+
+ private:
+  std::string file_;
+  Descriptor copy_;
+  std::string path_;
+};
+
+}  // namespace quorra::cli
