@@ -33,6 +33,13 @@ std::string error_words() { return std::generic_category().message(errno); }
   throw UsageError(fmt::format("opening {}: {}", path, error_words()));
 }
 
+[[noreturn]] void cannot_make_beside(const std::string& path, const std::string& folder) {
+  throw UsageError(
+      fmt::format("opening {}: the new file is written beside the old one first, but none can be "
+                  "made in the folder {}: {}",
+                  path, folder, error_words()));
+}
+
 [[noreturn]] void cannot_write(const std::string& path) {
   throw Failure(fmt::format("writing {}: {}", path, error_words()));
 }
@@ -112,10 +119,12 @@ void replace_file(const std::string& path, const std::optional<Information>& old
   // A rename would replace a read-only file without a murmur.
   if (old && access(path.c_str(), W_OK) != 0) cannot_open(path);
   const std::filesystem::path target = target_of(path);
-  std::string beside = target.parent_path() / ".quorra-XXXXXX";
+  const std::filesystem::path folder = std::filesystem::absolute(target).parent_path();
+  std::string beside = folder / ".quorra-XXXXXX";
 
   const Interruption interruption;
   Descriptor file(mkostemp(beside.data(), O_CLOEXEC));
+  if (file.number() < 0 && old) cannot_make_beside(path, folder);
   if (file.number() < 0) cannot_open(path);
   const Removal removal(beside);
   if (!take_permissions(file.number(), old)) cannot_write(path);

@@ -113,11 +113,28 @@ TEST_F(Output, ReadOnlyFileIsNotReplaced) {
                "quorra: opening " + file + ": Permission denied\n");
   EXPECT_EQ(content_of(file), "old");
   ASSERT_EQ(chmod(file.c_str(), 0644), 0);
-  ASSERT_EQ(chmod((folder / "").c_str(), 0555), 0);
-  expect_error(run(without_privileges(command(file))), 2,
-               "quorra: opening " + file + ": Permission denied\n");
-  ASSERT_EQ(chmod((folder / "").c_str(), 0755), 0);
-  EXPECT_EQ(content_of(file), "old");
+}
+
+// The file itself may be written.
+TEST_F(Output, FolderThatTakesNoFilesIsNamed) {
+  const std::string closed = folder / "closed";
+  const std::string old = closed + "/file";
+  const std::string link = folder / "link";
+  ASSERT_EQ(mkdir(closed.c_str(), 0755), 0);
+  write_file(old, "old");
+  filesystem::create_symlink("closed/file", link);
+  ASSERT_EQ(chmod(closed.c_str(), 0555), 0);
+  for (const std::string& name : {old, link}) {
+    expect_error(run(without_privileges(command(name))), 2,
+                 "quorra: opening " + name +
+                     ": the new file is written beside the old one first, but none can be made in "
+                     "the folder " +
+                     closed + ": Permission denied\n");
+  }
+  expect_error(run(without_privileges(command(closed + "/new"))), 2,
+               "quorra: opening " + closed + "/new: Permission denied\n");
+  ASSERT_EQ(chmod(closed.c_str(), 0755), 0);
+  EXPECT_EQ(content_of(old), "old");
 }
 
 TEST_F(Output, WhatCannotBeAFileIsRefused) {
