@@ -44,6 +44,7 @@ Bytes read_range(const Connection& connection, Range range, const Operation& ope
 }
 
 void run_read(const Settings& settings, const ReadOptions& options) {
+  expect_other_file(options.output, settings);
   const Range range = range_within(memory_size, memory_name, options.address, options.count);
   Bytes bytes;
   {

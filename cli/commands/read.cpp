@@ -23,6 +23,7 @@ struct ReadOptions {
 };
 
 void run_read(const Settings& settings, const ReadOptions& options) {
+  expect_other_file(options.output, settings);
   const Card& card = card_of(settings);
   const Memory& memory = memory_of(card, options.zone);
   const Range range = readable_range(card, memory, options.address, options.count);

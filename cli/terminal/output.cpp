@@ -5,6 +5,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <system_error>
+
 #include "cli/files.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/hex_dump.hpp"
@@ -12,10 +15,46 @@
 #include "toolkit/session/errors.hpp"
 
 namespace quorra::cli {
+namespace {
+
+constexpr char standard_output[] = "/dev/stdout";
+
+struct NamedFile {
+  std::string_view option;
+  std::string file;
+};
+
+std::vector<NamedFile> files_of(const Settings& settings) {
+  std::vector<NamedFile> files;
+  if (settings.configuration) files.push_back({"--config", *settings.configuration});
+  if (settings.image) files.push_back({"--virtual", *settings.image});
+  for (const std::string& sam : settings.sams) {
+    files.push_back({"--virtual-sam", sam.substr(sam.find('=') + 1)});
+  }
+  return files;
+}
+
+}  // namespace
 
 void add_output(CLI::App& command, OutputOptions& options) {
   add_file(command, "--output", options.file, "Save the bytes to this file ('-': standard output)");
   command.add_flag("--raw", options.raw, "Write the bytes as they are, not as a hex dump");
+}
+
+void expect_other_file(const OutputOptions& options, const Settings& settings) {
+  const std::string name = options.file.value_or(std::string(standard_stream));
+  const bool to_standard_output = name == standard_stream;
+  for (const NamedFile& named : files_of(settings)) {
+    // What cannot be looked at is no such file.
+    std::error_code error;
+    if (!std::filesystem::equivalent(to_standard_output ? standard_output : name, named.file,
+                                     error)) {
+      continue;
+    }
+    throw UsageError(fmt::format("{} is the file of {}, which would be lost; name another one",
+                                 to_standard_output ? "standard output" : "--output: " + name,
+                                 named.option));
+  }
 }
 
 void show_or_save(const OutputOptions& options, int address, const Bytes& bytes,

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/connection.hpp"
 #include "cli/parse.hpp"
 
 namespace quorra::cli {
@@ -23,6 +24,10 @@ struct OutputOptions {
 
 // --output and --raw
 void add_output(CLI::App& command, OutputOptions& options);
+
+// Throws UsageError if what is to be shown or saved would go into a file that the reader is made
+// of.
+void expect_other_file(const OutputOptions& options, const Settings& settings);
 
 // Shows what was read at this address as a hex dump that marks protected bytes, or writes the bytes
 // to standard output, or saves them in a file and says so. Throws as write_file does.

@@ -214,5 +214,49 @@ TEST_F(Output, EmptyNamesAreRefused) {
   }
 }
 
+// Also by other names of the same file.
+TEST_F(Output, FilesOfTheReaderAreNotReplaced) {
+  const std::string card = new_card("4442");
+  const std::string sam = folder / "sam.toml";
+  const std::string configuration = folder / "reader.conf";
+  const std::string link = folder / "link";
+  ASSERT_EQ(run({QUORRA_SIM_PROGRAM, "new", "cpu", sam}).status, 0);
+  write_file(configuration, "P=/nowhere/line\n");
+  struct Case {
+    std::string option;
+    std::string value;
+    std::string file;
+  };
+  const Case cases[] = {
+      {"--virtual", card, card},
+      {"--virtual-sam", "3=" + sam, sam},
+      {"--config", configuration, configuration},
+  };
+  const auto refused = [](const std::string& what, const std::string& option) {
+    return "quorra: " + what + " is the file of " + option +
+           ", which would be lost; name another one\n";
+  };
+  for (const auto& [option, value, used] : cases) {
+    SCOPED_TRACE(option);
+    const std::string before = content_of(used);
+    filesystem::remove(file);
+    filesystem::remove(link);
+    filesystem::create_symlink(used, link);
+    filesystem::create_hard_link(used, file);
+    for (const Arguments& command : {Arguments{"read"}, Arguments{"memory", "read"}}) {
+      const Arguments read = command + Arguments{option, value};
+      for (const std::string& name : {used, link, file}) {
+        expect_error(run_quorra(read + Arguments{"--output", name}), 2,
+                     refused("--output: " + name, option));
+      }
+      expect_error(
+          run(Arguments{"/bin/sh", "-c", R"(exec >> "$0"; exec "$@")", used, QUORRA_PROGRAM} +
+              read),
+          2, refused("standard output", option));
+    }
+    EXPECT_EQ(content_of(used), before);
+  }
+}
+
 }  // namespace
 }  // namespace quorra::testing
