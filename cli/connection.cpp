@@ -7,6 +7,7 @@
 #include <quorra.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdint>
 #include <span>
@@ -28,13 +29,17 @@ namespace {
 constexpr int direct_speeds[] = {9600, 19200, 38400, 57600, 115200};
 constexpr int terminal_speeds[] = {1200, 2400, 4800, 9600, 19200};
 
+// What the library says when a session does not open because its first request was not answered.
+constexpr int no_reader = -136;
+
+// To ic_init0, which makes no request, a line that cannot be opened is the same.
 [[noreturn]] void cannot_open(int result) {
-  const std::string text =
-      fmt::format("{}: {} ({})", opening.doing, words_for(result, opening.kind), result);
+  if (result == no_reader) {
+    throw Failure(fmt::format("{}: the line cannot be opened ({})", opening.doing, result));
+  }
   // The file was named on the command line.
-  if (result == -1) throw UsageError(text);
-  if (result == -136) throw NoReader(text);
-  throw Failure(text);
+  throw UsageError(
+      fmt::format("{}: {} ({})", opening.doing, words_for(result, opening.kind), result));
 }
 
 void check_speed(const Configuration& configuration, int speed) {
@@ -192,13 +197,10 @@ void stop_if_interrupted(const Interruption& interruption, const Operation& oper
   if (interruption.pending()) throw_interrupted(operation);
 }
 
-Connection::Session::Session(const Configuration& configuration, int speed,
-                             const Interruption& interruption)
+Connection::Session::Session(const Configuration& configuration, int speed)
     : device_(configuration.open_device()),
-      handle_(ic_init(configuration.path().c_str(), speed)) {
-  if (handle_ >= 0) return;
-  stop_if_interrupted(interruption, opening);
-  cannot_open(handle_);
+      handle_(ic_init0(configuration.path().c_str(), speed)) {
+  if (handle_ < 0) cannot_open(handle_);
 }
 
 Connection::Session::~Session() { ic_exit(handle_); }
@@ -209,9 +211,20 @@ Connection::Connection(const Settings& settings, Subject subject)
       reader_(start_virtual_reader(settings, subject)),
       session_(configuration_ ? *configuration_
                               : configuration_.emplace((*reader_)->configuration().string()),
-               settings.speed.value_or(default_speed), interruption_) {}
+               settings.speed.value_or(default_speed)) {
+  expect_reader();
+}
 
 Connection::~Connection() = default;
+
+// ic_init asks the same, but does not tell a reader that refuses from none.
+void Connection::expect_reader() const {
+  std::array<unsigned char, 10> version{};
+  const int result = attempt(opening, srd_ver, static_cast<int>(version.size()), version.data());
+  if (result >= 0) return;
+  if (is_status(result, opening.kind)) fail(opening, result);
+  throw NoReader(describe(opening, no_reader));
+}
 
 std::string Connection::explain(OperationKind kind, int result) const {
   std::string words = words_for(result, kind);

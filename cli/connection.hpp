@@ -107,7 +107,7 @@ class Connection {
  private:
   class Session {
    public:
-    Session(const Configuration& configuration, int speed, const Interruption& interruption);
+    Session(const Configuration& configuration, int speed);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
     ~Session();
@@ -119,6 +119,7 @@ class Connection {
     int handle_;
   };
 
+  void expect_reader() const;
   void stop_if_cut_short(const Operation& operation, int result) const;
 
   bool shows_progress_;

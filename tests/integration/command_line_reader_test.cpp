@@ -43,7 +43,7 @@ TEST_F(CommandLine, UsesTheReaderThatAConfigurationFileNames) {
 }
 
 // A folder has taken the place of the image. Then the reader refuses all requests, also the one
-// that asks what it is.
+// that asks what it is, with which a session begins.
 TEST_F(CommandLine, TellsThatAVirtualReaderCannotSaveTheCard) {
   const std::string image = new_card("4432");
   Process simulator({QUORRA_SIM_PROGRAM, "--card", image});
@@ -55,6 +55,12 @@ TEST_F(CommandLine, TellsThatAVirtualReaderCannotSaveTheCard) {
       1,
       "quorra: writing the card: the reader refused the command with status 49 (0x31): "
       "the image file could not be saved (-49)\n");
+  // The change waits to be saved, so it refuses already when a session begins.
+  const std::string refused =
+      "quorra: opening the session: the reader refused the command with status 49 (0x31): "
+      "the image file could not be saved (-49)\n";
+  expect_error(run_quorra({"read", "--config", configuration, "--card", "4432"}), 1, refused);
+  expect_error(run_quorra({"speed", "show", "--config", configuration}), 1, refused);
   simulator.signal(SIGTERM);
   EXPECT_EQ(simulator.wait().status, 2);
 }

@@ -22,7 +22,6 @@ constexpr std::string_view held_or_not_sent =
 // The first row that fits counts.
 constexpr CodeWords code_words[] = {
     {-1, OperationKind::opening, "the configuration file cannot be opened or read"},
-    {-16, OperationKind::opening, "the serial device cannot be opened"},
     {-128, OperationKind::protecting, "the result could not be read back"},
     {-128, OperationKind::guarded_reading,
      "the card is not there, or the reader's reply has a wrong first byte"},
