@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "cli/parse.hpp"
+#include "cli/terminal/progress.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/cpu/live_card.hpp"
@@ -71,7 +72,7 @@ const Settings& checked(const Settings& settings) {
 // The configuration file, if one is named.
 std::optional<Configuration> read_configuration(const Settings& settings) {
   if (!settings.configuration) return std::nullopt;
-  Configuration configuration(*settings.configuration);
+  Configuration configuration = configuration_of_option(*settings.configuration);
   check_speed(configuration, settings.speed.value_or(default_speed));
   return configuration;
 }
@@ -158,6 +159,14 @@ std::string as_clause(std::string_view sentence) {
 
 }  // namespace
 
+Configuration configuration_of_option(const std::string& file) {
+  try {
+    return Configuration(file);
+  } catch (const UsageError& error) {
+    throw UsageError(fmt::format("--config: {}", error.what()));
+  }
+}
+
 const Card& card_of(const Settings& settings) {
   if (settings.card != nullptr) return *settings.card;
   if (!settings.image) return all_cards().front();
@@ -197,21 +206,21 @@ void stop_if_interrupted(const Interruption& interruption, const Operation& oper
   if (interruption.pending()) throw_interrupted(operation);
 }
 
-Connection::Session::Session(const Configuration& configuration, int speed)
+Connection::Line::Line(const Configuration& configuration, int speed)
     : device_(configuration.open_device()),
       handle_(ic_init0(configuration.path().c_str(), speed)) {
   if (handle_ < 0) cannot_open(handle_);
 }
 
-Connection::Session::~Session() { ic_exit(handle_); }
+Connection::Line::~Line() { ic_exit(handle_); }
 
 Connection::Connection(const Settings& settings, Subject subject)
     : shows_progress_(!settings.quiet),
       configuration_(read_configuration(checked(settings))),
       reader_(start_virtual_reader(settings, subject)),
-      session_(configuration_ ? *configuration_
-                              : configuration_.emplace((*reader_)->configuration().string()),
-               settings.speed.value_or(default_speed)) {
+      line_(configuration_ ? *configuration_
+                           : configuration_.emplace((*reader_)->configuration().string()),
+            settings.speed.value_or(default_speed)) {
   expect_reader();
 }
 
@@ -226,28 +235,23 @@ void Connection::expect_reader() const {
   throw NoReader(describe(opening, no_reader));
 }
 
-std::string Connection::explain(OperationKind kind, int result) const {
-  std::string words = words_for(result, kind);
-  if (is_status(result, kind) && (reader_ || answers_as_virtual_reader(session_.handle()))) {
-    const auto status = static_cast<std::uint8_t>(-result);
-    words += fmt::format(": {}", as_clause(simulator::status_text(status)));
-  }
-  return fmt::format("{} ({})", words, result);
+Progress Connection::watch(const Operation& operation, int total) const {
+  const auto display = std::make_shared<ProgressDisplay>(operation.done, total, shows_progress_);
+  return [display](int done) { display->advance(done); };
 }
 
-std::string Connection::describe(const Operation& operation, int result) const {
-  return fmt::format("{}: {}", operation.doing, explain(operation.kind, result));
+void Connection::before_call(const Operation& operation) const {
+  stop_if_interrupted(interruption_, operation);
 }
 
-void Connection::fail(const Operation& operation, int result) const {
-  const std::string text = describe(operation, result);
-  if (is_unanswered(result)) throw Unanswered(text);
-  throw Failure(text);
-}
-
-void Connection::stop_if_cut_short(const Operation& operation, int result) const {
+void Connection::after_call(const Operation& operation, int result) const {
   if (result < 0 && !is_status(result, operation.kind))
     stop_if_interrupted(interruption_, operation);
+}
+
+std::string Connection::meaning_of_status(int status) const {
+  if (!reader_ && !answers_as_virtual_reader(handle())) return {};
+  return as_clause(simulator::status_text(static_cast<std::uint8_t>(status)));
 }
 
 void Connection::confirm(const Operation& operation, std::string_view warning) const {

@@ -11,10 +11,12 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/parse.hpp"
 #include "cli/terminal/interruption.hpp"
 #include "toolkit/kinds/card.hpp"
 #include "toolkit/session/configuration.hpp"
 #include "toolkit/session/errors.hpp"
+#include "toolkit/session/session.hpp"
 
 namespace quorra::simulator {
 class RunningReader;
@@ -40,6 +42,9 @@ struct Settings {
 // 4442. Throws UsageError, also if the image is that of a processor card.
 const Card& card_of(const Settings& settings);
 
+// The file of --config, whose name begins the messages. Throws as Configuration does.
+Configuration configuration_of_option(const std::string& file);
+
 // The speeds at which the library opens the line that a configuration file describes; it takes any
 // other for 9600.
 std::span<const int> line_speeds(const Configuration& configuration);
@@ -60,57 +65,36 @@ void stop_if_interrupted(const Interruption& interruption, const Operation& oper
 // What a command is about.
 enum class Subject { memory_card, anything };
 
-// A session that is closed when this goes.
-class Connection {
+// A session that is closed when this goes. Its calls throw Interrupted, without a call, if the user
+// has interrupted the program, or if that has cut the call short.
+class Connection : public Session {
  public:
   // Starts the virtual reader if there is to be one, and opens the session. Throws UsageError, also
   // if the card of a virtual reader is known not to be the subject, or Failure.
   explicit Connection(const Settings& settings, Subject subject = Subject::memory_card);
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
-  ~Connection();
+  ~Connection() override;
 
-  // Calls a function of the library and returns its result. Throws Interrupted, without a call, if
-  // the user has interrupted the program, or if that has cut the call short.
-  template <typename... Parameters, typename... Arguments>
-  int attempt(const Operation& operation, int (*function)(int handle, Parameters...),
-              Arguments... arguments) const {
-    stop_if_interrupted(interruption_, operation);
-    const int result = function(session_.handle(), arguments...);
-    stop_if_cut_short(operation, result);
-    return result;
-  }
+  int handle() const override { return line_.handle(); }
 
-  // The same, and throws Failure if the function fails; Unanswered if it may have succeeded.
-  template <typename... Parameters, typename... Arguments>
-  void run(const Operation& operation, int (*function)(int handle, Parameters...),
-           Arguments... arguments) const {
-    const int result = attempt(operation, function, arguments...);
-    if (result < 0) fail(operation, result);
-  }
-
-  // Throws Failure for such a result below 0; Unanswered if the function may have succeeded.
-  [[noreturn]] void fail(const Operation& operation, int result) const;
-
-  // "<words> (<result>)", for a result below 0. What the STATUS of a virtual reader means is known.
-  std::string explain(OperationKind kind, int result) const;
-
-  // The same with what was being done before it.
-  std::string describe(const Operation& operation, int result) const;
+  // Shows on standard error how far a transfer is, unless the user does not want to see it.
+  Progress watch(const Operation& operation, int total) const override;
 
   // As the function of this name.
   void confirm(const Operation& operation, std::string_view warning) const;
 
-  // Whether the user wants to see how far a long transfer is.
-  bool shows_progress() const { return shows_progress_; }
+ protected:
+  void before_call(const Operation& operation) const override;
+  void after_call(const Operation& operation, int result) const override;
+  // That of a virtual reader is known.
+  std::string meaning_of_status(int status) const override;
 
  private:
-  class Session {
+  class Line {
    public:
-    Session(const Configuration& configuration, int speed);
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
-    ~Session();
+    Line(const Configuration& configuration, int speed);
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+    ~Line();
 
     int handle() const { return handle_; }
 
@@ -120,13 +104,12 @@ class Connection {
   };
 
   void expect_reader() const;
-  void stop_if_cut_short(const Operation& operation, int result) const;
 
   bool shows_progress_;
   std::optional<Configuration> configuration_;
   Interruption interruption_;
   std::unique_ptr<simulator::RunningReader> reader_;
-  Session session_;
+  Line line_;
 };
 
 }  // namespace quorra::cli

@@ -7,6 +7,7 @@
 
 #include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {

@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "cli/commands/commands.hpp"
+#include "cli/exit_status.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/interruption.hpp"

@@ -10,6 +10,11 @@
 #include "toolkit/session/errors.hpp"
 
 namespace quorra::cli {
+namespace {
+
+constexpr int highest_sam = 255;
+
+}  // namespace
 
 CLI::Option* add_file(CLI::App& command, const std::string& name, std::optional<std::string>& file,
                       const std::string& description) {
@@ -18,6 +23,15 @@ CLI::Option* add_file(CLI::App& command, const std::string& name, std::optional<
         return value.empty() ? std::string("the name of the file is empty") : std::string();
       })
       ->type_name("FILE");
+}
+
+CLI::Option* add_sam(CLI::App& command, SamNumber& sam) {
+  return add_number(command, "--sam", sam, "Speak with this SAM inside the reader, not the card")
+      ->check([](const std::string& text) {
+        const int number = parse_number("--sam", text);
+        return number <= highest_sam ? std::string()
+                                     : fmt::format("{} is more than {}", number, highest_sam);
+      });
 }
 
 CLI::Option* add_zone(CLI::App& command, std::optional<int>& zone) {

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "cli/parse.hpp"
+#include "toolkit/processor/card_line.hpp"
 
 namespace quorra::cli {
 
@@ -37,6 +38,9 @@ CLI::Option* add_file(CLI::App& command, const std::string& name, std::optional<
 
 // --zone: which zone of a card with zones is meant.
 CLI::Option* add_zone(CLI::App& command, std::optional<int>& zone);
+
+// --sam N
+CLI::Option* add_sam(CLI::App& command, SamNumber& sam);
 
 // A code that is presented before the work of a command, in hex, and which of the card's codes.
 struct CodeOptions {

@@ -6,11 +6,13 @@
 #pragma once
 
 #include <string_view>
-#include <vector>
+
+#include "toolkit/bytes.hpp"
 
 namespace quorra::cli {
 
-using Bytes = std::vector<unsigned char>;
+// What programs share is named here as if it was the command line's own.
+using namespace toolkit;
 
 // A decimal number, or a hexadecimal one that begins with 0x; not negative.
 int parse_number(std::string_view name, std::string_view text);

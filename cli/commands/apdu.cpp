@@ -14,8 +14,9 @@
 #include "cli/files.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/hex_dump.hpp"
-#include "toolkit/processor/processor.hpp"
+#include "toolkit/processor/conversation.hpp"
 #include "toolkit/processor/status_words.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {

@@ -10,7 +10,8 @@
 #include "cli/options.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "toolkit/processor/answer_to_reset.hpp"
-#include "toolkit/processor/processor.hpp"
+#include "toolkit/processor/conversation.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {

@@ -12,8 +12,8 @@
 
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
-#include "toolkit/memory/card_access.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -65,7 +65,7 @@ void run_present(const Settings& settings, const CodeCommandOptions& options) {
     if (options.erase) {
       present_erase_code(connection, key);
     } else {
-      present_code(connection, card, key, options.yes);
+      present_code(connection, card, key, confirm_unless(options.yes, connection));
     }
   }
   print(options.erase ? "The erase code is right.\n" : "The code is right.\n");
@@ -112,7 +112,7 @@ void run_change(const Settings& settings, const CodeCommandOptions& options) {
   expect_no_lost_bits(card, *key.code, keys.code->bytes, key.bytes);
   {
     const Connection connection(settings);
-    present(connection, card, keys, options.yes);
+    present(connection, card, keys, confirm_unless(options.yes, connection));
     connection.run(changing_code, key.code->change, key.bytes.data());
     expect_new_code(connection, *key.code, key.bytes);
   }

@@ -15,6 +15,7 @@
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/interruption.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {

@@ -15,6 +15,7 @@
 #include "cli/options.hpp"
 #include "cli/terminal/consent.hpp"
 #include "toolkit/kinds/probing.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {

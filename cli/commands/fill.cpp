@@ -10,9 +10,11 @@
 
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/consent.hpp"
-#include "toolkit/memory/card_access.hpp"
+#include "toolkit/memory/transfer.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -190,7 +192,7 @@ void run_on_security_card(const Settings& settings, const Card& card, const Memo
   {
     const Connection connection(settings);
     consent.get(connection);
-    present(connection, card, keys, options.yes);
+    present(connection, card, keys, confirm_unless(options.yes, connection));
     done = overwrite(connection, memory, range, erases_first, options, task);
   }
   print(done);
@@ -209,7 +211,7 @@ void run_fill(const Settings& settings, const FillOptions& options, const Task& 
   {
     const Connection connection(settings);
     consent.get(connection);
-    present(connection, card, keys, options.yes);
+    present(connection, card, keys, confirm_unless(options.yes, connection));
     done = overwrite(connection, card, range, options, task);
   }
   print(done);

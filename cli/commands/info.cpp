@@ -15,7 +15,8 @@
 #include "cli/parse.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "toolkit/kinds/probing.hpp"
-#include "toolkit/processor/processor.hpp"
+#include "toolkit/processor/conversation.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {

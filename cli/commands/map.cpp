@@ -15,10 +15,12 @@
 
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
-#include "toolkit/memory/card_access.hpp"
+#include "toolkit/memory/transfer.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -259,7 +261,7 @@ void run_map(const Settings& settings, const MapOptions& options) {
   Picture picture;
   {
     const Connection connection(settings);
-    present(connection, card, keys, options.yes);
+    present(connection, card, keys, confirm_unless(options.yes, connection));
     picture = take_picture(connection, card, keys);
   }
   print(draw(picture, describe_size(card), wants_colour(STDOUT_FILENO)));

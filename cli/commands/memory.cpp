@@ -14,6 +14,7 @@
 #include "cli/options.hpp"
 #include "cli/terminal/output.hpp"
 #include "toolkit/memory/transfer.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -25,13 +26,13 @@ constexpr Operation reading_back_memory{"reading back the reader's memory"};
 constexpr int memory_size = 384;
 constexpr std::string_view memory_name = "the reader's memory";
 
-struct ReadOptions {
+struct ReadMemoryOptions {
   int address = 0;
   std::optional<int> count;
   OutputOptions output;
 };
 
-struct WriteOptions {
+struct WriteMemoryOptions {
   int address = 0;
   DataOptions data;
   bool no_verify = false;
@@ -43,7 +44,7 @@ Bytes read_range(const Connection& connection, Range range, const Operation& ope
   return bytes;
 }
 
-void run_read(const Settings& settings, const ReadOptions& options) {
+void run_read_memory(const Settings& settings, const ReadMemoryOptions& options) {
   expect_other_file(options.output, settings);
   const Range range = range_within(memory_size, memory_name, options.address, options.count);
   Bytes bytes;
@@ -54,7 +55,7 @@ void run_read(const Settings& settings, const ReadOptions& options) {
   show_or_save(options.output, range.address, bytes);
 }
 
-void run_write(const Settings& settings, const WriteOptions& options) {
+void run_write_memory(const Settings& settings, const WriteMemoryOptions& options) {
   const Bytes data = data_from(options.data, memory_size, memory_name, "write");
   const Range range =
       range_within(memory_size, memory_name, options.address, static_cast<int>(data.size()));
@@ -83,22 +84,22 @@ void add_memory(CLI::App& program, const Settings& settings) {
   want_subcommand(*command);
 
   CLI::App* read = command->add_subcommand("read", "Show or save the reader's memory");
-  const auto reading_options = std::make_shared<ReadOptions>();
+  const auto reading_options = std::make_shared<ReadMemoryOptions>();
   add_number(*read, "--address", reading_options->address, "Address of the first byte");
   add_number(*read, "--count", reading_options->count,
              "Number of bytes; without it, up to the end");
   add_output(*read, reading_options->output);
   add_examples(*read, {"quorra memory read --config reader.conf --address 0x20 --count 16"});
-  read->callback([&settings, reading_options] { run_read(settings, *reading_options); });
+  read->callback([&settings, reading_options] { run_read_memory(settings, *reading_options); });
 
   CLI::App* write = command->add_subcommand("write", "Write bytes to the reader's memory");
-  const auto writing_options = std::make_shared<WriteOptions>();
+  const auto writing_options = std::make_shared<WriteMemoryOptions>();
   add_number(*write, "--address", writing_options->address, "Address of the first byte")
       ->required();
   add_data(*write, writing_options->data);
   add_no_verify(*write, writing_options->no_verify);
   add_examples(*write, {"quorra memory write --config reader.conf --address 0 --text 'Till 7'"});
-  write->callback([&settings, writing_options] { run_write(settings, *writing_options); });
+  write->callback([&settings, writing_options] { run_write_memory(settings, *writing_options); });
   add_examples(*command, {"quorra memory read --config reader.conf"});
 }
 

@@ -9,9 +9,9 @@
 
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/consent.hpp"
-#include "toolkit/memory/card_access.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -40,7 +40,7 @@ void run_personalise(const Settings& settings, const PersonaliseOptions& options
     was_personalised = is_known_as_personalised(connection, card);
     if (!was_personalised) {
       consent.get(connection);
-      present(connection, card, keys, options.yes);
+      present(connection, card, keys, confirm_unless(options.yes, connection));
       connection.run(personalising, card.personalise);
     }
   }

@@ -12,11 +12,13 @@
 
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/consent.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
-#include "toolkit/memory/card_access.hpp"
+#include "toolkit/memory/transfer.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -77,7 +79,7 @@ void protect_bytes(const Settings& settings, const Card& card, const ProtectOpti
         print_note(hex_dump(range.address, bytes, is_protected, wants_colour(STDERR_FILENO)));
       }
       consent.get(connection);
-      present(connection, card, keys, options.yes);
+      present(connection, card, keys, confirm_unless(options.yes, connection));
       protect(connection, card, range, bytes);
     }
   }
@@ -138,7 +140,7 @@ void protect_zone(const Settings& settings, const Card& card, const Memory& memo
     was_protected = !has_flag(connection, memory, flag);
     if (!was_protected) {
       consent.get(connection);
-      present(connection, card, keys, options.yes);
+      present(connection, card, keys, confirm_unless(options.yes, connection));
       clear_flag(connection, memory, options.reading);
     }
   }

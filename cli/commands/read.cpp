@@ -6,9 +6,10 @@
 #include <memory>
 
 #include "cli/commands/commands.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/output.hpp"
-#include "toolkit/memory/card_access.hpp"
+#include "toolkit/memory/transfer.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -33,7 +34,7 @@ void run_read(const Settings& settings, const ReadOptions& options) {
   std::vector<bool> is_protected;
   {
     const Connection connection(settings);
-    present(connection, card, keys, options.yes);
+    present(connection, card, keys, confirm_unless(options.yes, connection));
     bytes = read_memory(connection, memory, range, reading_card);
     if (options.output.wants_dump()) is_protected = read_protection(connection, card, range);
   }

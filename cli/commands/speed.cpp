@@ -40,7 +40,7 @@ Configuration configuration_of(const Settings& settings) {
     throw UsageError("speed belongs to --config; a virtual reader has no speed");
   }
   if (!settings.configuration) throw UsageError("no reader given: name one with --config FILE");
-  return Configuration(*settings.configuration);
+  return configuration_of_option(*settings.configuration);
 }
 
 bool line_has(const Configuration& configuration, int speed) {

@@ -11,9 +11,11 @@
 
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/consent.hpp"
-#include "toolkit/memory/card_access.hpp"
+#include "toolkit/memory/transfer.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {

@@ -10,8 +10,10 @@
 #include "cli/commands/commands.hpp"
 #include "cli/data.hpp"
 #include "cli/files.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
-#include "toolkit/memory/card_access.hpp"
+#include "toolkit/memory/transfer.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -35,7 +37,7 @@ void run_verify(const Settings& settings, const VerifyOptions& options) {
   Bytes held;
   {
     const Connection connection(settings);
-    present(connection, card, keys, options.yes);
+    present(connection, card, keys, confirm_unless(options.yes, connection));
     held = read_memory(connection, memory, range, comparing);
   }
   if (const auto difference = find_difference(data, held, range.address)) {

@@ -10,8 +10,10 @@
 #include "cli/commands/commands.hpp"
 #include "cli/data.hpp"
 #include "cli/files.hpp"
+#include "cli/keys.hpp"
 #include "cli/options.hpp"
-#include "toolkit/memory/card_access.hpp"
+#include "toolkit/memory/transfer.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -50,7 +52,7 @@ void run_write(const Settings& settings, const WriteOptions& options) {
   const Keys keys = parse_keys(card, options.code);
   {
     const Connection connection(settings);
-    present(connection, card, keys, options.yes);
+    present(connection, card, keys, confirm_unless(options.yes, connection));
     write_memory(connection, memory, range, data, writing, !options.no_verify);
   }
   print(fmt::format("Wrote {} at 0x{:04X}{}.\n", counted(range.count, "byte"), range.address,

@@ -4,7 +4,6 @@
 
 #include <fmt/color.h>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 
@@ -15,8 +14,6 @@ constexpr int row_size = 16;
 constexpr char protected_sign = '*';
 
 }  // namespace
-
-bool is_printable(unsigned char byte) { return byte >= 0x20 && byte < 0x7F; }
 
 std::string hex_dump(int address, const Bytes& bytes, const std::vector<bool>& is_protected,
                      bool colour) {
@@ -53,8 +50,6 @@ std::string hex_dump(int address, const Bytes& bytes, const std::vector<bool>& i
   }
   return dump;
 }
-
-std::string hex_text(const Bytes& bytes) { return fmt::format("{:02X}", fmt::join(bytes, " ")); }
 
 std::string hex_or_dump(const Bytes& bytes) {
   return bytes.size() <= row_size ? hex_text(bytes) + '\n' : hex_dump(0, bytes, {}, false);

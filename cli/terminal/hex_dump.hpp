@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/parse.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 
@@ -19,12 +20,6 @@ namespace quorra::cli {
 // last line tells the meaning of the sign if it occurs.
 std::string hex_dump(int address, const Bytes& bytes, const std::vector<bool>& is_protected,
                      bool colour);
-
-// Whether the byte is a printable ASCII character.
-bool is_printable(unsigned char byte);
-
-// "A2 13 10"
-std::string hex_text(const Bytes& bytes);
 
 // What fits a row as hex_text shows it, more as a dump from address 0. Ends with a line end.
 std::string hex_or_dump(const Bytes& bytes);

@@ -13,6 +13,7 @@
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "toolkit/session/errors.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "cli/terminal/terminal.hpp"
+#include "toolkit/memory/transfer.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -24,11 +25,7 @@ constexpr std::string_view erase_line = "\r\x1b[K";
 
 }  // namespace
 
-std::string how_far(int done, int total, std::string_view done_word) {
-  return fmt::format("{} of {} bytes {}", done, total, done_word);
-}
-
-Progress::Progress(std::string_view done_word, int total, bool shown)
+ProgressDisplay::ProgressDisplay(std::string_view done_word, int total, bool shown)
     : done_word_(done_word),
       total_(total),
       shown_(shown),
@@ -37,11 +34,11 @@ Progress::Progress(std::string_view done_word, int total, bool shown)
   next_ += on_terminal_ ? Clock::duration(before_first_bar) : Clock::duration(between_lines);
 }
 
-Progress::~Progress() {
+ProgressDisplay::~ProgressDisplay() {
   if (drawn_) print_note(erase_line);
 }
 
-void Progress::advance(int done) {
+void ProgressDisplay::advance(int done) {
   const Clock::time_point now = Clock::now();
   if (!shown_ || done == total_ || now < next_) return;
   const std::string words = describe(done, now - start_);
@@ -58,7 +55,7 @@ void Progress::advance(int done) {
   }
 }
 
-std::string Progress::describe(int done, Clock::duration elapsed) const {
+std::string ProgressDisplay::describe(int done, Clock::duration elapsed) const {
   const double seconds = std::chrono::duration<double>(elapsed).count();
   const double rate = done / seconds;
   const auto left = static_cast<int>((total_ - done) / rate);
@@ -66,7 +63,7 @@ std::string Progress::describe(int done, Clock::duration elapsed) const {
                      left / 60, left % 60);
 }
 
-std::string Progress::bar(int done) const {
+std::string ProgressDisplay::bar(int done) const {
   const auto filled = static_cast<int>(std::int64_t{bar_width} * done / total_);
   return fmt::format("[{:#<{}}{:-<{}}]", "", filled, "", bar_width - filled);
 }

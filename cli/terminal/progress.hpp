@@ -10,19 +10,16 @@
 
 namespace quorra::cli {
 
-// "1440 of 8192 bytes read"
-std::string how_far(int done, int total, std::string_view done_word);
-
 // A transfer that is quickly over shows nothing. On a terminal, a longer one has a bar that is
 // drawn over and over again in the same line, and taken away at the end; elsewhere there is a line
 // every few seconds.
-class Progress {
+class ProgressDisplay {
  public:
   // done_word: what becomes of the bytes, "read" for example. shown: whether it is wanted at all.
-  Progress(std::string_view done_word, int total, bool shown);
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-  ~Progress();
+  ProgressDisplay(std::string_view done_word, int total, bool shown);
+  ProgressDisplay(const ProgressDisplay&) = delete;
+  ProgressDisplay& operator=(const ProgressDisplay&) = delete;
+  ~ProgressDisplay();
 
   // Tells that `done` of the bytes are through.
   void advance(int done);

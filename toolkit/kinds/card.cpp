@@ -10,8 +10,9 @@
 #include <vector>
 
 #include "toolkit/kinds/card_tables.hpp"
+#include "toolkit/text.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 std::span<const Card> all_cards() {
   static const std::vector<Card> cards = [] {
@@ -96,4 +97,4 @@ Range writable_range(const Card& card, const Memory& memory, int address,
   return range_within(memory.writable, name, address, count);
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

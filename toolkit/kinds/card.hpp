@@ -11,7 +11,7 @@
 
 #include "toolkit/session/errors.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 // `count` bytes of a memory, from `address`.
 struct Range {
@@ -171,4 +171,4 @@ Range range_within(int size, std::string_view name, int address, std::optional<i
 Range readable_range(const Card& card, const Memory& memory, int address, std::optional<int> count);
 Range writable_range(const Card& card, const Memory& memory, int address, std::optional<int> count);
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

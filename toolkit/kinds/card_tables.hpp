@@ -9,7 +9,7 @@
 
 #include "toolkit/kinds/card.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 std::span<const Card> memory_cards();
 std::span<const Card> security_cards();
@@ -47,4 +47,4 @@ int read_number(int handle, int* left) {
   return result;
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

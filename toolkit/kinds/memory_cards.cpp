@@ -9,12 +9,11 @@
 #include <cstddef>
 #include <vector>
 
+#include "toolkit/kinds/card.hpp"
 #include "toolkit/kinds/card_tables.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
-
-// ---- The library's functions in terms of bytes ------------------------------------------------
 
 // The most significant bit belongs to the lowest address; 1 means writable.
 template <auto read_bits>
@@ -78,8 +77,6 @@ int transfer_in_pages(int handle, int address, int count, Byte* buffer) {
 // Each call begins with a check of the card, which costs as much as a frame or two. A piece is
 // large enough to hide that, and at 9600 bits per second through in three seconds.
 constexpr int pages_of_a_piece = 8;
-
-// ---- The cards --------------------------------------------------------------------------------
 
 // A card without code, protection or other special functions.
 constexpr Card plain_card(std::string_view name, int size, ReadFunction read, WriteFunction write,
@@ -193,4 +190,4 @@ constexpr Card cards[] = {
 
 std::span<const Card> memory_cards() { return cards; }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

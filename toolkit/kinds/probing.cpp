@@ -5,35 +5,35 @@
 #include <fmt/format.h>
 #include <quorra.h>
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 constexpr Operation probing{"looking for a card", OperationKind::probing};
 constexpr Operation switching_off{"switching the card's power off"};
 
 // A reader may refuse that when there is no card.
-void switch_off(const Connection& connection) {
-  const int result = connection.attempt(switching_off, turn_off);
+void switch_off(const Session& session) {
+  const int result = session.attempt(switching_off, turn_off);
   if (result < 0 && !is_status(result, switching_off.kind)) {
-    throw Failure(connection.describe(switching_off, result));
+    throw Failure(session.describe(switching_off, result));
   }
 }
 
 }  // namespace
 
-Probed probe_for(const Connection& connection, std::span<const std::string_view> kinds) {
+Probed probe_for(const Session& session, std::span<const std::string_view> kinds) {
   Probed probed;
   for (const std::string_view kind : kinds) {
-    if (kind != kinds.front()) switch_off(connection);
+    if (kind != kinds.front()) switch_off(session);
     const Card* card = find_card(kind);
-    const int result = connection.attempt(probing, card->probe);
+    const int result = session.attempt(probing, card->probe);
     if (result >= 0) return {.card = card, .explanation = {}};
     if (is_status(result, probing.kind)) {
       if (probed.explanation.empty()) {
-        probed.explanation = ": " + connection.explain(probing.kind, result);
+        probed.explanation = ": " + session.explain(probing.kind, result);
       }
     } else if (result != not_this_card) {
-      throw Failure(connection.describe(probing, result));
+      throw Failure(session.describe(probing, result));
     }
   }
   return probed;
@@ -44,4 +44,4 @@ std::string names_of(const Card& card) {
   return fmt::format("{} or {}", card.name, card.twin);
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

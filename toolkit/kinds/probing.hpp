@@ -8,9 +8,11 @@
 #include <string>
 #include <string_view>
 
-#include "cli/connection.hpp"
+#include "toolkit/kinds/card.hpp"
+#include "toolkit/session/errors.hpp"
+#include "toolkit/session/session.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 // The first card whose probe finds it, or why there is none.
 struct Probed {
@@ -20,9 +22,9 @@ struct Probed {
 
 // Probes for these kinds, one after the other, with the card's power switched off in between.
 // Throws Failure.
-Probed probe_for(const Connection& connection, std::span<const std::string_view> kinds);
+Probed probe_for(const Session& session, std::span<const std::string_view> kinds);
 
 // "4442 or 4432", for kinds that one probe finds alike.
 std::string names_of(const Card& card);
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -5,12 +5,12 @@
 
 #include <quorra.h>
 
+#include "toolkit/kinds/card.hpp"
 #include "toolkit/kinds/card_tables.hpp"
+#include "toolkit/memory/transfer.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
-
-// ---- The library's functions without zones and numbers ----------------------------------------
 
 template <auto transfer, int zone, typename Byte>
 int transfer_in_zone(int handle, int address, int count, Byte* buffer) {
@@ -44,8 +44,6 @@ constexpr std::string_view closed_zones =
 
 using enum AreaRole;
 
-// ---- 4404 -------------------------------------------------------------------------------------
-
 constexpr Area areas_4404[] = {
     {0, identification}, {8, code},  {10, attempts},   {11, issuer},
     {14, flags},         {15, data}, {40, erase_code}, {44, erasures},
@@ -72,8 +70,6 @@ constexpr Card card_4404 = {
     .personalised = closed_zones,
     .imitate_fuse = fakefus_4404,
 };
-
-// ---- 4406 -------------------------------------------------------------------------------------
 
 constexpr Area areas_4406[] = {
     {0, identification}, {3, issuer}, {8, personalisation}, {9, attempts}, {10, code},
@@ -109,8 +105,6 @@ constexpr Card card_4406 = {
                          .areas = areas_of_personalised_4406},
 };
 
-// ---- 101 --------------------------------------------------------------------------------------
-
 constexpr Area areas_101[] = {
     {0, identification}, {10, code},        {12, attempts},  {13, issuer},  {22, flags},
     {23, data},          {150, erase_code}, {154, erasures}, {170, issuer},
@@ -138,8 +132,6 @@ constexpr Card card_101 = {
     .personalised = closed_zones,
     .imitate_fuse = fakefus_101,
 };
-
-// ---- 102, 1604 and 1604b: cards with zones ----------------------------------------------------
 
 template <typename Library, int number>
 constexpr Memory zone_of(int size, int writable, std::span<const Area> areas) {
@@ -332,4 +324,4 @@ constexpr Card cards[] = {card_4404, card_4406, card_101, card_102, card_1604, c
 
 std::span<const Card> security_cards() { return cards; }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -7,9 +7,10 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "cli/terminal/progress.hpp"
+#include "toolkit/session/errors.hpp"
+#include "toolkit/text.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 constexpr Operation reading_back_written{.doing = "reading back what was written",
@@ -35,25 +36,24 @@ std::string lost_bits(const Memory& memory, const Bytes& wanted, const Bytes& he
                      memory.erase == nullptr ? "this card cannot do that" : "erase first");
 }
 
-void write_units(const Connection& connection, const Memory& memory, Range range, const Bytes& data,
+void write_units(const Session& session, const Memory& memory, Range range, const Bytes& data,
                  const Operation& operation, bool verify) {
   const MovePiece write = [&](Range piece, int done) {
-    return connection.attempt(operation, memory.write, piece.address, piece.count,
-                              data.data() + done);
+    return session.attempt(operation, memory.write, piece.address, piece.count, data.data() + done);
   };
   const ExplainFailure compare = [&](int result, Range piece, int done) -> std::string {
     if (!verify || !is_status(result, memory.writing)) return {};
     const auto first = data.begin() + done;
-    const Bytes held = read_memory(connection, memory, piece, reading_back_written);
+    const Bytes held = read_memory(session, memory, piece, reading_back_written);
     const Bytes wanted(first, first + piece.count);
     const auto difference = find_difference(wanted, held, piece.address);
     return difference ? ": " + describe(*difference) + lost_bits(memory, wanted, held)
                       : std::string();
   };
-  transfer(connection, memory, range, {operation.doing, memory.writing, operation.done}, write,
+  transfer(session, memory, range, {operation.doing, memory.writing, operation.done}, write,
            compare);
   if (!verify) return;
-  const Bytes held = read_memory(connection, memory, range, reading_back_written);
+  const Bytes held = read_memory(session, memory, range, reading_back_written);
   if (const auto difference = find_difference(data, held, range.address)) {
     throw Failure(fmt::format("{}: {}{}", reading_back_written.doing, describe(*difference),
                               lost_bits(memory, data, held)));
@@ -62,9 +62,13 @@ void write_units(const Connection& connection, const Memory& memory, Range range
 
 }  // namespace
 
-void transfer(const Connection& connection, const Memory& memory, Range range,
-              const Operation& operation, const MovePiece& move, const ExplainFailure& explain) {
-  Progress progress(operation.done, range.count, connection.shows_progress());
+std::string how_far(int done, int total, std::string_view done_word) {
+  return fmt::format("{} of {} bytes {}", done, total, done_word);
+}
+
+void transfer(const Session& session, const Memory& memory, Range range, const Operation& operation,
+              const MovePiece& move, const ExplainFailure& explain) {
+  const Progress progress = session.watch(operation, range.count);
   const int first_page = range.address - range.address % memory.page;
   for (int address = range.address; address < range.end();) {
     const int done = address - range.address;
@@ -73,7 +77,7 @@ void transfer(const Connection& connection, const Memory& memory, Range range,
     const auto so_far = [&] { return "; " + how_far(done, range.count, operation.done); };
     try {
       if (const int result = move(piece, done); result < 0) {
-        std::string error = connection.describe(operation, result);
+        std::string error = session.describe(operation, result);
         if (explain) error += if_possible([&] { return explain(result, piece, done); });
         if (done > 0) error += so_far();
         throw Failure(error);
@@ -82,39 +86,39 @@ void transfer(const Connection& connection, const Memory& memory, Range range,
       throw Interrupted(interruption.what() + so_far());
     }
     address = piece.end();
-    progress.advance(address - range.address);
+    if (progress) progress(address - range.address);
   }
 }
 
-Bytes read_memory(const Connection& connection, const Memory& memory, Range range,
+Bytes read_memory(const Session& session, const Memory& memory, Range range,
                   const Operation& operation) {
   const Range units = in_whole_units(memory, range);
   Bytes bytes(static_cast<std::size_t>(units.count));
-  transfer(connection, memory, units, {operation.doing, memory.reading, operation.done},
+  transfer(session, memory, units, {operation.doing, memory.reading, operation.done},
            [&](Range piece, int done) {
-             return connection.attempt(operation, memory.read, piece.address, piece.count,
-                                       bytes.data() + done);
+             return session.attempt(operation, memory.read, piece.address, piece.count,
+                                    bytes.data() + done);
            });
   const auto first = bytes.begin() + (range.address - units.address);
   return {first, first + range.count};
 }
 
-void write_memory(const Connection& connection, const Memory& memory, Range range,
-                  const Bytes& data, const Operation& operation, bool verify) {
+void write_memory(const Session& session, const Memory& memory, Range range, const Bytes& data,
+                  const Operation& operation, bool verify) {
   const Range units = in_whole_units(memory, range);
   if (units.count == range.count) {
-    write_units(connection, memory, range, data, operation, verify);
+    write_units(session, memory, range, data, operation, verify);
     return;
   }
-  Bytes with_other_halves = read_memory(connection, memory, units, reading_other_half);
+  Bytes with_other_halves = read_memory(session, memory, units, reading_other_half);
   std::copy(data.begin(), data.end(), with_other_halves.begin() + (range.address - units.address));
-  write_units(connection, memory, units, with_other_halves, operation, verify);
+  write_units(session, memory, units, with_other_halves, operation, verify);
 }
 
-void erase_memory(const Connection& connection, const Memory& memory, Range range,
+void erase_memory(const Session& session, const Memory& memory, Range range,
                   const Operation& operation) {
-  transfer(connection, memory, range, operation, [&](Range piece, int /*done*/) {
-    return connection.attempt(operation, memory.erase, piece.address, piece.count);
+  transfer(session, memory, range, operation, [&](Range piece, int /*done*/) {
+    return session.attempt(operation, memory.erase, piece.address, piece.count);
   });
 }
 
@@ -135,4 +139,4 @@ std::string describe(const Difference& difference) {
                      difference.held, difference.wanted);
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

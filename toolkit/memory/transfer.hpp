@@ -8,13 +8,19 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
-#include "cli/connection.hpp"
-#include "cli/parse.hpp"
+#include "toolkit/bytes.hpp"
+#include "toolkit/kinds/card.hpp"
+#include "toolkit/session/errors.hpp"
+#include "toolkit/session/session.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 inline constexpr Operation reading_card{.doing = "reading the card", .done = "read"};
+
+// "1440 of 8192 bytes read"
+std::string how_far(int done, int total, std::string_view done_word);
 
 // Moves one piece, of which the transfer's bytes from `done` on are part, and returns the library's
 // result.
@@ -25,22 +31,21 @@ using ExplainFailure = std::function<std::string(int result, Range piece, int do
 
 // Moves `range` of a memory. Throws Failure or Interrupted, with the number of bytes that are
 // through.
-void transfer(const Connection& connection, const Memory& memory, Range range,
-              const Operation& operation, const MovePiece& move,
-              const ExplainFailure& explain = nullptr);
+void transfer(const Session& session, const Memory& memory, Range range, const Operation& operation,
+              const MovePiece& move, const ExplainFailure& explain = nullptr);
 
 // Reads `range` of a memory. Throws Failure.
-Bytes read_memory(const Connection& connection, const Memory& memory, Range range,
+Bytes read_memory(const Session& session, const Memory& memory, Range range,
                   const Operation& operation);
 
 // Writes `data` to `range`, which is as long; where the card has words, a half one keeps its other
 // half. With `verify` the bytes are read back and compared; where they differ because a 0 cannot
 // become 1, the message says so. Throws Failure.
-void write_memory(const Connection& connection, const Memory& memory, Range range,
-                  const Bytes& data, const Operation& operation, bool verify);
+void write_memory(const Session& session, const Memory& memory, Range range, const Bytes& data,
+                  const Operation& operation, bool verify);
 
 // Erases `range` of a memory, with the command that it has for that. Throws Failure.
-void erase_memory(const Connection& connection, const Memory& memory, Range range,
+void erase_memory(const Session& session, const Memory& memory, Range range,
                   const Operation& operation);
 
 // In what way bytes of a card are not the ones that are wanted.
@@ -57,4 +62,4 @@ std::optional<Difference> find_difference(const Bytes& wanted, const Bytes& held
 // "at 0x0020 the card holds FF, not DE"
 std::string describe(const Difference& difference);
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

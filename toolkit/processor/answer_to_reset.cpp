@@ -14,10 +14,10 @@
 #include <utility>
 #include <vector>
 
-#include "cli/terminal/hex_dump.hpp"
 #include "toolkit/session/errors.hpp"
+#include "toolkit/text.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 constexpr std::string_view decoding = "decoding the answer to reset";
@@ -32,8 +32,6 @@ constexpr int global = 15;
 [[noreturn]] void fail(std::string_view what) {
   throw Failure(fmt::format("{}: {}", decoding, what));
 }
-
-// ---- Taking it apart ----------------------------------------------------------------------------
 
 // One byte in its place, such as TA1.
 struct InterfaceByte {
@@ -136,8 +134,6 @@ AnswerToReset take_apart(const Bytes& bytes) {
   }
   return answer;
 }
-
-// ---- What it means ------------------------------------------------------------------------------
 
 // Clock cycles of one bit, and the highest frequency of the clock, by the upper half of TA1. 0 for
 // values that are reserved.
@@ -248,8 +244,6 @@ void add_supply(const AnswerToReset& answer, std::vector<Line>& lines) {
   lines.emplace_back("clock stop", std::string(stops.at(*supply >> 6U)));
 }
 
-// ---- Historical bytes ---------------------------------------------------------------------------
-
 // The objects of a list whose tags and lengths have four bits each.
 constexpr std::array<std::string_view, 16> object_names{
     "object 0",    "country",      "issuer",   "card services", "initial access", "issuer's data",
@@ -334,4 +328,4 @@ std::string describe_answer_to_reset(const Bytes& bytes) {
   return text;
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -8,9 +8,10 @@
 #include <optional>
 #include <string>
 
-#include "cli/parse.hpp"
+#include "toolkit/bytes.hpp"
+#include "toolkit/session/errors.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 // A line for each of its bytes, and what they mean. Throws Failure if it is no answer to reset: its
 // first byte is none, it ends too early or too late, or its check byte is wrong.
@@ -26,4 +27,4 @@ struct ProtocolOffer {
 // None if it is no answer to reset.
 std::optional<ProtocolOffer> read_offer(const Bytes& bytes);
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -9,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 // A block: NAD, PCB, LEN, LEN bytes of information, and the XOR of them all.
@@ -229,4 +229,4 @@ Bytes BlockProtocol::transmit(const Bytes& command) {
   }
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -8,10 +8,11 @@
 #include <optional>
 #include <string>
 
-#include "cli/parse.hpp"
+#include "toolkit/bytes.hpp"
 #include "toolkit/processor/card_line.hpp"
+#include "toolkit/session/errors.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 // The information that a block holds before sizes are settled.
 inline constexpr std::size_t usual_block_size = 32;
@@ -67,4 +68,4 @@ class BlockProtocol {
   bool expected_ = false;
 };
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

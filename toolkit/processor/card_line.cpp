@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <array>
 
-namespace quorra::cli {
+#include "toolkit/session/errors.hpp"
+
+namespace quorra::toolkit {
 namespace {
 
 constexpr Operation exchanging{"sending the APDU"};
@@ -59,7 +61,7 @@ int exchange_frame(int handle, const Bytes* frame, Wait wait, unsigned char* rep
 int CardLine::exchange(const Bytes& bytes, Bytes& answer, Wait wait) const {
   const Bytes frame = make_frame(sam_, bytes);
   std::array<unsigned char, longest_reply> reply{};
-  const int result = connection_.attempt(exchanging, exchange_frame, &frame, wait, reply.data());
+  const int result = session_.attempt(exchanging, exchange_frame, &frame, wait, reply.data());
   if (result < 0) return result;
   const auto* const data = reply.data() + place_of_data;
   answer.assign(data, data + reply.at(place_of_reply_length));
@@ -69,14 +71,14 @@ int CardLine::exchange(const Bytes& bytes, Bytes& answer, Wait wait) const {
 void CardLine::drain() const {
   unsigned char byte = 0;
   for (int count = 0; count < most_drained; ++count) {
-    if (connection_.attempt(exchanging, receive_data, &byte) < 0) return;
+    if (session_.attempt(exchanging, receive_data, &byte) < 0) return;
   }
 }
 
-void CardLine::fail(int result) const { connection_.fail(exchanging, result); }
+void CardLine::fail(int result) const { session_.fail(exchanging, result); }
 
 void CardLine::fail(std::string_view words) {
   throw Failure(fmt::format("{}: {}", exchanging.doing, words));
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -8,10 +8,11 @@
 #include <optional>
 #include <string_view>
 
-#include "cli/connection.hpp"
-#include "cli/parse.hpp"
+#include "toolkit/bytes.hpp"
+#include "toolkit/session/errors.hpp"
+#include "toolkit/session/session.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 // Where the card is: the number of a SAM; absent for the card slot.
 using SamNumber = std::optional<int>;
@@ -27,7 +28,7 @@ enum class Wait { usual, extended };
 // command twice. Here a frame is sent once.
 class CardLine {
  public:
-  CardLine(const Connection& connection, SamNumber sam) : connection_(connection), sam_(sam) {}
+  CardLine(const Session& session, SamNumber sam) : session_(session), sam_(sam) {}
 
   // Brings up to `most_bytes_to_card` bytes to the card. Returns 0 and what the card said, or the
   // library's code, or the negated STATUS. Throws Interrupted.
@@ -42,8 +43,8 @@ class CardLine {
   [[noreturn]] static void fail(std::string_view words);
 
  private:
-  const Connection& connection_;
+  const Session& session_;
   SamNumber sam_;
 };
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -8,8 +8,9 @@
 #include <string_view>
 
 #include "toolkit/session/errors.hpp"
+#include "toolkit/text.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 struct Meaning {
@@ -127,4 +128,4 @@ std::string describe_status_words(unsigned status_words) {
   return fmt::format("{:04X}: {}", status_words, words_for_status_words(status_words));
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

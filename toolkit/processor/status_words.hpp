@@ -6,11 +6,11 @@
 
 #include <string>
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 inline constexpr unsigned status_words_done = 0x9000;
 
 // "9000: done", "63C2: 2 attempts left", "6A82: file or application not found"
 std::string describe_status_words(unsigned status_words);
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 constexpr std::size_t largest_file = std::size_t{64} * 1024;
@@ -26,11 +26,11 @@ constexpr std::size_t longest_piece = 59;
 constexpr char device_key = 'P';
 
 [[noreturn]] void refuse(const std::string& file, std::string_view why) {
-  throw UsageError(fmt::format("--config: {} {}", file, why));
+  throw UsageError(fmt::format("{} {}", file, why));
 }
 
 [[noreturn]] void cannot_read(const std::string& file, int error) {
-  throw UsageError(fmt::format("--config: the configuration file {} cannot be read: {}", file,
+  throw UsageError(fmt::format("the configuration file {} cannot be read: {}", file,
                                std::generic_category().message(error)));
 }
 
@@ -153,4 +153,4 @@ Device Configuration::open_device() const {
   }
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -10,7 +10,7 @@
 #include "toolkit/session/device.hpp"
 #include "toolkit/session/errors.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 inline constexpr Operation opening{"opening the session", OperationKind::opening};
 
@@ -37,4 +37,4 @@ class Configuration {
   std::string path_;
 };
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

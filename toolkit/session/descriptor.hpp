@@ -8,7 +8,7 @@
 
 #include <utility>
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 class Descriptor {
  public:
@@ -32,4 +32,4 @@ class Descriptor {
   int number_;
 };
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

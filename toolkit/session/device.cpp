@@ -17,7 +17,7 @@
 #include <sstream>
 #include <system_error>
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 struct KindOfFile {
@@ -170,4 +170,4 @@ std::string_view kind_of_file(mode_t mode) {
   return found == std::end(kinds_of_file) ? "no file" : found->words;
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -14,7 +14,7 @@
 
 #include "toolkit/session/descriptor.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
 // A device cannot be used. The text names it and says why.
 class DeviceError : public std::runtime_error {
@@ -47,4 +47,4 @@ bool is_terminal_device(dev_t number);
 // "a regular file", "a directory", of what a file's mode says.
 std::string_view kind_of_file(mode_t mode);
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

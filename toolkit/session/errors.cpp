@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <optional>
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 struct CodeWords {
@@ -66,8 +66,4 @@ std::string words_for(int result, OperationKind kind) {
   return fmt::format("the reader refused the command with status {0} (0x{0:02X})", -result);
 }
 
-std::string counted(int number, std::string_view noun) {
-  return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
-}
-
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

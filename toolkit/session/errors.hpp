@@ -8,13 +8,9 @@
 #include <string>
 #include <string_view>
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 
-inline constexpr int exit_success = 0;
-inline constexpr int exit_failed = 1;
-inline constexpr int exit_usage = 2;
-
-// The operation failed: exit status 1. The text is "<what was being done>: <what went wrong>".
+// The operation failed. The text is "<what was being done>: <what went wrong>".
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -38,7 +34,7 @@ class Interrupted : public Failure {
   using Failure::Failure;
 };
 
-// The command line asks for something that cannot be done: exit status 2.
+// What is asked for cannot be done.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -100,7 +96,4 @@ std::string if_possible(Tell tell) {
   }
 }
 
-// "1 byte", "2 bytes"
-std::string counted(int number, std::string_view noun);
-
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

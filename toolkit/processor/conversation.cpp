@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "toolkit/processor/processor.hpp"
+#include "toolkit/processor/conversation.hpp"
 
 #include <fmt/format.h>
 #include <quorra.h>
@@ -8,18 +8,15 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "cli/options.hpp"
 #include "toolkit/processor/answer_to_reset.hpp"
 
-namespace quorra::cli {
+namespace quorra::toolkit {
 namespace {
 
 constexpr Operation switching_on{"switching the SAMs' power on"};
 constexpr Operation selecting{"selecting the SAM"};
 constexpr Operation resetting{"resetting the card"};
 constexpr Operation resetting_sam{"resetting the SAM"};
-
-constexpr int highest_sam = 255;
 
 // The length of an answer to reset has 16 bits in the reply.
 constexpr std::size_t largest_reset_answer = 0xFFFF;
@@ -68,11 +65,11 @@ unsigned second_word(const CardAnswer& answer) { return answer.status_words % 25
 
 // The library does not tell how long the card's answer is. It leaves bytes behind the answer as
 // they were, so two resets into different surroundings show it.
-Bytes reset_card(const Connection& connection) {
+Bytes reset_card(const Session& session) {
   Bytes among_zeros(largest_reset_answer + 1, 0x00);
   Bytes among_ones(largest_reset_answer + 1, 0xFF);
-  connection.run(resetting, cpu_reset, among_zeros.data());
-  connection.run(resetting, cpu_reset, among_ones.data());
+  session.run(resetting, cpu_reset, among_zeros.data());
+  session.run(resetting, cpu_reset, among_ones.data());
   std::size_t size = 0;
   while (among_zeros[size] != 0x00 || among_ones[size] != 0xFF) {
     ++size;
@@ -81,41 +78,32 @@ Bytes reset_card(const Connection& connection) {
   return among_ones;
 }
 
-Bytes reset_sam(const Connection& connection) {
+Bytes reset_sam(const Session& session) {
   Bytes answer(largest_reply);
   int length = 0;
-  connection.run(resetting_sam, sam_reset, &length, answer.data());
+  session.run(resetting_sam, sam_reset, &length, answer.data());
   answer.resize(static_cast<std::size_t>(length));
   return answer;
 }
 
 }  // namespace
 
-CLI::Option* add_sam(CLI::App& command, SamNumber& sam) {
-  return add_number(command, "--sam", sam, "Speak with this SAM inside the reader, not the card")
-      ->check([](const std::string& text) {
-        const int number = parse_number("--sam", text);
-        return number <= highest_sam ? std::string()
-                                     : fmt::format("{} is more than {}", number, highest_sam);
-      });
-}
-
-void select(const Connection& connection, SamNumber sam) {
+void select(const Session& session, SamNumber sam) {
   if (!sam) return;
-  connection.run(switching_on, sam_power_on);
-  connection.run(selecting, sam_select, static_cast<unsigned char>(*sam));
+  session.run(switching_on, sam_power_on);
+  session.run(selecting, sam_select, static_cast<unsigned char>(*sam));
 }
 
-Bytes reset(const Connection& connection, SamNumber sam) {
-  return sam ? reset_sam(connection) : reset_card(connection);
+Bytes reset(const Session& session, SamNumber sam) {
+  return sam ? reset_sam(session) : reset_card(session);
 }
 
 // Only an answer to reset tells the protocol. Without one, or with one that makes no sense, the
 // card is asked to begin its blocks anew, which changes nothing else in it. One that has no blocks
 // takes that for a command that it refuses.
-Conversation::Conversation(const Connection& connection, SamNumber sam,
+Conversation::Conversation(const Session& session, SamNumber sam,
                            const std::optional<Bytes>& answer_to_reset)
-    : line_(connection, sam) {
+    : line_(session, sam) {
   const auto offer = answer_to_reset ? read_offer(*answer_to_reset) : std::nullopt;
   if (offer && offer->protocol != 1) return;
   blocks_.emplace(line_, offer ? offer->block_size : usual_block_size);
@@ -157,4 +145,4 @@ CardAnswer Conversation::send(const Bytes& apdu) {
   return answer;
 }
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -4,28 +4,24 @@
 // Speaking with a processor card, in the card slot or as a SAM inside the reader.
 #pragma once
 
-#include <CLI/App.hpp>
-
 #include <cstddef>
 #include <optional>
 
-#include "cli/connection.hpp"
-#include "cli/parse.hpp"
+#include "toolkit/bytes.hpp"
 #include "toolkit/processor/block_protocol.hpp"
 #include "toolkit/processor/card_line.hpp"
+#include "toolkit/session/errors.hpp"
+#include "toolkit/session/session.hpp"
 
-namespace quorra::cli {
-
-// --sam N
-CLI::Option* add_sam(CLI::App& command, SamNumber& sam);
+namespace quorra::toolkit {
 
 // Makes the SAM the one that is spoken with: switches the SAMs' power on and selects it. Nothing is
 // to be done for the card slot. Throws Failure.
-void select(const Connection& connection, SamNumber sam);
+void select(const Session& session, SamNumber sam);
 
 // Resets the card and returns its answer to reset, as long as the reader says it is. Throws
 // Failure.
-Bytes reset(const Connection& connection, SamNumber sam);
+Bytes reset(const Session& session, SamNumber sam);
 
 // What a card says to a command.
 struct CardAnswer {
@@ -41,13 +37,12 @@ inline constexpr std::size_t longest_apdu = 4 + 3 + 65535 + 2;
 class Conversation {
  public:
   // `answer_to_reset`: that of a card that was just reset; none if it was not. Throws Failure.
-  Conversation(const Connection& connection, SamNumber sam,
-               const std::optional<Bytes>& answer_to_reset);
+  Conversation(const Session& session, SamNumber sam, const std::optional<Bytes>& answer_to_reset);
   Conversation(const Conversation&) = delete;
   Conversation& operator=(const Conversation&) = delete;
 
   // How long an APDU can be in this protocol.
-  std::size_t longest_apdu() const { return blocks_ ? cli::longest_apdu : most_bytes_to_card; }
+  std::size_t longest_apdu() const { return blocks_ ? toolkit::longest_apdu : most_bytes_to_card; }
 
   // Sends an APDU of up to `longest_apdu()` bytes. What the card announces with 61xx is fetched
   // with GET RESPONSE, and a command to which it answers 6Cxx is repeated with the length xx.
@@ -62,4 +57,4 @@ class Conversation {
   std::optional<BlockProtocol> blocks_;
 };
 
-}  // namespace quorra::cli
+}  // namespace quorra::toolkit

@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#include "toolkit/session/session.hpp"
+
+#include <fmt/format.h>
+
+namespace quorra::toolkit {
+
+std::string Session::explain(OperationKind kind, int result) const {
+  std::string words = words_for(result, kind);
+  if (is_status(result, kind)) {
+    const std::string meaning = meaning_of_status(-result);
+    if (!meaning.empty()) words += ": " + meaning;
+  }
+  return fmt::format("{} ({})", words, result);
+}
+
+std::string Session::describe(const Operation& operation, int result) const {
+  return fmt::format("{}: {}", operation.doing, explain(operation.kind, result));
+}
+
+void Session::fail(const Operation& operation, int result) const {
+  const std::string text = describe(operation, result);
+  if (is_unanswered(result)) throw Unanswered(text);
+  throw Failure(text);
+}
+
+Progress Session::watch(const Operation& /*operation*/, int /*total*/) const { return nullptr; }
+
+void Session::before_call(const Operation& /*operation*/) const {}
+
+void Session::after_call(const Operation& /*operation*/, int /*result*/) const {}
+
+std::string Session::meaning_of_status(int /*status*/) const { return {}; }
+
+}  // namespace quorra::toolkit

@@ -1,0 +1,23 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Numbers and bytes in words.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "toolkit/bytes.hpp"
+
+namespace quorra::toolkit {
+
+// "1 byte", "2 bytes"
+std::string counted(int number, std::string_view noun);
+
+// "A2 13 10"
+std::string hex_text(const Bytes& bytes);
+
+// Whether the byte is a printable ASCII character.
+bool is_printable(unsigned char byte);
+
+}  // namespace quorra::toolkit
