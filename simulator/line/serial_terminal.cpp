@@ -17,7 +17,9 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <span>
 #include <utility>
 
 #include "simulator/error.hpp"
@@ -51,13 +53,11 @@ std::optional<std::string> read_some(int descriptor) {
   return std::nullopt;
 }
 
-void show(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) fail("standard output");
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
+// Whether there is something to look at. An interruption is no end, nor a failure.
+bool wait_for(std::span<pollfd> polled, int limit_ms) {
+  const int ready = ::poll(polled.data(), polled.size(), limit_ms);
+  if (ready < 0 && errno != EINTR) fail("poll");
+  return ready > 0;
 }
 
 // Nothing is echoed and output stays as it is: standard input and output have a terminal of their
@@ -180,16 +180,40 @@ void SerialTerminal::serve() {
       {.fd = hears_user ? STDIN_FILENO : -1, .events = POLLIN, .revents = 0},
       {.fd = signals_.get(), .events = POLLIN, .revents = 0},
   }};
-  if (::poll(polled.data(), polled.size(), -1) < 0) {
-    if (errno == EINTR) return;
-    fail("poll");
-  }
+  if (!wait_for(polled, -1)) return;
   if ((polled[program].revents & (POLLIN | POLLHUP)) != 0) take_from_program();
   if ((polled[device].revents & (POLLIN | POLLHUP)) != 0) take_from_device();
   if (polled[user].revents != 0) take_from_user();
   if (polled[signals].revents != 0) take_signal();
   device_.send();
   keyboard_.send();
+}
+
+// A pipe that has room takes so many bytes at once.
+void SerialTerminal::show(std::string_view text) {
+  while (!text.empty() && wait_for_room()) {
+    const std::string_view piece = text.substr(0, PIPE_BUF);
+    const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) fail("standard output");
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+// Whether there will be room on standard output. Signals are taken meanwhile. Of a program that was
+// stopped, only as much is shown as there is room for.
+bool SerialTerminal::wait_for_room() {
+  for (;;) {
+    const bool is_over = was_stopped_ && status_;
+    std::array<pollfd, 2> polled{{
+        {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0},
+        {.fd = signals_.get(), .events = POLLIN, .revents = 0},
+    }};
+    const bool ready = wait_for(polled, is_over ? 0 : -1);
+    if (polled[0].revents != 0) return true;
+    if (is_over) return false;
+    if (ready) take_signal();
+  }
 }
 
 // How many bytes there were. A program that has closed its terminal has nothing more to say.
@@ -229,7 +253,8 @@ void SerialTerminal::take_signal() {
   signalfd_siginfo information{};
   if (::read(signals_.get(), &information, sizeof information) != sizeof information) return;
   if (information.ssi_signo != SIGCHLD) {
-    ::kill(program_, static_cast<int>(information.ssi_signo));
+    was_stopped_ = true;
+    if (!status_) ::kill(program_, static_cast<int>(information.ssi_signo));
     return;
   }
   int status = 0;

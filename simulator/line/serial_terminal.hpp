@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simulator/files.hpp"
@@ -43,6 +44,8 @@ class SerialTerminal {
 
   void start(std::vector<std::string>& command);
   void serve();
+  void show(std::string_view text);
+  bool wait_for_room();
   std::size_t take_from_program();
   void take_from_device();
   void take_from_user();
@@ -54,6 +57,7 @@ class SerialTerminal {
   FileDescriptor signals_;
   AuxiliaryPort port_;
   bool user_has_ended_ = false;
+  bool was_stopped_ = false;  // by a signal that came to this program
   pid_t program_ = -1;
   std::optional<int> status_;
 };

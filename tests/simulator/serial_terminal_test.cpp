@@ -1,11 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <array>
+#include <chrono>
 #include <csignal>
+#include <optional>
 #include <ostream>
+#include <thread>
 
 #include "simulator/line/auxiliary_port.hpp"
 #include "tests/simulator/support.hpp"
@@ -216,6 +224,34 @@ TEST_F(OnTerminal, a_program_gets_the_signals) {
   EXPECT_EQ(outcome.output, "caught\n");
   EXPECT_EQ(outcome.status, 9);
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST_F(OnTerminal, a_program_gets_the_signals_also_when_nobody_reads_what_it_writes) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  std::optional<FileDescriptor> reading(ends[0]);
+  const FileDescriptor writing(ends[1]);
+  quorra::testing::Process terminal(
+      {QUORRA_SIM, "--terminal", "--", "yes"},
+      {.input = {}, .streams = {{1, writing.get()}}, .environment = {}});
+  pollfd room{.fd = writing.get(), .events = POLLOUT, .revents = 0};
+  while (::poll(&room, 1, 0) != 0)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  terminal.signal(SIGTERM);
+
+  const FileDescriptor end(static_cast<int>(::syscall(SYS_pidfd_open, terminal.number(), 0)));
+  pollfd ended{.fd = end.get(), .events = POLLIN, .revents = 0};
+  constexpr int patience_ms = 60'000;
+  EXPECT_EQ(::poll(&ended, 1, patience_ms), 1);
+  reading.reset();
+  EXPECT_EQ(terminal.wait().status, 128 + SIGTERM);
+}
+
+TEST_F(OnTerminal, nothing_is_lost_when_what_a_program_writes_is_read_late) {
+  const Outcome outcome = quorra::testing::run(
+      {"/bin/sh", "-c", "$0 --terminal -- head -c 300000 /dev/zero | (sleep 0.2; wc -c)",
+       QUORRA_SIM});
+  EXPECT_EQ(outcome.output, "300000\n");
 }
 
 TEST_F(OnTerminal, a_program_that_ignores_the_hang_up_is_killed) {
