@@ -38,6 +38,14 @@ void add_sam(Options& options, const std::string& text) {
     throw Error(fmt::format("there are two SAMs for slot {}", *number));
 }
 
+// A name that is empty is a mistake of a script, and does not mean that there is none.
+CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
+                      const std::string& description) {
+  return command.add_option(name, file, description)->check([](const std::string& value) {
+    return value.empty() ? std::string("the name of the file is empty") : std::string();
+  });
+}
+
 int dispatch(int argument_count, const char* const* arguments) {
   // What follows "--" is not for this program if it begins another.
   const std::span all(arguments, static_cast<std::size_t>(argument_count));
@@ -53,15 +61,14 @@ int dispatch(int argument_count, const char* const* arguments) {
   CLI::App app{"A virtual smart-card reader on a pseudo-terminal", "quorra-sim"};
   app.set_version_flag("--version", "quorra-sim " QUORRA_VERSION);
   Options options;
-  app.add_option(
-      "--card", options.card,
-      "image file of the card in the slot, or vicc://HOST:PORT to wait there for an emulator");
+  add_file(app, "--card", options.card,
+           "image file of the card in the slot, or vicc://HOST:PORT to wait there for an emulator");
   std::vector<std::string> sams;
   app.add_option("--sam", sams,
                  "SLOT=FILE, image file of the SAM in slot 0 to 7, any number of times")
       ->allow_extra_args(false);
-  app.add_option("--config", options.configuration, "where to write the configuration file");
-  app.add_option("--socket", options.socket, "where to put the control socket");
+  add_file(app, "--config", options.configuration, "where to write the configuration file");
+  add_file(app, "--socket", options.socket, "where to put the control socket");
   app.add_option("--speed", options.speed, "bits per second; without it bytes take no time");
   app.add_option("--line-speed", options.line_speed,
                  "1200, 2400, 4800, 9600, 19200 or 38400: the host must have the same; without it "
@@ -86,14 +93,14 @@ int dispatch(int argument_count, const char* const* arguments) {
   NewCard card;
   auto* const new_command = app.add_subcommand("new", "make the image file of a new card");
   new_command->add_option("kind", card.kind, "kind of card, see \"kinds\"")->required();
-  new_command->add_option("file", card.file, "image file")->required();
+  add_file(*new_command, "file", card.file, "image file")->required();
   new_command->add_flag("--force", card.overwrite, "overwrite an existing file");
   new_command->add_option("--code", card.code, "security code, HEX");
   new_command->add_option("--counter", card.counter, "error counter");
   new_command->add_option("--atr", card.answer_to_reset,
                           "answer to reset of a processor card, HEX");
   new_command->add_option("--key", card.key, "internal key of a processor card, HEX");
-  new_command->add_option("--memory", card.memory, "file with the raw bytes of the whole memory");
+  add_file(*new_command, "--memory", card.memory, "file with the raw bytes of the whole memory");
   new_command->add_option("--data", card.data, "bytes of memory, ADDRESS:HEX, any number of times")
       ->allow_extra_args(false);
   new_command
@@ -104,7 +111,7 @@ int dispatch(int argument_count, const char* const* arguments) {
 
   std::string file;
   auto* const show_command = app.add_subcommand("show", "print an image file");
-  show_command->add_option("file", file, "image file")->required();
+  add_file(*show_command, "file", file, "image file")->required();
   show_command->callback([&] { action = [&file] { return show_card(file); }; });
 
   auto* const kinds_command = app.add_subcommand("kinds", "list the kinds of cards");
@@ -114,7 +121,7 @@ int dispatch(int argument_count, const char* const* arguments) {
   std::string line;
   auto* const control_command =
       app.add_subcommand("control", "send a command to a running reader and print the answer");
-  control_command->add_option("socket", socket, "control socket")->required();
+  add_file(*control_command, "socket", socket, "control socket")->required();
   control_command->add_option("json", line, "command, a JSON object")->required();
   control_command->callback([&] { action = [&] { return control(socket, line); }; });
 

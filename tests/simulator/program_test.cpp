@@ -548,6 +548,17 @@ TEST_F(Program, refuses_options_that_make_no_sense) {
   expect_refusal({"new", "4442", path("a"), path("b")}, path("b"));
 }
 
+TEST_F(Program, refuses_empty_names_of_files) {
+  const std::string empty = ": the name of the file is empty";
+  for (const std::string option : {"--card", "--config", "--socket"})
+    expect_refusal({option, ""}, option + empty);
+  expect_refusal({"--sam", "0="}, "sam must be SLOT=FILE");
+  expect_refusal({"new", "4442", ""}, "file" + empty);
+  expect_refusal({"new", "4442", path("card"), "--memory", ""}, "--memory" + empty);
+  expect_refusal({"show", ""}, "file" + empty);
+  expect_refusal({"control", "", "{}"}, "socket" + empty);
+}
+
 TEST_F(Program, refuses_a_card_it_cannot_load) {
   expect_refusal({"--card", path("none")}, path("none") + ": cannot open");
   test::write_file(path("damaged"), "format = 1\nkind = \"4442\"\n");
