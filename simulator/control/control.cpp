@@ -47,9 +47,15 @@ FileDescriptor listen_at(const std::filesystem::path& path) {
   const sockaddr_un address = socket_address(path);
   clear_the_way(path);
   FileDescriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!listening.is_open() || bind_to(listening, address) != 0 ||
-      ::listen(listening.get(), backlog) != 0)
-    throw Error(fmt::format("{}: {}", path.string(), system_error_text()));
+  const auto fail = [&path] {
+    return Error(fmt::format("{}: {}", path.string(), system_error_text()));
+  };
+  if (!listening.is_open() || bind_to(listening, address) != 0) throw fail();
+  if (::listen(listening.get(), backlog) != 0) {
+    const Error error = fail();
+    ::unlink(path.c_str());
+    throw error;
+  }
   return listening;
 }
 

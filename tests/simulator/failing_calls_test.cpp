@@ -143,6 +143,10 @@ INSTANTIATE_TEST_SUITE_P(
         Failure{"socket:error=EMFILE", "", {}, "control: Too many open files"},
         Failure{"bind:error=EACCES", "", {}, "control: Permission denied"},
         Failure{"listen:error=ENOBUFS", "", {}, "control: No buffer space available"},
+        Failure{"listen:error=ENOBUFS",
+                "",
+                {"--socket", "@control"},
+                "control: No buffer space available"},
         Failure{"ppoll:error=ENOMEM", "", {}, "ppoll: Cannot allocate memory"}));
 
 INSTANTIATE_TEST_SUITE_P(LiveCard, FatalFailure,
