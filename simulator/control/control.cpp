@@ -37,7 +37,8 @@ void clear_the_way(const std::filesystem::path& path) {
   if (::lstat(path.c_str(), &information) != 0) return;
   if (!S_ISSOCK(information.st_mode))
     throw Error(fmt::format("{}: there is a file of that name that is no socket", path.string()));
-  if (connect_to(path).is_open())
+  // One whose queue is full is somebody's, too.
+  if (connect_to(path).is_open() || errno == EAGAIN)
     throw Error(fmt::format("{}: the socket is in use", path.string()));
   if (errno != ECONNREFUSED || ::unlink(path.c_str()) != 0)
     throw Error(fmt::format("{}: {}", path.string(), system_error_text()));

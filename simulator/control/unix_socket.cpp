@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -40,8 +41,10 @@ int bind_to(const FileDescriptor& socket, const sockaddr_un& address) {
 FileDescriptor connect_to(const std::filesystem::path& path) {
   const sockaddr_un address = socket_address(path);
   FileDescriptor connection(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const timeval timeout{.tv_sec = patience.count(), .tv_usec = 0};
   if (!connection.is_open() ||
-      ::connect(connection.get(), any_address(address), sizeof(address)) == 0)
+      (::setsockopt(connection.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout) == 0 &&
+       ::connect(connection.get(), any_address(address), sizeof(address)) == 0))
     return connection;
   const int error = errno;
   { const FileDescriptor closed = std::move(connection); }

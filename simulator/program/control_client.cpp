@@ -29,10 +29,16 @@ bool is_request_for_trace(const std::string& line) {
 }
 
 // For the answers of a reader; zero: for ever.
-void set_patience(const FileDescriptor& connection, std::chrono::seconds patience) {
-  const timeval timeout{.tv_sec = patience.count(), .tv_usec = 0};
+void set_patience(const FileDescriptor& connection, std::chrono::seconds limit) {
+  const timeval timeout{.tv_sec = limit.count(), .tv_usec = 0};
   if (::setsockopt(connection.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) != 0)
     throw Error(fmt::format("setsockopt: {}", system_error_text()));
+}
+
+[[noreturn]] void fail(const std::string& socket) {
+  if (errno == EAGAIN)
+    throw Error(fmt::format("{}: no answer within {} seconds", socket, patience.count()));
+  throw Error(fmt::format("{}: {}", socket, system_error_text()));
 }
 
 // Prints what comes until the reader ends.
@@ -50,22 +56,20 @@ void print_trace(const FileDescriptor& connection) {
 
 int control(const std::string& socket, const std::string& line) {
   const FileDescriptor connection = connect_to(socket);
-  if (!connection.is_open()) throw Error(fmt::format("{}: {}", socket, system_error_text()));
+  if (!connection.is_open()) fail(socket);
   std::string unsent = line + '\n';
   while (!unsent.empty()) {
     const ssize_t sent = ::send(connection.get(), unsent.data(), unsent.size(), MSG_NOSIGNAL);
-    if (sent < 0) throw Error(fmt::format("{}: {}", socket, system_error_text()));
+    if (sent < 0) fail(socket);
     unsent.erase(0, static_cast<std::size_t>(sent));
   }
-  constexpr std::chrono::seconds patience(10);
   set_patience(connection, patience);
   std::string answer;
   while (!answer.ends_with('\n')) {
     char character = 0;
     const ssize_t count = ::recv(connection.get(), &character, 1, 0);
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0 && errno == EAGAIN)
-      throw Error(fmt::format("{}: no answer within {} seconds", socket, patience.count()));
+    if (count < 0 && errno == EAGAIN) fail(socket);
     if (count <= 0) throw Error(fmt::format("{}: no answer", socket));
     answer += character;
   }

@@ -369,7 +369,10 @@ TEST_F(ReaderWithFailingCalls, is_controlled_by_a_program_whose_calls_are_interr
   const std::pair<const char*, const char*> failures[] = {
       {"socket:error=EMFILE", "Too many open files"},
       {"sendto:error=EPIPE", "Broken pipe"},
-      {"setsockopt:error=EPERM", "setsockopt: Operation not permitted"}};
+      {"connect:error=EAGAIN", "no answer within 10 seconds"},
+      {"sendto:error=EAGAIN", "no answer within 10 seconds"},
+      {"setsockopt:error=EPERM:when=1", "Operation not permitted"},
+      {"setsockopt:error=EPERM:when=2", "setsockopt: Operation not permitted"}};
   for (const auto& [calls, complaint] : failures) {
     const Outcome outcome = run(calls, "", state);
     EXPECT_EQ(outcome.status, 2);

@@ -350,8 +350,27 @@ TEST_F(Program, does_not_wait_for_ever_for_a_reader_that_stands_still) {
   auto reader = start({"--socket", path("socket")});
   reader.read_line();
   reader.signal(SIGSTOP);
-  expect_refusal({"control", path("socket"), R"({"command":"state"})"},
-                 path("socket") + ": no answer within 10 seconds");
+  // One that does not listen, and no other client gets into its queue.
+  const FileDescriptor deaf(::socket(AF_UNIX, SOCK_STREAM, 0));
+  ASSERT_EQ(bind_to(deaf, socket_address(path("deaf"))), 0);
+  ASSERT_EQ(::listen(deaf.get(), 0), 0);
+  const FileDescriptor first = connect_to(path("deaf"));
+  ASSERT_TRUE(first.is_open());
+
+  const auto ask = [this](const std::string& name) {
+    return with_program({"control", path(name), R"({"command":"state"})"});
+  };
+  quorra::testing::Process asking(ask("socket"));
+  quorra::testing::Process connecting(ask("deaf"));
+  quorra::testing::Process starting(with_program({"--socket", path("deaf")}));
+  const auto expect_end = [](quorra::testing::Process& process, const std::string& complaint) {
+    const Outcome outcome = process.wait();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.errors, "quorra-sim: " + complaint + "\n");
+  };
+  expect_end(asking, path("socket") + ": no answer within 10 seconds");
+  expect_end(connecting, path("deaf") + ": no answer within 10 seconds");
+  expect_end(starting, path("deaf") + ": the socket is in use");
 }
 
 TEST_F(Program, makes_cards) {
