@@ -47,7 +47,8 @@ bool arguments_are_there(int n, const unsigned char* bytes, const unsigned char*
   return output != nullptr && (n <= 0 || bytes != nullptr);
 }
 
-// The blocks of one conversation.
+// The blocks of one conversation. Those that are made here end with their check byte, so that they
+// add nothing to that of their frame.
 class Blocks {
  public:
   Blocks(const Blocks&) = delete;
@@ -139,14 +140,14 @@ int exchange_block(int handle, const Slot& slot, int n, const unsigned char* blo
                    unsigned char* output) {
   if (!arguments_are_there(n, block, output)) return bad_length;
   Blocks blocks(n, block);
-  Checked checked = slot.block;
   Attempts attempts{slot.attempts};
   Reply reply;
   const unsigned char* const frame = reply.frame();
   std::size_t position = prologue_size;
   for (;;) {
-    if (const int code = exchange_message(handle, Command::exchange_with_card, slot.card,
-                                          blocks.message(), checked, filled_bytes, attempts, reply);
+    if (const int code =
+            exchange_message(handle, Command::exchange_with_card, slot.card, blocks.message(),
+                             slot.block, filled_bytes, attempts, reply);
         code != ok) {
       return code;
     }
@@ -154,7 +155,6 @@ int exchange_block(int handle, const Slot& slot, int n, const unsigned char* blo
     const unsigned char* const after = frame + information_start + length;
     const unsigned char sw1 = *(after - 2);
     const unsigned char sw2 = *(after - 1);
-    checked = Checked::first_nine;
     if (sw1 == wrong_length && slot.wrong_length_sends_again) {
       if (!blocks.has_length()) break;
       blocks.send_again(sw2);
