@@ -21,6 +21,30 @@ def changes(text: str) -> set[str]:
     return {mutant.after for mutant in mutants_of(source, enumerations([source]))}
 
 
+class Script(unittest.TestCase):
+    def test_adds_the_tests_of_the_simulator(self) -> None:
+        checkout = HERE.parents[1]
+        for simulator, paths in {
+            True: [
+                ["simulator"],
+                ["./simulator"],
+                [f"{checkout}/simulator/"],
+                ["src", "simulator/error.cpp"],
+                ["--only", "./simulator/error.cpp:1"],
+                ["--only=simulator/error.cpp:1"],
+            ],
+            False: [[], ["src"], ["./src/link"]],
+        }.items():
+            for arguments in paths:
+                done = subprocess.run(
+                    ["bash", "-x", checkout / "scripts" / "mutate", "--list", "--sample", "1", *arguments],
+                    capture_output=True,
+                    text=True,
+                    check=True,
+                )
+                self.assertEqual(simulator, "--program=simulator_tests" in done.stderr, arguments)
+
+
 class Changes(unittest.TestCase):
     def test_moves_bounds(self) -> None:
         found = changes("bool f(int a, int b) {\n  return a < b;\n}\n")
