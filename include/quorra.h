@@ -94,6 +94,10 @@ extern unsigned char Reader_Type;
  * baud: 9600, 19200, 38400, 57600 or 115200 in direct mode; 1200, 2400, 4800, 9600 or 19200 in
  *   terminal mode. Any other value means 9600.
  *
+ * Opening the line has no time limit: where it is a serial line without a carrier whose settings
+ * lack CLOCAL, ic_init and ic_init0 wait in open() until there is one. Without a reader behind them
+ * "stty -F /dev/ttyS0 clocal" avoids that.
+ *
  * Returns the handle of the session (0 or more); -1 (configuration file); -16 (direct mode: the
  * device cannot be opened); -136 (terminal mode: standard output is no terminal or it cannot be
  * opened; either mode: no valid answer to the version request).
