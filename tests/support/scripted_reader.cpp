@@ -16,6 +16,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <numeric>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -245,9 +247,11 @@ void ScriptedReader::answer_frames() {
   frame_ = std::move(frame_) + receive(arrived);
   received_ += arrived;
   if (mode_ == Mode::terminal) remove_sequences(frame_);
-  if (frame_.size() <= length_offset || frame_.size() < frame_[length_offset] + frame_overhead) {
+  if (frame_.size() <= length_offset || frame_.size() != frame_[length_offset] + frame_overhead) {
     return;
   }
+  // A part of a sequence is no check byte.
+  if (std::accumulate(frame_.begin(), frame_.end(), 0, std::bit_xor<>()) != 0) return;
   const Bytes request = std::exchange(frame_, {});
   send(answer_(request));
 }

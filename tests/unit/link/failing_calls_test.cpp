@@ -180,6 +180,8 @@ constexpr Failure line_failures[] = {
     {"a write finds no room", Call::write, -1, EAGAIN, false, true},
     {"a write fails", Call::write, -1, EIO, false, false},
     {"a write writes nothing", Call::write, 0, 0, false, false},
+    {"a write takes a part", Call::write, 1, 0, false, true},
+    {"each write takes a part", Call::write, 1, 0, true, true},
     {"each write fails", Call::write, -1, EIO, true, false},
     {"each write finds no room", Call::write, -1, EAGAIN, true, false},
     {"poll is interrupted", Call::poll, {}, EINTR, false, true},
@@ -207,12 +209,12 @@ bool is_of_the_line(Call call) {
 // While it lives, call number `at` (from 0) of a kind fails, and so do later ones where that lasts.
 class Armed {
  public:
-  Armed(const Failure& failure, long at) : failure_(failure), at_(at) {
+  Armed(const Failure& failure, long at, int line) : failure_(failure), at_(at), line_(line) {
     System& system = System::instance();
     if (failure.call == Call::read) {
       system.before_read = [this] { return give(); };
     } else if (failure.call == Call::write) {
-      system.before_write = [this](const Bytes&) { return give(); };
+      system.before_write = [this](const Bytes& bytes) { return give(bytes); };
     } else {
       system.fails = [this](Call call) { return call == failure_.call && happens(); };
     }
@@ -238,9 +240,16 @@ class Armed {
     return true;
   }
   std::optional<ssize_t> give() { return happens() ? failure_.result : std::nullopt; }
+  // What a write takes goes over the line.
+  std::optional<ssize_t> give(const Bytes& bytes) {
+    const auto result = give();
+    if (result.value_or(0) <= 0) return result;
+    return system_write(line_, bytes.data(), static_cast<std::size_t>(*result));
+  }
 
   const Failure& failure_;
   long at_;
+  int line_;
   long calls_ = 0;
 };
 
@@ -305,7 +314,7 @@ TEST_P(FailingCalls, EndOperationsWithTheirCodes) {
         play(true, [&](ScriptedReader& reader) {
           const int handle = reader.init0();
           ASSERT_GE(handle, 0);
-          Armed armed(failure, at);
+          Armed armed(failure, at, reader.line());
           const int result = operation.call(handle);
           happened = armed.happened();
           armed.disarm();
@@ -364,7 +373,7 @@ TEST_P(FailingCalls, EndSessionsWithTheirCodes) {
         play(restores, [&](ScriptedReader& reader) {
           std::optional<StandardOutput> on_line;
           if (GetParam() == Mode::terminal) on_line.emplace(reader.line());
-          Armed armed(failure, at);
+          Armed armed(failure, at, reader.line());
           const int result = operation.call(reader.configuration().c_str());
           happened = armed.happened();
           armed.disarm();
