@@ -379,6 +379,8 @@ class Soak {
     if (!state.card_present) insert(*card_);
     card_is_ready_ = sam_is_ready_ = false;
     power_up(place);
+    // Not all places need something to be done before.
+    read(place, {0, place.unit});
     learn(place, kind == FaultKind::pull_card);
     if (descriptors() != descriptors_)
       fail(fmt::format("{} descriptors were open, {} are", descriptors_, descriptors()));
