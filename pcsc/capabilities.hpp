@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// What the driver says of itself, of a reader and of a card.
+#pragma once
+
+#include <optional>
+
+#include "pcsc/ifdhandler.hpp"
+#include "pcsc/inserted_card.hpp"
+#include "pcsc/reader.hpp"
+
+namespace quorra::pcsc {
+
+// The value of a tag; none for a tag that is not known. `reader` is a null pointer where there is
+// none: some tags are asked for before.
+std::optional<Bytes> capability(Reader* reader, std::size_t slot, DWORD tag);
+
+}  // namespace quorra::pcsc

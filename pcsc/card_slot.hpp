@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// The slot for cards that are put into the reader.
+#pragma once
+
+#include <memory>
+
+#include "pcsc/device_name.hpp"
+#include "pcsc/slot.hpp"
+
+namespace quorra::pcsc {
+
+class CardSlot final : public Slot {
+ public:
+  CardSlot(Link& link, const DeviceName& name) : Slot(link), name_(name) {}
+
+ protected:
+  bool look() override;
+  std::unique_ptr<InsertedCard> activate() override;
+  void deactivate() override;
+
+ private:
+  const DeviceName& name_;
+  // The reader said that the card has power since it was given to it.
+  bool had_power_ = false;
+};
+
+}  // namespace quorra::pcsc

@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// What applications may ask of the reader itself, with SCardControl.
+#pragma once
+
+#include <optional>
+
+#include "pcsc/ifdhandler.hpp"
+#include "pcsc/inserted_card.hpp"
+#include "pcsc/link.hpp"
+
+namespace quorra::pcsc {
+
+// Carries the request out and returns its answer; none for a request that is not known. Throws
+// toolkit::Failure.
+std::optional<Bytes> control(Link& link, DWORD code, const Bytes& request);
+
+}  // namespace quorra::pcsc
