@@ -89,30 +89,56 @@ StandardOutput::~StandardOutput() {
   (void)close(saved_);
 }
 
-ScriptedReader::ScriptedReader(Mode mode)
-    : mode_(mode),
-      master_(checked(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "posix_openpt")) {
-  checked(grantpt(master_), "grantpt");
-  checked(unlockpt(master_), "unlockpt");
-  device_ = ptsname(master_);
-  slave_ = checked(open(device_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "opening the line");
-  make_raw(slave_);
+ScriptedReader::Line::Line()
+    : master(checked(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "posix_openpt")),
+      slave(-1),
+      configuration(folder / "reader.conf") {
+  checked(grantpt(master), "grantpt");
+  checked(unlockpt(master), "unlockpt");
+  device = ptsname(master);
+  slave = checked(open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "opening the line");
+  make_raw(slave);
+  checked(tcgetattr(slave, &settings), "tcgetattr");
+}
 
+ScriptedReader::Line::~Line() {
+  (void)close(slave);
+  (void)close(master);
+}
+
+bool ScriptedReader::Line::renew() const {
+  return tcsetattr(slave, TCSANOW, &settings) == 0 && tcflush(slave, TCIOFLUSH) == 0 &&
+         tcflush(master, TCIOFLUSH) == 0 && pending(slave) == 0 && pending(master) == 0;
+}
+
+std::vector<std::unique_ptr<ScriptedReader::Line>>& ScriptedReader::idle_lines() {
+  static std::vector<std::unique_ptr<Line>> lines;
+  return lines;
+}
+
+std::unique_ptr<ScriptedReader::Line> ScriptedReader::take_line() {
+  auto& lines = idle_lines();
+  if (lines.empty()) return std::make_unique<Line>();
+  auto line = std::move(lines.back());
+  lines.pop_back();
+  return line->renew() ? std::move(line) : std::make_unique<Line>();
+}
+
+ScriptedReader::ScriptedReader(Mode mode) : mode_(mode), line_(take_line()) {
   const std::string settings = mode == Mode::direct
-                                   ? "P=" + device_ + "\n"
+                                   ? "P=" + line_->device + "\n"
                                    : "S=" + file_text(set_sequence) + "\n" +        //
                                          "I=" + file_text(init_sequence) + "\n" +   //
                                          "W=" + file_text(start_sequence) + "\n" +  //
                                          "A=" + file_text(end_sequence) + "\n" +    //
                                          "C=" + file_text(close_sequence) + "\n";
-  configuration_ = folder_ / "reader.conf";
-  write_file(configuration_, settings);
+  write_file(line_->configuration, settings);
 
   forget_sessions();
   System& system = System::instance();
   system.reset();
   struct stat status {};
-  checked(fstat(slave_, &status), "fstat");
+  checked(fstat(line_->slave, &status), "fstat");
   system.watched = status.st_rdev;
   system.clock = [this] {
     now_ += step_;
@@ -138,17 +164,16 @@ ScriptedReader::~ScriptedReader() {
     ADD_FAILURE() << error.what();
   }
   System::instance().reset();
-  (void)close(slave_);
-  (void)close(master_);
+  if (!::testing::Test::HasFailure()) idle_lines().push_back(std::move(line_));
 }
 
 int ScriptedReader::open_session(int (*open)(const char*, int), int baud) {
   int handle = -1;
   if (mode_ == Mode::direct) {
-    handle = open(configuration_.c_str(), baud);
+    handle = open(line_->configuration.c_str(), baud);
   } else {
-    const StandardOutput on_line(slave_);
-    handle = open(configuration_.c_str(), baud);
+    const StandardOutput on_line(line_->slave);
+    handle = open(line_->configuration.c_str(), baud);
   }
   // The next session would flush what is still on its way.
   play();
@@ -203,17 +228,18 @@ void ScriptedReader::set_clock(std::clock_t now, std::clock_t step) {
 
 void ScriptedReader::send(const Bytes& bytes) const {
   if (bytes.empty()) return;
-  const int before = pending(slave_);
-  if (system_write(master_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+  const int before = pending(line_->slave);
+  if (system_write(line_->master, bytes.data(), bytes.size()) !=
+      static_cast<ssize_t>(bytes.size())) {
     throw std::runtime_error("the line took not all bytes");
   }
   // The kernel carries bytes across on a thread of its own; what was sent has to be there when the
   // library looks next.
   // Sleeping lets the kernel work sooner than asking it again and again does.
-  pollfd readable{slave_, POLLIN, 0};
+  pollfd readable{line_->slave, POLLIN, 0};
   (void)system_poll(&readable, 1, milliseconds(patience));
   const std::time_t deadline = seconds_now() + patience.count();
-  while (pending(slave_) != before + static_cast<int>(bytes.size())) {
+  while (pending(line_->slave) != before + static_cast<int>(bytes.size())) {
     if (seconds_now() > deadline) throw std::runtime_error("bytes got lost");
     sched_yield();
   }
@@ -268,11 +294,11 @@ bool ScriptedReader::receive_request() {
 Bytes ScriptedReader::receive(std::size_t count) const {
   Bytes bytes(count);
   for (std::size_t done = 0; done < count;) {
-    pollfd readable{master_, POLLIN, 0};
+    pollfd readable{line_->master, POLLIN, 0};
     if (system_poll(&readable, 1, milliseconds(patience)) < 1) {
       throw std::runtime_error("bytes got lost");
     }
-    const ssize_t got = system_read(master_, bytes.data() + done, count - done);
+    const ssize_t got = system_read(line_->master, bytes.data() + done, count - done);
     if (got <= 0) throw std::system_error(errno, std::generic_category(), "reading the line");
     done += static_cast<std::size_t>(got);
   }

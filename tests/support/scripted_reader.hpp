@@ -9,9 +9,12 @@
 // their limits can be told to the tick.
 #pragma once
 
+#include <termios.h>
+
 #include <ctime>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -56,10 +59,10 @@ class ScriptedReader {
   ~ScriptedReader();
 
   Mode mode() const { return mode_; }
-  const std::string& device() const { return device_; }
+  const std::string& device() const { return line_->device; }
   // The terminal's or serial line's end that programs open; open as long as the reader lives.
-  int line() const { return slave_; }
-  const std::string& configuration() const { return configuration_; }
+  int line() const { return line_->slave; }
+  const std::string& configuration() const { return line_->configuration; }
 
   // Calls ic_init or ic_init0 with the configuration file, with standard output on the line in
   // terminal mode.
@@ -101,6 +104,28 @@ class ScriptedReader {
   void ignore_rest() { ignores_rest_ = true; }
 
  private:
+  // A pseudo-terminal, and the file that names it.
+  struct Line {
+    Line();
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+    ~Line();
+
+    // As new, if nothing is left in it.
+    bool renew() const;
+
+    int master;
+    int slave;
+    std::string device;
+    termios settings{};
+    TemporaryDirectory folder;
+    std::string configuration;
+  };
+
+  // Making a line takes most of the time of a test: one that was used is used again.
+  static std::vector<std::unique_ptr<Line>>& idle_lines();
+  static std::unique_ptr<Line> take_line();
+
   struct Answer {
     std::clock_t delay;
     Bytes bytes;
@@ -116,11 +141,7 @@ class ScriptedReader {
   Bytes receive(std::size_t count) const;
 
   Mode mode_;
-  int master_;
-  int slave_;
-  std::string device_;
-  TemporaryDirectory folder_;
-  std::string configuration_;
+  std::unique_ptr<Line> line_;
   std::deque<Step> steps_;
   std::function<Bytes(const Bytes& request)> answer_;
   Bytes frame_;  // what came of a frame for `answer_`
