@@ -48,14 +48,14 @@ FileDescriptor listen_at(const std::filesystem::path& path) {
   const sockaddr_un address = socket_address(path);
   clear_the_way(path);
   FileDescriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  const auto fail = [&path] {
-    return Error(fmt::format("{}: {}", path.string(), system_error_text()));
+  const auto fail = [&path](const std::string& why) {
+    throw Error(fmt::format("{}: {}", path.string(), why));
   };
-  if (!listening.is_open() || bind_to(listening, address) != 0) throw fail();
+  if (!listening.is_open() || bind_to(listening, address) != 0) fail(system_error_text());
   if (::listen(listening.get(), backlog) != 0) {
-    const Error error = fail();
+    const std::string why = system_error_text();
     ::unlink(path.c_str());
-    throw error;
+    fail(why);
   }
   return listening;
 }
