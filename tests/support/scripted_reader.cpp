@@ -70,6 +70,18 @@ void make_raw(int descriptor) {
   checked(tcsetattr(descriptor, TCSANOW, &settings), "tcsetattr");
 }
 
+// Whether the last byte is the XOR of all before it or, as for a SAM, of the first nine.
+bool is_sealed(const Bytes& frame) {
+  constexpr std::size_t head_size = 9;
+  const auto check_byte = [&frame](std::size_t count) {
+    return std::accumulate(frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(count), 0,
+                           std::bit_xor<>());
+  };
+  const std::size_t before = frame.size() - 1;
+  return frame.back() == check_byte(before) ||
+         frame.back() == check_byte(std::min(head_size, before));
+}
+
 }  // namespace
 
 const char* name_of(Mode mode) { return mode == Mode::direct ? "Direct" : "Terminal"; }
@@ -277,7 +289,7 @@ void ScriptedReader::answer_frames() {
     return;
   }
   // A part of a sequence is no check byte.
-  if (std::accumulate(frame_.begin(), frame_.end(), 0, std::bit_xor<>()) != 0) return;
+  if (!is_sealed(frame_)) return;
   const Bytes request = std::exchange(frame_, {});
   send(answer_(request));
 }
