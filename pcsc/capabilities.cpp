@@ -31,8 +31,8 @@ Bytes number(unsigned value) {
   return bytes;
 }
 
-constexpr unsigned version_number = (QUORRA_VERSION_MAJOR << 24U) | (QUORRA_VERSION_MINOR << 16U) |
-                                    (QUORRA_VERSION_PATCH & 0xFFFFU);
+constexpr unsigned version_number =
+    (QUORRA_VERSION_MAJOR * 256U + QUORRA_VERSION_MINOR) * 65536U + QUORRA_VERSION_PATCH;
 constexpr unsigned longest_short_answer = 258;
 
 Bytes answer_to_reset(Reader* reader, std::size_t slot) {

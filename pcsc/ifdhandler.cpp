@@ -72,57 +72,61 @@ using namespace quorra::pcsc;
 
 extern "C" {
 
-RESPONSECODE IFDHCreateChannelByName(DWORD Lun, LPSTR DeviceName) {
+// The names in the interface have another form, and it knows no pointers to constants.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name,readability-non-const-parameter)
+
+RESPONSECODE IFDHCreateChannelByName(DWORD lun, LPSTR device_name) {
   return guarded([&] {
-    readers().open(Lun, DeviceName == nullptr ? "" : DeviceName);
+    readers().open(lun, device_name == nullptr ? "" : device_name);
     return RESPONSECODE{IFD_SUCCESS};
   });
 }
 
 // A reader has a name, not a number.
-RESPONSECODE IFDHCreateChannel(DWORD /*Lun*/, DWORD /*Channel*/) {
+RESPONSECODE IFDHCreateChannel(DWORD /*lun*/, DWORD /*channel*/) {
   log(Severity::error, "DEVICENAME is missing: the reader is found by its name alone");
   return IFD_COMMUNICATION_ERROR;
 }
 
-RESPONSECODE IFDHCloseChannel(DWORD Lun) {
-  return guarded([Lun] { return readers().close(Lun) ? IFD_SUCCESS : IFD_COMMUNICATION_ERROR; });
+RESPONSECODE IFDHCloseChannel(DWORD lun) {
+  return guarded([lun] { return readers().close(lun) ? IFD_SUCCESS : IFD_COMMUNICATION_ERROR; });
 }
 
-RESPONSECODE IFDHGetCapabilities(DWORD Lun, DWORD Tag, PDWORD Length, PUCHAR Value) {
-  if (Length == nullptr || Value == nullptr) return IFD_COMMUNICATION_ERROR;
-  return with_slot(Lun, [&](Reader& reader, Slot& /*slot*/) {
-    const std::optional<Bytes> value = capability(&reader, slot_of(Lun), Tag);
-    return value ? give(*value, Value, Length) : RESPONSECODE{IFD_ERROR_TAG};
+RESPONSECODE IFDHGetCapabilities(DWORD lun, DWORD tag, PDWORD length, PUCHAR buffer) {
+  if (length == nullptr || buffer == nullptr) return IFD_COMMUNICATION_ERROR;
+  return with_slot(lun, [&](Reader& reader, Slot& /*slot*/) {
+    const std::optional<Bytes> value = capability(&reader, slot_of(lun), tag);
+    return value ? give(*value, buffer, length) : RESPONSECODE{IFD_ERROR_TAG};
   });
 }
 
-RESPONSECODE IFDHSetCapabilities(DWORD /*Lun*/, DWORD /*Tag*/, DWORD /*Length*/, PUCHAR /*Value*/) {
+RESPONSECODE IFDHSetCapabilities(DWORD /*lun*/, DWORD /*tag*/, DWORD /*length*/,
+                                 PUCHAR /*buffer*/) {
   return IFD_NOT_SUPPORTED;
 }
 
-RESPONSECODE IFDHSetProtocolParameters(DWORD Lun, DWORD Protocol, UCHAR /*Flags*/, UCHAR /*PTS1*/,
-                                       UCHAR /*PTS2*/, UCHAR /*PTS3*/) {
-  return with_slot(Lun, [Protocol](Reader& /*reader*/, Slot& slot) {
-    const int number = Protocol == SCARD_PROTOCOL_T1 ? 1 : 0;
-    const bool is_known = number == 1 || Protocol == SCARD_PROTOCOL_T0;
+RESPONSECODE IFDHSetProtocolParameters(DWORD lun, DWORD protocol, UCHAR /*flags*/, UCHAR /*pts1*/,
+                                       UCHAR /*pts2*/, UCHAR /*pts3*/) {
+  return with_slot(lun, [protocol](Reader& /*reader*/, const Slot& slot) {
+    const int number = protocol == SCARD_PROTOCOL_T1 ? 1 : 0;
+    const bool is_known = number == 1 || protocol == SCARD_PROTOCOL_T0;
     return is_known && slot.accepts(number) ? IFD_SUCCESS : IFD_PROTOCOL_NOT_SUPPORTED;
   });
 }
 
-RESPONSECODE IFDHPowerICC(DWORD Lun, DWORD Action, PUCHAR Atr, PDWORD AtrLength) {
-  if (Atr == nullptr || AtrLength == nullptr) return IFD_COMMUNICATION_ERROR;
-  *AtrLength = 0;
-  return with_slot(Lun, [&](Reader& /*reader*/, Slot& slot) -> RESPONSECODE {
-    switch (Action) {
+RESPONSECODE IFDHPowerICC(DWORD lun, DWORD action, PUCHAR atr, PDWORD atr_length) {
+  if (atr == nullptr || atr_length == nullptr) return IFD_COMMUNICATION_ERROR;
+  *atr_length = 0;
+  return with_slot(lun, [&](Reader& /*reader*/, Slot& slot) -> RESPONSECODE {
+    switch (action) {
       case IFD_POWER_DOWN:
         slot.power_down();
         return IFD_SUCCESS;
       case IFD_POWER_UP:
       case IFD_RESET: {
         DWORD room = longest_answer_to_reset;
-        const RESPONSECODE given = give(slot.power_up(), Atr, &room);
-        *AtrLength = room;
+        const RESPONSECODE given = give(slot.power_up(), atr, &room);
+        *atr_length = room;
         return given;
       }
       default:
@@ -131,19 +135,20 @@ RESPONSECODE IFDHPowerICC(DWORD Lun, DWORD Action, PUCHAR Atr, PDWORD AtrLength)
   });
 }
 
-RESPONSECODE IFDHTransmitToICC(DWORD Lun, SCARD_IO_HEADER SendPci, PUCHAR TxBuffer, DWORD TxLength,
-                               PUCHAR RxBuffer, PDWORD RxLength, PSCARD_IO_HEADER RecvPci) {
-  if (TxBuffer == nullptr || RxBuffer == nullptr || RxLength == nullptr) {
+RESPONSECODE IFDHTransmitToICC(DWORD lun, SCARD_IO_HEADER sent, PUCHAR command,
+                               DWORD command_length, PUCHAR buffer, PDWORD length,
+                               PSCARD_IO_HEADER received) {
+  if (command == nullptr || buffer == nullptr || length == nullptr) {
     return IFD_COMMUNICATION_ERROR;
   }
-  DWORD room = *RxLength;
-  *RxLength = 0;
-  return with_slot(Lun, [&](Reader& reader, Slot& slot) -> RESPONSECODE {
+  DWORD room = *length;
+  *length = 0;
+  return with_slot(lun, [&](Reader& reader, Slot& slot) -> RESPONSECODE {
     try {
-      const Bytes answer = slot.transmit(bytes_of(TxBuffer, TxLength));
-      const RESPONSECODE given = give(answer, RxBuffer, &room);
-      *RxLength = room;
-      if (RecvPci != nullptr) RecvPci->Protocol = SendPci.Protocol;
+      const Bytes answer = slot.transmit(bytes_of(command, command_length));
+      const RESPONSECODE given = give(answer, buffer, &room);
+      *length = room;
+      if (received != nullptr) received->Protocol = sent.Protocol;
       return given;
     } catch (const quorra::toolkit::Failure& failure) {
       // The reader refuses commands when the card was pulled, and is asked why.
@@ -154,26 +159,26 @@ RESPONSECODE IFDHTransmitToICC(DWORD Lun, SCARD_IO_HEADER SendPci, PUCHAR TxBuff
   });
 }
 
-RESPONSECODE IFDHControl(DWORD Lun, DWORD dwControlCode, PUCHAR TxBuffer, DWORD TxLength,
-                         PUCHAR RxBuffer, DWORD RxLength, LPDWORD pdwBytesReturned) {
-  if (pdwBytesReturned == nullptr) return IFD_COMMUNICATION_ERROR;
-  *pdwBytesReturned = 0;
-  return with_slot(Lun, [&](Reader& reader, Slot& /*slot*/) -> RESPONSECODE {
+RESPONSECODE IFDHControl(DWORD lun, DWORD code, PUCHAR command, DWORD command_length, PUCHAR buffer,
+                         DWORD room, LPDWORD length) {
+  if (length == nullptr) return IFD_COMMUNICATION_ERROR;
+  *length = 0;
+  return with_slot(lun, [&](Reader& reader, Slot& /*slot*/) -> RESPONSECODE {
     const std::optional<Bytes> answer =
-        control(reader.link(), dwControlCode, bytes_of(TxBuffer, TxLength));
+        control(reader.link(), code, bytes_of(command, command_length));
     if (!answer) return IFD_ERROR_NOT_SUPPORTED;
     if (answer->empty()) return IFD_SUCCESS;
-    DWORD room = RxBuffer == nullptr ? 0 : RxLength;
-    const RESPONSECODE given = give(*answer, RxBuffer, &room);
-    *pdwBytesReturned = room;
-    return given;
+    *length = buffer == nullptr ? 0 : room;
+    return give(*answer, buffer, length);
   });
 }
 
-RESPONSECODE IFDHICCPresence(DWORD Lun) {
-  return with_slot(Lun, [](Reader& /*reader*/, Slot& slot) {
+RESPONSECODE IFDHICCPresence(DWORD lun) {
+  return with_slot(lun, [](Reader& /*reader*/, Slot& slot) {
     return slot.is_occupied() ? IFD_ICC_PRESENT : IFD_ICC_NOT_PRESENT;
   });
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name,readability-non-const-parameter)
 
 }  // extern "C"
