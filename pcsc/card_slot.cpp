@@ -4,10 +4,14 @@
 
 #include <quorra.h>
 
+#include <string>
 #include <utility>
 
 #include "pcsc/frames.hpp"
+#include "pcsc/log.hpp"
+#include "pcsc/memory/memory_card.hpp"
 #include "pcsc/processor/processor_card.hpp"
+#include "toolkit/kinds/recognition.hpp"
 
 namespace quorra::pcsc {
 namespace {
@@ -23,6 +27,16 @@ CardState card_state(const Link& link) {
   return state;
 }
 
+// "the card is a 24c02, or a 24c04, or a 24c08"
+std::string describe(const toolkit::Recognition& found) {
+  if (found.card == nullptr) return "the card is none that is known";
+  std::string words = "the card is a " + std::string(found.card->name);
+  for (const toolkit::Card* other : found.others) {
+    words.append(", or a ").append(other->name);
+  }
+  return words;
+}
+
 }  // namespace
 
 bool CardSlot::look() {
@@ -35,13 +49,32 @@ bool CardSlot::look() {
 
 std::unique_ptr<InsertedCard> CardSlot::activate() {
   std::unique_ptr<InsertedCard> card;
-  Bytes answer;
-  const int result = reset_processor_card(link(), answer);
-  if (result < 0) link().fail(resetting, result);
-  if (answer.empty()) throw MuteCard("the card sends no answer to reset");
-  card = std::make_unique<ProcessorCard>(link(), std::nullopt, std::move(answer));
+  if (name_.card != CardChoice::memory) card = find_processor_card();
+  if (card == nullptr && name_.card != CardChoice::processor) card = find_memory_card();
+  if (card == nullptr)
+    throw MuteCard("the card sends no answer to reset, and none is known for it");
   had_power_ = card_state(link()).has_power;
   return card;
+}
+
+std::unique_ptr<InsertedCard> CardSlot::find_processor_card() {
+  Bytes answer;
+  const int result = reset_processor_card(link(), answer);
+  const bool may_be_another =
+      name_.card == CardChoice::automatic && is_status(result, resetting.kind);
+  if (result < 0 && !may_be_another) link().fail(resetting, result);
+  if (answer.empty()) return nullptr;
+  return std::make_unique<ProcessorCard>(link(), std::nullopt, std::move(answer));
+}
+
+std::unique_ptr<InsertedCard> CardSlot::find_memory_card() {
+  toolkit::Recognition found{.card = name_.kind};
+  if (name_.card == CardChoice::automatic) {
+    found = recognise(link());
+    log(Severity::information, describe(found));
+  }
+  if (found.card == nullptr) return nullptr;
+  return std::make_unique<MemoryCard>(link(), *found.card);
 }
 
 void CardSlot::deactivate() { link().run(switching_off, turn_off); }

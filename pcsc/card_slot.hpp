@@ -21,6 +21,10 @@ class CardSlot final : public Slot {
   void deactivate() override;
 
  private:
+  // A null pointer if there is none of that kind.
+  std::unique_ptr<InsertedCard> find_processor_card();
+  std::unique_ptr<InsertedCard> find_memory_card();
+
   const DeviceName& name_;
   // The reader said that the card has power since it was given to it.
   bool had_power_ = false;

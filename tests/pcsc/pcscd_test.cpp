@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/pcsc/pcscd.hpp"
 
@@ -237,6 +238,104 @@ TEST_F(PcscProgram, KeepsTheReaderForPcscd) {
   const Outcome outcome = run({QUORRA_PROGRAM, "info", "--config", reader_->configuration()});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.errors, HasSubstr("is in use by pcscd (process "));
+}
+
+// ---- Memory cards -------------------------------------------------------------------------------
+
+struct MemoryKind {
+  std::string kind;
+  std::string answer_to_reset;
+  std::string taken_for;
+  // Halves of a card that differ from each other tell its size.
+  std::string data;
+};
+
+class PcscMemoryCard : public PcscProgram, public ::testing::WithParamInterface<MemoryKind> {};
+
+TEST_P(PcscMemoryCard, IsSeenAndNotChanged) {
+  const MemoryKind& row = GetParam();
+  std::vector<std::string> options = {row.kind};
+  if (!row.data.empty()) options.insert(options.end(), {"--data", row.data});
+  const std::string image = make_card(folder_, "card.toml", options);
+  const std::string before = content_of(image);
+  begin({"--card", image});
+  pcscd_->wait_for(reader_name, true);
+  EXPECT_EQ(pcscd_->run({"opensc-tool", "-a"}).output, row.answer_to_reset + "\n");
+  EXPECT_THAT(pcscd_->run({"opensc-tool", "-s", "FFCA010000"}).output, HasSubstr(row.taken_for));
+  pcscd_.reset();
+  reader_.reset();
+  EXPECT_EQ(content_of(image), before);
+}
+
+constexpr char storage_card[] = "3b:8f:80:01:80:4f:0c:a0:00:00:03:06:00:00:00:00:00:00:00:68";
+constexpr char two_wire[] = "3b:04:49:32:43:2e";
+
+INSTANTIATE_TEST_SUITE_P(OfEachKind, PcscMemoryCard,
+                         ::testing::Values(MemoryKind{"4442", "3b:04:a2:13:10:91", "4442", ""},
+                                           MemoryKind{"4432", "3b:04:a2:13:10:91", "4432", ""},
+                                           MemoryKind{"4428", "3b:04:92:23:10:91", "4428", ""},
+                                           MemoryKind{"4418", "3b:04:92:23:10:91", "4418", ""},
+                                           MemoryKind{"24c01a", two_wire, "24c01a", ""},
+                                           MemoryKind{"24c02", two_wire, "24c02", "128:11"},
+                                           MemoryKind{"24c04", two_wire, "24c04", "256:11"},
+                                           MemoryKind{"24c08", two_wire, "24c08", "512:11"},
+                                           MemoryKind{"24c16", two_wire, "24c16", "1024:11"},
+                                           MemoryKind{"24c32", two_wire, "24c32", ""},
+                                           MemoryKind{"24c64", two_wire, "24c64", "4096:11"},
+                                           MemoryKind{"93c46a", storage_card, "93c46a", ""},
+                                           MemoryKind{"93c46", storage_card, "93c46", ""},
+                                           MemoryKind{"93c57", storage_card, "93c57", ""},
+                                           MemoryKind{"93c66", storage_card, "93c66", ""},
+                                           MemoryKind{"45d041", storage_card, "45d041", ""},
+                                           MemoryKind{"4404", storage_card, "4404", ""},
+                                           MemoryKind{"4406", storage_card, "4406", ""},
+                                           MemoryKind{"101", storage_card, "102", ""},
+                                           MemoryKind{"102", storage_card, "102", ""},
+                                           MemoryKind{"1604", storage_card, "1604", ""},
+                                           MemoryKind{"1604b", storage_card, "1604b", ""}),
+                         [](const auto& test) { return test.param.kind; });
+
+TEST_F(PcscProgram, ReadsAndWritesAMemoryCard) {
+  begin({"--card", make_card(folder_, "card.toml", {"4442"})});
+  pcscd_->wait_for(reader_name, true);
+  const std::string script = folder_ / "script";
+  write_file(script,
+             "reset\nFF B0 00 00 08\nFF D6 00 40 01 11\nFF 20 00 00 03 FF FF FF\n"
+             "FF D6 00 40 02 11 22\nFF B0 00 3F 04\n");
+  const std::string output = pcscd_->run({"scriptor", script}).output;
+  EXPECT_THAT(output, HasSubstr("< A2 13 10 91 FF FF 81 15 90 00"));
+  EXPECT_THAT(output, HasSubstr("< 69 82"));
+  EXPECT_THAT(output, HasSubstr("< FF 11 22 FF 90 00"));
+}
+
+TEST_F(PcscProgram, TakesAMemoryCardForTheKindThatDevicenameNames) {
+  begin({"--card", make_card(folder_, "card.toml", {"24c16"})}, ":card=24c16");
+  pcscd_->wait_for(reader_name, true);
+  EXPECT_EQ(pcscd_->client(
+                {"apdu", reader_name, "FFB007FF01", "FFB0080001", "FFD607FF0111", "FFB007FF00"}),
+            "T=0\nFF 90 00\n6B 00\n90 00\n11 90 00\n");
+}
+
+TEST_F(PcscProgram, LocksAMemoryCardAfterWrongCodesOnly) {
+  begin({"--card", make_card(folder_, "card.toml", {"4442"})});
+  pcscd_->wait_for(reader_name, true);
+  // The reply to the first code is lost. It costs one attempt.
+  reader_->control(R"({"command":"fault","kind":"silence","on":"0x64","times":1})");
+  EXPECT_EQ(pcscd_->client({"apdu", reader_name, "FF20000003313131", "FF200000", "FF20000003313131",
+                            "FF20000003313131", "FF20000003FFFFFF"}),
+            "T=0\nTransaction failed.\n63 C2\n63 C1\n63 C0\n69 83\n");
+}
+
+TEST_F(PcscProgram, SeesMemoryCardsComeAndGo) {
+  begin({"--card", make_card(folder_, "4442.toml", {"4442"})});
+  const std::string other = make_card(folder_, "4428.toml", {"4428"});
+  pcscd_->wait_for(reader_name, true);
+  const auto watching = pcscd_->start_client({"watch", reader_name, "3"});
+  EXPECT_EQ(watching->read_line(), "3B 04 A2 13 10 91");
+  reader_->remove();
+  EXPECT_EQ(watching->read_line(), "absent");
+  reader_->insert(other);
+  EXPECT_EQ(watching->read_line(), "3B 04 92 23 10 91");
 }
 
 }  // namespace
