@@ -4,6 +4,8 @@
 // What becomes of commands to memory cards when answers are lost, or the reader refuses.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/pcsc/memory_bench.hpp"
 #include "toolkit/kinds/card.hpp"
 #include "toolkit/session/errors.hpp"
@@ -88,6 +90,22 @@ TEST(Refusals, OfTheFirstReadLeaveNoCard) {
   simulator::RunningReader reader;
   OpenSession session(reader->configuration());
   EXPECT_THROW(pcsc::MemoryCard(session, *toolkit::find_card("4442")), toolkit::Failure);
+}
+
+// It has no attempt where a 101 has one, so the reader cannot pay for a comparison.
+TEST(Refusals, OfACodeOf102ThatIsTakenFor101CostNothing) {
+  TemporaryDirectory folder;
+  simulator::Options options;
+  options.card = folder / "card";
+  save_image(new_card("102"), options.card);
+  simulator::RunningReader reader(options);
+  OpenSession session(reader->configuration());
+  pcsc::MemoryCard card(session, *toolkit::find_card("101"));
+  EXPECT_EQ(to_hex(card.transmit(hex("FF 20 00 00 02 FF FF"))), "6F 00");
+  EXPECT_EQ(to_hex(card.transmit(hex("FF 20 00 00 02 11 11"))), "6F 00");
+  EXPECT_EQ(to_hex(card.transmit(hex("FF D6 00 56 01 11"))), "69 82");
+  const simulator::State state = reader->state();
+  EXPECT_TRUE(std::ranges::equal(state.card->field("memory"), new_card("102").field("memory")));
 }
 
 TEST(PulledCards, AreNotWritten) {

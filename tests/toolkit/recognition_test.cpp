@@ -145,8 +145,8 @@ TEST_F(RecognitionTest, TellsNewCards) {
   for (const char* kind : {"4442", "4432", "4428", "4418", "4404", "4406", "1604", "1604b"}) {
     EXPECT_EQ(recognise(new_card(kind)), varied.at(kind)) << kind;
   }
-  EXPECT_EQ(recognise(new_card("101")), "102 or 101");
-  EXPECT_EQ(recognise(new_card("102")), "102 or 101");
+  EXPECT_EQ(recognise(new_card("101")), "101 or 102");
+  EXPECT_EQ(recognise(new_card("102")), "101 or 102");
 }
 
 TEST_F(RecognitionTest, TellsCardsOfOneValue) {
@@ -194,16 +194,16 @@ TEST_F(RecognitionTest, Tells101From102ByWhatTheyShow) {
     std::size_t address;
     const char* found;
   };
-  for (const Row& row : std::vector<Row>{{"101", 85, "102 or 101"},
+  for (const Row& row : std::vector<Row>{{"101", 85, "101 or 102"},
                                          {"101", 86, "101"},
                                          {"101", 91, "101"},
-                                         {"101", 92, "102 or 101"},
+                                         {"101", 92, "101 or 102"},
                                          {"101", 156, "101"},
                                          {"101", 159, "101"},
-                                         {"102", 149, "102 or 101"},
+                                         {"102", 149, "101 or 102"},
                                          {"102", 150, "102"},
                                          {"102", 153, "102"},
-                                         {"102", 154, "102 or 101"},
+                                         {"102", 154, "101 or 102"},
                                          {"102", 172, "102"},
                                          {"102", 177, "102"}}) {
     Image card = new_card(row.kind);
@@ -219,7 +219,7 @@ TEST_F(RecognitionTest, TellsPersonalisedCards) {
     if (has_fuse) card.field("fuse").front() = 0;
     if (!has_fuse) card.field("memory")[8] = 0x7F;
     const std::string found = recognise(card);
-    EXPECT_EQ(found, kind == "101" || kind == "102" ? "102 or 101" : kind);
+    EXPECT_EQ(found, kind == "101" || kind == "102" ? "101 or 102" : kind);
   }
 }
 

@@ -195,15 +195,17 @@ struct Hidden {
   Range range;
 };
 
-Recognition tell_102(const Look& look, const Card& card) {
-  static constexpr std::array<std::string_view, 1> others{"101"};
+// Read as a 102, which is longer. A 102 that is taken for a 101 keeps its codes: an attempt at the
+// one of a 101 is none on it, so nothing can be presented, and nothing written.
+Recognition tell_101(const Look& look, const Card& card) {
+  static constexpr std::array<std::string_view, 1> others{"102"};
   // A 101 has its data, or its counter of erasures, where the 102 has codes, and the other way
   // round.
   constexpr Hidden hidden[] = {
       {"102", {86, 6}}, {"102", {156, 4}}, {"101", {150, 4}}, {"101", {172, 6}}};
   constexpr Range shown{13, 165};
   const auto bytes = look.read(card, shown.address, shown.count);
-  if (!bytes) return guess("102", others);
+  if (!bytes) return guess("101", others);
   for (const Hidden& row : hidden) {
     const auto place =
         std::span(*bytes).subspan(static_cast<std::size_t>(row.range.address - shown.address),
@@ -211,7 +213,7 @@ Recognition tell_102(const Look& look, const Card& card) {
     const bool is_hidden = place.front() == idle && all_equal(place);
     if (!is_hidden) return certainly(named(row.name == "102" ? "101" : "102"));
   }
-  return guess("102", others);
+  return guess("101", others);
 }
 
 // A small chip shows the same again at the addresses of a larger one. What repeats may be repeated
@@ -270,7 +272,7 @@ constexpr Trial trials[] = {
     {"4404", begins_with<0, 0x81, 0x24>, tell_alone},
     {"4406", begins_with<0, 0x98, 0x20>, tell_alone},
     {"4406", begins_with<2, 0x22>, tell_alone},
-    {"102", begins_with<0, 0x0F, 0x0F>, tell_102},
+    {"102", begins_with<0, 0x0F, 0x0F>, tell_101},
     {"1604", begins_with<0, 0x31, 0x3A>, tell_alone},
     {"1604b", begins_with<0, 0x72, 0x55>, tell_alone},
     {"4442", has_attempts, tell_4442},
