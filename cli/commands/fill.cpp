@@ -106,8 +106,6 @@ std::string_view words_for_read_back(const FillOptions& options) {
   return options.no_verify ? "" : " and read them back";
 }
 
-// ---- Cards on which writing turns a 0 into a 1, too -------------------------------------------
-
 std::string overwrite(const Connection& connection, const Card& card, Range range,
                       const FillOptions& options, const Task& task) {
   const std::string_view read_back = words_for_read_back(options);
@@ -120,8 +118,6 @@ std::string overwrite(const Connection& connection, const Card& card, Range rang
   write_memory(connection, card.memory, range, content.data, task.operation, !options.no_verify);
   return describe(content, task.byte, range, read_back);
 }
-
-// ---- Security memory cards --------------------------------------------------------------------
 
 // The data, without codes and counters. An erase takes the flags in front of them along.
 Range data_range(const Card& card, const Memory& memory, bool with_flags) {
@@ -170,8 +166,6 @@ std::string overwrite(const Connection& connection, const Memory& memory, Range 
   });
   return fmt::format("Wrote {:02X} to {}{}.\n", task.byte, bytes, words_for_read_back(options));
 }
-
-// ---- The commands -----------------------------------------------------------------------------
 
 void run_on_security_card(const Settings& settings, const Card& card, const Memory& memory,
                           const FillOptions& options, const Task& task) {

@@ -136,8 +136,6 @@ Picture take_picture(const Connection& connection, const Card& card, const Keys&
   return picture;
 }
 
-// ---- Drawing ----------------------------------------------------------------------------------
-
 // Each zone has a colour of its own; what guards it is drawn in bright letters.
 fmt::text_style style_of(const Place& place, bool colour) {
   constexpr fmt::terminal_color zones[] = {fmt::terminal_color::cyan, fmt::terminal_color::blue,

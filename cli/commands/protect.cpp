@@ -94,8 +94,6 @@ void protect_bytes(const Settings& settings, const Card& card, const ProtectOpti
   }
 }
 
-// ---- The flags of security memory cards -------------------------------------------------------
-
 bool has_flag(const Connection& connection, const Memory& memory, unsigned char flag) {
   const Bytes flags = read_memory(connection, memory, {memory.flags->address, 1}, reading_flags);
   return (flags.front() & flag) != 0;

@@ -369,8 +369,6 @@ TEST_F(SecurityCards, CodesAreWrittenOnlyWithTheCommandForThem) {
               "Wrote 1 byte at 0x01C9 and read them back.\n");
 }
 
-// ---- Codes ------------------------------------------------------------------------------------
-
 TEST_F(SecurityCards, EachCodeIsPresentedChangedAndCounted) {
   struct Case {
     std::string kind;
@@ -478,8 +476,6 @@ TEST_F(SecurityCards, EraseCodesArePresentedChangedAndCounted) {
     expect_done(Arguments{"code", "present", code} + erase, "The erase code is right.\n");
   }
 }
-
-// ---- Personalised cards -----------------------------------------------------------------------
 
 TEST_F(SecurityCards, APersonalisedZoneIsErasedWithItsEraseCode) {
   insert("1604");
@@ -633,8 +629,6 @@ TEST_F(SecurityCards, ProtectsAPersonalisedZoneAgainstBoth) {
               "0000  3F                                                |?               |\n");
 }
 
-// ---- 4406 -------------------------------------------------------------------------------------
-
 TEST_F(SecurityCards, The4406CannotBeErased) {
   insert("4406");
   const Arguments write = {"write", "--address", "3", "--code", "FFFFFF"};
@@ -711,8 +705,6 @@ TEST_F(SecurityCards, SpendingAsksOnATerminal) {
             "Go on? [y/N] ");
   expect_error(outcome, 1, "quorra: spending units: not confirmed\n");
 }
-
-// ---- map and detect ---------------------------------------------------------------------------
 
 TEST_F(SecurityCards, MapShowsWhatIsWhere) {
   insert("4404", {"--data", "10:30", "--data", "0x20:4142"});

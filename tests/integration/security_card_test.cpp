@@ -34,8 +34,6 @@ class Bench : public VirtualBench {
       : VirtualBench(simulator::Image(simulator::find_kind(kind))) {}
 };
 
-// ---- The cards with zones ---------------------------------------------------------------------
-
 // The library's functions for one kind. The first two arguments are the handle and the zone, or the
 // number of a code; cards without zones and numbers have 0 there.
 struct Functions {
@@ -754,8 +752,6 @@ TEST_P(LifeOf, CellsThatAreWrittenAndErasedAtRandom) {
 INSTANTIATE_TEST_SUITE_P(Zones, LifeOf, ::testing::ValuesIn(zones), [](const auto& test) {
   return "Card" + test.param.kind + "Zone" + std::to_string(test.param.number);
 });
-
-// ---- 4406 -------------------------------------------------------------------------------------
 
 Bytes read_4406(int handle, int address, int count) {
   Bytes bytes(static_cast<std::size_t>(count));

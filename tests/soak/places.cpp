@@ -114,8 +114,6 @@ Place card_45d041() {
           .page = page};
 }
 
-// ---- Processor cards ---------------------------------------------------------------------------
-
 using Command = int (*)(int handle, int n, const unsigned char* command, unsigned char* answer);
 
 constexpr int done = 0x9000;
@@ -180,8 +178,6 @@ Place sam() {
   };
   return place;
 }
-
-// ---- The reader itself -------------------------------------------------------------------------
 
 Place reader_memory() {
   return {.name = "reader", .size = 384, .read = srd_eeprom, .write = swr_eeprom};

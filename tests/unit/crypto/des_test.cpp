@@ -59,8 +59,6 @@ Bytes by_openssl(int direction, Bytes key, Bytes input) {
   return output;
 }
 
-// ---- Known answers ----
-
 const Bytes example_key = hex("13 34 57 79 9B BC DF F1");
 const Bytes example_plain = hex("01 23 45 67 89 AB CD EF");
 const Bytes example_cipher = hex("85 E8 13 54 0F 0A B4 05");
@@ -212,8 +210,6 @@ TEST(Des, GivesTheAnswerForEachBitOfTextAndKey) {
   }
 }
 
-// ---- Lengths ----
-
 Bytes random_bytes(std::mt19937& engine, std::size_t count) {
   Bytes bytes(count);
   std::ranges::generate(bytes, [&] { return static_cast<unsigned char>(engine()); });
@@ -321,8 +317,6 @@ TEST(Des, WorksInPlace) {
     EXPECT_TRUE(place.content() == input) << length;
   }
 }
-
-// ---- Keys ----
 
 TEST(DesKey, HasParityBitsThatDoNotMatter) {
   Bytes flipped = example_key;
@@ -443,8 +437,6 @@ TEST(DesRoundKeys, NeedTheirPointers) {
   for (const auto& row : packed)
     EXPECT_EQ(std::ranges::count(row, untouched), 6);
 }
-
-// ---- Cells ----
 
 TEST(Cells, HoldTheBitsOfBytesMostSignificantFirst) {
   const GuardedBytes bytes(hex("80 01 A5"));

@@ -36,8 +36,6 @@ constexpr long two_seconds = delay(2'000'000);
 // Bytes that are there take one reading each.
 long reading(const Bytes& reply) { return static_cast<long>(reply.size()); }
 
-// ---- set_baud ----
-
 struct SpeedCode {
   int baud;
   unsigned char code;
@@ -133,8 +131,6 @@ TEST(SetBaud, IsOverOneTickAfterTwoSeconds) {
     ic_exit(handle);
   }
 }
-
-// ---- Searching ----
 
 // The speed of the line while nobody has it open.
 constexpr int nobody = 300;
@@ -408,8 +404,6 @@ TEST_P(LineSpeed, IsFoundAfterALineThatCouldNotBeOpened) {
                            {nobody, 2 * short_pause},
                            {candidates[3].on_line(GetParam()), reading(status) + short_pause}}));
 }
-
-// ---- auto_init ----
 
 int auto_init_19200(const char* path) { return auto_init(path, 19200); }
 
