@@ -65,6 +65,7 @@ TEST(Dialect, Protects4442) {
   EXPECT_EQ(bench.send("FF D1 00 04 01 FF"), "90 00");
   EXPECT_EQ(bench.send("FF B2 00 00 04"), "20 FF 1F F8 90 00");
   EXPECT_EQ(bench.send("FF D0 00 04 01 11"), "65 81");
+  EXPECT_EQ(bench.send("FF D1 00 04 01 11"), "65 81") << "protected, but other bytes";
   EXPECT_EQ(bench.send("FF D1 00 1F 01 FF"), "90 00");
   EXPECT_EQ(bench.send("FF D1 00 20 01 FF"), "6B 00");
 }
@@ -89,7 +90,11 @@ TEST(Dialect, SpeaksOf4428) {
   EXPECT_EQ(bench.send("FF 20 00 00 02 FF FF"), "90 FF");
   EXPECT_EQ(bench.send("FF D0 01 00 01 11"), "90 00");
   EXPECT_EQ(bench.send("FF D1 01 00 01 11"), "90 00");
+  EXPECT_EQ(bench.send("FF D1 01 00 01 22"), "65 81") << "protected, but other bytes";
   EXPECT_EQ(bench.send("FF B2 01 00 02"), "FE FF 90 00");
+  EXPECT_EQ(bench.send("FF B2 03 F4 01"), "FF 90 00");
+  EXPECT_EQ(bench.send("FF B2 03 F4 02"), "6C 01") << "1021 bytes can be protected";
+  EXPECT_EQ(bench.send("FF B2 03 F6 01"), "6B 00");
   EXPECT_EQ(bench.send("FF B2 00 00 04"), "30 FF 1F F8 90 00");
   EXPECT_EQ(bench.send("FF D0 01 00 01 22"), "65 81");
   EXPECT_EQ(bench.send("FF D2 00 01 02 11 11"), "6D 00");

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "tests/pcsc/memory_bench.hpp"
 #include "toolkit/kinds/card.hpp"
@@ -90,6 +91,34 @@ TEST(Refusals, OfTheFirstReadLeaveNoCard) {
   simulator::RunningReader reader;
   OpenSession session(reader->configuration());
   EXPECT_THROW(pcsc::MemoryCard(session, *toolkit::find_card("4442")), toolkit::Failure);
+}
+
+// A reader may say that it did something, and not have done it.
+TEST(Refusals, AreFoundByReadingBack) {
+  for (const char* kind : {"93c46", "4442"}) {
+    TemporaryDirectory folder;
+    simulator::Options options;
+    options.card = folder / "card";
+    save_image(card_with(kind, 0x40, hex("11")), options.card);
+    simulator::RunningReader reader(options);
+    OpenSession session(reader->configuration());
+    toolkit::Card idle = *toolkit::find_card(kind);
+    idle.memory.write = [](int, int, int, const unsigned char*) { return 0; };
+    idle.erase_all = [](int) { return 0; };
+    std::vector<toolkit::Code> codes(idle.codes.begin(), idle.codes.end());
+    for (toolkit::Code& code : codes) {
+      code.change = [](int, const unsigned char*) { return 0; };
+    }
+    idle.codes = codes;
+    pcsc::MemoryCard card(session, idle);
+    if (!codes.empty()) {
+      EXPECT_EQ(to_hex(card.transmit(hex("FF 20 00 00 03 FF FF FF"))), "90 00");
+      EXPECT_EQ(to_hex(card.transmit(hex("FF 24 01 00 03 11 22 33"))), "65 81");
+      EXPECT_EQ(to_hex(card.transmit(hex("FF 24 01 00 03 FF FF FF"))), "90 00");
+    }
+    EXPECT_EQ(to_hex(card.transmit(hex("FF D6 00 40 01 22"))), "65 81");
+    EXPECT_EQ(to_hex(card.transmit(hex("FF 0E 00 00"))), "65 81");
+  }
 }
 
 // It has no attempt where a 101 has one, so the reader cannot pay for a comparison.

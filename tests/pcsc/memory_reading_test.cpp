@@ -122,6 +122,7 @@ TEST(MemoryCard, WantsTheLengthsOfACommandToFit) {
            "FF B0 00 00 01 00",        // data
            "FF B0 00 00 01 00 01",     // data and a length
            "FF B0 00 00 00 00 01",     // an extended length
+           "FF B0 00 00 00 01",        // data of no length
            "FF B0 00 00 02 00",        // too few bytes of data
            "FF D6 00 00",              // no data
            "FF D6 00 00 01",           // a length

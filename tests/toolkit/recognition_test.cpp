@@ -232,6 +232,17 @@ TEST_F(RecognitionTest, Tells4442And4428WithoutHeader) {
   }
 }
 
+// Then its attempts are all that is not FF.
+TEST_F(RecognitionTest, Tells4442ByItsAttempts) {
+  Image card = filled("4442", 0xFF);
+  std::ranges::fill(card.field("protected"), std::uint8_t{0});
+  EXPECT_EQ(recognise(card), "4442");
+  card.field("counter").front() = 4;
+  EXPECT_EQ(recognise(card), "4442");
+  card.field("counter").front() = 0;
+  EXPECT_EQ(recognise(card), "none");
+}
+
 TEST_F(RecognitionTest, TellsCodelessCardsOfOneValueByTheirProtection) {
   // Nothing can be told from zeros that are all protected, nor from FF none of which is.
   EXPECT_EQ(recognise(filled("4432", 0x00)), "4432 or 4442");
