@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fstream>
 #include <iterator>
@@ -45,7 +46,10 @@ constexpr Hint hints[] = {
 };
 
 std::string group_name(gid_t number) {
-  const group* found = getgrgid(number);
+  std::array<char, 4096> texts{};
+  group entry{};
+  group* found = nullptr;
+  getgrgid_r(number, &entry, texts.data(), texts.size(), &found);
   return found == nullptr ? fmt::format("{}", number) : found->gr_name;
 }
 
