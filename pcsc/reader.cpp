@@ -30,7 +30,12 @@ Reader::~Reader() {
 void Reader::add_sams() {
   try {
     for (int number = 0; number < name_.sams.value_or(most_sams); ++number) {
-      if (!name_.sams && !is_there(sams_, number)) continue;
+      link_.begin();
+      if (!name_.sams && !is_there(sams_, number)) {
+        // A reader that knows no SAMs may say nothing at all.
+        if (toolkit::is_unanswered(link_.trouble())) return;
+        continue;
+      }
       slots_.push_back(std::make_unique<SamSlot>(link_, sams_, number));
     }
   } catch (const ReaderGone& gone) {

@@ -428,6 +428,14 @@ TEST_F(DriverWithSams, HasAsManySlotsAsItIsTold) {
   EXPECT_EQ(look(first_sam + 1), IFD_ICC_PRESENT);
 }
 
+TEST_F(DriverWithSams, LooksForNoMoreIfTheReaderSaysNothing) {
+  reader_.ignored = 0x23;
+  ASSERT_EQ(open(card_slot), IFD_SUCCESS);
+  EXPECT_EQ(capability(card_slot, TAG_IFD_SLOTS_NUMBER), Bytes{1});
+  EXPECT_EQ(reader_.count(0x23), 1U);
+  EXPECT_EQ(look(), IFD_ICC_PRESENT);
+}
+
 TEST_F(DriverWithSams, SelectsOnlyWhenItChanges) {
   ASSERT_EQ(open(card_slot), IFD_SUCCESS);
   ASSERT_EQ(open(first_sam), IFD_SUCCESS);

@@ -19,7 +19,7 @@ ModelledReader::ModelledReader() {
 
 Bytes ModelledReader::answer(const Bytes& request) {
   requests_.push_back(request);
-  if (!is_on) return {};
+  if (!is_on || request[1] == ignored) return {};
   Bytes reply = carry_out(request);
   if (request[1] != 0x21 || spoil.empty()) return reply;
   const auto change = spoil.front();
