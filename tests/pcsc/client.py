@@ -7,7 +7,9 @@ client.py readers                  the names of all readers, one a line
 client.py apdu READER HEX...       the answer to each command, or the words for what went wrong
 client.py watch READER COUNT       so many changes of what is in the reader: "absent", or the ATR
 client.py control READER CODE HEX  the answer of the reader itself
-client.py random SEED COUNT READER writes and reads pieces of a file, compared with an array
+client.py random SEED COUNT READER [SIZE]
+                                   writes and reads pieces of a file, or of a memory card of SIZE
+                                   bytes; what is read is compared with an array
 """
 
 import random
@@ -75,23 +77,25 @@ def control(context, reader, code, data):
     say(text(answer))
 
 
-def random_access(context, seed, count, reader):
+def random_access(context, seed, count, reader, size=None):
     random.seed(seed)
     card, protocol = connect(context, reader)
-    held = bytearray(512 * b"\xff")
-    transmit(card, protocol, bytes.fromhex("00A4000C020001"))
+    held = bytearray((size or 512) * b"\xff")
+    if size is None:
+        transmit(card, protocol, bytes.fromhex("00A4000C020001"))
+    first = b"\x00" if size is None else b"\xff"
     for _ in range(count):
-        size = random.randint(1, 100)
-        at = random.randint(0, len(held) - size)
-        place = bytes([at >> 8, at & 0xFF, size])
+        length = random.randint(1, 100)
+        at = random.randint(0, len(held) - length)
+        place = bytes([at >> 8, at & 0xFF, length])
         if random.random() < 0.5:
-            data = random.randbytes(size)
-            held[at : at + size] = data
-            answer = transmit(card, protocol, b"\x00\xd6" + place + data)
+            data = random.randbytes(length)
+            held[at : at + length] = data
+            answer = transmit(card, protocol, first + b"\xd6" + place + data)
             assert answer == b"\x90\x00", text(answer)
         else:
-            answer = transmit(card, protocol, b"\x00\xb0" + place)
-            assert answer == held[at : at + size] + b"\x90\x00", text(answer)
+            answer = transmit(card, protocol, first + b"\xb0" + place)
+            assert answer == held[at : at + length] + b"\x90\x00", text(answer)
     say("all equal")
 
 
@@ -110,7 +114,7 @@ def main():
     elif name == "control":
         control(context, *arguments)
     elif name == "random":
-        random_access(context, int(arguments[0]), int(arguments[1]), arguments[2])
+        random_access(context, int(arguments[0]), int(arguments[1]), arguments[2], *map(int, arguments[3:]))
 
 
 try:

@@ -93,6 +93,12 @@ TEST_F(PcscProgram, IsAnyOfTheUsualOnes) {
   EXPECT_THAT(output, HasSubstr("< FF FF 90 00"));
 }
 
+TEST_F(PcscProgram, FindsWhatItWroteToAMemoryCard) {
+  begin({"--card", make_card(folder_, "card.toml", {"24c16"})}, ":card=24c16");
+  pcscd_->wait_for(reader_name, true);
+  EXPECT_EQ(pcscd_->client({"random", "1", "1000", reader_name, "2048"}), "all equal\n");
+}
+
 TEST_F(PcscProgram, SeesCardsComeAndGo) {
   begin({"--card", t0_card()});
   const std::string other = t1_card();
