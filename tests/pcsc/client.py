@@ -6,6 +6,7 @@
 client.py readers                  the names of all readers, one a line
 client.py apdu READER HEX...       the answer to each command, or the words for what went wrong
 client.py watch READER COUNT       so many changes of what is in the reader: "absent", or the ATR
+client.py hold READER              keeps the card in use until the end
 client.py control READER CODE HEX  the answer of the reader itself
 client.py random SEED COUNT READER [SIZE]
                                    writes and reads pieces of a file, or of a memory card of SIZE
@@ -13,6 +14,7 @@ client.py random SEED COUNT READER [SIZE]
 """
 
 import random
+import signal
 import sys
 
 from smartcard.scard import *
@@ -69,6 +71,12 @@ def watch(context, reader, count):
             count -= 1
 
 
+def hold(context, reader):
+    connect(context, reader)
+    say("connected")
+    signal.pause()
+
+
 def control(context, reader, code, data):
     result, card, _ = SCardConnect(context, reader, SCARD_SHARE_DIRECT, 0)
     check(result)
@@ -111,6 +119,8 @@ def main():
         apdu(context, *arguments)
     elif name == "watch":
         watch(context, arguments[0], int(arguments[1]))
+    elif name == "hold":
+        hold(context, *arguments)
     elif name == "control":
         control(context, *arguments)
     elif name == "random":
