@@ -41,7 +41,7 @@ TEST(MemoryCard, ShowsItsOwnFirstBytesInTheAnswerToReset) {
 TEST(MemoryCard, IsReadToItsLastByte) {
   for (const KindOfCard& kind : plain_kinds) {
     simulator::Image card = new_card(kind.name);
-    std::mt19937 generator(1);
+    std::mt19937 generator(static_cast<unsigned>(kind.size));
     std::ranges::generate(card.field("memory"),
                           [&] { return static_cast<std::uint8_t>(generator()); });
     MemoryBench bench(card);

@@ -60,7 +60,7 @@ TEST_P(RandomCommands, DoWhatTheyWouldDoToAnArray) {
   const KindOfCard kind = GetParam();
   MemoryBench bench(unprotected(kind.name));
   ArrayModel model(bench.memory());
-  std::mt19937 generator(20);
+  std::mt19937 generator(static_cast<unsigned>(kind.size));
   const auto below = [&](int limit) {
     return static_cast<int>(generator() % static_cast<unsigned>(limit));
   };
