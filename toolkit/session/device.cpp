@@ -49,8 +49,8 @@ std::string group_name(gid_t number) {
   std::array<char, 4096> texts{};
   group entry{};
   group* found = nullptr;
-  getgrgid_r(number, &entry, texts.data(), texts.size(), &found);
-  return found == nullptr ? fmt::format("{}", number) : found->gr_name;
+  const int error = getgrgid_r(number, &entry, texts.data(), texts.size(), &found);
+  return error != 0 || found == nullptr ? fmt::format("{}", number) : found->gr_name;
 }
 
 // Who may use a device that does not admit this user; nothing if a folder on the way to it is
