@@ -6,8 +6,10 @@
 #include "toolkit/kinds/recognition.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -18,6 +20,7 @@
 
 #include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/kinds.hpp"
+#include "simulator/control/unix_socket.hpp"
 #include "tests/support/open_session.hpp"
 #include "tests/support/process.hpp"
 
@@ -295,6 +298,68 @@ TEST_F(RecognitionTest, TellsNothingOfAProcessorCard) {
 
 TEST_F(RecognitionTest, TellsNothingOfAnEmptySlot) {
   EXPECT_EQ(in_words(toolkit::recognise(session())), "none");
+}
+
+// The bytes that go over a reader's line, both ways.
+class LineTrace {
+ public:
+  explicit LineTrace(simulator::VirtualReader& reader)
+      : reader_(reader),
+        connection_(simulator::connect_to(reader.socket())) {
+    constexpr std::string_view command = "{\"command\":\"trace\",\"on\":true}\n";
+    send(connection_.get(), command.data(), command.size(), 0);
+    next_line();
+    exchanges_ = reader.state().exchanges;
+  }
+
+  // Since the last time, or the beginning.
+  int bytes() {
+    const std::uint64_t exchanges = reader_.state().exchanges;
+    constexpr std::string_view key = "\"frame\":\"";
+    int sum = 0;
+    for (std::uint64_t frames = 2 * (exchanges - exchanges_); frames > 0; --frames) {
+      const std::string line = next_line();
+      const std::size_t begin = line.find(key) + key.size();
+      const auto digits = static_cast<int>(line.find('"', begin) - begin);
+      sum += (digits + 1) / 3;
+    }
+    exchanges_ = exchanges;
+    return sum;
+  }
+
+ private:
+  std::string next_line() {
+    while (received_.find('\n') == std::string::npos) {
+      std::array<char, 4096> bytes{};
+      const ssize_t got = recv(connection_.get(), bytes.data(), bytes.size(), 0);
+      if (got < 1) return {};
+      received_.append(bytes.data(), static_cast<std::size_t>(got));
+    }
+    const std::string line = received_.substr(0, received_.find('\n'));
+    received_.erase(0, line.size() + 1);
+    return line;
+  }
+
+  simulator::VirtualReader& reader_;
+  simulator::FileDescriptor connection_;
+  std::string received_;
+  std::uint64_t exchanges_;
+};
+
+// At 9600 bits per second, the speed that readers begin with, and 11 bits for a byte.
+TEST_F(RecognitionTest, TakesNoMoreThanTwoSecondsOfASlowLine) {
+  constexpr int bytes_in_two_seconds = 2 * 9600 / 11;
+  LineTrace trace(reader());
+  for (const std::string& kind : memory_cards) {
+    recognise(new_card(kind));
+    EXPECT_LE(trace.bytes(), bytes_in_two_seconds) << kind;
+    recognise(with_random_memory(kind, 1));
+    EXPECT_LE(trace.bytes(), bytes_in_two_seconds) << kind << " with content";
+  }
+  for (const std::string& kind : security_cards) {
+    recognise(new_card(kind));
+    EXPECT_LE(trace.bytes(), bytes_in_two_seconds) << kind;
+  }
 }
 
 TEST_F(RecognitionTest, FailsWhenAnAnswerIsLost) {

@@ -24,8 +24,6 @@ constexpr Operation switching_off{"switching the card's power off"};
 // What a line shows that nobody pulls low.
 constexpr unsigned char idle = 0xFF;
 
-// ---- Looking at the card ------------------------------------------------------------------------
-
 // Each look begins without power. A card that is read as another kind takes what it sees on its
 // contacts for something: the second of two reads as a 4442 would make a 45d041 program a page.
 class Look {
@@ -85,30 +83,32 @@ Recognition guess(std::string_view name, Names others) {
   return found;
 }
 
-// ---- What makes a card one of a family ----------------------------------------------------------
-
-// Whether what is read begins further on when the address is further on. A card that does not
-// understand what it is read with goes on sending, or sends nothing, whatever the address is; and
-// content that repeats tells nothing.
-enum class Evidence { against, none, in_favour };
-
+// A card that does not understand what it is read with goes on sending, or sends nothing, whatever
+// the address is. From an address that is further on by so many bytes, one that does sends the same
+// bytes without the first ones; content that repeats tells nothing.
 constexpr int step = 4;
 
-template <int address, int count>
-Evidence obeys_addresses(const Look& look, const Card& card) {
-  const auto all = look.read(card, address, count);
-  if (!all) return Evidence::against;
-  const auto rest = look.read(card, address + step, count - step);
-  if (!rest || !std::equal(rest->begin(), rest->end(), all->begin() + step)) {
-    return Evidence::against;
-  }
-  const bool repeats = std::equal(rest->begin(), rest->end(), all->begin());
-  return repeats ? Evidence::none : Evidence::in_favour;
+bool repeats(const Bytes& bytes) {
+  return std::equal(bytes.begin() + step, bytes.end(), bytes.begin());
 }
 
+bool is_read_further_on(const Look& look, const Card& card, int address, const Bytes& bytes) {
+  const auto rest = look.read(card, address + step, static_cast<int>(bytes.size()) - step);
+  return rest && std::equal(rest->begin(), rest->end(), bytes.begin() + step);
+}
+
+// One look is enough where there is nothing to see.
 template <int address, int count>
 bool is_read_right(const Look& look, const Card& card) {
-  return obeys_addresses<address, count>(look, card) == Evidence::in_favour;
+  const auto bytes = look.read(card, address, count);
+  return bytes && !repeats(*bytes) && is_read_further_on(look, card, address, *bytes);
+}
+
+// The same where the card acknowledges what it understands, and its content may repeat.
+bool is_read_at_all(const Look& look, const Card& card) {
+  constexpr int count = 12;
+  const auto bytes = look.read(card, 0, count);
+  return bytes && is_read_further_on(look, card, 0, *bytes);
 }
 
 // Bits 5 to 3 of its status are the size of the chip.
@@ -120,11 +120,22 @@ bool has_status_of_45d041(const Look& look, const Card& /*card*/) {
 }
 
 // Security memories begin with bytes that their maker has fixed.
-template <int address, unsigned char... identification>
+template <unsigned char... identification>
 bool begins_with(const Look& look, const Card& card) {
   constexpr std::array bytes{identification...};
-  const auto read = look.read(card, address, static_cast<int>(bytes.size()));
-  return read && std::ranges::equal(*read, bytes);
+  const auto first = look.read(card, 0, static_cast<int>(bytes.size()));
+  return first && std::ranges::equal(*first, bytes);
+}
+
+bool begins_as_4404(const Look& look, const Card& card) {
+  const auto first = look.read(card, 0, 3);
+  return first &&
+         (*first == Bytes{0xB7, 0xA0, 0xFF} || (first->at(0) == 0x81 && first->at(1) == 0x24));
+}
+
+bool begins_as_4406(const Look& look, const Card& card) {
+  const auto first = look.read(card, 0, 3);
+  return first && ((first->at(0) == 0x98 && first->at(1) == 0x20) || first->at(2) == 0x22);
 }
 
 // How many attempts are left at its code. All bits of an idle line are attempts, which are too
@@ -155,12 +166,7 @@ bool shows_protection(const Look& look, const Card& card) {
 // bytes is silent for all blocks but the first.
 bool has_blocks(const Look& look, const Card& card) {
   const int last_block = card.memory.size - 1;
-  return look.read(card, last_block, 1) &&
-         obeys_addresses<0, frame_size>(look, card) != Evidence::against;
-}
-
-bool is_read_at_all(const Look& look, const Card& card) {
-  return obeys_addresses<0, frame_size>(look, card) != Evidence::against;
+  return look.read(card, last_block, 1) && is_read_at_all(look, card);
 }
 
 // A chip of the series puts a zero before its data as soon as it has all bits of its address. One
@@ -168,8 +174,6 @@ bool is_read_at_all(const Look& look, const Card& card) {
 bool puts_zero(const Look& look, const Card& card) {
   return look.read(card, 0, card.memory.unit).has_value();
 }
-
-// ---- Which of a family it is --------------------------------------------------------------------
 
 Recognition tell_alone(const Look& /*look*/, const Card& card) { return certainly(card); }
 
@@ -254,8 +258,6 @@ Recognition tell_93c(const Look& /*look*/, const Card& card) {
   return guess(card.name, Names(sizes_of_93c).subspan(index + 1));
 }
 
-// ---- The trials ---------------------------------------------------------------------------------
-
 struct Trial {
   std::string_view name;  // of the kind as which the card is read
   bool (*accepts)(const Look& look, const Card& card);
@@ -268,13 +270,11 @@ constexpr Trial trials[] = {
     {"45d041", has_status_of_45d041, tell_alone},
     {"4442", is_read_right<0, 12>, tell_4442},
     {"4428", is_read_right<0, 12>, tell_4428},
-    {"4404", begins_with<0, 0xB7, 0xA0, 0xFF>, tell_alone},
-    {"4404", begins_with<0, 0x81, 0x24>, tell_alone},
-    {"4406", begins_with<0, 0x98, 0x20>, tell_alone},
-    {"4406", begins_with<2, 0x22>, tell_alone},
-    {"102", begins_with<0, 0x0F, 0x0F>, tell_101},
-    {"1604", begins_with<0, 0x31, 0x3A>, tell_alone},
-    {"1604b", begins_with<0, 0x72, 0x55>, tell_alone},
+    {"4404", begins_as_4404, tell_alone},
+    {"4406", begins_as_4406, tell_alone},
+    {"102", begins_with<0x0F, 0x0F>, tell_101},
+    {"1604", begins_with<0x31, 0x3A>, tell_alone},
+    {"1604b", begins_with<0x72, 0x55>, tell_alone},
     {"4442", has_attempts, tell_4442},
     {"4442", shows_protection<32>, tell_4442},
     {"4428", is_read_right<1012, 12>, tell_4428},
