@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "simulator/cards/kinds.hpp"
-#include "tests/simulator/security_master.hpp"
+#include "tests/simulator/cards/security_master.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

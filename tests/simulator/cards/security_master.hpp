@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "tests/simulator/contact_driver.hpp"
+#include "tests/simulator/cards/contact_driver.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator::test {

@@ -8,7 +8,7 @@
 #include <numeric>
 
 #include "simulator/cards/kinds.hpp"
-#include "tests/simulator/contact_driver.hpp"
+#include "tests/simulator/cards/contact_driver.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "simulator/cards/kinds.hpp"
-#include "tests/simulator/security_master.hpp"
+#include "tests/simulator/cards/security_master.hpp"
 #include "tests/simulator/support.hpp"
 
 namespace quorra::simulator {
