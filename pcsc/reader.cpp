@@ -4,9 +4,9 @@
 
 #include <utility>
 
-#include "pcsc/card_slot.hpp"
 #include "pcsc/log.hpp"
 #include "pcsc/processor/sam_slot.hpp"
+#include "pcsc/slots/card_slot.hpp"
 
 namespace quorra::pcsc {
 

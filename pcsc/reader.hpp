@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "pcsc/device_name.hpp"
-#include "pcsc/link.hpp"
+#include "pcsc/line/link.hpp"
 #include "pcsc/processor/sams.hpp"
-#include "pcsc/slot.hpp"
+#include "pcsc/slots/slot.hpp"
 
 namespace quorra::pcsc {
 

@@ -10,7 +10,7 @@
 #include <set>
 #include <string_view>
 
-#include "pcsc/ifdhandler.hpp"
+#include "pcsc/entry/ifdhandler.hpp"
 #include "pcsc/reader.hpp"
 
 namespace quorra::pcsc {

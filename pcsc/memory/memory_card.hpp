@@ -4,8 +4,8 @@
 // A memory card that answers commands as PC/SC describes them for storage cards.
 #pragma once
 
-#include "pcsc/inserted_card.hpp"
 #include "pcsc/memory/cells.hpp"
+#include "pcsc/slots/inserted_card.hpp"
 
 namespace quorra::pcsc {
 

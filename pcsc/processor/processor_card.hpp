@@ -6,7 +6,7 @@
 
 #include <optional>
 
-#include "pcsc/inserted_card.hpp"
+#include "pcsc/slots/inserted_card.hpp"
 #include "toolkit/processor/block_protocol.hpp"
 #include "toolkit/processor/card_line.hpp"
 #include "toolkit/session/session.hpp"

@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "pcsc/processor/sams.hpp"
-#include "pcsc/slot.hpp"
+#include "pcsc/slots/slot.hpp"
 
 namespace quorra::pcsc {
 

@@ -7,8 +7,8 @@
 #include <optional>
 #include <set>
 
-#include "pcsc/inserted_card.hpp"
-#include "pcsc/link.hpp"
+#include "pcsc/line/link.hpp"
+#include "pcsc/slots/inserted_card.hpp"
 
 namespace quorra::pcsc {
 

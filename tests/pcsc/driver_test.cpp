@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "pcsc/ifdhandler.hpp"
+#include "pcsc/entry/ifdhandler.hpp"
 #include "tests/pcsc/modelled_reader.hpp"
 
 namespace {

@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/card_slot.hpp"
+#include "pcsc/slots/card_slot.hpp"
 
 #include <quorra.h>
 
 #include <string>
 #include <utility>
 
-#include "pcsc/frames.hpp"
+#include "pcsc/line/frames.hpp"
 #include "pcsc/log.hpp"
 #include "pcsc/memory/memory_card.hpp"
 #include "pcsc/processor/processor_card.hpp"

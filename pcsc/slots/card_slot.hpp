@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "pcsc/device_name.hpp"
-#include "pcsc/slot.hpp"
+#include "pcsc/slots/slot.hpp"
 
 namespace quorra::pcsc {
 

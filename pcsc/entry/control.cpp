@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/control.hpp"
+#include "pcsc/entry/control.hpp"
 
 #include <PCSC/reader.h>
 #include <quorra.h>
@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "pcsc/frames.hpp"
+#include "pcsc/line/frames.hpp"
 
 namespace quorra::pcsc {
 namespace {

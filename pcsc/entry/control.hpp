@@ -6,9 +6,9 @@
 
 #include <optional>
 
-#include "pcsc/ifdhandler.hpp"
-#include "pcsc/inserted_card.hpp"
-#include "pcsc/link.hpp"
+#include "pcsc/entry/ifdhandler.hpp"
+#include "pcsc/line/link.hpp"
+#include "pcsc/slots/inserted_card.hpp"
 
 namespace quorra::pcsc {
 

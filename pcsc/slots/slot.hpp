@@ -6,8 +6,8 @@
 
 #include <memory>
 
-#include "pcsc/inserted_card.hpp"
-#include "pcsc/link.hpp"
+#include "pcsc/line/link.hpp"
+#include "pcsc/slots/inserted_card.hpp"
 
 namespace quorra::pcsc {
 

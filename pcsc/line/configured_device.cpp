@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/configured_device.hpp"
+#include "pcsc/line/configured_device.hpp"
 
 #include <quorra.h>
 

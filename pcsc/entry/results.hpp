@@ -6,8 +6,8 @@
 
 #include <exception>
 
-#include "pcsc/ifdhandler.hpp"
-#include "pcsc/link.hpp"
+#include "pcsc/entry/ifdhandler.hpp"
+#include "pcsc/line/link.hpp"
 
 namespace quorra::pcsc {
 

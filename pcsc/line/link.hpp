@@ -9,7 +9,7 @@
 #include <string>
 
 #include "pcsc/device_name.hpp"
-#include "pcsc/serial_line.hpp"
+#include "pcsc/line/serial_line.hpp"
 #include "toolkit/session/errors.hpp"
 #include "toolkit/session/session.hpp"
 

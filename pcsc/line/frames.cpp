@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/frames.hpp"
+#include "pcsc/line/frames.hpp"
 
 #include <quorra.h>
 

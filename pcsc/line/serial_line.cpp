@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/serial_line.hpp"
+#include "pcsc/line/serial_line.hpp"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -8,12 +8,12 @@
 #include <mutex>
 #include <optional>
 
-#include "pcsc/capabilities.hpp"
-#include "pcsc/control.hpp"
-#include "pcsc/ifdhandler.hpp"
+#include "pcsc/entry/capabilities.hpp"
+#include "pcsc/entry/control.hpp"
+#include "pcsc/entry/ifdhandler.hpp"
+#include "pcsc/entry/results.hpp"
 #include "pcsc/log.hpp"
 #include "pcsc/readers.hpp"
-#include "pcsc/results.hpp"
 
 namespace quorra::pcsc {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/link.hpp"
+#include "pcsc/line/link.hpp"
 
 #include <quorra.h>
 
@@ -9,7 +9,7 @@
 #include <shared_mutex>
 #include <utility>
 
-#include "pcsc/configured_device.hpp"
+#include "pcsc/line/configured_device.hpp"
 #include "pcsc/log.hpp"
 
 namespace quorra::pcsc {

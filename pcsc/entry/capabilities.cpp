@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/capabilities.hpp"
+#include "pcsc/entry/capabilities.hpp"
 
 #include <PCSC/reader.h>
 #include <quorra.h>

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/results.hpp"
+#include "pcsc/entry/results.hpp"
 
 #include <algorithm>
 #include <iterator>
 
-#include "pcsc/slot.hpp"
+#include "pcsc/slots/slot.hpp"
 
 namespace quorra::pcsc {
 namespace {
