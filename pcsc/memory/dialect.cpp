@@ -90,6 +90,19 @@ Answer change_code(const Subject& subject, const Command& command) {
   return {};
 }
 
+// Applications say how large the pages of a two-wire card are: 3 to 7 for 8 to 128 bytes. This
+// reader knows it.
+Answer select_page_size(const Subject& /*subject*/, const Command& command) {
+  constexpr unsigned char smallest = 0x03;
+  constexpr unsigned char largest = 0x07;
+  command.expect_only_data();
+  expect_parameters(command, 0);
+  if (command.data.size() != 1) throw Refusal{StatusWord::wrong_length};
+  const unsigned char size = command.data.front();
+  if (size < smallest || size > largest) throw Refusal{StatusWord::wrong_data};
+  return {};
+}
+
 struct Row {
   unsigned char type;
   unsigned char ins;
@@ -97,10 +110,11 @@ struct Row {
 };
 
 constexpr Row rows[] = {
-    {0x05, 0x20, present},         {0x05, 0xB1, read_error_counter},
-    {0x05, 0xB2, read_protection}, {0x05, 0xD1, protect},
-    {0x06, 0x20, present},         {0x06, 0xB1, read_error_counter},
-    {0x06, 0xB2, read_protection}, {0x06, 0xD1, protect},
+    {0x01, 0x01, select_page_size}, {0x02, 0x01, select_page_size},
+    {0x05, 0x20, present},          {0x05, 0xB1, read_error_counter},
+    {0x05, 0xB2, read_protection},  {0x05, 0xD1, protect},
+    {0x06, 0x20, present},          {0x06, 0xB1, read_error_counter},
+    {0x06, 0xB2, read_protection},  {0x06, 0xD1, protect},
     {0x06, 0xD2, change_code},
 };
 

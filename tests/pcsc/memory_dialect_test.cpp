@@ -119,5 +119,49 @@ TEST(Dialect, ReadsAndWritesTwoWireCards) {
   EXPECT_EQ(bench.send("FF B0 08 00 01"), "6B 00");
 }
 
+TEST(Dialect, IsToldThePageSizeOfTwoWireCards) {
+  for (const auto& [kind, type] :
+       std::vector<std::pair<const char*, const char*>>{{"24c16", "01"}, {"24c64", "02"}}) {
+    MemoryBench bench(kind);
+    EXPECT_EQ(bench.send("FF 01 00 00 01 03"), "6D 00") << "not before FF A4";
+    EXPECT_EQ(bench.send(std::string("FF A4 00 00 01 ") + type), "90 00");
+    const std::uint64_t exchanges = bench.exchanges();
+    EXPECT_EQ(bench.send("FF 01 00 00 01 02"), "6A 80");
+    for (const char* size : {"03", "04", "05", "06", "07"}) {
+      EXPECT_EQ(bench.send(std::string("FF 01 00 00 01 ") + size), "90 00");
+    }
+    EXPECT_EQ(bench.send("FF 01 00 00 01 08"), "6A 80");
+    EXPECT_EQ(bench.send("FF 01 00 00 02 03 03"), "67 00");
+    EXPECT_EQ(bench.send("FF 01 00 00"), "67 00");
+    EXPECT_EQ(bench.send("FF 01 00 01 01 03"), "6A 86");
+    EXPECT_EQ(bench.exchanges(), exchanges) << "the reader knows the pages itself";
+  }
+}
+
+// Some readers put the place of the code, and of its counter, into P1 and P2, or before the code.
+TEST(Dialect, SendsNoCodeThatIsGivenInAnotherForm) {
+  struct Row {
+    const char* kind;
+    const char* type;
+    std::vector<const char*> commands;
+    const char* attempts;
+  };
+  for (const Row& row : std::vector<Row>{
+           {"4404", "08", {"FF 20 04 08 02 11 11", "FF 20 40 28 04 11 11 11 11"}, "63 C4"},
+           {"101", "09", {"FF 20 08 0A 02 11 11"}, "63 C8"},
+           {"102", "09", {"FF 20 04 0A 02 11 11"}, "63 C4"},
+           {"4406", "07", {"FF 20 00 00 04 09 11 11 11"}, "63 C8"}}) {
+    MemoryBench bench(row.kind);
+    EXPECT_EQ(bench.send(std::string("FF A4 00 00 01 ") + row.type), "90 00");
+    const std::uint64_t exchanges = bench.exchanges();
+    for (const char* command : row.commands) {
+      EXPECT_EQ(bench.send(command), row.kind == std::string("4406") ? "67 00" : "6A 86");
+    }
+    EXPECT_EQ(bench.send("FF D2 00 20 00"), "6D 00") << "erases elsewhere";
+    EXPECT_EQ(bench.exchanges(), exchanges) << row.kind;
+    EXPECT_EQ(bench.send("FF 20 00 00"), row.attempts) << row.kind;
+  }
+}
+
 }  // namespace
 }  // namespace quorra::testing
