@@ -106,10 +106,12 @@ void Link::after_call(const toolkit::Operation& operation, int result) const {
   library_mode().unlock_shared();
   if (result < 0 && trouble_ == 0) trouble_ = result;
   if (!is_trouble(result)) return;
-  log(Severity::error, describe(operation, result));
-  if (is_in_step()) return;
-  line_.reset();
-  throw ReaderGone(name_.path + ": the reader is gone", result);
+  const std::string what = describe(operation, result);
+  if (!is_in_step()) {
+    line_.reset();
+    throw ReaderGone(name_.path + ": the reader is gone: " + what, result);
+  }
+  log(Severity::error, what);
 }
 
 }  // namespace quorra::pcsc
