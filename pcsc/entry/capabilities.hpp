@@ -12,8 +12,7 @@
 
 namespace quorra::pcsc {
 
-// The value of a tag; none for a tag that is not known. `reader` is a null pointer where there is
-// none: some tags are asked for before.
-std::optional<Bytes> capability(Reader* reader, std::size_t slot, DWORD tag);
+// The value of a tag; none for a tag that is not known. Throws toolkit::Failure.
+std::optional<Bytes> capability(Reader& reader, std::size_t slot, DWORD tag);
 
 }  // namespace quorra::pcsc

@@ -19,8 +19,6 @@ constexpr DWORD get_features = CM_IOCTL_GET_FEATURE_REQUEST;
 constexpr DWORD get_properties = SCARD_CTL_CODE(FEATURE_GET_TLV_PROPERTIES);
 constexpr DWORD escape = SCARD_CTL_CODE(1);
 
-// ---- Features and properties --------------------------------------------------------------------
-
 struct Feature {
   unsigned char tag;
   DWORD code;
@@ -59,8 +57,6 @@ Bytes describe_properties(const Link& link) {
   add_property(answer, PCSCv2_PART10_PROPERTY_dwMaxAPDUDataSize, {0, 1, 0, 0});
   return answer;
 }
-
-// ---- Requests for the reader --------------------------------------------------------------------
 
 // Any application may ask, so nothing here writes. A request begins with the reader's own command.
 struct Request {

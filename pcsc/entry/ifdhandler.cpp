@@ -95,7 +95,7 @@ RESPONSECODE IFDHCloseChannel(DWORD lun) {
 RESPONSECODE IFDHGetCapabilities(DWORD lun, DWORD tag, PDWORD length, PUCHAR buffer) {
   if (length == nullptr || buffer == nullptr) return IFD_COMMUNICATION_ERROR;
   return with_slot(lun, [&](Reader& reader, Slot& /*slot*/) {
-    const std::optional<Bytes> value = capability(&reader, slot_of(lun), tag);
+    const std::optional<Bytes> value = capability(reader, slot_of(lun), tag);
     return value ? give(*value, buffer, length) : RESPONSECODE{IFD_ERROR_TAG};
   });
 }

@@ -116,8 +116,6 @@ class Driver : public ::testing::Test {
   static inline RESPONSECODE code_ = IFD_SUCCESS;
 };
 
-// ---- The way to the reader ----------------------------------------------------------------------
-
 TEST_F(Driver, OpensAReaderThatIsOff) {
   reader_.is_on = false;
   EXPECT_EQ(open(card_slot), IFD_SUCCESS);
@@ -222,8 +220,6 @@ TEST_F(Driver, RefusesABadName) {
   EXPECT_EQ(IFDHCloseChannel(card_slot), IFD_COMMUNICATION_ERROR);
 }
 
-// ---- The card -----------------------------------------------------------------------------------
-
 TEST_F(Driver, TellsWhetherThereIsACard) {
   ASSERT_EQ(open(card_slot), IFD_SUCCESS);
   EXPECT_EQ(look(), IFD_ICC_PRESENT);
@@ -292,8 +288,6 @@ TEST_F(Driver, AcceptsTheProtocolThatTheCardNamesFirst) {
     IFDHCloseChannel(card_slot);
   }
 }
-
-// ---- Commands -----------------------------------------------------------------------------------
 
 TEST_F(Driver, BringsACommandInOneFrame) {
   open_with_power();
@@ -402,8 +396,6 @@ TEST_F(Driver, SaysThatTheReaderIsGoneDuringACommand) {
   EXPECT_EQ(look(), IFD_ICC_NOT_PRESENT);
 }
 
-// ---- SAMs ---------------------------------------------------------------------------------------
-
 class DriverWithSams : public Driver {
  protected:
   DriverWithSams() { reader_.sams = {{1, hex("3B 01 AA")}, {3, hex("3B 01 BB")}}; }
@@ -466,8 +458,6 @@ TEST_F(DriverWithSams, KeepsTheOthersWhenOneIsPoweredDown) {
   power(first_sam + 1, IFD_POWER_DOWN);
   EXPECT_EQ(reader_.count(0xB3), 1U);
 }
-
-// ---- Control and capabilities -------------------------------------------------------------------
 
 TEST_F(Driver, TellsItsFeatures) {
   open_with_power();

@@ -185,8 +185,6 @@ TEST(WritingMemoryCards, ErasesARange) {
   EXPECT_EQ(bench.send("FF B0 00 1F 03"), "1F FF 21 90 00");
 }
 
-// ---- 4442 and 4428 ------------------------------------------------------------------------------
-
 TEST(WritingMemoryCards, WantsTheCodeOf4442And4428) {
   for (const char* kind : {"4442", "4428"}) {
     MemoryBench bench(kind);
@@ -223,8 +221,6 @@ TEST(WritingMemoryCards, LeavesCounterAndCodeOf4428Alone) {
   EXPECT_EQ(bench.exchanges(), before) << "nothing is sent";
   EXPECT_EQ(bench.send("FF B0 03 FC 00"), "11 FF FF FF 90 00");
 }
-
-// ---- Security memories --------------------------------------------------------------------------
 
 struct OutOfReach {
   const char* kind;

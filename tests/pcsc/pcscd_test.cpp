@@ -248,8 +248,6 @@ TEST_F(PcscProgram, KeepsTheReaderForPcscd) {
   EXPECT_THAT(outcome.errors, HasSubstr("is in use by pcscd (process "));
 }
 
-// ---- Memory cards -------------------------------------------------------------------------------
-
 struct MemoryKind {
   std::string kind;
   std::string answer_to_reset;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
 
-// The card kinds that the command line knows. A kind is one row of data.
+// The kinds of cards. A kind is one row of data.
 #pragma once
 
 #include <optional>
