@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/keys.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include "toolkit/text.hpp"
 

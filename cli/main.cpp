@@ -3,7 +3,7 @@
 
 // The program quorra: a card in a card reader, from the command line.
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Error.hpp>

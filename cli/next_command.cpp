@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/next_command.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace quorra::cli {
 namespace {

@@ -3,7 +3,7 @@
 
 // quorra apdu
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <exception>
 #include <memory>

@@ -3,7 +3,7 @@
 
 // quorra detect
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <iterator>

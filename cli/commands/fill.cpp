@@ -3,7 +3,7 @@
 
 // quorra fill, and quorra erase, which fills with FF where cards have no erase of their own
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <memory>

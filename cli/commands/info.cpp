@@ -3,7 +3,7 @@
 
 // quorra info
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <quorra.h>
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 // quorra map
 
 #include <fmt/color.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <unistd.h>
 
 #include <algorithm>

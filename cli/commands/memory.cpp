@@ -3,7 +3,7 @@
 
 // quorra memory
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <quorra.h>
 
 #include <memory>

@@ -3,7 +3,7 @@
 
 // quorra personalise, and quorra fuse, which imitates that
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <memory>
 

@@ -3,7 +3,7 @@
 
 // quorra protect
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <unistd.h>
 #include <CLI/Error.hpp>
 

@@ -3,7 +3,7 @@
 
 // quorra units
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <bit>

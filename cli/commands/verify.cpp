@@ -3,7 +3,7 @@
 
 // quorra verify
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <memory>
 

@@ -3,7 +3,7 @@
 
 // quorra write
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <memory>
 

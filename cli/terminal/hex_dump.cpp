@@ -3,7 +3,7 @@
 #include "cli/terminal/hex_dump.hpp"
 
 #include <fmt/color.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 #include "cli/terminal/terminal.hpp"
 
 #include <fmt/color.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "simulator/bench/configuration_file.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <system_error>
 #include <utility>

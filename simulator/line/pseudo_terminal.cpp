@@ -3,7 +3,7 @@
 #include "simulator/line/pseudo_terminal.hpp"
 
 #include <fcntl.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <termios.h>
 #include <unistd.h>
 

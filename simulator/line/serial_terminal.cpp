@@ -3,7 +3,7 @@
 #include "simulator/line/serial_terminal.hpp"
 
 #include <fcntl.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <poll.h>
 #include <pty.h>
 #include <sys/file.h>

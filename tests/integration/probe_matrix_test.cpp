@@ -4,7 +4,7 @@
 // Every probe of the library on every virtual card: which accepts which, and which bytes of a card
 // a probe leaves changed. The result is docs/probes.md, which has to say just that.
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 #include <quorra.h>
 

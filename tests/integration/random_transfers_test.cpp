@@ -4,7 +4,7 @@
 // The library against the virtual reader: random transfers to every kind of memory card, some of
 // which must be refused, compared with what an array of bytes would hold.
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 #include <quorra.h>
 

@@ -3,7 +3,7 @@
 #include "tests/soak/line.hpp"
 
 #include <fcntl.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <poll.h>
 #include <quorra.h>
 #include <sys/ioctl.h>

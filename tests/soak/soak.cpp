@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tests/soak/soak.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <malloc.h>
 #include <quorra.h>
 #include <unistd.h>

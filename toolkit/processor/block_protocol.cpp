@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "toolkit/processor/block_protocol.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <quorra.h>
 
 #include <algorithm>

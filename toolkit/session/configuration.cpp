@@ -3,7 +3,7 @@
 #include "toolkit/session/configuration.hpp"
 
 #include <fcntl.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <quorra.h>
 #include <sys/mman.h>
 #include <sys/stat.h>

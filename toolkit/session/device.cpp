@@ -3,7 +3,7 @@
 #include "toolkit/session/device.hpp"
 
 #include <fcntl.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <grp.h>
 #include <sys/file.h>
 #include <sys/stat.h>

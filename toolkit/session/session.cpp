@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "toolkit/session/session.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace quorra::toolkit {
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "simulator/cards/cpu/live_card.hpp"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
