@@ -59,5 +59,29 @@ TEST(DriverFile, IsInstalledWhereDebianHasDriversForSerialReaders) {
             std::string::npos);
 }
 
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at)) {
+    text.replace(at, what.size(), by);
+    at += by.size();
+  }
+  return text;
+}
+
+// The file that the documentation makes of the sample is whole, and names the other device.
+TEST(DriverFile, ComesWithASampleOfWhichTheDocumentationMakesAFile) {
+  const TemporaryDirectory folder;
+  run({QUORRA_CMAKE, "--install", QUORRA_BUILD_FOLDER "/pcsc", "--prefix", folder / "tree"});
+  std::string command;
+  std::istringstream page(content_of(QUORRA_PCSC_PAGE));
+  while (std::getline(page, command) && command.find("quorra.conf.sample") == std::string::npos) {
+  }
+  command = replaced(command, "sudo ", "");
+  command = replaced(command, "/etc/reader.conf.d/", folder / "");
+  command = replaced(command, " /usr/", ' ' + (folder / "tree/"));
+  EXPECT_EQ(run({"/bin/sh", "-c", command}).status, 0) << command;
+  const std::string sample = content_of(folder / "tree/share/doc/quorra/quorra.conf.sample");
+  EXPECT_EQ(content_of(folder / "quorra"), replaced(sample, "/dev/ttyS0", "/dev/ttyUSB0"));
+}
+
 }  // namespace
 }  // namespace quorra::testing
