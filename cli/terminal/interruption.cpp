@@ -25,6 +25,9 @@ Interruption::Interruption()
     throw std::system_error(errno, std::generic_category(), "holding signals back");
   }
   pthread_sigmask(SIG_BLOCK, &signals_, &mask_before_);
+  // The program was told to end while the last one of these lived, and may have begun something new
+  // before it knew.
+  if (taken_ != 0) kill(getpid(), taken_);
   stop_waits_when_readable(descriptor());
 }
 

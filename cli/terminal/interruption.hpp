@@ -12,7 +12,8 @@ namespace quorra::cli {
 
 // While it lives, SIGINT, SIGTERM and SIGHUP end nothing but the library's waits for the reader,
 // and wait to be asked for. Create it before the threads of the session, which inherit that. A
-// signal that the program was started to ignore stays ignored.
+// signal that the program was started to ignore stays ignored. Where one of these has taken a
+// signal, it has come to the next one, too.
 class Interruption {
  public:
   Interruption();
@@ -35,7 +36,7 @@ class Interruption {
 
   sigset_t signals_;
   sigset_t mask_before_;
-  Descriptor descriptor_;
+  toolkit::Descriptor descriptor_;
 };
 
 // Ends the process by a signal, as if it had not been held back: whoever started the program sees

@@ -35,12 +35,14 @@ ProgressDisplay::ProgressDisplay(std::string_view done_word, int total, bool sho
 }
 
 ProgressDisplay::~ProgressDisplay() {
-  if (drawn_) print_note(erase_line);
+  if (drawn_ && takes_output(STDERR_FILENO)) print_note(erase_line);
 }
 
 void ProgressDisplay::advance(int done) {
   const Clock::time_point now = Clock::now();
   if (!shown_ || done == total_ || now < next_) return;
+  // The transfer does not wait for those who watch it.
+  if (!takes_output(STDERR_FILENO)) return;
   const std::string words = describe(done, now - start_);
   if (on_terminal_) {
     // A line that is as wide as the terminal would go on in the next one.

@@ -17,6 +17,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "cli/terminal/interruption.hpp"
+
 namespace quorra::cli {
 namespace {
 
@@ -78,6 +80,11 @@ class WithoutEcho {
 
 bool is_terminal(int descriptor) { return isatty(descriptor) == 1; }
 
+bool takes_output(int descriptor) {
+  pollfd waited = {descriptor, POLLOUT, 0};
+  return poll(&waited, 1, 0) > 0;
+}
+
 int terminal_width(int descriptor) {
   constexpr int usual_width = 80;
   winsize size{};
@@ -114,6 +121,7 @@ std::optional<std::string> ask_secret(std::string_view question, int interruptio
 }
 
 void print_error(std::string_view text) {
+  if (Interruption::taken() != 0 && !takes_output(STDERR_FILENO)) return;
   const auto style = wants_colour(STDERR_FILENO) ? fg(fmt::terminal_color::red) : fmt::text_style();
   print_note(fmt::format("{}{}\n", fmt::format(style, "quorra: "), text));
 }

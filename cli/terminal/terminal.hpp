@@ -14,6 +14,9 @@ namespace quorra::cli {
 
 bool is_terminal(int descriptor);
 
+// Whether a descriptor takes output now. A terminal may be stopped, and a pipe full.
+bool takes_output(int descriptor);
+
 // The columns of a terminal; 80 if it does not tell.
 int terminal_width(int descriptor);
 
@@ -34,7 +37,8 @@ Answer ask(std::string_view question, int interruption);
 // typed. None if the wait ended because `interruption` became readable.
 std::optional<std::string> ask_secret(std::string_view question, int interruption);
 
-// Writes one line to standard error: "quorra: " and the text.
+// Writes one line to standard error: "quorra: " and the text. A program that a signal is to end
+// does so without it rather than wait until standard error takes it.
 void print_error(std::string_view text);
 
 // Writes to standard error what is no error.

@@ -463,6 +463,17 @@ TEST_F(Signals, LeaveNothingOfAVirtualReader) {
   }
 }
 
+// The reader has changed by then. What follows would wait for it anew.
+TEST_F(Signals, EndAChangeOfSpeed) {
+  Process program = start({"speed", "set", "19200", "--yes"});
+  reader.serve_opening();
+  reader.serve(sealed("AA B7 00 07 80 00 00 01 80 00 01"), reply(0, hex("34")));
+  reader.serve(sealed("AA B1 00 06 80 00 00 00 00 35"), reply(0, {}));
+  program.signal(SIGTERM);
+  expect_ended_by(program.wait(), SIGTERM, "quorra: opening the session: interrupted\n");
+  reader.expect_closed();
+}
+
 // Nothing that must not be torn is under way: the signal does what it does to any program.
 TEST_F(Signals, EndItWhileItWaitsForItsInput) {
   int ends[2];

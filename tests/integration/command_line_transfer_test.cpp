@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -224,6 +225,28 @@ TEST_F(Transfer, KeepsItsBarToOneLine) {
   const std::string drawn = terminal.read_all();
   EXPECT_TRUE(std::regex_match(drawn, std::regex("(\r\x1b\\[K\\[#*-*\\] [\\d ]{4})+\r\x1b\\[K")))
       << drawn;
+}
+
+TEST_F(Transfer, DoesNotWaitForATerminalThatIsStopped) {
+  const Bench bench(new_card("24c16"), {"--speed", "9600"});
+  const Terminal terminal;
+  const auto start = [&] {
+    return Process(
+        {QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--card", "24c16"},
+        {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
+  };
+  ASSERT_EQ(tcflow(terminal.line(), TCOOFF), 0);
+  const Outcome outcome = start().wait();
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, std::string(2048, '\xFF'));
+  ASSERT_EQ(tcflow(terminal.line(), TCOON), 0);
+  EXPECT_EQ(terminal.read_all(), "");
+
+  Process interrupted = start();
+  terminal.read_until("left");
+  ASSERT_EQ(tcflow(terminal.line(), TCOOFF), 0);
+  interrupted.signal(SIGINT);
+  EXPECT_EQ(interrupted.wait().signal, SIGINT);
 }
 
 // A transfer that fails on its way tells how far it came.
