@@ -72,6 +72,15 @@ void set_up(int terminal) {
   if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) ::ioctl(terminal, TIOCSWINSZ, &size);
 }
 
+// The terminal that is standard output, if it is one that can be opened. A write to this does not
+// wait: a terminal may be stopped, or full, in the middle of a piece. Others who have standard
+// output, too, are not concerned.
+FileDescriptor open_own_terminal() {
+  const char* const name = ::ttyname(STDOUT_FILENO);
+  if (name == nullptr) return {};
+  return FileDescriptor(::open(name, O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+}
+
 // The program's side of fork().
 // GCOVR_EXCL_START: a process that becomes another program, or ends at once, keeps no counts
 [[noreturn]] void become(char* const* arguments, int terminal) {
@@ -107,7 +116,9 @@ void SerialTerminal::Outlet::close() {
   unsent.clear();
 }
 
-SerialTerminal::SerialTerminal(std::vector<std::string> command, const std::string& device) {
+SerialTerminal::SerialTerminal(std::vector<std::string> command, const std::string& device)
+    : own_terminal_(open_own_terminal()),
+      screen_(own_terminal_.is_open() ? own_terminal_.get() : STDOUT_FILENO) {
   device_.descriptor =
       FileDescriptor(::open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   if (!device_.descriptor.is_open()) fail(device);
@@ -191,28 +202,34 @@ void SerialTerminal::serve() {
 
 // A pipe that has room takes so many bytes at once.
 void SerialTerminal::show(std::string_view text) {
-  while (!text.empty() && wait_for_room()) {
+  bool mistaken = false;
+  while (!text.empty() && wait_for_room(mistaken)) {
     const std::string_view piece = text.substr(0, PIPE_BUF);
-    const ssize_t written = ::write(STDOUT_FILENO, piece.data(), piece.size());
-    if (written < 0 && errno == EINTR) continue;
+    const ssize_t written = ::write(screen_, piece.data(), piece.size());
+    mistaken = written < 0 && errno == EAGAIN;
+    if (mistaken || (written < 0 && errno == EINTR)) continue;
     if (written < 0) fail("standard output");
     text.remove_prefix(static_cast<std::size_t>(written));
   }
 }
 
-// Whether there will be room on standard output. Signals are taken meanwhile. Of a program that was
-// stopped, only as much is shown as there is room for.
-bool SerialTerminal::wait_for_room() {
+// Whether there will be room on the screen, or there is to be another attempt where poll() was
+// mistaken: a terminal with room for one byte takes no line end. Signals are taken meanwhile. Of a
+// program that was stopped, only as much is shown as there is room for.
+bool SerialTerminal::wait_for_room(bool mistaken) {
+  constexpr int retry_pause_ms = 10;
   for (;;) {
     const bool is_over = was_stopped_ && status_;
     std::array<pollfd, 2> polled{{
-        {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0},
+        {.fd = mistaken ? -1 : screen_, .events = POLLOUT, .revents = 0},
         {.fd = signals_.get(), .events = POLLIN, .revents = 0},
     }};
-    const bool ready = wait_for(polled, is_over ? 0 : -1);
+    const int limit = mistaken ? retry_pause_ms : -1;
+    const bool ready = wait_for(polled, is_over ? 0 : limit);
     if (polled[0].revents != 0) return true;
     if (is_over) return false;
     if (ready) take_signal();
+    if (mistaken) return true;
   }
 }
 

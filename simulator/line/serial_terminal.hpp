@@ -45,13 +45,15 @@ class SerialTerminal {
   void start(std::vector<std::string>& command);
   void serve();
   void show(std::string_view text);
-  bool wait_for_room();
+  bool wait_for_room(bool mistaken);
   std::size_t take_from_program();
   void take_from_device();
   void take_from_user();
   void take_signal();
   void give_device_the_speed_of_the_terminal() const;
 
+  FileDescriptor own_terminal_;  // standard output, if that is a terminal
+  int screen_;
   Outlet keyboard_;  // also what the program writes
   Outlet device_;
   FileDescriptor signals_;

@@ -11,7 +11,6 @@
 #include <array>
 #include <chrono>
 #include <csignal>
-#include <optional>
 #include <ostream>
 #include <thread>
 
@@ -226,15 +225,11 @@ TEST_F(OnTerminal, a_program_gets_the_signals) {
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
-TEST_F(OnTerminal, a_program_gets_the_signals_also_when_nobody_reads_what_it_writes) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
-  std::optional<FileDescriptor> reading(ends[0]);
-  const FileDescriptor writing(ends[1]);
-  quorra::testing::Process terminal(
-      {QUORRA_SIM, "--terminal", "--", "yes"},
-      {.input = {}, .streams = {{1, writing.get()}}, .environment = {}});
-  pollfd room{.fd = writing.get(), .events = POLLOUT, .revents = 0};
+// A program that writes without end to a screen that nobody reads.
+void expect_end_by_signal_where_nothing_is_read(int screen) {
+  quorra::testing::Process terminal({QUORRA_SIM, "--terminal", "--", "yes"},
+                                    {.input = {}, .streams = {{1, screen}}, .environment = {}});
+  pollfd room{.fd = screen, .events = POLLOUT, .revents = 0};
   while (::poll(&room, 1, 0) != 0)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   terminal.signal(SIGTERM);
@@ -242,9 +237,33 @@ TEST_F(OnTerminal, a_program_gets_the_signals_also_when_nobody_reads_what_it_wri
   const FileDescriptor end(static_cast<int>(::syscall(SYS_pidfd_open, terminal.number(), 0)));
   pollfd ended{.fd = end.get(), .events = POLLIN, .revents = 0};
   constexpr int patience_ms = 60'000;
-  EXPECT_EQ(::poll(&ended, 1, patience_ms), 1);
-  reading.reset();
+  ASSERT_EQ(::poll(&ended, 1, patience_ms), 1);
   EXPECT_EQ(terminal.wait().status, 128 + SIGTERM);
+}
+
+TEST_F(OnTerminal, a_program_gets_the_signals_also_when_nobody_reads_what_it_writes) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  const FileDescriptor reading(ends[0]);
+  const FileDescriptor writing(ends[1]);
+  expect_end_by_signal_where_nothing_is_read(writing.get());
+}
+
+TEST_F(OnTerminal, a_program_gets_the_signals_also_when_its_screen_is_full) {
+  const quorra::testing::Terminal screen;
+  expect_end_by_signal_where_nothing_is_read(screen.line());
+}
+
+// Somebody else's standard output does not become one whose writes can fail.
+TEST_F(OnTerminal, a_program_leaves_its_screen_as_it_is) {
+  const quorra::testing::Terminal screen;
+  quorra::testing::Process terminal(
+      command("read line"),
+      {.input = {}, .streams = {{0, screen.line()}, {1, screen.line()}}, .environment = {}});
+  EXPECT_EQ(::fcntl(screen.line(), F_GETFL) & O_NONBLOCK, 0);
+  screen.type("end\n");
+  EXPECT_EQ(terminal.wait().status, 0);
+  EXPECT_EQ(::fcntl(screen.line(), F_GETFL) & O_NONBLOCK, 0);
 }
 
 TEST_F(OnTerminal, nothing_is_lost_when_what_a_program_writes_is_read_late) {
