@@ -271,12 +271,19 @@ void SerialTerminal::take_signal() {
   if (::read(signals_.get(), &information, sizeof information) != sizeof information) return;
   if (information.ssi_signo != SIGCHLD) {
     was_stopped_ = true;
-    if (!status_) ::kill(program_, static_cast<int>(information.ssi_signo));
+    if (!status_) pass_on(static_cast<int>(information.ssi_signo));
     return;
   }
   int status = 0;
   if (::waitpid(program_, &status, WNOHANG) != program_) return;
   status_ = WIFSIGNALED(status) ? exit_by_signal + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// Ctrl-C is for whoever is in the foreground, which may be a program that the first one has
+// started.
+void SerialTerminal::pass_on(int signal) const {
+  const pid_t foreground = ::tcgetpgrp(keyboard_.descriptor.get());
+  ::kill(signal == SIGINT && foreground > 0 ? -foreground : program_, signal);
 }
 
 void SerialTerminal::give_device_the_speed_of_the_terminal() const {

@@ -29,7 +29,8 @@ class SerialTerminal {
   ~SerialTerminal();
 
   // Serves the terminal until the program has ended: its exit status, or 128 and the number of the
-  // signal that ended it. Signals that are to end this program go to that one. Throws Error.
+  // signal that ended it. Signals that are to end this program go to that one, Ctrl-C to the
+  // foreground of its terminal. Throws Error.
   int run();
 
  private:
@@ -50,6 +51,7 @@ class SerialTerminal {
   void take_from_device();
   void take_from_user();
   void take_signal();
+  void pass_on(int signal) const;
   void give_device_the_speed_of_the_terminal() const;
 
   FileDescriptor own_terminal_;  // standard output, if that is a terminal

@@ -225,6 +225,19 @@ TEST_F(OnTerminal, a_program_gets_the_signals) {
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
+// The first program, a shell, does not end by it.
+TEST_F(OnTerminal, what_a_program_has_started_gets_ctrl_c) {
+  quorra::testing::Process terminal(
+      command("trap : INT\n"
+              "sh -c 'echo ready; while :; do sleep 0.01; done'\n"
+              "echo $?"));
+  EXPECT_EQ(terminal.read_line(), "ready");
+  terminal.signal(SIGINT);
+  const Outcome outcome = terminal.wait();
+  EXPECT_EQ(outcome.output, "130\n");
+  EXPECT_EQ(outcome.status, 0);
+}
+
 // A program that writes without end to a screen that nobody reads.
 void expect_end_by_signal_where_nothing_is_read(int screen) {
   quorra::testing::Process terminal({QUORRA_SIM, "--terminal", "--", "yes"},
