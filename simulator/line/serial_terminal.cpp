@@ -76,9 +76,9 @@ void set_up(int terminal) {
 // wait: a terminal may be stopped, or full, in the middle of a piece. Others who have standard
 // output, too, are not concerned.
 FileDescriptor open_own_terminal() {
-  const char* const name = ::ttyname(STDOUT_FILENO);
-  if (name == nullptr) return {};
-  return FileDescriptor(::open(name, O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  std::array<char, PATH_MAX> name{};
+  if (::ttyname_r(STDOUT_FILENO, name.data(), name.size()) != 0) return {};
+  return FileDescriptor(::open(name.data(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
 }
 
 // The program's side of fork().
