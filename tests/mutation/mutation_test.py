@@ -44,6 +44,16 @@ class Script(unittest.TestCase):
                 )
                 self.assertEqual(simulator, "--program=simulator_tests" in done.stderr, arguments)
 
+    def test_wants_a_file_and_a_line(self) -> None:
+        for place in ("src/link/line.cpp", "src/link/line.cpp:", "src/link/line.cpp:x", ":1"):
+            done = subprocess.run(
+                [HERE.parents[1] / "scripts" / "mutate", "--list", "--only", place],
+                capture_output=True,
+                text=True,
+            )
+            self.assertEqual(done.returncode, 2, place)
+            self.assertIn(f"--only: '{place}' is not FILE:LINE", done.stderr)
+
 
 class Changes(unittest.TestCase):
     def test_moves_bounds(self) -> None:

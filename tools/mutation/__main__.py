@@ -138,6 +138,13 @@ class Run:
         return outcome
 
 
+def _place(text: str) -> tuple[str, int]:
+    file, _, line = text.rpartition(":")
+    if not file or not line.isdecimal():
+        raise argparse.ArgumentTypeError(f"'{text}' is not FILE:LINE")
+    return file, int(line)
+
+
 def _arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(
         prog="scripts/mutate",
@@ -148,7 +155,7 @@ def _arguments() -> argparse.Namespace:
     parser.add_argument("--sample", type=int, help="try only so many mutants, by chance")
     parser.add_argument("--seed", type=int, default=1, help="of the chance (default: 1)")
     parser.add_argument("--list", action="store_true", help="print the mutants and try none")
-    parser.add_argument("--only", metavar="FILE:LINE", help="only the mutants of that line")
+    parser.add_argument("--only", type=_place, metavar="FILE:LINE", help="only the mutants of that line")
     parser.add_argument("--limit", type=float, default=1.0, help="per cent that may survive")
     parser.add_argument("--again", action="store_true", help="forget earlier results")
     parser.add_argument("--root", type=Path, required=True, help=argparse.SUPPRESS)
@@ -193,7 +200,7 @@ class Choice:
 
     @classmethod
     def of(cls, arguments: argparse.Namespace, root: Path) -> "Choice":
-        only = arguments.only.rsplit(":", 1) if arguments.only else None
+        only = arguments.only
         files = _files(root, [only[0]] if only else arguments.paths)
         sources = {file: Source.read(root, file) for file in files}
         tops = sorted({file.split("/")[0] for file in files})
@@ -201,7 +208,7 @@ class Choice:
         every = [mutant for file in files for mutant in mutants_of(sources[file], others)]
         numbered = _numbered(every)
         if only:
-            numbered = [(n, m) for n, m in numbered if m.line == int(only[1])]
+            numbered = [(n, m) for n, m in numbered if m.line == only[1]]
         if arguments.sample is not None and arguments.sample < len(numbered):
             numbered = random.Random(arguments.seed).sample(numbered, arguments.sample)
         return cls(sources, every, numbered)
