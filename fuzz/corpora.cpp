@@ -268,6 +268,17 @@ void keep_small_ones() {
     content.resize(content.size() + length, 'x');
     keep("des", "text-" + std::to_string(length), content);
   }
+  const std::string_view data_files[] = {
+      ":10010000214601360121470136007EFE09D2190140\n:020000040001F9\n:00000001FF\n",
+      ":020000021200EA\n:0300300002337A1E\n:0400000500000000F7\n:00000001FF\n",
+      "S0030000FC\nS104FFFFAA53\nS5030001FB\nS9030000FC\n",
+      "S20507FFFFAA4B\nS604000001FA\nS804000000FB\n",
+      "S3060008400FAAF8\nS70500000000FA\n",
+      R"({"schema": 1, "segments": [{"address": 32, "hex": "DEAD"}]})",
+  };
+  for (std::size_t i = 0; i < std::size(data_files); ++i) {
+    keep("data_file", "file-" + std::to_string(i), data_files[i]);
+  }
   // A reset or a command, calls that go well, and an answer of two bytes.
   for (std::size_t calls = 0; calls < 16; ++calls) {
     Content content{static_cast<unsigned char>(calls % 2 == 0 ? 0x10 : 0x45)};
