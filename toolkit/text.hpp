@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "toolkit/bytes.hpp"
 
@@ -19,5 +20,9 @@ std::string hex_text(const Bytes& bytes);
 
 // Whether the byte is a printable ASCII character.
 bool is_printable(unsigned char byte);
+
+// The name that somebody who typed the text may have meant; empty if none is alike. Capitals make
+// no difference.
+std::string nearest(std::string_view text, const std::vector<std::string>& names);
 
 }  // namespace quorra::toolkit

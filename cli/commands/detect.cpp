@@ -86,7 +86,7 @@ void run_detect(const Settings& settings, bool yes) {
     throw Failure(fmt::format("{}: none recognised{}", detecting.doing, probed.explanation));
   }
   const Card& card = *probed.card;
-  const std::string next = next_command(card.memory.areas.empty() ? "read" : "map", settings);
+  const std::string next = next_command(card.personalise == nullptr ? "read" : "map", settings);
   print(fmt::format("card  {}\nsize  {}\ncan   {}\nnext  {} --card {}\n", names_of(card),
                     with_twin(card, describe_size), abilities_of(card), next, card.name));
 }

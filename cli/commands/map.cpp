@@ -252,7 +252,7 @@ std::string draw(const Picture& picture, std::string_view size, bool colour) {
 
 void run_map(const Settings& settings, const MapOptions& options) {
   const Card& card = card_of(settings);
-  if (card.memory.areas.empty()) {
+  if (card.personalise == nullptr) {
     throw UsageError(fmt::format("there is no map of a {} card; quorra read shows it", card.name));
   }
   const Keys keys = parse_keys(card, options.code);

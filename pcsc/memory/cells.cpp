@@ -3,20 +3,17 @@
 #include "pcsc/memory/cells.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <iterator>
-#include <span>
+#include <vector>
 
 #include "toolkit/memory/codes.hpp"
 
 namespace quorra::pcsc {
 namespace {
 
-using toolkit::Area;
-using toolkit::AreaRole;
 using toolkit::Memory;
 using toolkit::Operation;
+using toolkit::Piece;
 using toolkit::Range;
 
 constexpr std::string_view reading = "reading the card";
@@ -29,21 +26,6 @@ constexpr unsigned char erased = 0xFF;
 // What is erased by writing goes through in pieces.
 constexpr int piece_to_erase = 256;
 
-constexpr std::array out_of_reach{AreaRole::code,       AreaRole::attempts,
-                                  AreaRole::erase_code, AreaRole::erasures,
-                                  AreaRole::units,      AreaRole::personalisation};
-
-bool touches(std::span<const Area> areas, Range range, int size) {
-  for (std::size_t i = 0; i < areas.size(); ++i) {
-    const int end = i + 1 < areas.size() ? areas[i + 1].first : size;
-    const bool overlaps = areas[i].first < range.end() && range.address < end;
-    if (overlaps && std::ranges::find(out_of_reach, areas[i].role) != out_of_reach.end()) {
-      return true;
-    }
-  }
-  return false;
-}
-
 Bytes part(const Bytes& bytes, int first, int count) {
   const auto begin = bytes.begin() + first;
   return {begin, begin + count};
@@ -51,30 +33,12 @@ Bytes part(const Bytes& bytes, int first, int count) {
 
 }  // namespace
 
-Cells::Cells(const toolkit::Session& session, const toolkit::Card& card, const Codes& codes)
-    : session_(session),
-      card_(card),
-      codes_(codes),
-      zones_{&card.memory} {
-  for (const Memory& zone : card.further_zones) {
-    zones_.push_back(&zone);
-  }
-}
-
-int Cells::size() const {
-  int size = 0;
-  for (const Memory* zone : zones_) {
-    size += zone->size;
-  }
-  return size;
-}
-
 Bytes Cells::read(Range range) const {
   Bytes bytes;
-  for_each_piece(range, [&](const Piece& piece) {
+  for (const Piece& piece : pieces_of(card_, range)) {
     const Bytes of_zone = read_zone(*piece.zone, piece.range);
     bytes.insert(bytes.end(), of_zone.begin(), of_zone.end());
-  });
+  }
   return bytes;
 }
 
@@ -83,16 +47,17 @@ void Cells::write(int address, const Bytes& bytes) const {
   expect_within(range);
   expect_no_codes(range);
   expect_code_presented();
-  for_each_piece(range, [&](const Piece& piece) {
-    if (!piece.zone->keeps_zeros) return;
+  const std::vector<Piece> pieces = pieces_of(card_, range);
+  for (const Piece& piece : pieces) {
+    if (!piece.zone->keeps_zeros) continue;
     const Bytes wanted = part(bytes, piece.done, piece.range.count);
     if (needs_bits_set(wanted, read_zone(*piece.zone, piece.range))) {
       throw Refusal{StatusWord::memory_failure};
     }
-  });
-  for_each_piece(range, [&](const Piece& piece) {
+  }
+  for (const Piece& piece : pieces) {
     write_piece(piece, part(bytes, piece.done, piece.range.count));
-  });
+  }
 }
 
 void Cells::erase(Range range) const {
@@ -108,7 +73,9 @@ void Cells::erase(Range range) const {
   } else if (card_.memory.erase != nullptr) {
     expect_no_codes(range);
     expect_code_presented();
-    for_each_piece(range, [this](const Piece& piece) { erase_piece(piece); });
+    for (const Piece& piece : pieces_of(card_, range)) {
+      erase_piece(piece);
+    }
   } else if (card_.memory.keeps_zeros) {
     throw Refusal{StatusWord::not_supported};
   } else {
@@ -151,29 +118,6 @@ Bytes Cells::protection(Range range) const {
   return flags;
 }
 
-void Cells::for_each_piece(Range range, const std::function<void(const Piece&)>& use) const {
-  int first = 0;  // address of the zone's first byte
-  for (const Memory* zone : zones_) {
-    const bool has_security_write = zone->write_security != nullptr;
-    const struct {
-      int begin;
-      int end;
-      toolkit::WriteFunction write;
-    } parts[] = {{0, zone->writable, zone->write},
-                 {zone->writable, zone->size, has_security_write ? zone->write_security : nullptr}};
-    for (const auto& reach : parts) {
-      const int begin = std::max(range.address, first + reach.begin);
-      const int end = std::min(range.end(), first + reach.end);
-      if (begin >= end) continue;
-      use({.zone = zone,
-           .write = reach.write,
-           .range = {begin - first, end - begin},
-           .done = begin - range.address});
-    }
-    first += zone->size;
-  }
-}
-
 void Cells::expect_within(Range range) const {
   if (range.address >= size()) throw Refusal{StatusWord::wrong_address};
   if (range.count < 1 || range.end() > size()) throw Refusal{StatusWord::wrong_length};
@@ -181,12 +125,12 @@ void Cells::expect_within(Range range) const {
 
 void Cells::expect_no_codes(Range range) const {
   const bool counts_units = is_known_as_personalised(session_, card_);
-  for_each_piece(range, [&](const Piece& piece) {
+  for (const Piece& piece : pieces_of(card_, range)) {
     const auto areas = counts_units ? card_.units->areas : piece.zone->areas;
-    if (piece.write == nullptr || touches(areas, piece.range, piece.zone->size)) {
+    if (piece.write == nullptr || has_guards(areas, piece.range, piece.zone->size)) {
       throw Refusal{StatusWord::not_allowed};
     }
-  });
+  }
 }
 
 void Cells::expect_code_presented() const {

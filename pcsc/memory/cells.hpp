@@ -4,19 +4,20 @@
 // All bytes of a card under one address: those of its zones follow each other.
 #pragma once
 
-#include <functional>
-#include <vector>
-
 #include "pcsc/memory/codes.hpp"
+#include "toolkit/memory/layout.hpp"
 
 namespace quorra::pcsc {
 
 // Throws Refusal, or toolkit::Failure if an exchange fails; what was sent then is not sent again.
 class Cells {
  public:
-  Cells(const toolkit::Session& session, const toolkit::Card& card, const Codes& codes);
+  Cells(const toolkit::Session& session, const toolkit::Card& card, const Codes& codes)
+      : session_(session),
+        card_(card),
+        codes_(codes) {}
 
-  int size() const;
+  int size() const { return toolkit::size_of(card_); }
 
   Bytes read(toolkit::Range range) const;
   // What is written is read back. Where a bit would have to become 1 that cannot, nothing is
@@ -32,21 +33,12 @@ class Cells {
   Bytes protection(toolkit::Range range) const;
 
  private:
-  // Bytes of one zone that one function writes.
-  struct Piece {
-    const toolkit::Memory* zone;
-    toolkit::WriteFunction write;
-    toolkit::Range range;  // within the zone
-    int done;              // bytes of the whole before it
-  };
-
-  void for_each_piece(toolkit::Range range, const std::function<void(const Piece&)>& use) const;
   void expect_within(toolkit::Range range) const;
   void expect_no_codes(toolkit::Range range) const;
   void expect_code_presented() const;
   Bytes read_zone(const toolkit::Memory& zone, toolkit::Range range) const;
-  void write_piece(const Piece& piece, const Bytes& bytes) const;
-  void erase_piece(const Piece& piece) const;
+  void write_piece(const toolkit::Piece& piece, const Bytes& bytes) const;
+  void erase_piece(const toolkit::Piece& piece) const;
   bool is_open(const toolkit::Memory& zone) const;
   // Throws the Refusal of a zone that does not take what is to be written.
   [[noreturn]] void refuse(const toolkit::Memory& zone) const;
@@ -54,7 +46,6 @@ class Cells {
   const toolkit::Session& session_;
   const toolkit::Card& card_;
   const Codes& codes_;
-  std::vector<const toolkit::Memory*> zones_;
 };
 
 }  // namespace quorra::pcsc

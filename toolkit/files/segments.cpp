@@ -51,11 +51,12 @@ std::optional<unsigned char> Segments::at(int address) const {
 
 Segments Segments::within(Range range) const {
   Segments result;
-  for (const Segment& segment : segments_) {
-    const int first = std::max(segment.address, range.address);
-    const int end = std::min(segment.end(), range.end());
-    if (first >= end) continue;
-    const auto begin = segment.bytes.begin() + (first - segment.address);
+  auto segment = std::ranges::partition_point(
+      segments_, [range](const Segment& before) { return before.end() <= range.address; });
+  for (; segment != segments_.end() && segment->address < range.end(); ++segment) {
+    const int first = std::max(segment->address, range.address);
+    const int end = std::min(segment->end(), range.end());
+    const auto begin = segment->bytes.begin() + (first - segment->address);
     result.segments_.push_back({first, {begin, begin + (end - first)}});
   }
   return result;

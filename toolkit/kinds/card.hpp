@@ -72,10 +72,11 @@ struct Flags {
   CardFunction clear_read_flag;
 };
 
-// What bytes of a security memory card are for. The number of a code or zone stands in the area.
+// What bytes of a card are for. The number of a code or zone stands in the area.
 enum class AreaRole {
   identification,
-  issuer,  // bytes that the card's issuer may use
+  protectable,  // bytes that can be made read-only for good, before others that cannot
+  issuer,       // bytes that the card's issuer may use
   code,
   attempts,
   flags,
@@ -114,7 +115,7 @@ struct Memory {
   std::optional<Range> no_erase_from = std::nullopt;  // addresses where an erase cannot begin
   std::optional<Code> erase_code = std::nullopt;
   std::optional<Flags> flags = std::nullopt;
-  std::span<const Area> areas = {};
+  std::span<const Area> areas = {};  // absent where all bytes are data
 };
 
 // A counter of units that takes the place of the code when the card is personalised. A unit is a

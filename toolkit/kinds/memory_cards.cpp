@@ -94,10 +94,14 @@ constexpr Code codes_4428[] = {
         {.most = 8, .read = read_number<rsct_4428>}),
 };
 
+constexpr Area areas_4442[] = {{0, AreaRole::protectable}, {32, AreaRole::data}};
+constexpr Area areas_4428[] = {
+    {0, AreaRole::data}, {1021, AreaRole::attempts}, {1022, AreaRole::code}};
+
 constexpr Card cards[] = {
     {
         .name = "4442",
-        .memory = {.size = 256, .read = srd_4442, .write = swr_4442},
+        .memory = {.size = 256, .read = srd_4442, .write = swr_4442, .areas = areas_4442},
         .probe = chk_4442,
         .twin = "4432",
         .protection = Protection{.bytes = 32,
@@ -108,7 +112,7 @@ constexpr Card cards[] = {
     },
     {
         .name = "4432",
-        .memory = {.size = 256, .read = srd_4432, .write = swr_4432},
+        .memory = {.size = 256, .read = srd_4432, .write = swr_4432, .areas = areas_4442},
         .probe = chk_4432,
         .twin = "4442",
         .protection = Protection{.bytes = 32,
@@ -118,7 +122,11 @@ constexpr Card cards[] = {
     },
     {
         .name = "4428",
-        .memory = {.size = 1024, .writable = 1021, .read = srd_4428, .write = swr_4428},
+        .memory = {.size = 1024,
+                   .writable = 1021,
+                   .read = srd_4428,
+                   .write = swr_4428,
+                   .areas = areas_4428},
         .probe = chk_4428,
         .twin = "4418",
         .protection =
