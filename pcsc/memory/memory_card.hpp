@@ -16,6 +16,9 @@ class MemoryCard final : public InsertedCard {
 
   const Bytes& answer_to_reset() const override { return answer_to_reset_; }
 
+  // It has no protocol of its own.
+  bool speaks(int /*protocol*/) const override { return true; }
+
   // Throws toolkit::Failure if an exchange fails: nobody knows then what became of the command, and
   // it is not repeated.
   Bytes transmit(const Bytes& command) override;

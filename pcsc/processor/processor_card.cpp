@@ -27,7 +27,8 @@ ProcessorCard::ProcessorCard(const toolkit::Session& session, toolkit::SamNumber
     : answer_to_reset_(std::move(answer_to_reset)),
       line_(session, sam) {
   const auto offer = toolkit::read_offer(answer_to_reset_);
-  if (!offer || offer->protocol != 1) return;
+  if (offer) protocol_ = offer->protocol;
+  if (protocol_ != 1) return;
   blocks_.emplace(line_, offer->block_size);
   blocks_->announce_size();
 }

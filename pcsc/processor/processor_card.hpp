@@ -23,6 +23,8 @@ class ProcessorCard final : public InsertedCard {
 
   const Bytes& answer_to_reset() const override { return answer_to_reset_; }
 
+  bool speaks(int protocol) const override { return protocol == protocol_; }
+
   // Every command is sent once, in the protocol that the answer to reset names first. What is too
   // long for it, or has lengths of several bytes, gets the answer 6700.
   Bytes transmit(const Bytes& command) override;
@@ -31,6 +33,7 @@ class ProcessorCard final : public InsertedCard {
   Bytes transmit_in_blocks(const Bytes& command);
 
   Bytes answer_to_reset_;
+  int protocol_ = 0;  // as the answer to reset names it first
   toolkit::CardLine line_;
   std::optional<toolkit::BlockProtocol> blocks_;
   // The numbers of the blocks are not known on both sides.

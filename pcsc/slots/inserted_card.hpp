@@ -19,6 +19,9 @@ class InsertedCard {
 
   virtual const Bytes& answer_to_reset() const = 0;
 
+  // Whether commands may come to it in this protocol, T=0 or T=1.
+  virtual bool speaks(int protocol) const = 0;
+
   // Carries a command out and returns the data of its answer with SW1 SW2 behind them. Throws
   // toolkit::Failure.
   virtual Bytes transmit(const Bytes& command) = 0;

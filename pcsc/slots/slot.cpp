@@ -5,8 +5,6 @@
 #include <utility>
 
 #include "pcsc/log.hpp"
-#include "pcsc/processor/processor_card.hpp"
-#include "toolkit/processor/answer_to_reset.hpp"
 
 namespace quorra::pcsc {
 
@@ -62,12 +60,6 @@ Bytes Slot::transmit(const Bytes& command) {
   return card_->transmit(command);
 }
 
-bool Slot::accepts(int protocol) const {
-  if (card_ == nullptr) return false;
-  const auto offer = toolkit::read_offer(card_->answer_to_reset());
-  const int first = offer ? offer->protocol : 0;
-  // Memory cards speak no protocol, and take the commands of any.
-  return protocol == first || dynamic_cast<const ProcessorCard*>(card_.get()) == nullptr;
-}
+bool Slot::accepts(int protocol) const { return card_ != nullptr && card_->speaks(protocol); }
 
 }  // namespace quorra::pcsc

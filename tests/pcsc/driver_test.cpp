@@ -278,7 +278,9 @@ TEST_F(Driver, AcceptsTheProtocolThatTheCardNamesFirst) {
   };
   for (const auto& [answer, t0, t1] :
        {Case{"3B 06 51 55 4F 52 52 41", IFD_SUCCESS, IFD_PROTOCOL_NOT_SUPPORTED},
-        Case{"3B 80 80 01 01", IFD_SUCCESS, IFD_PROTOCOL_NOT_SUPPORTED}}) {
+        Case{"3B 80 80 01 01", IFD_SUCCESS, IFD_PROTOCOL_NOT_SUPPORTED},
+        Case{"3B 80 01 81", IFD_PROTOCOL_NOT_SUPPORTED, IFD_SUCCESS},
+        Case{"3B 80 0E 8E", IFD_PROTOCOL_NOT_SUPPORTED, IFD_PROTOCOL_NOT_SUPPORTED}}) {
     reader_.answer_to_reset = hex(answer);
     open_with_power();
     EXPECT_EQ(IFDHSetProtocolParameters(card_slot, SCARD_PROTOCOL_T0, 0, 0, 0, 0), t0);
