@@ -45,6 +45,9 @@ class Link : public toolkit::Session {
 
   int handle() const override;
 
+  // Line and reader are in step after every call.
+  void drain(const toolkit::Operation& /*operation*/) const override {}
+
  protected:
   // Drops what came before. Throws ReaderGone.
   void before_call(const toolkit::Operation& operation) const override;

@@ -23,7 +23,6 @@ constexpr unsigned char sam_slot = 0x21;
 constexpr std::size_t body_head_size = 5;  // the slot, and four zeros
 
 constexpr std::size_t longest_reply = 260;
-constexpr int most_drained = 10000;  // from a line that never falls silent
 constexpr std::size_t place_of_status = 1;
 constexpr std::size_t place_of_reply_length = 3;
 constexpr std::size_t place_of_data = 4;
@@ -68,12 +67,7 @@ int CardLine::exchange(const Bytes& bytes, Bytes& answer, Wait wait) const {
   return 0;
 }
 
-void CardLine::drain() const {
-  unsigned char byte = 0;
-  for (int count = 0; count < most_drained; ++count) {
-    if (session_.attempt(exchanging, receive_data, &byte) < 0) return;
-  }
-}
+void CardLine::drain() const { session_.drain(exchanging); }
 
 void CardLine::fail(int result) const { session_.fail(exchanging, result); }
 

@@ -34,8 +34,7 @@ class CardLine {
   // library's code, or the negated STATUS. Throws Interrupted.
   int exchange(const Bytes& bytes, Bytes& answer, Wait wait = Wait::usual) const;
 
-  // Drops what still comes of a reply that was late or spoilt: it would be taken for the next one.
-  // Throws Interrupted.
+  // Drops what still comes of a reply that was late or spoilt. Throws Interrupted.
   void drain() const;
 
   // Throws Failure, or Unanswered: for such a result, or with these words.

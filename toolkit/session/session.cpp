@@ -3,6 +3,7 @@
 #include "toolkit/session/session.hpp"
 
 #include <fmt/core.h>
+#include <quorra.h>
 
 namespace quorra::toolkit {
 
@@ -17,6 +18,14 @@ std::string Session::explain(OperationKind kind, int result) const {
 
 std::string Session::describe(const Operation& operation, int result) const {
   return fmt::format("{}: {}", operation.doing, explain(operation.kind, result));
+}
+
+void Session::drain(const Operation& operation) const {
+  constexpr int most = 10000;  // from a line that never falls silent
+  unsigned char byte = 0;
+  for (int count = 0; count < most; ++count) {
+    if (attempt(operation, receive_data, &byte) < 0) return;
+  }
 }
 
 void Session::fail(const Operation& operation, int result) const {

@@ -44,6 +44,10 @@ class Session {
     if (result < 0) fail(operation, result);
   }
 
+  // Drops what still comes of a reply that was late or spoilt: it would be taken for the next one.
+  // Throws what the program throws before or after a call.
+  virtual void drain(const Operation& operation) const;
+
   // Throws Failure for such a result below 0; Unanswered if the function may have succeeded.
   [[noreturn]] void fail(const Operation& operation, int result) const;
 
