@@ -20,17 +20,27 @@ namespace {
 
 constexpr DWORD longest_answer_to_reset = MAX_ATR_SIZE;
 
+// What pcscd is told of the exception that is being handled, in words and by number.
+RESPONSECODE tell_of_exception(const Link* link) noexcept {
+  try {
+    throw;
+  } catch (const std::exception& error) {
+    log(Severity::error, error.what());
+    if (link != nullptr) return response_code(*link, error);
+  } catch (...) {  // GCOVR_EXCL_START: nothing here throws anything else
+    log(Severity::error, "something else than an exception of the driver");
+  }  // GCOVR_EXCL_STOP
+  return IFD_COMMUNICATION_ERROR;
+}
+
 // What `work` returns. No exception reaches pcscd.
 template <typename Work>
 RESPONSECODE guarded(Work work) noexcept {
   try {
     return work();
-  } catch (const std::exception& error) {
-    log(Severity::error, error.what());
   } catch (...) {
-    log(Severity::error, "something else than an exception of the driver");
+    return tell_of_exception(nullptr);
   }
-  return IFD_COMMUNICATION_ERROR;
 }
 
 // Calls `work` with the reader and the slot, which nobody else uses meanwhile.
@@ -43,9 +53,8 @@ RESPONSECODE with_slot(DWORD lun, Work work) noexcept {
     reader->link().begin();
     try {
       return work(*reader, reader->slot(slot_of(lun)));
-    } catch (const std::exception& error) {
-      log(Severity::error, error.what());
-      return response_code(reader->link(), error);
+    } catch (...) {
+      return tell_of_exception(&reader->link());
     }
   });
 }
