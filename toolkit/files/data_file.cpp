@@ -12,6 +12,7 @@
 
 #include "toolkit/files/ihex.hpp"
 #include "toolkit/files/json.hpp"
+#include "toolkit/files/records.hpp"
 #include "toolkit/files/srec.hpp"
 #include "toolkit/session/errors.hpp"
 
@@ -86,10 +87,6 @@ FileFormat recognise_format(std::string_view file_name, std::string_view text) {
                                  name_of(by_name)));
   }
   return by_content;
-}
-
-std::string_view text_of(const Bytes& content) {
-  return {static_cast<const char*>(static_cast<const void*>(content.data())), content.size()};
 }
 
 DataFile parse_content(std::string_view file_name, const Bytes& content,

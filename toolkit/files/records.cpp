@@ -12,6 +12,10 @@
 
 namespace quorra::toolkit {
 
+std::string_view text_of(const Bytes& content) {
+  return {static_cast<const char*>(static_cast<const void*>(content.data())), content.size()};
+}
+
 Bytes bytes_of_digits(std::string_view digits) {
   const auto bad = digits.find_first_not_of("0123456789abcdefABCDEF");
   if (bad != std::string_view::npos) {

@@ -12,6 +12,9 @@
 
 namespace quorra::toolkit {
 
+// The bytes of a file as its characters.
+std::string_view text_of(const Bytes& content);
+
 // Pairs of hex digits. Throws UsageError.
 Bytes bytes_of_digits(std::string_view digits);
 
