@@ -274,7 +274,7 @@ void keep_small_ones() {
       "S0030000FC\nS104FFFFAA53\nS5030001FB\nS9030000FC\n",
       "S20507FFFFAA4B\nS604000001FA\nS804000000FB\n",
       "S3060008400FAAF8\nS70500000000FA\n",
-      R"({"schema": 1, "segments": [{"address": 32, "hex": "DEAD"}]})",
+      R"({"schema_version": 1, "segments": [{"address": 32, "hex": "DEAD"}]})",
   };
   for (std::size_t i = 0; i < std::size(data_files); ++i) {
     keep("data_file", "file-" + std::to_string(i), data_files[i]);

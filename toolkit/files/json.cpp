@@ -55,13 +55,13 @@ nlohmann::json parse_json_object(std::string_view text, int schema) {
     throw UsageError("it has a number that is too large");
   }
   if (!object.is_object()) throw UsageError("this JSON is no object");
-  const auto version = object.find("schema");
+  const auto version = object.find("schema_version");
   if (version == object.end() || !version->is_number_integer()) {
-    throw UsageError("\"schema\" is missing, the version of what it is made of");
+    throw UsageError("\"schema_version\" is missing, the version of what it is made of");
   }
   if (*version != schema) {
-    throw UsageError(
-        fmt::format("\"schema\" is {}, and only {} is known here", version->dump(), schema));
+    throw UsageError(fmt::format("\"schema_version\" is {}, and only {} is known here",
+                                 version->dump(), schema));
   }
   return object;
 }
@@ -98,7 +98,8 @@ Segments read_json(std::string_view text) {
 }
 
 std::string to_json(const Segments& segments) {
-  const nlohmann::ordered_json object{{"schema", data_schema}, {"segments", json_of(segments)}};
+  const nlohmann::ordered_json object{{"schema_version", data_schema},
+                                      {"segments", json_of(segments)}};
   return object.dump(2) + "\n";
 }
 

@@ -368,7 +368,7 @@ Backup take_backup(const Session& session, const Card& card, const Operation& op
 }
 
 std::string to_text(const Backup& backup) {
-  ordered_json object{{"schema", backup_schema},
+  ordered_json object{{"schema_version", backup_schema},
                       {"content", content_name},
                       {"kind", backup.card->name},
                       {"answer_to_reset", digits_of(backup.answer_to_reset)},

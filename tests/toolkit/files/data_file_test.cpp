@@ -155,8 +155,8 @@ TEST(DataFile, IsRecognisedByItsContent) {
   EXPECT_EQ(parse(":00000001FF\n").format, FileFormat::ihex);
   EXPECT_EQ(parse("\r\n  :00000001FF").format, FileFormat::ihex);
   EXPECT_EQ(parse("S9030000FC").format, FileFormat::srec);
-  EXPECT_EQ(parse(R"({"schema": 1, "segments": []})").format, FileFormat::json);
-  EXPECT_EQ(parse("\n{\n  \"schema\": 1, \"segments\": []}").format, FileFormat::json);
+  EXPECT_EQ(parse(R"({"schema_version": 1, "segments": []})").format, FileFormat::json);
+  EXPECT_EQ(parse("\n{\n  \"schema_version\": 1, \"segments\": []}").format, FileFormat::json);
   for (const char* text :
        {"", "DE AD", ":", ":0", ":-) good morning", "S", "S9", "Su05", "SA03", "{", "{ }", "[1]"}) {
     EXPECT_EQ(parse(text).format, FileFormat::raw) << text;
@@ -324,7 +324,7 @@ TEST(SRecord, IsWritten) {
 
 TEST(JsonFile, IsRead) {
   const DataFile file = parse(R"({
-    "schema": 1, "other": {"a": [1.5, null]},
+    "schema_version": 1, "other": {"a": [1.5, null]},
     "segments": [{"address": 48, "hex": "beEF"}, {"address": 32, "hex": "DEAD", "name": "x"}]})");
   EXPECT_EQ(file.segments, with_hole());
 }
@@ -335,33 +335,37 @@ TEST(JsonFile, IsRefused) {
     std::string_view words;
   } rows[] = {
       {"", "line 1: this is no JSON, or it is cut short"},
-      {"{\n\"schema\": 1,\n\"segments\": [}", "line 3: this is no JSON, or it is cut short"},
-      {"{\"schema\": 1, \"segments\": []} x", "line 1: this is no JSON, or it is cut short"},
-      {"{\"schema\": \"\xFF\"}", "line 1: this is no JSON, or it is cut short"},
+      {"{\n\"schema_version\": 1,\n\"segments\": [}",
+       "line 3: this is no JSON, or it is cut short"},
+      {"{\"schema_version\": 1, \"segments\": []} x",
+       "line 1: this is no JSON, or it is cut short"},
+      {"{\"schema_version\": \"\xFF\"}", "line 1: this is no JSON, or it is cut short"},
       {"[1]", "this JSON is no object"},
-      {"{\"schema\": 1e999}", "it has a number that is too large"},
-      {"{\"segments\": []}", "\"schema\" is missing, the version of what it is made of"},
-      {"{\"schema\": \"1\"}", "\"schema\" is missing, the version of what it is made of"},
-      {"{\"schema\": 2}", "\"schema\" is 2, and only 1 is known here"},
-      {"{\"schema\": 1}", "\"segments\" is missing, a list of address and hex"},
-      {"{\"schema\": 1, \"segments\": {}}", "\"segments\" is missing, a list of address and hex"},
-      {R"({"schema": 1, "segments": [{"address": 0, "hex": "00"}, 7]})",
+      {"{\"schema_version\": 1e999}", "it has a number that is too large"},
+      {"{\"segments\": []}", "\"schema_version\" is missing, the version of what it is made of"},
+      {"{\"schema_version\": \"1\"}",
+       "\"schema_version\" is missing, the version of what it is made of"},
+      {"{\"schema_version\": 2}", "\"schema_version\" is 2, and only 1 is known here"},
+      {"{\"schema_version\": 1}", "\"segments\" is missing, a list of address and hex"},
+      {"{\"schema_version\": 1, \"segments\": {}}",
+       "\"segments\" is missing, a list of address and hex"},
+      {R"({"schema_version": 1, "segments": [{"address": 0, "hex": "00"}, 7]})",
        "segment 2: it needs an \"address\", which is a number"},
-      {R"({"schema": 1, "segments": [{"address": -1, "hex": "00"}]})",
+      {R"({"schema_version": 1, "segments": [{"address": -1, "hex": "00"}]})",
        "segment 1: it needs an \"address\", which is a number"},
-      {R"({"schema": 1, "segments": [{"address": 0}]})",
+      {R"({"schema_version": 1, "segments": [{"address": 0}]})",
        "segment 1: it needs \"hex\", which is a text of hex digits"},
-      {R"({"schema": 1, "segments": [{"address": 0, "hex": 12}]})",
+      {R"({"schema_version": 1, "segments": [{"address": 0, "hex": 12}]})",
        "segment 1: it needs \"hex\", which is a text of hex digits"},
-      {R"({"schema": 1, "segments": [{"address": 0, "hex": "0g"}]})",
+      {R"({"schema_version": 1, "segments": [{"address": 0, "hex": "0g"}]})",
        "segment 1: 'g' is not a hex digit"},
-      {R"({"schema": 1, "segments": [{"address": 0, "hex": "012"}]})",
+      {R"({"schema_version": 1, "segments": [{"address": 0, "hex": "012"}]})",
        "segment 1: 3 hex digits: a byte has two, so one is missing or too many"},
-      {R"({"schema": 1, "segments": [{"address": 2147483647, "hex": "00"}]})",
+      {R"({"schema_version": 1, "segments": [{"address": 2147483647, "hex": "00"}]})",
        "segment 1: address 0x7FFFFFFF is above 0x7FFFFFFE; no card is so large"},
-      {R"({"schema": 1, "segments": [{"address": 2147483646, "hex": "0000"}]})",
+      {R"({"schema_version": 1, "segments": [{"address": 2147483646, "hex": "0000"}]})",
        "segment 1: address 0x7FFFFFFF is above 0x7FFFFFFE; no card is so large"},
-      {R"({"schema": 1, "segments": [{"address": 0, "hex": "00"}, {"address": 0, "hex": "01"}]})",
+      {R"({"schema_version": 1, "segments": [{"address": 0, "hex": "00"}, {"address": 0, "hex": "01"}]})",
        "segment 2: the byte at 0x0000 is 01, but segment 1 says 00"},
   };
   for (const auto& row : rows) {
@@ -371,14 +375,14 @@ TEST(JsonFile, IsRefused) {
 
 TEST(JsonFile, IsWritten) {
   EXPECT_EQ(written(with_hole(), FileFormat::json),
-            "{\n  \"schema\": 1,\n  \"segments\": [\n"
+            "{\n  \"schema_version\": 1,\n  \"segments\": [\n"
             "    {\n      \"address\": 32,\n      \"hex\": \"DEAD\"\n    },\n"
             "    {\n      \"address\": 48,\n      \"hex\": \"BEEF\"\n    }\n  ]\n}\n");
 }
 
 TEST(JsonFile, IsNotNestedDeeply) {
   const auto nested = [](std::size_t depth) {
-    return R"({"schema": 1, "segments": [], "other": )" + std::string(depth, '[') +
+    return R"({"schema_version": 1, "segments": [], "other": )" + std::string(depth, '[') +
            std::string(depth, ']') + "}";
   };
   EXPECT_EQ(refusal(nested(9), FileFormat::json), "it is nested too deeply");

@@ -157,7 +157,7 @@ TEST_F(BackupOfCard, IsADataFile) {
   const Backup backup = backup_of(new_card("4428"));
   const Bytes content = bytes_of(to_text(backup));
   EXPECT_TRUE(toolkit::is_backup(content));
-  EXPECT_FALSE(toolkit::is_backup(bytes_of(R"({"schema": 1, "segments": []})")));
+  EXPECT_FALSE(toolkit::is_backup(bytes_of(R"({"schema_version": 1, "segments": []})")));
   EXPECT_EQ(toolkit::parse_data_file("b.json", content).segments, backup.bytes());
 }
 
@@ -206,7 +206,7 @@ TEST(BackupFile, HasTheChecksumOfACrc32) {
   Backup backup{.card = &card("4406"), .memory = Bytes(13, 0xFF)};
   const std::string text = to_text(backup);
   const std::size_t at = text.find("\"checksum\": \"") + 13;
-  EXPECT_EQ(text.substr(at, 8), "162019E9");
+  EXPECT_EQ(text.substr(at, 8), "0C117C39");
 }
 
 TEST(BackupFile, IsRefusedWhenItCannotBe) {
@@ -216,7 +216,8 @@ TEST(BackupFile, IsRefusedWhenItCannotBe) {
     const char* to;
     const char* words;
   } rows[] = {
-      {"\"schema\": 1", "\"schema\": 2", "b: \"schema\" is 2, and only 1 is known here"},
+      {"\"schema_version\": 1", "\"schema_version\": 2",
+       "b: \"schema_version\" is 2, and only 1 is known here"},
       {"backup of a card", "backup", "b: this is no backup"},
       {"\"kind\": \"4442\"", "\"kind\": \"4443\"", "b: \"kind\" is none that is known here"},
       {"\"kind\": \"4442\"", "\"kind\": 4442",
