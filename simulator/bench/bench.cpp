@@ -168,7 +168,7 @@ void Bench::take(std::uint8_t byte, Time arrival) {
 
 void Bench::answer(bool check_byte_is_right, Time arrival) {
   ++exchanges_;
-  if (listener_) listener_(Direction::in, parser_.frame());
+  tell(Direction::in, parser_.frame(), arrival);
 
   Reply reply;
   const auto frame = reply.finish(carry_out(check_byte_is_right, reply));
@@ -211,12 +211,25 @@ bool Bench::save_cards() {
 void Bench::send_reply(Time arrival) {
   const std::span<const std::uint8_t> bytes = exchange_.reply;
   if (bytes.empty()) return;
-  if (listener_) listener_(Direction::out, bytes);
   const auto begin = arrival + byte_time_ + exchange_.pause_before;
+  tell(Direction::out, bytes, begin);
   const std::size_t middle = std::min(exchange_.middle, bytes.size());
   outgoing_.push(bytes.first(middle), begin, exchange_.pause_before);
   outgoing_.push(bytes.subspan(middle), begin + exchange_.pause_in_the_middle,
                  exchange_.pause_in_the_middle);
+}
+
+void Bench::tell(Direction direction, std::span<const std::uint8_t> bytes, Time time) const {
+  if (!listener_) return;
+  TracedFrame frame{.direction = direction,
+                    .bytes = bytes,
+                    .time = time - start_,
+                    .exchange = exchanges_,
+                    .faults = faults_.names_of_hits(),
+                    .card = {}};
+  if (card_) frame.card = card_->image().kind().name;
+  if (live_card_) frame.card = live_card_kind;
+  listener_(frame);
 }
 
 void Bench::send_due_bytes(Time now) {

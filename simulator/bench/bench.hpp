@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "simulator/bench/configuration_file.hpp"
 #include "simulator/bench/options.hpp"
@@ -26,12 +27,23 @@ namespace quorra::simulator {
 
 enum class Direction : std::uint8_t { in, out };
 
+// A frame as it goes over the line.
+struct TracedFrame {
+  Direction direction = Direction::in;
+  std::span<const std::uint8_t> bytes;
+  // Since the reader was there: when a request has arrived, or a reply begins.
+  Duration time{0};
+  std::uint64_t exchange = 0;  // its number, from 1
+  std::string faults;          // that hit it, or empty
+  std::string card;            // the kind of card in the slot; empty if there is none
+};
+
 // The reader, the card in its slot and the line to the host. It has no thread and never waits, but
 // for the emulator of a live card:
 // whoever runs it polls descriptor(), and calls serve() when there is something to do.
 class Bench {
  public:
-  using Listener = std::function<void(Direction, std::span<const std::uint8_t> frame)>;
+  using Listener = std::function<void(const TracedFrame& frame)>;
 
   // The configuration file is complete when the constructor returns. No emulator is waited for once
   // the descriptor `stop` is readable; negative: there is none. Throws Error.
@@ -70,6 +82,7 @@ class Bench {
   void insert_sam(std::size_t number, const std::filesystem::path& file);
   bool save_cards();
   void send_reply(Time arrival);
+  void tell(Direction direction, std::span<const std::uint8_t> bytes, Time time) const;
   void send_due_bytes(Time now);
   void hang_up();
   bool host_has_another_speed() const;
@@ -94,6 +107,7 @@ class Bench {
 
   RequestParser parser_;
   Time last_arrival_;
+  Time start_ = Clock::now();
   std::uint64_t exchanges_ = 0;
 
   Faults faults_;

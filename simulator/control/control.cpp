@@ -162,13 +162,11 @@ void Control::choose_listener() {
   const bool anybody =
       std::ranges::any_of(clients_, [](const Client& client) { return client.context.traces; });
   if (!anybody) return bench_.trace(nullptr);
-  bench_.trace([this](Direction direction, std::span<const std::uint8_t> frame) {
-    send_trace(direction, frame);
-  });
+  bench_.trace([this](const TracedFrame& frame) { send_trace(frame); });
 }
 
-void Control::send_trace(Direction direction, std::span<const std::uint8_t> frame) {
-  const std::string line = trace_line(direction, frame) + '\n';
+void Control::send_trace(const TracedFrame& frame) {
+  const std::string line = trace_line(frame) + '\n';
   for (Client& client : clients_) {
     if (!client.context.traces || client.is_lost) continue;
     client.unsent += line;

@@ -57,7 +57,7 @@ class Control {
   void accept_client(Time now);
   void receive(Client& client);
   void carry_out_lines(Client& client);
-  void send_trace(Direction direction, std::span<const std::uint8_t> frame);
+  void send_trace(const TracedFrame& frame);
   void choose_listener();
 
   std::filesystem::path path_;

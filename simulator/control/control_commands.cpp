@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <vector>
 
@@ -97,7 +98,9 @@ Json card_as_json(const Image& image, const std::filesystem::path& file, bool po
 Json card_in_slot_as_json(const State& state) {
   if (state.card) return card_as_json(*state.card, state.card_file, state.card_powered);
   if (state.card_file.empty()) return {};
-  return {{"kind", "live"}, {"file", state.card_file.string()}, {"powered", state.card_powered}};
+  return {{"kind", live_card_kind},
+          {"file", state.card_file.string()},
+          {"powered", state.card_powered}};
 }
 
 Json sam_as_json(const SamState& sam) {
@@ -229,9 +232,16 @@ std::string error_answer(std::string_view text) {
   return to_line(Json{{"ok", false}, {"error", on_one_line(text)}});
 }
 
-std::string trace_line(Direction direction, std::span<const std::uint8_t> frame) {
-  return to_line(
-      Json{{"trace", direction == Direction::in ? "in" : "out"}, {"frame", to_hex(frame)}});
+std::string trace_line(const TracedFrame& frame) {
+  const auto text_or_null = [](const std::string& text) {
+    return text.empty() ? Json() : Json(text);
+  };
+  return to_line(Json{{"trace", frame.direction == Direction::in ? "in" : "out"},
+                      {"number", frame.exchange},
+                      {"time", std::chrono::duration<double>(frame.time).count()},
+                      {"card", text_or_null(frame.card)},
+                      {"fault", text_or_null(frame.faults)},
+                      {"frame", to_hex(frame.bytes)}});
 }
 
 }  // namespace quorra::simulator

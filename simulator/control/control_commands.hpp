@@ -26,6 +26,6 @@ std::string carry_out(ControlContext& context, std::string_view line);
 std::string error_answer(std::string_view text);
 
 // The line that a tracing connection gets for a frame.
-std::string trace_line(Direction direction, std::span<const std::uint8_t> frame);
+std::string trace_line(const TracedFrame& frame);
 
 }  // namespace quorra::simulator

@@ -125,4 +125,13 @@ void Faults::apply(FaultStage stage, Exchange& exchange) const {
   }
 }
 
+std::string Faults::names_of_hits() const {
+  std::string names;
+  for (const Fault& fault : hits_) {
+    if (!names.empty()) names += ", ";
+    names += rule_of(fault.kind).name;
+  }
+  return names;
+}
+
 }  // namespace quorra::simulator

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -93,6 +94,8 @@ class Faults {
   void begin(std::uint8_t command);
   // Lets those of one stage do their work.
   void apply(FaultStage stage, Exchange& exchange) const;
+  // Those that hit it, by name: "noise, wrong_check".
+  std::string names_of_hits() const;
 
  private:
   struct Armed {

@@ -356,8 +356,8 @@ class Soak {
       line_.bench().arm(fault);
     } else {
       line_.bench().trace(
-          [this, fault, armed = false](simulator::Direction direction, auto) mutable {
-            if (direction == simulator::Direction::out && !std::exchange(armed, true))
+          [this, fault, armed = false](const simulator::TracedFrame& frame) mutable {
+            if (frame.direction == simulator::Direction::out && !std::exchange(armed, true))
               line_.bench().arm(fault);
           });
     }

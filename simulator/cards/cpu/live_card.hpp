@@ -11,6 +11,9 @@
 
 namespace quorra::simulator {
 
+// What stands for the kind of a live card.
+inline constexpr std::string_view live_card_kind = "live";
+
 // A processor card that another program emulates, the card emulator vicc or one that speaks as it
 // does. The emulator connects to an address; while it is connected the card is present.
 //

@@ -197,13 +197,46 @@ TEST_F(ControlSocket, traces_frames_for_those_who_want_them) {
   ControlClient other(reader->socket());
   EXPECT_EQ(other.ask(R"({"command":"trace","on":true})"), ok);
   host.exchange(read_status);
-  EXPECT_EQ(json::parse(other.receive_line()),
-            (json{{"trace", "in"}, {"frame", "AA B9 00 05 80 00 00 00 00 96"}}));
-  EXPECT_EQ(json::parse(other.receive_line()),
-            (json{{"trace", "out"}, {"frame", "55 00 00 01 00 54"}}));
+  const json in = json::parse(other.receive_line());
+  const json out = json::parse(other.receive_line());
+  EXPECT_EQ(in, (json{{"trace", "in"},
+                      {"number", 1},
+                      {"time", in.at("time")},
+                      {"card", nullptr},
+                      {"fault", nullptr},
+                      {"frame", "AA B9 00 05 80 00 00 00 00 96"}}));
+  EXPECT_EQ(out, (json{{"trace", "out"},
+                       {"number", 1},
+                       {"time", out.at("time")},
+                       {"card", nullptr},
+                       {"fault", nullptr},
+                       {"frame", "55 00 00 01 00 54"}}));
+  EXPECT_GT(in.at("time"), 0.0);
+  EXPECT_GE(out.at("time"), in.at("time"));
   EXPECT_EQ(other.ask(R"({"command":"trace","on":false})"), ok);
   host.exchange(read_status);
   EXPECT_EQ(other.ask(R"({"command":"state"})").at("exchanges"), 2);
+  EXPECT_EQ(other.ask(R"({"command":"trace","on":true})"), ok);
+  host.exchange(read_status);
+  EXPECT_EQ(json::parse(other.receive_line()).at("number"), 3);
+}
+
+TEST_F(ControlSocket, traces_card_and_faults) {
+  client.ask(json{{"command", "insert"}, {"file", file.string()}}.dump());
+  client.ask(R"({"command":"fault","kind":"noise"})");
+  client.ask(R"({"command":"fault","kind":"late_first_byte","ms":60000,"on":"0xB9"})");
+  client.ask(R"({"command":"fault","kind":"silence"})");
+  ControlClient other(reader->socket());
+  EXPECT_EQ(other.ask(R"({"command":"trace","on":true})"), ok);
+  host.send(read_status);
+  const json in = json::parse(other.receive_line());
+  EXPECT_EQ(in.at("card"), "4442");
+  EXPECT_EQ(in.at("fault"), "noise, late_first_byte, silence");
+  host.exchange(read_status);
+  EXPECT_EQ(json::parse(other.receive_line()).at("fault"), nullptr);
+  const json out = json::parse(other.receive_line());
+  EXPECT_EQ(out.at("fault"), nullptr);
+  EXPECT_EQ(out.at("card"), "4442");
   EXPECT_EQ(client.ask(R"({"command":"state"})").at("exchanges"), 2);
 }
 

@@ -335,8 +335,12 @@ TEST_F(Program, shows_a_trace_until_the_reader_ends) {
       with_program({"control", path("socket"), R"({"command":"trace","on":true})"}));
   EXPECT_EQ(control.read_line(), R"({"ok":true})");
   host.exchange(request(0xB9, "80 00 00 00 00"));
-  EXPECT_EQ(control.read_line(), R"({"trace":"in","frame":"AA B9 00 05 80 00 00 00 00 96"})");
-  EXPECT_EQ(control.read_line(), R"({"trace":"out","frame":"55 00 00 01 00 54"})");
+  EXPECT_THAT(control.read_line(),
+              ::testing::MatchesRegex(R"(\{"trace":"in","number":1,"time":[0-9.e-]+,"card":null,)"
+                                      R"("fault":null,"frame":"AA B9 00 05 80 00 00 00 00 96"\})"));
+  EXPECT_THAT(control.read_line(),
+              ::testing::MatchesRegex(R"(\{"trace":"out","number":1,"time":[0-9.e-]+,"card":null,)"
+                                      R"("fault":null,"frame":"55 00 00 01 00 54"\})"));
   EXPECT_EQ(run({"control", path("socket"), R"({"command":"trace","on":false})"}).output,
             "{\"ok\":true}\n");
   reader.signal(SIGTERM);
