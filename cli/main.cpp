@@ -93,6 +93,8 @@ void run(int argc, char** argv) {
   add_power(program, settings);
   add_eject(program, settings);
   add_des(program);
+  add_tap(program, settings);
+  add_trace(program);
   try {
     program.parse(argc, argv);
   } catch (const CLI::Success& request) {  // help or version

@@ -9,6 +9,7 @@
 #include <quorra.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <deque>
 #include <filesystem>
@@ -24,9 +25,11 @@
 #include "fuzz/support/simulator_line.hpp"
 #include "simulator/cards/image.hpp"
 #include "simulator/line/faults.hpp"
+#include "toolkit/wire/pcapng.hpp"
 
 using namespace quorra::fuzzing;
 namespace simulator = quorra::simulator;
+namespace wire = quorra::toolkit::wire;
 
 namespace {
 
@@ -93,6 +96,17 @@ Content as_answers(const std::vector<Content>& replies) {
   return content;
 }
 
+// A recording of these exchanges.
+Content as_recording(const std::vector<Content>& requests, const std::vector<Content>& replies) {
+  Content content = wire::recording_head("corpora", "line");
+  for (std::size_t i = 0; i < replies.size(); ++i) {
+    const std::chrono::milliseconds time(i);
+    append(content, wire::recorded(wire::Direction::request, time, requests[i]));
+    append(content, wire::recorded(wire::Direction::reply, time, replies[i]));
+  }
+  return content;
+}
+
 // The steps that make a card of that kind see these requests.
 Content as_steps(std::size_t kind, const std::vector<Content>& requests) {
   constexpr unsigned char raw = 2;
@@ -138,6 +152,7 @@ void keep_exchanges(VirtualPeer& peer, std::size_t kind, std::size_t number) {
     append(content, as_answers(peer.replies));
     keep("interface", name, content);
     keep("reader_frames", name, as_steps(kind, peer.requests));
+    keep("recording", name, as_recording(peer.requests, peer.replies));
   }
 }
 

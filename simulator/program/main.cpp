@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <csignal>
 #include <exception>
+#include <filesystem>
 #include <functional>
 #include <span>
 #include <sstream>
@@ -19,6 +20,7 @@
 #include "simulator/program/control_client.hpp"
 #include "simulator/program/new_card.hpp"
 #include "simulator/program/output.hpp"
+#include "simulator/program/replay.hpp"
 #include "simulator/program/run.hpp"
 #include "simulator/program/show.hpp"
 #include "simulator/text.hpp"
@@ -44,6 +46,14 @@ CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
   return command.add_option(name, file, description)->check([](const std::string& value) {
     return value.empty() ? std::string("the name of the file is empty") : std::string();
   });
+}
+
+// A recording is a reader of its own, with nothing of others but a line.
+void expect_nothing_but_a_replay(const CLI::App& app) {
+  for (const char* const other : {"--card", "--sam", "--socket", "--speed", "--line-speed",
+                                  "--version-text", "--serial", "--terminal"})
+    if (app.get_option(other)->count() > 0)
+      throw Error(fmt::format("--replay does not go with {}", other));
 }
 
 int dispatch(int argument_count, const char* const* arguments) {
@@ -80,6 +90,10 @@ int dispatch(int argument_count, const char* const* arguments) {
   app.add_flag("--terminal", on_terminal,
                "run the program that is given after --, with its arguments, on a serial terminal "
                "with the reader at its auxiliary port");
+  std::filesystem::path recording;
+  add_file(app, "--replay", recording,
+           "play this recording (pcapng) back as a reader; a program that departs from it is told "
+           "where on standard error, and the exit status is 1");
   app.require_subcommand(0, 1);
   app.footer(
       "Without a subcommand the reader runs until a signal or \"stop\" ends it. The first "
@@ -87,6 +101,10 @@ int dispatch(int argument_count, const char* const* arguments) {
   std::function<int()> action = [&] {
     for (const std::string& sam : sams)
       add_sam(options, sam);
+    if (!recording.empty()) {
+      expect_nothing_but_a_replay(app);
+      return replay(recording, options.configuration);
+    }
     return on_terminal ? run_on_terminal(options, command) : run(options);
   };
 

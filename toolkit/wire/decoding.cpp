@@ -32,7 +32,7 @@ constexpr std::size_t extended_head_size = 7;
 
 unsigned char exclusive_or(std::span<const unsigned char> bytes) {
   return std::accumulate(bytes.begin(), bytes.end(), static_cast<unsigned char>(0),
-                         std::bit_xor<unsigned char>());
+                         std::bit_xor<>());
 }
 
 bool is_exchange(std::span<const unsigned char> bytes) {
@@ -234,7 +234,10 @@ void Decoder::decode_arguments(Decoded& decoded, Arguments arguments) {
     case Arguments::value:
       break;
     case Arguments::count:
-      decoded.address = asked_.address;
+      // A text, or a counter with its code, has none.
+      if (asked_.command->answer != Answer::text && asked_.command->answer != Answer::code) {
+        decoded.address = asked_.address;
+      }
       if (size >= 2) decoded.count = asked_.count = bytes[first + 1];
       if (size == 2) decoded.data_size = 0;
       break;

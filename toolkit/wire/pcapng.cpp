@@ -256,6 +256,7 @@ void RecordingReader::add_interface(const Block& block) {
     }
   });
   interfaces_.push_back(interface);
+  has_line_ = has_line_ || interface.link_type == user0;
 }
 
 const RecordingReader::Interface& RecordingReader::interface_of(const Block& block,
@@ -324,6 +325,10 @@ Recording read_recording(std::span<const unsigned char> content) {
         const Direction direction = packet->direction.value_or(guess(packet->bytes));
         add(splitter.take(direction, packet->bytes, packet->time));
       }
+    }
+    if (!reader.has_line()) {
+      throw RecordingError(
+          fmt::format("no line to a reader was recorded: none has the link type {}", user0));
     }
   } catch (const RecordingError& error) {
     recording.error = error.what();

@@ -52,6 +52,8 @@ class RecordingReader {
 
   // Absent at the end. Throws RecordingError; what came before is good then.
   std::optional<Packet> next();
+  // Whether a line to a reader was among what was recorded, up to here.
+  bool has_line() const { return has_line_; }
 
  private:
   struct Interface {
@@ -80,6 +82,7 @@ class RecordingReader {
   std::span<const unsigned char> content_;
   std::size_t at_ = 0;
   bool has_section_ = false;
+  bool has_line_ = false;
   bool is_big_endian_ = false;
   std::vector<Interface> interfaces_;
 };

@@ -97,6 +97,8 @@ TEST(Recording, OfOtherLinesIsPassedOver) {
                                              recorded(Direction::request, 0s, request));
   EXPECT_EQ(recording.error, "");
   EXPECT_TRUE(recording.frames.empty());
+  EXPECT_EQ(error_of(little_section + ethernet),
+            "no line to a reader was recorded: none has the link type 147");
 }
 
 // Outside this project a packet may be any part of what the line brought.

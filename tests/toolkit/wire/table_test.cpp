@@ -13,6 +13,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "link/exchange.hpp"
 #include "simulator/status.hpp"

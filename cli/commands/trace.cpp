@@ -1,0 +1,71 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// quorra trace
+
+#include <fmt/core.h>
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "cli/commands/commands.hpp"
+#include "cli/files.hpp"
+#include "cli/options.hpp"
+#include "cli/shown_frames.hpp"
+#include "toolkit/wire/pcapng.hpp"
+
+namespace quorra::cli {
+namespace {
+
+// Of what is no regular file, whose size nobody knows.
+constexpr std::size_t largest_piped_recording = std::size_t{64} * 1024 * 1024;
+
+struct TraceOptions {
+  std::string file;
+  FrameOptions frames;
+};
+
+Bytes content_of_recording(const std::string& file) {
+  std::error_code error;
+  const bool is_regular = file != standard_stream && std::filesystem::is_regular_file(file, error);
+  if (is_regular) return read_file(file, std::filesystem::file_size(file, error));
+  Bytes content = read_file(file, largest_piped_recording + 1);
+  if (content.size() > largest_piped_recording) {
+    throw UsageError(fmt::format("{} holds more than {} bytes, and is no regular file", file,
+                                 largest_piped_recording));
+  }
+  return content;
+}
+
+void run_trace(const TraceOptions& options) {
+  const Bytes content = content_of_recording(options.file);
+  const wire::Recording recording = wire::read_recording(content);
+  wire::Decoder decoder;
+  for (const wire::Frame& frame : recording.frames) {
+    print(told(decoder.take(frame), options.frames));
+  }
+  if (!recording.error.empty()) {
+    throw Failure(fmt::format("reading {}: {}",
+                              options.file == standard_stream ? "standard input" : options.file,
+                              recording.error));
+  }
+}
+
+}  // namespace
+
+void add_trace(CLI::App& program) {
+  const auto options = std::make_shared<TraceOptions>();
+  CLI::App* command = program.add_subcommand(
+      "trace", "Show a recording of the line to a reader, as quorra tap makes it, in words");
+  command->add_option("FILE", options->file, "The recording, a pcapng file ('-': standard input)")
+      ->type_name("")
+      ->required();
+  add_frame_options(*command, options->frames);
+  add_examples(*command, {"quorra trace session.pcapng", "quorra trace --json session.pcapng"});
+  command->callback([options] { run_trace(*options); });
+}
+
+}  // namespace quorra::cli
