@@ -47,10 +47,10 @@ nlohmann::json parse_json_object(std::string_view text, int schema) {
   try {
     object = nlohmann::json::parse(text, expect_shallow);
   } catch (const nlohmann::json::parse_error& error) {
-    const std::size_t until = std::min(error.byte, text.size());
-    const auto end = text.begin() + static_cast<std::ptrdiff_t>(until > 0 ? until - 1 : 0);
+    const std::string_view before =
+        text.substr(0, error.byte - std::min<std::size_t>(1, error.byte));
     throw UsageError(fmt::format("line {}: this is no JSON, or it is cut short",
-                                 1 + std::count(text.begin(), end, '\n')));
+                                 1 + std::ranges::count(before, '\n')));
   } catch (const nlohmann::json::exception&) {
     throw UsageError("it has a number that is too large");
   }

@@ -17,23 +17,23 @@ namespace quorra::toolkit {
 namespace {
 
 struct RoleRow {
-  AreaRole role;
   std::string_view name;
+  AreaRole role;
   bool guards;
 };
 
 constexpr RoleRow roles[] = {
-    {AreaRole::identification, "identification", false},
-    {AreaRole::protectable, "protectable", false},
-    {AreaRole::issuer, "issuer", false},
-    {AreaRole::code, "code", true},
-    {AreaRole::attempts, "attempts", true},
-    {AreaRole::flags, "flags", false},
-    {AreaRole::data, "data", false},
-    {AreaRole::erase_code, "erase_code", true},
-    {AreaRole::erasures, "erasures", true},
-    {AreaRole::personalisation, "personalisation", true},
-    {AreaRole::units, "stage", true},
+    {"identification", AreaRole::identification, false},
+    {"protectable", AreaRole::protectable, false},
+    {"issuer", AreaRole::issuer, false},
+    {"code", AreaRole::code, true},
+    {"attempts", AreaRole::attempts, true},
+    {"flags", AreaRole::flags, false},
+    {"data", AreaRole::data, false},
+    {"erase_code", AreaRole::erase_code, true},
+    {"erasures", AreaRole::erasures, true},
+    {"personalisation", AreaRole::personalisation, true},
+    {"stage", AreaRole::units, true},
 };
 
 constexpr Area only_data[] = {{0, AreaRole::data}};
