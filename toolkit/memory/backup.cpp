@@ -248,8 +248,8 @@ bool lacks_read_flag(const Backup& backup, const Region& region) {
   for (const Memory* zone : zones_of(*backup.card)) {
     const int first = first_address_of(*backup.card, *zone);
     if (!zone->flags || !Range{first, zone->size}.contains(region.range.address)) continue;
-    const auto address = static_cast<std::size_t>(first + zone->flags->address);
-    return (backup.memory[address] & read_flag) == 0;
+    const int address = first + zone->flags->address;
+    return (backup.memory.at(static_cast<std::size_t>(address)) & read_flag) == 0;
   }
   return false;
 }

@@ -49,7 +49,7 @@ std::string replaced(std::string text, std::string_view from, std::string_view t
 // The same text with the checksum that it should have.
 std::string with_checksum(const std::string& text) {
   const std::string words = refusal(text);
-  const std::size_t old = text.find("\"checksum\": \"") + 13;
+  const std::size_t old = text.find(R"("checksum": ")") + 13;
   return std::string(text).replace(old, 8, words.substr(words.size() - 8));
 }
 
@@ -73,24 +73,24 @@ std::string losses(const Restoration& restoration) {
 
 class BackupOfCard : public ::testing::Test {
  protected:
-  simulator::Image new_card(std::string_view kind) {
+  static simulator::Image new_card(std::string_view kind) {
     return simulator::Image(simulator::find_kind(kind));
   }
 
   Backup backup_of(const simulator::Image& image) {
-    if (reader_->state().card) reader_->remove();
-    save_image(image, folder_ / "card");
-    reader_->insert(folder_ / "card");
+    if (reader->state().card) reader->remove();
+    save_image(image, folder / "card");
+    reader->insert(folder / "card");
     return take();
   }
   Backup take() {
-    const Card& kind = card(reader_->state().card->kind().name);
-    return take_backup(session_, kind, {"reading the card"});
+    const Card& kind = card(reader->state().card->kind().name);
+    return take_backup(session, kind, {"reading the card"});
   }
 
-  TemporaryDirectory folder_;
-  simulator::RunningReader reader_;
-  OpenSession session_{reader_->configuration()};
+  TemporaryDirectory folder;
+  simulator::RunningReader reader;
+  OpenSession session{reader->configuration()};
 };
 
 TEST_F(BackupOfCard, IsReadAsItIsWrittenAndEqualToASecondOne) {
@@ -171,7 +171,7 @@ TEST_F(BackupOfCard, IsTheSameWithAndWithoutTheCode) {
   }();
   const Backup without = backup_of(image);
   const Card& kind = card("102");
-  toolkit::present_code(session_, kind, {.code = kind.codes.data(), .bytes = {0x12, 0x34}},
+  toolkit::present_code(session, kind, {.code = kind.codes.data(), .bytes = {0x12, 0x34}},
                         [](const auto&, const auto&) {});
   const Backup with = take();
   EXPECT_EQ(with.memory[10], 0x12);
@@ -187,7 +187,7 @@ TEST(BackupFile, IsRefusedWhenItWasDamaged) {
   EXPECT_EQ(damaged.substr(0, 77),
             "b: the backup was damaged or changed: its checksum does not fit, which would ");
   EXPECT_EQ(damaged.find('\n'), std::string::npos);
-  EXPECT_EQ(refusal(replaced(text, "\"4442\"", "\"4432\"")).substr(0, 27),
+  EXPECT_EQ(refusal(replaced(text, R"("4442")", R"("4432")")).substr(0, 27),
             "b: the backup was damaged o");
   EXPECT_EQ(refusal(text.substr(0, text.size() / 2)),
             "b: line 10: this is no JSON, or it is cut short");
@@ -205,7 +205,7 @@ TEST(BackupFile, HasAChecksumOfItsContentOnly) {
 TEST(BackupFile, HasTheChecksumOfACrc32) {
   Backup backup{.card = &card("4406"), .memory = Bytes(13, 0xFF)};
   const std::string text = to_text(backup);
-  const std::size_t at = text.find("\"checksum\": \"") + 13;
+  const std::size_t at = text.find(R"("checksum": ")") + 13;
   EXPECT_EQ(text.substr(at, 8), "0C117C39");
 }
 
@@ -216,34 +216,35 @@ TEST(BackupFile, IsRefusedWhenItCannotBe) {
     const char* to;
     const char* words;
   } rows[] = {
-      {"\"schema_version\": 1", "\"schema_version\": 2",
-       "b: \"schema_version\" is 2, and only 1 is known here"},
+      {R"("schema_version": 1)", R"("schema_version": 2)",
+       R"(b: "schema_version" is 2, and only 1 is known here)"},
       {"backup of a card", "backup", "b: this is no backup"},
-      {"\"kind\": \"4442\"", "\"kind\": \"4443\"", "b: \"kind\" is none that is known here"},
-      {"\"kind\": \"4442\"", "\"kind\": 4442",
-       "b: \"kind\" is missing, or is not what it has to be"},
-      {"\"kind\": \"4442\"", "\"kind\": \"24c16\"",
-       "b: \"segments\" are not all 2048 bytes of a 24c16 card"},
-      {"\"address\": 0", "\"address\": 1", "b: \"segments\" are not all 256 bytes of a 4442 card"},
-      {"\"answer_to_reset\": \"\"", "\"answer_to_reset\": \"3\"",
+      {R"("kind": "4442")", R"("kind": "4443")", R"(b: "kind" is none that is known here)"},
+      {R"("kind": "4442")", R"("kind": 4442)",
+       R"(b: "kind" is missing, or is not what it has to be)"},
+      {R"("kind": "4442")", R"("kind": "24c16")",
+       R"(b: "segments" are not all 2048 bytes of a 24c16 card)"},
+      {R"("address": 0)", R"("address": 1)",
+       R"(b: "segments" are not all 256 bytes of a 4442 card)"},
+      {R"("answer_to_reset": "")", R"("answer_to_reset": "3")",
        "b: 1 hex digits: a byte has two, so one is missing or too many"},
-      {"\"protected\": []", "\"protected\": [{\"address\": 31, \"count\": 2}]",
-       "b: \"protected\" has bytes that a 4442 card cannot protect, or not in their order"},
-      {"\"protected\": []", "\"protected\": [{\"address\": 33, \"count\": 1}]",
-       "b: \"protected\" has a number that is not 0 to 32"},
-      {"\"protected\": []",
-       "\"protected\": [{\"address\": 4, \"count\": 2}, {\"address\": 6, \"count\": 2}]",
-       "b: \"protected\" has bytes that a 4442 card cannot protect, or not in their order"},
-      {"\"protected\": []", "\"protected\": [{\"address\": 4, \"count\": 0}]",
-       "b: \"protected\" has bytes that a 4442 card cannot protect, or not in their order"},
-      {"\"protected\": []", "\"protected\": [7]", "b: \"protected\" is no list of objects"},
-      {"\"counters\": []", "\"counters\": [{\"name\": \"attempts\", \"left\": 256}]",
-       "b: \"counters\" has a number that is not 0 to 255"},
-      {"\"counters\": []", "\"counters\": [{\"left\": 2}]",
-       "b: \"name\" is missing, or is not what it has to be"},
-      {"\"counters\": []", "\"counters\": [1]", "b: \"counters\" is no list of objects"},
-      {"\"personalised\": false", "\"personalised\": 0",
-       "b: \"personalised\" is missing, or is not what it has to be"},
+      {R"("protected": [])", R"("protected": [{"address": 31, "count": 2}])",
+       R"(b: "protected" has bytes that a 4442 card cannot protect, or not in their order)"},
+      {R"("protected": [])", R"("protected": [{"address": 33, "count": 1}])",
+       R"(b: "protected" has a number that is not 0 to 32)"},
+      {R"("protected": [])",
+       R"("protected": [{"address": 4, "count": 2}, {"address": 6, "count": 2}])",
+       R"(b: "protected" has bytes that a 4442 card cannot protect, or not in their order)"},
+      {R"("protected": [])", R"("protected": [{"address": 4, "count": 0}])",
+       R"(b: "protected" has bytes that a 4442 card cannot protect, or not in their order)"},
+      {R"("protected": [])", R"("protected": [7])", R"(b: "protected" is no list of objects)"},
+      {R"("counters": [])", R"("counters": [{"name": "attempts", "left": 256}])",
+       R"(b: "counters" has a number that is not 0 to 255)"},
+      {R"("counters": [])", R"("counters": [{"left": 2}])",
+       R"(b: "name" is missing, or is not what it has to be)"},
+      {R"("counters": [])", R"("counters": [1])", R"(b: "counters" is no list of objects)"},
+      {R"("personalised": false)", R"("personalised": 0)",
+       R"(b: "personalised" is missing, or is not what it has to be)"},
   };
   for (const auto& row : rows) {
     const std::string changed = replaced(text, row.from, row.to);
@@ -251,8 +252,8 @@ TEST(BackupFile, IsRefusedWhenItCannotBe) {
     EXPECT_EQ(words.find("damaged") == std::string::npos ? words : refusal(with_checksum(changed)),
               row.words);
   }
-  EXPECT_EQ(refusal(with_checksum(replaced(text, "\"protected\": []",
-                                           "\"protected\": [{\"address\": 31, \"count\": 1}]"))),
+  EXPECT_EQ(refusal(with_checksum(replaced(text, R"("protected": [])",
+                                           R"("protected": [{"address": 31, "count": 1}])"))),
             "no complaint");
 }
 

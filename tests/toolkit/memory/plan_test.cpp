@@ -21,7 +21,6 @@ namespace {
 using toolkit::Bytes;
 using toolkit::Card;
 using toolkit::Held;
-using toolkit::Obstacle;
 using toolkit::Plan;
 using toolkit::PlanOptions;
 using toolkit::Range;
@@ -274,36 +273,35 @@ TEST(Plan, ErasesAZoneAsAWhole) {
 
 TEST(Plan, CountsAttempts) {
   const Card& kind = card("1604");
-  EXPECT_EQ(make_plan(kind, {}, {}, {.codes = {&kind.codes[0], &kind.codes[2]}}).attempts, 1)
+  EXPECT_EQ(make_plan(kind, {}, {}, {.codes = {kind.codes.data(), &kind.codes[2]}}).attempts, 1)
       << "those at code 2 are not counted";
   EXPECT_EQ(make_plan(kind, {}, {}).attempts, 0);
 }
 
 class PlanForCard : public ::testing::Test {
  protected:
-  const toolkit::Session& insert(std::string_view kind) {
-    save_image(simulator::Image(simulator::find_kind(kind)), folder_ / "card");
-    reader_->insert(folder_ / "card");
-    return session_;
+  void insert(std::string_view kind) {
+    save_image(simulator::Image(simulator::find_kind(kind)), folder / "card");
+    reader->insert(folder / "card");
   }
 
   // Makes the card hold that, and returns the plan by which it was done.
   Plan make_hold(const Card& kind, const Segments& wanted, const PlanOptions& options = {}) {
     const auto to_read = toolkit::ranges_to_read(kind, wanted, options);
-    const Held held = toolkit::read_held(session_, kind, to_read, {"reading the card"});
+    const Held held = toolkit::read_held(session, kind, to_read, {"reading the card"});
     Plan plan = make_plan(kind, held, wanted, options);
-    toolkit::carry_out(session_, plan, {"erasing the card"}, {"writing the card"}, true);
+    toolkit::carry_out(session, plan, {"erasing the card"}, {"writing the card"}, true);
     return plan;
   }
 
   Segments held(const Card& kind, const Segments& wanted) {
-    return toolkit::read_ranges(session_, kind, toolkit::ranges_to_read(kind, wanted),
+    return toolkit::read_ranges(session, kind, toolkit::ranges_to_read(kind, wanted),
                                 {"reading the card"});
   }
 
-  TemporaryDirectory folder_;
-  simulator::RunningReader reader_;
-  OpenSession session_{reader_->configuration()};
+  TemporaryDirectory folder;
+  simulator::RunningReader reader;
+  OpenSession session{reader->configuration()};
 };
 
 TEST_F(PlanForCard, WritesSparseBytes) {
@@ -318,7 +316,7 @@ TEST_F(PlanForCard, WritesSparseBytes) {
 
 TEST_F(PlanForCard, WritesAndErasesThroughZones) {
   const Card& kind = card("1604");
-  const toolkit::Session& session = insert("1604");
+  insert("1604");
   toolkit::present_code(session, kind, {.code = kind.codes.data(), .bytes = {0xFF, 0xFF}},
                         [](const auto&, const auto&) {});
   const Segments zeros(13, Bytes(8, 0x11));
@@ -333,7 +331,7 @@ TEST_F(PlanForCard, WritesAndErasesThroughZones) {
 
 TEST_F(PlanForCard, KnowsProtectedBytes) {
   const Card& kind = card("4418");
-  const toolkit::Session& session = insert("4418");
+  insert("4418");
   const Bytes byte{0x5A};
   session.run({"writing"}, kind.memory.write, 40, 1, byte.data());
   session.run({"protecting"}, kind.protection->write, 40, 1, byte.data());
