@@ -36,7 +36,8 @@ constexpr int no_reader = -136;
 // To ic_init0, which makes no request, a line that cannot be opened is the same.
 [[noreturn]] void cannot_open(int result) {
   if (result == no_reader) {
-    throw Failure(fmt::format("{}: the line cannot be opened ({})", opening.doing, result));
+    throw NoReader(fmt::format("{}: the line cannot be opened ({})", opening.doing, result),
+                   particulars_of(result, opening.kind));
   }
   // The file was named on the command line.
   throw UsageError(
@@ -50,27 +51,9 @@ void check_speed(const Configuration& configuration, int speed) {
                                fmt::join(speeds, ", ")));
 }
 
-// The settings, if they name one reader.
-const Settings& checked(const Settings& settings) {
-  if (settings.configuration && settings.names_virtual_reader()) {
-    throw UsageError(fmt::format("there is one reader: give --config or {}, not both",
-                                 settings.image ? "--virtual" : "--virtual-sam"));
-  }
-  if (settings.speed && settings.names_virtual_reader()) {
-    throw UsageError("--speed belongs to --config; a virtual reader has no speed");
-  }
-  if (!settings.configuration && !settings.names_virtual_reader()) {
-    throw UsageError(
-        "no reader given. Name one with\n"
-        "  --config FILE    the configuration file of a reader\n"
-        "  --virtual IMAGE  the image of a card for a virtual reader, which needs no hardware;\n"
-        "                   \"quorra-sim new 4442 IMAGE\" makes one");
-  }
-  return settings;
-}
-
 // The configuration file, if one is named.
 std::optional<Configuration> read_configuration(const Settings& settings) {
+  expect_one_reader(settings);
   if (!settings.configuration) return std::nullopt;
   Configuration configuration = configuration_of_option(*settings.configuration);
   check_speed(configuration, settings.speed.value_or(default_speed));
@@ -100,19 +83,6 @@ void check_card(const simulator::State& state, const std::string& image) {
 
 [[noreturn]] void cannot_start(const simulator::Error& error) {
   throw UsageError(fmt::format("starting the virtual reader: {}", error.what()));
-}
-
-const Card& card_of_image(const std::string& image) {
-  const Card* card = nullptr;
-  if (!image.starts_with(simulator::LiveCard::scheme)) {
-    try {
-      card = find_card(simulator::load_image(image).kind().name);
-    } catch (const simulator::Error& error) {
-      cannot_start(error);
-    }
-  }
-  if (card == nullptr) refuse_processor_card(image);
-  return *card;
 }
 
 std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& settings,
@@ -159,19 +129,42 @@ std::string as_clause(std::string_view sentence) {
 
 }  // namespace
 
+const Card& card_of_image(const std::string& image) {
+  const Card* card = nullptr;
+  if (!image.starts_with(simulator::LiveCard::scheme)) {
+    try {
+      card = find_card(simulator::load_image(image).kind().name);
+    } catch (const simulator::Error& error) {
+      cannot_start(error);
+    }
+  }
+  if (card == nullptr) refuse_processor_card(image);
+  return *card;
+}
+
+void expect_one_reader(const Settings& settings) {
+  if (settings.configuration && settings.names_virtual_reader()) {
+    throw UsageError(fmt::format("there is one reader: give --config or {}, not both",
+                                 settings.image ? "--virtual" : "--virtual-sam"));
+  }
+  if (settings.speed && settings.names_virtual_reader()) {
+    throw UsageError("--speed belongs to --config; a virtual reader has no speed");
+  }
+  if (!settings.configuration && !settings.names_virtual_reader()) {
+    throw UsageError(
+        "no reader given. Name one with\n"
+        "  --config FILE    the configuration file of a reader\n"
+        "  --virtual IMAGE  the image of a card for a virtual reader, which needs no hardware;\n"
+        "                   \"quorra-sim new 4442 IMAGE\" makes one");
+  }
+}
+
 Configuration configuration_of_option(const std::string& file) {
   try {
     return Configuration(file);
   } catch (const UsageError& error) {
     throw UsageError(fmt::format("--config: {}", error.what()));
   }
-}
-
-const Card& card_of(const Settings& settings) {
-  if (settings.card != nullptr) return *settings.card;
-  if (!settings.image) return all_cards().front();
-  static_cast<void>(checked(settings));
-  return card_of_image(*settings.image);
 }
 
 std::span<const int> line_speeds(const Configuration& configuration) {
@@ -206,25 +199,60 @@ void stop_if_interrupted(const Interruption& interruption, const Operation& oper
   if (interruption.pending()) throw_interrupted(operation);
 }
 
-Connection::Line::Line(const Configuration& configuration, int speed)
-    : device_(configuration.open_device()),
-      handle_(ic_init0(configuration.path().c_str(), speed)) {
-  if (handle_ < 0) cannot_open(handle_);
-}
+// What is open, and in which order it is closed.
+class OpenReader {
+ public:
+  OpenReader(const Settings& settings, Subject subject)
+      : configuration_(read_configuration(settings)),
+        virtual_(start_virtual_reader(settings, subject)),
+        line_(configuration_ ? *configuration_
+                             : configuration_.emplace((*virtual_)->configuration().string()),
+              settings.speed.value_or(default_speed)) {}
 
-Connection::Line::~Line() { ic_exit(handle_); }
+  int handle() const { return line_.handle(); }
+  bool is_virtual() const { return virtual_ != nullptr; }
+  const Interruption& interruption() const { return interruption_; }
+
+ private:
+  class Line {
+   public:
+    Line(const Configuration& configuration, int speed)
+        : device_(configuration.open_device()),
+          handle_(ic_init0(configuration.path().c_str(), speed)) {
+      if (handle_ < 0) cannot_open(handle_);
+    }
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+    ~Line() { ic_exit(handle_); }
+
+    int handle() const { return handle_; }
+
+   private:
+    Device device_;
+    int handle_;
+  };
+
+  std::optional<Configuration> configuration_;
+  Interruption interruption_;
+  std::unique_ptr<simulator::RunningReader> virtual_;
+  Line line_;
+};
 
 Connection::Connection(const Settings& settings, Subject subject)
     : shows_progress_(!settings.quiet),
-      configuration_(read_configuration(checked(settings))),
-      reader_(start_virtual_reader(settings, subject)),
-      line_(configuration_ ? *configuration_
-                           : configuration_.emplace((*reader_)->configuration().string()),
-            settings.speed.value_or(default_speed)) {
-  expect_reader();
+      progress_(settings.progress),
+      reader_(settings.reader ? settings.reader : std::make_shared<OpenReader>(settings, subject)) {
+  if (!settings.reader) expect_reader();
 }
 
+Connection::Connection(const Settings& settings, std::shared_ptr<OpenReader> reader)
+    : shows_progress_(!settings.quiet),
+      progress_(settings.progress),
+      reader_(std::move(reader)) {}
+
 Connection::~Connection() = default;
+
+int Connection::handle() const { return reader_->handle(); }
 
 // ic_init asks the same, but does not tell a reader that refuses from none.
 void Connection::expect_reader() const {
@@ -232,30 +260,33 @@ void Connection::expect_reader() const {
   const int result = attempt(opening, srd_ver, static_cast<int>(version.size()), version.data());
   if (result >= 0) return;
   if (is_status(result, opening.kind)) fail(opening, result);
-  throw NoReader(describe(opening, no_reader));
+  throw NoReader(describe(opening, no_reader), particulars_of(no_reader, opening.kind));
 }
 
 Progress Connection::watch(const Operation& operation, int total) const {
   const auto display = std::make_shared<ProgressDisplay>(operation.done, total, shows_progress_);
-  return [display](int done) { display->advance(done); };
+  return [display, doing = operation.doing, total, descriptor = progress_](int done) {
+    display->advance(done);
+    if (descriptor) tell_progress(*descriptor, doing, done, total);
+  };
 }
 
 void Connection::before_call(const Operation& operation) const {
-  stop_if_interrupted(interruption_, operation);
+  stop_if_interrupted(reader_->interruption(), operation);
 }
 
 void Connection::after_call(const Operation& operation, int result) const {
   if (result < 0 && !is_status(result, operation.kind))
-    stop_if_interrupted(interruption_, operation);
+    stop_if_interrupted(reader_->interruption(), operation);
 }
 
 std::string Connection::meaning_of_status(int status) const {
-  if (!reader_ && !answers_as_virtual_reader(handle())) return {};
+  if (!reader_->is_virtual() && !answers_as_virtual_reader(handle())) return {};
   return as_clause(simulator::status_text(static_cast<std::uint8_t>(status)));
 }
 
 void Connection::confirm(const Operation& operation, std::string_view warning) const {
-  cli::confirm(interruption_, operation, warning);
+  cli::confirm(reader_->interruption(), operation, warning);
 }
 
 }  // namespace quorra::cli

@@ -18,29 +18,38 @@
 #include "toolkit/session/errors.hpp"
 #include "toolkit/session/session.hpp"
 
-namespace quorra::simulator {
-class RunningReader;
-}
-
 namespace quorra::cli {
 
 inline constexpr int default_speed = 9600;
 
-// The options that every command has. One of `configuration` and `image` is to be given.
+// A reader with which a session is open.
+class OpenReader;
+
+// The options that every command has. At most one of `configuration` and `image` is given.
 struct Settings {
   const Card* card = nullptr;                // the one of --card
+  bool force = false;                        // --card counts, whatever the card seems to be
   std::optional<std::string> configuration;  // the reader's configuration file
   std::optional<int> speed;                  // of the line to the reader
   std::optional<std::string> image;          // the card image for a virtual reader
   std::vector<std::string> sams;             // the SAMs in it: "N=FILE"
   bool quiet = false;                        // no progress is shown
+  std::optional<int> progress;               // the descriptor that is told the progress
+  bool json = false;                         // what is told is for programs
+  std::string command = {};                  // the words of the subcommand: "code present"
+  // What is told besides results and errors, with `json`.
+  std::shared_ptr<std::vector<std::string>> notes = std::make_shared<std::vector<std::string>>();
+  std::shared_ptr<OpenReader> reader = {};  // the one of a file of commands, which share it
 
   bool names_virtual_reader() const { return image || !sams.empty(); }
 };
 
-// The kind of card: the one of --card, or else the one of the virtual reader's image, or else a
-// 4442. Throws UsageError, also if the image is that of a processor card.
-const Card& card_of(const Settings& settings);
+// Throws UsageError if the settings name no reader, or two.
+void expect_one_reader(const Settings& settings);
+
+// The kind of the card image of a virtual reader. Throws UsageError, also if it is that of a
+// processor card.
+const Card& card_of_image(const std::string& image);
 
 // The file of --config, whose name begins the messages. Throws as Configuration does.
 Configuration configuration_of_option(const std::string& file);
@@ -65,18 +74,24 @@ void stop_if_interrupted(const Interruption& interruption, const Operation& oper
 // What a command is about.
 enum class Subject { memory_card, anything };
 
-// A session that is closed when this goes. Its calls throw Interrupted, without a call, if the user
-// has interrupted the program, or if that has cut the call short.
+// A session that is closed when this goes, unless others share it. Its calls throw Interrupted,
+// without a call, if the user has interrupted the program, or if that has cut the call short.
 class Connection : public Session {
  public:
-  // Starts the virtual reader if there is to be one, and opens the session. Throws UsageError, also
-  // if the card of a virtual reader is known not to be the subject, or Failure.
+  // Starts the virtual reader if there is to be one, and opens the session, or shares the one that
+  // the settings have. Throws UsageError, also if the card of a virtual reader is known not to be
+  // the subject, or Failure.
   explicit Connection(const Settings& settings, Subject subject = Subject::memory_card);
+  // Shares this one.
+  Connection(const Settings& settings, std::shared_ptr<OpenReader> reader);
   ~Connection() override;
 
-  int handle() const override { return line_.handle(); }
+  int handle() const override;
 
-  // Shows on standard error how far a transfer is, unless the user does not want to see it.
+  // The session, to be shared.
+  const std::shared_ptr<OpenReader>& reader() const { return reader_; }
+
+  // Shows how far a transfer is, unless the user does not want to see it.
   Progress watch(const Operation& operation, int total) const override;
 
   // As the function of this name.
@@ -89,27 +104,11 @@ class Connection : public Session {
   std::string meaning_of_status(int status) const override;
 
  private:
-  class Line {
-   public:
-    Line(const Configuration& configuration, int speed);
-    Line(const Line&) = delete;
-    Line& operator=(const Line&) = delete;
-    ~Line();
-
-    int handle() const { return handle_; }
-
-   private:
-    Device device_;
-    int handle_;
-  };
-
   void expect_reader() const;
 
   bool shows_progress_;
-  std::optional<Configuration> configuration_;
-  Interruption interruption_;
-  std::unique_ptr<simulator::RunningReader> reader_;
-  Line line_;
+  std::optional<int> progress_;
+  std::shared_ptr<OpenReader> reader_;
 };
 
 }  // namespace quorra::cli

@@ -3,20 +3,24 @@
 
 // The program quorra: a card in a card reader, from the command line.
 
+#include <fcntl.h>
 #include <fmt/core.h>
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Error.hpp>
 #include <CLI/Formatter.hpp>
 
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <sstream>
+#include <string_view>
 
 #include "cli/commands/commands.hpp"
 #include "cli/exit_status.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/interruption.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "simulator/files.hpp"
@@ -26,7 +30,8 @@ namespace {
 
 constexpr std::string_view footer =
     "Numbers are decimal, or hexadecimal with 0x. HEX is bytes of two digits each, with blanks or\n"
-    "colons between them or without. Exit status: 0 done, 1 failed, 2 wrong usage.\n"
+    "colons between them or without. Exit status: 0 done, 1 failed, 2 wrong usage,\n"
+    "3 no reader or no card.\n"
     "\n"
     "Example, without a reader:\n"
     "  quorra-sim new 4442 card.toml\n"
@@ -38,6 +43,15 @@ const Card& card_named(const std::string& name) {
       "--card", name == "cpu"
                     ? "quorra apdu speaks with processor cards, and needs no --card"
                     : fmt::format("'{}' is no kind of card; there are {}", name, card_names()));
+}
+
+void set_progress(Settings& settings, const std::string& text) {
+  constexpr char name[] = "--progress-fd";
+  const int descriptor = parse_number(name, text);
+  if (fcntl(descriptor, F_GETFD) < 0) {
+    throw CLI::ValidationError(name, fmt::format("{} is no open descriptor", descriptor));
+  }
+  settings.progress = descriptor;
 }
 
 void add_settings(CLI::App& program, Settings& settings) {
@@ -55,15 +69,32 @@ void add_settings(CLI::App& program, Settings& settings) {
   program.add_flag("--quiet", settings.quiet, "Do not show how far a long transfer is");
   program
       .add_option_function<std::string>(
+          "--progress-fd", [&settings](const std::string& text) { set_progress(settings, text); },
+          "Tell on this descriptor how far a transfer is, in lines of JSON")
+      ->type_name("N");
+  program.add_flag("--json", settings.json, "Tell results and errors as JSON on standard output");
+  program.add_flag("--force", settings.force,
+                   "Go on although the card seems to be of another kind than --card says");
+  program
+      .add_option_function<std::string>(
           "--card", [&settings](const std::string& name) { settings.card = &card_named(name); },
-          fmt::format("The kind of card: {}; without it, that of the card image, or 4442",
+          fmt::format("The kind of card: {}; without it, that of the card image, or what reading "
+                      "the card tells",
                       card_names()))
       ->type_name("KIND");
 }
 
+// Has the settings know the words of the subcommand that is read.
+void name_subcommands(CLI::App& app, Settings& settings, const std::string& words) {
+  for (CLI::App* command : app.get_subcommands({})) {
+    const std::string name = words + command->get_name();
+    command->preparse_callback([&settings, name](std::size_t) { settings.command = name; });
+    name_subcommands(*command, settings, name + ' ');
+  }
+}
+
 // Reads the command line and does what it says.
-void run(int argc, char** argv) {
-  Settings settings;
+void run(int argc, char** argv, Settings& settings) {
   CLI::App program("Work with memory cards and processor cards in a card reader.", "quorra");
   program.footer(std::string(footer));
   program.set_version_flag("--version", "quorra " QUORRA_VERSION);
@@ -95,6 +126,7 @@ void run(int argc, char** argv) {
   add_des(program);
   add_tap(program, settings);
   add_trace(program);
+  name_subcommands(program, settings, "");
   try {
     program.parse(argc, argv);
   } catch (const CLI::Success& request) {  // help or version
@@ -108,16 +140,15 @@ void run(int argc, char** argv) {
 
 // The same, with its errors told: the exit status.
 int run_and_report(int argc, char** argv) {
+  Settings settings;
+  // An error in the command line is told as it wants to be told of errors.
+  settings.json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
   try {
-    run(argc, argv);
+    run(argc, argv, settings);
     close_standard_output();
     return exit_success;
-  } catch (const UsageError& error) {
-    print_error(error.what());
-    return exit_usage;
   } catch (const std::exception& error) {
-    print_error(error.what());
-    return exit_failed;
+    return tell_error(settings, error);
   }
 }
 

@@ -46,6 +46,8 @@ std::string counted(int number, std::string_view noun) {
 
 std::string hex_text(const Bytes& bytes) { return fmt::format("{:02X}", fmt::join(bytes, " ")); }
 
+std::string plain_hex(const Bytes& bytes) { return fmt::format("{:02X}", fmt::join(bytes, "")); }
+
 bool is_printable(unsigned char byte) { return byte >= 0x20 && byte < 0x7F; }
 
 std::string nearest(std::string_view text, const std::vector<std::string>& names) {

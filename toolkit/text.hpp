@@ -18,6 +18,9 @@ std::string counted(int number, std::string_view noun);
 // "A2 13 10"
 std::string hex_text(const Bytes& bytes);
 
+// "A21310"
+std::string plain_hex(const Bytes& bytes);
+
 // Whether the byte is a printable ASCII character.
 bool is_printable(unsigned char byte);
 

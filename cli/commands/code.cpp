@@ -10,10 +10,12 @@
 #include <functional>
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -57,18 +59,20 @@ NamedCode named_code(const Card& card, const CodeCommandOptions& options) {
 }
 
 void run_present(const Settings& settings, const CodeCommandOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const NamedCode named = named_code(card, options);
   const Key key = parse_key(*named.code, named.noun, "HEX", options.all_hex());
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     if (options.erase) {
       present_erase_code(connection, key);
     } else {
       present_code(connection, card, key, confirm_unless(options.yes, connection));
     }
   }
-  print(options.erase ? "The erase code is right.\n" : "The code is right.\n");
+  tell(settings, options.erase ? "The erase code is right.\n" : "The code is right.\n",
+       {{"card", card.name}});
 }
 
 // The codes to present before the change. Without --code-number, --code is the one to be changed.
@@ -105,32 +109,36 @@ void expect_new_code(const Connection& connection, const Code& code, const Bytes
 }
 
 void run_change(const Settings& settings, const CodeCommandOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const NamedCode named = named_code(card, options);
   const Keys keys = keys_for_change(card, options);
   const Key key = parse_key(*named.code, named.noun, "NEW", options.all_hex());
   expect_no_lost_bits(card, *key.code, keys.code->bytes, key.bytes);
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     present(connection, card, keys, confirm_unless(options.yes, connection));
     connection.run(changing_code, key.code->change, key.bytes.data());
     expect_new_code(connection, *key.code, key.bytes);
   }
-  print(options.erase ? "The erase code is changed.\n" : "The code is changed.\n");
+  tell(settings, options.erase ? "The erase code is changed.\n" : "The code is changed.\n",
+       {{"card", card.name}});
 }
 
 void run_counter(const Settings& settings, const CodeCommandOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const NamedCode named = named_code(card, options);
   const Code& code = *named.code;
   if (!code.counter) throw UsageError(fmt::format("{} are not counted", named.counted));
-  std::string left;
+  int left = 0;
   {
-    const Connection connection(settings);
-    left = options.erase ? describe_erasures(erasures_left(connection, code))
-                         : describe_attempts(code, attempts_left(connection, card, code));
+    const Connection connection = slot.connect();
+    left = options.erase ? erasures_left(connection, code) : attempts_left(connection, card, code);
   }
-  print(left + ".\n");
+  const std::string words = options.erase ? describe_erasures(left) : describe_attempts(code, left);
+  tell(settings, words + ".\n",
+       {{"card", card.name}, {options.erase ? "erasures_left" : "attempts_left", left}});
 }
 
 void add_code_name(CLI::App& command, CodeCommandOptions& options) {

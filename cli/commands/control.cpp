@@ -11,6 +11,7 @@
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "toolkit/kinds/known_kind.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -41,6 +42,7 @@ void run_power(const Settings& settings, const PowerOptions& options) {
     if (options.sams) {
       connection.run(switching, options.on ? sam_power_on : sam_power_down);
     } else {
+      KnownKind(connection).forget();
       connection.run(switching, options.on ? turn_on : turn_off);
     }
   }

@@ -8,10 +8,12 @@
 #include <algorithm>
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
 #include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
@@ -167,8 +169,17 @@ std::string overwrite(const Connection& connection, const Memory& memory, Range 
   return fmt::format("Wrote {:02X} to {}{}.\n", task.byte, bytes, words_for_read_back(options));
 }
 
-void run_on_security_card(const Settings& settings, const Card& card, const Memory& memory,
+Json fill_fields(const Card& card, const Memory& memory, Range range, const Task& task,
+                 const FillOptions& options) {
+  Json fields = fields_of(card, memory, range);
+  if (!task.is_erase) fields["byte"] = task.byte;
+  fields["verified"] = !options.no_verify;
+  return fields;
+}
+
+void run_on_security_card(const Settings& settings, CardInReader& slot, const Memory& memory,
                           const FillOptions& options, const Task& task) {
+  const Card& card = slot.kind();
   const bool erases_first = task.is_erase || options.erase_code;
   if (erases_first && memory.erase == nullptr) {
     throw UsageError(fmt::format("{} cannot be erased", name_of(card, memory)));
@@ -184,18 +195,19 @@ void run_on_security_card(const Settings& settings, const Card& card, const Memo
   const Consent consent(task.operation, warning, options.yes || !takes_all);
   std::string done;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     consent.get(connection);
     present(connection, card, keys, confirm_unless(options.yes, connection));
     done = overwrite(connection, memory, range, erases_first, options, task);
   }
-  print(done);
+  tell(settings, done, fill_fields(card, memory, range, task, options));
 }
 
 void run_fill(const Settings& settings, const FillOptions& options, const Task& task) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const Memory& memory = memory_of(card, options.zone);
-  if (memory.keeps_zeros) return run_on_security_card(settings, card, memory, options, task);
+  if (memory.keeps_zeros) return run_on_security_card(settings, slot, memory, options, task);
   const Range range = writable_range(card, memory, options.address.value_or(0), options.count);
   const Keys keys = parse_keys(card, memory, options.code, options.erase_code);
   const bool takes_all = range.count == memory.writable;
@@ -203,12 +215,12 @@ void run_fill(const Settings& settings, const FillOptions& options, const Task& 
                         options.yes || !takes_all);
   std::string done;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     consent.get(connection);
     present(connection, card, keys, confirm_unless(options.yes, connection));
     done = overwrite(connection, card, range, options, task);
   }
-  print(done);
+  tell(settings, done, fill_fields(card, memory, range, task, options));
 }
 
 unsigned char parse_byte(std::string_view name, std::string_view text) {

@@ -13,10 +13,12 @@
 #include <memory>
 #include <numeric>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "toolkit/memory/transfer.hpp"
@@ -250,19 +252,36 @@ std::string draw(const Picture& picture, std::string_view size, bool colour) {
   return text;
 }
 
+Json describe_for_programs(const Picture& picture) {
+  Json areas = Json::array();
+  for (std::size_t i = 0; i < picture.places.size(); ++i) {
+    const Place& place = picture.places[i];
+    Json area = fields_of(*picture.card, *place.memory,
+                          {place.area.first, static_cast<int>(place.bytes.size())});
+    area.erase("card");
+    area["name"] = name_in(*picture.card, place.area);
+    area["data"] = plain_hex(place.bytes);
+    area["words"] = words_for(picture, i);
+    areas.push_back(area);
+  }
+  return {{"card", picture.card->name}, {"state", picture.state}, {"areas", areas}};
+}
+
 void run_map(const Settings& settings, const MapOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   if (card.personalise == nullptr) {
     throw UsageError(fmt::format("there is no map of a {} card; quorra read shows it", card.name));
   }
   const Keys keys = parse_keys(card, options.code);
   Picture picture;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     present(connection, card, keys, confirm_unless(options.yes, connection));
     picture = take_picture(connection, card, keys);
   }
-  print(draw(picture, describe_size(card), wants_colour(STDOUT_FILENO)));
+  tell(settings, draw(picture, describe_size(card), wants_colour(STDOUT_FILENO)),
+       describe_for_programs(picture));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "cli/data.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/output.hpp"
 #include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
@@ -52,7 +53,8 @@ void run_read_memory(const Settings& settings, const ReadMemoryOptions& options)
     const Connection connection(settings, Subject::anything);
     bytes = read_range(connection, range, reading_memory);
   }
-  show_or_save(options.output, range.address, bytes);
+  show_or_save(settings, options.output, {{"address", range.address}, {"count", range.count}},
+               range.address, bytes);
 }
 
 void run_write_memory(const Settings& settings, const WriteMemoryOptions& options) {

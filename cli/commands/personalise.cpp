@@ -7,10 +7,12 @@
 
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
 
 namespace quorra::cli {
@@ -25,7 +27,8 @@ struct PersonaliseOptions {
 };
 
 void run_personalise(const Settings& settings, const PersonaliseOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   if (card.personalise == nullptr) {
     throw UsageError(fmt::format("a {} card is not personalised", card.name));
   }
@@ -36,7 +39,7 @@ void run_personalise(const Settings& settings, const PersonaliseOptions& options
       options.yes);
   bool was_personalised = false;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     was_personalised = is_known_as_personalised(connection, card);
     if (!was_personalised) {
       consent.get(connection);
@@ -44,20 +47,25 @@ void run_personalise(const Settings& settings, const PersonaliseOptions& options
       connection.run(personalising, card.personalise);
     }
   }
-  print(was_personalised ? "The card was personalised before.\n" : "The card is personalised.\n");
+  tell(settings,
+       was_personalised ? "The card was personalised before.\n" : "The card is personalised.\n",
+       {{"card", card.name}, {"personalised_before", was_personalised}});
 }
 
 void run_fuse(const Settings& settings, bool imitated) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   if (card.imitate_fuse == nullptr) {
     throw UsageError(fmt::format("the fuse of a {} card cannot be imitated", card.name));
   }
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     connection.run(imitating, card.imitate_fuse, imitated ? 1U : 0U);
   }
-  print(imitated ? "The card behaves as a personalised one until its power goes off.\n"
-                 : "The card behaves as its own fuse says.\n");
+  tell(settings,
+       imitated ? "The card behaves as a personalised one until its power goes off.\n"
+                : "The card behaves as its own fuse says.\n",
+       {{"card", card.name}, {"imitated", imitated}});
 }
 
 }  // namespace

@@ -10,10 +10,12 @@
 #include <algorithm>
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -56,7 +58,8 @@ void protect(const Connection& connection, const Card& card, Range range, const 
   }
 }
 
-void protect_bytes(const Settings& settings, const Card& card, const ProtectOptions& options) {
+void protect_bytes(const Settings& settings, CardInReader& slot, const ProtectOptions& options) {
+  const Card& card = slot.kind();
   if (!options.address) throw CLI::RequiredError("--address");
   if (options.reading) {
     throw UsageError(
@@ -70,7 +73,7 @@ void protect_bytes(const Settings& settings, const Card& card, const ProtectOpti
 
   int before = 0;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     const Bytes bytes = read_memory(connection, card.memory, range, reading_range);
     const std::vector<bool> is_protected = read_protection(connection, card, range);
     before = count_protected(is_protected);
@@ -85,13 +88,12 @@ void protect_bytes(const Settings& settings, const Card& card, const ProtectOpti
   }
   const std::string bytes =
       fmt::format("{} at 0x{:04X}", counted(range.count, "byte"), range.address);
-  if (before == range.count) {
-    print(fmt::format("Already protected: {}.\n", bytes));
-  } else if (before > 0) {
-    print(fmt::format("Protected {} (already protected: {}).\n", bytes, before));
-  } else {
-    print(fmt::format("Protected {}.\n", bytes));
-  }
+  std::string words = fmt::format("Protected {}.\n", bytes);
+  if (before > 0) words = fmt::format("Protected {} (already protected: {}).\n", bytes, before);
+  if (before == range.count) words = fmt::format("Already protected: {}.\n", bytes);
+  Json fields = fields_of(card, card.memory, range);
+  fields["protected_before"] = before;
+  tell(settings, words, fields);
 }
 
 bool has_flag(const Connection& connection, const Memory& memory, unsigned char flag) {
@@ -116,8 +118,9 @@ void clear_flag(const Connection& connection, const Memory& memory, bool guards_
                            : fmt::format("{}: the flag is still set", protecting.doing));
 }
 
-void protect_zone(const Settings& settings, const Card& card, const Memory& memory,
+void protect_zone(const Settings& settings, CardInReader& slot, const Memory& memory,
                   const ProtectOptions& options) {
+  const Card& card = slot.kind();
   const std::string name =
       card.has_zones() ? name_of(card, memory) : "the zone of " + name_of(card, memory);
   if (options.address || options.count) {
@@ -134,7 +137,7 @@ void protect_zone(const Settings& settings, const Card& card, const Memory& memo
                         options.yes);
   bool was_protected = false;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     was_protected = !has_flag(connection, memory, flag);
     if (!was_protected) {
       consent.get(connection);
@@ -142,15 +145,22 @@ void protect_zone(const Settings& settings, const Card& card, const Memory& memo
       clear_flag(connection, memory, options.reading);
     }
   }
-  print(fmt::format("{}: once the card is personalised, {} {}.\n",
-                    was_protected ? "Already protected" : "Protected", name, effect));
+  Json fields{{"card", card.name}};
+  if (card.has_zones()) fields["zone"] = memory.zone;
+  fields["reading"] = options.reading;
+  fields["protected_before"] = was_protected;
+  tell(settings,
+       fmt::format("{}: once the card is personalised, {} {}.\n",
+                   was_protected ? "Already protected" : "Protected", name, effect),
+       fields);
 }
 
 void run_protect(const Settings& settings, const ProtectOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const Memory& memory = memory_of(card, options.zone);
-  if (memory.flags) return protect_zone(settings, card, memory, options);
-  if (card.protection) return protect_bytes(settings, card, options);
+  if (memory.flags) return protect_zone(settings, slot, memory, options);
+  if (card.protection) return protect_bytes(settings, slot, options);
   throw UsageError(fmt::format("the bytes of {} cannot be protected", name_of(card, memory)));
 }
 

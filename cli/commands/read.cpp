@@ -5,9 +5,11 @@
 
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/output.hpp"
 #include "toolkit/memory/transfer.hpp"
 
@@ -25,7 +27,8 @@ struct ReadOptions {
 
 void run_read(const Settings& settings, const ReadOptions& options) {
   expect_other_file(options.output, settings);
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const Memory& memory = memory_of(card, options.zone);
   const Range range = readable_range(card, memory, options.address, options.count);
   const Keys keys = parse_keys(card, options.code);
@@ -33,12 +36,13 @@ void run_read(const Settings& settings, const ReadOptions& options) {
   Bytes bytes;
   std::vector<bool> is_protected;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     present(connection, card, keys, confirm_unless(options.yes, connection));
     bytes = read_memory(connection, memory, range, reading_card);
     if (options.output.wants_dump()) is_protected = read_protection(connection, card, range);
   }
-  show_or_save(options.output, range.address, bytes, is_protected);
+  show_or_save(settings, options.output, fields_of(card, memory, range), range.address, bytes,
+               is_protected);
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ void show_speed(const Settings& settings) {
   try {
     const Connection connection(settings, Subject::anything);
   } catch (const NoReader& error) {
-    throw Failure(error.what() + how_to_find(settings));
+    throw NoReader(error.what() + how_to_find(settings), error.particulars());
   }
   print_answers(settings);
 }
@@ -103,7 +103,9 @@ void run_find(const Settings& settings) {
       text += fmt::format("; on {} only {} can be reached", line_name(),
                           findable_speeds(configuration));
     }
-    throw Failure(text);
+    const Particulars particulars = particulars_of(speed, looking.kind);
+    if (speed == -141) throw NoReader(text, particulars);
+    throw Failure(text, particulars);
   }
   // A speed that the line does not have was tried as another one.
   if (!line_has(configuration, speed)) speed = default_speed;
@@ -142,8 +144,9 @@ void find_and_change(const Configuration& configuration, int speed, bool yes) {
   const int handle = auto_init(configuration.path().c_str(), speed);
   if (handle < 0) {
     stop_if_interrupted(interruption, changing_speed);
-    throw Failure(fmt::format("{}: {} ({})", changing_speed.doing,
-                              words_for(handle, OperationKind::opening), handle));
+    const std::string text = fmt::format("{}: {} ({})", changing_speed.doing,
+                                         words_for(handle, OperationKind::opening), handle);
+    throw NoReader(text, particulars_of(handle, OperationKind::opening));
   }
   ic_exit(handle);
   stop_if_interrupted(interruption, changing_speed);
@@ -167,7 +170,7 @@ void run_set(const Settings& settings, const SetOptions& options) {
     try {
       const Connection connection(changed, Subject::anything);
     } catch (const NoReader& error) {
-      throw Failure(error.what() + how_to_find(settings));
+      throw NoReader(error.what() + how_to_find(settings), error.particulars());
     }
   }
   print_answers(changed);

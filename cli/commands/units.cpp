@@ -8,11 +8,14 @@
 #include <algorithm>
 #include <bit>
 #include <memory>
+#include <optional>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
 #include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
@@ -82,6 +85,16 @@ std::string describe(const Stages& stages) {
   return text + fmt::format("total         {:5}\n", stages.total());
 }
 
+Json stage_fields(const Card& card, const Stages& stages) {
+  Json list = Json::array();
+  for (int stage = 0; stage < stages.count(); ++stage) {
+    list.push_back({{"address", stages.address(stage)},
+                    {"units", stages.units(stage)},
+                    {"worth", stages.worth(stage)}});
+  }
+  return {{"card", card.name}, {"stages", list}, {"total", stages.total()}};
+}
+
 // The byte without some of its units.
 unsigned char without_units(unsigned char byte, int units) {
   for (; units > 0; --units) {
@@ -128,13 +141,14 @@ int spend(const Connection& connection, const Card& card, int number) {
 }
 
 void run_spend(const Settings& settings, const UnitsOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   counter_of(card);
   if (options.number < 1) throw UsageError("N: there is nothing to spend");
   const Consent consent(spending, spending_warning, options.yes);
   int left = 0;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     const int total = Stages(connection, card).total();
     if (options.number > total) {
       throw Failure(fmt::format("{}: the card has {}, not {}", spending.doing,
@@ -144,11 +158,13 @@ void run_spend(const Settings& settings, const UnitsOptions& options) {
                                         counted(total, "unit")));
     left = spend(connection, card, options.number);
   }
-  print(fmt::format("Spent {}; {} left.\n", counted(options.number, "unit"), left));
+  tell(settings, fmt::format("Spent {}; {} left.\n", counted(options.number, "unit"), left),
+       {{"card", card.name}, {"spent", options.number}, {"left", left}});
 }
 
 void run_carry(const Settings& settings, const UnitsOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const UnitCounter& counter = counter_of(card);
   const Range stages_with_next{counter.first_stage, counter.stages - 1};
   if (!stages_with_next.contains(options.number)) {
@@ -157,9 +173,9 @@ void run_carry(const Settings& settings, const UnitsOptions& options) {
   }
   const Consent consent(spending, spending_warning, options.yes);
   const int stage = options.number - counter.first_stage;
-  std::string table;
+  std::optional<Stages> after;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     const Stages before(connection, card);
     if (before.units(stage) == 0) {
       throw Failure(fmt::format("{}: stage 0x{:02X} has none", spending.doing, options.number));
@@ -169,21 +185,21 @@ void run_carry(const Settings& settings, const UnitsOptions& options) {
                             "that this one has are lost.",
                             options.number, options.number + 1, before.units(stage + 1)));
     connection.run(spending, counter.carry, options.number);
-    table =
-        with_progress("; the carry is done", [&] { return describe(Stages(connection, card)); });
+    with_progress("; the carry is done", [&] { after.emplace(connection, card); });
   }
-  print(table);
+  tell(settings, describe(*after), stage_fields(card, *after));
 }
 
 void show_units(const Settings& settings) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   counter_of(card);
-  std::string table;
+  std::optional<Stages> stages;
   {
-    const Connection connection(settings);
-    table = describe(Stages(connection, card));
+    const Connection connection = slot.connect();
+    stages.emplace(connection, card);
   }
-  print(table);
+  tell(settings, describe(*stages), stage_fields(card, *stages));
 }
 
 }  // namespace

@@ -7,11 +7,13 @@
 
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/data.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
 
@@ -29,23 +31,27 @@ struct VerifyOptions {
 };
 
 void run_verify(const Settings& settings, const VerifyOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const Memory& memory = memory_of(card, options.zone);
   const Bytes data = data_from(options.data, card, memory, "compare");
   const Range range = readable_range(card, memory, options.address, static_cast<int>(data.size()));
   const Keys keys = parse_keys(card, options.code);
   Bytes held;
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     present(connection, card, keys, confirm_unless(options.yes, connection));
     held = read_memory(connection, memory, range, comparing);
   }
   if (const auto difference = find_difference(data, held, range.address)) {
     throw Failure(fmt::format("{}: {} of {} differ; {}", comparing.doing, difference->count,
-                              counted(range.count, "byte"), describe(*difference)));
+                              counted(range.count, "byte"), describe(*difference)),
+                  {.word = "differs", .address = difference->address});
   }
-  print(fmt::format("The card holds the same {} at 0x{:04X}.\n", counted(range.count, "byte"),
-                    range.address));
+  tell(settings,
+       fmt::format("The card holds the same {} at 0x{:04X}.\n", counted(range.count, "byte"),
+                   range.address),
+       fields_of(card, memory, range));
 }
 
 }  // namespace

@@ -7,11 +7,13 @@
 
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/data.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
 
@@ -44,19 +46,24 @@ Memory with_security_areas(const Card& card, const Memory& memory) {
 }
 
 void run_write(const Settings& settings, const WriteOptions& options) {
-  const Card& card = card_of(settings);
+  CardInReader slot(settings);
+  const Card& card = slot.kind();
   const Memory& plain = memory_of(card, options.zone);
   const Memory memory = options.security ? with_security_areas(card, plain) : plain;
   const Bytes data = data_from(options.data, card, memory, "write");
   const Range range = writable_range(card, memory, options.address, static_cast<int>(data.size()));
   const Keys keys = parse_keys(card, options.code);
   {
-    const Connection connection(settings);
+    const Connection connection = slot.connect();
     present(connection, card, keys, confirm_unless(options.yes, connection));
     write_memory(connection, memory, range, data, writing, !options.no_verify);
   }
-  print(fmt::format("Wrote {} at 0x{:04X}{}.\n", counted(range.count, "byte"), range.address,
-                    options.no_verify ? "" : " and read them back"));
+  Json fields = fields_of(card, memory, range);
+  fields["verified"] = !options.no_verify;
+  tell(settings,
+       fmt::format("Wrote {} at 0x{:04X}{}.\n", counted(range.count, "byte"), range.address,
+                   options.no_verify ? "" : " and read them back"),
+       fields);
 }
 
 }  // namespace

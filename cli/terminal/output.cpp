@@ -25,6 +25,14 @@ struct NamedFile {
   std::string file;
 };
 
+Json addresses_of(const std::vector<bool>& flags, int first) {
+  Json addresses = Json::array();
+  for (std::size_t at = 0; at < flags.size(); ++at) {
+    if (flags[at]) addresses.push_back(first + static_cast<int>(at));
+  }
+  return addresses;
+}
+
 std::vector<NamedFile> files_of(const Settings& settings) {
   std::vector<NamedFile> files;
   if (settings.configuration) files.push_back({"--config", *settings.configuration});
@@ -44,6 +52,9 @@ void add_output(CLI::App& command, OutputOptions& options) {
 
 void expect_other_file(const OutputOptions& options, const Settings& settings) {
   const std::string name = options.file.value_or(std::string(standard_stream));
+  if (settings.json && !options.wants_dump() && is_standard_output(name)) {
+    throw UsageError("--json goes to standard output, and the bytes cannot go there, too");
+  }
   const bool to_standard_output = name == standard_stream;
   for (const NamedFile& named : files_of(settings)) {
     // What cannot be looked at is no such file.
@@ -58,17 +69,22 @@ void expect_other_file(const OutputOptions& options, const Settings& settings) {
   }
 }
 
-void show_or_save(const OutputOptions& options, int address, const Bytes& bytes,
-                  const std::vector<bool>& is_protected) {
+void show_or_save(const Settings& settings, const OutputOptions& options, Json fields, int address,
+                  const Bytes& bytes, const std::vector<bool>& is_protected) {
   if (options.wants_dump()) {
-    print(hex_dump(address, bytes, is_protected, wants_colour(STDOUT_FILENO)));
+    fields["data"] = plain_hex(bytes);
+    if (!is_protected.empty()) fields["protected"] = addresses_of(is_protected, address);
+    tell(settings, hex_dump(address, bytes, is_protected, wants_colour(STDOUT_FILENO)), fields);
     return;
   }
   const std::string file = options.file.value_or(std::string(standard_stream));
   write_file(file, bytes);
   if (is_standard_output(file)) return;
-  print(fmt::format("Read {} at 0x{:04X} into {}.\n",
-                    counted(static_cast<int>(bytes.size()), "byte"), address, file));
+  fields["file"] = file;
+  tell(settings,
+       fmt::format("Read {} at 0x{:04X} into {}.\n",
+                   counted(static_cast<int>(bytes.size()), "byte"), address, file),
+       fields);
 }
 
 }  // namespace quorra::cli

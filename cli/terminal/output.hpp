@@ -12,6 +12,7 @@
 
 #include "cli/connection.hpp"
 #include "cli/parse.hpp"
+#include "cli/report.hpp"
 
 namespace quorra::cli {
 
@@ -26,12 +27,13 @@ struct OutputOptions {
 void add_output(CLI::App& command, OutputOptions& options);
 
 // Throws UsageError if what is to be shown or saved would go into a file that the reader is made
-// of.
+// of, or if raw bytes would go between JSON.
 void expect_other_file(const OutputOptions& options, const Settings& settings);
 
 // Shows what was read at this address as a hex dump that marks protected bytes, or writes the bytes
-// to standard output, or saves them in a file and says so. Throws as write_file does.
-void show_or_save(const OutputOptions& options, int address, const Bytes& bytes,
-                  const std::vector<bool>& is_protected = {});
+// to standard output, or saves them in a file and says so; with --json, `fields` go before them.
+// Throws as write_file does.
+void show_or_save(const Settings& settings, const OutputOptions& options, Json fields, int address,
+                  const Bytes& bytes, const std::vector<bool>& is_protected = {});
 
 }  // namespace quorra::cli

@@ -10,6 +10,9 @@
 
 namespace quorra::cli {
 
+// Tells it on a descriptor, as a line of JSON. Whoever does not read it any more does not want it.
+void tell_progress(int descriptor, std::string_view doing, int done, int total);
+
 // A transfer that is quickly over shows nothing. On a terminal, a longer one has a bar that is
 // drawn over and over again in the same line, and taken away at the end; elsewhere there is a line
 // every few seconds.

@@ -1,14 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
 #include "pcsc/entry/control.hpp"
+#include "toolkit/session/frames.hpp"
 
 #include <PCSC/reader.h>
 #include <quorra.h>
 
 #include <algorithm>
 #include <iterator>
-
-#include "pcsc/line/frames.hpp"
 
 namespace quorra::pcsc {
 namespace {
@@ -70,8 +69,8 @@ Bytes read_version(const Link& link, const unsigned char* /*parameters*/) {
 }
 
 Bytes read_state(const Link& link, const unsigned char* /*parameters*/) {
-  CardState state{};
-  const int result = read_card_state(link, state);
+  toolkit::CardState state{};
+  const int result = toolkit::read_card_state(link, state);
   if (result < 0) link.fail(carrying_out, result);
   return {static_cast<unsigned char>((state.is_present ? 1U : 0U) | (state.has_power ? 2U : 0U))};
 }

@@ -7,11 +7,11 @@
 #include <string>
 #include <utility>
 
-#include "pcsc/line/frames.hpp"
 #include "pcsc/log.hpp"
 #include "pcsc/memory/memory_card.hpp"
 #include "pcsc/processor/processor_card.hpp"
 #include "toolkit/kinds/recognition.hpp"
+#include "toolkit/session/frames.hpp"
 
 namespace quorra::pcsc {
 namespace {
@@ -20,9 +20,9 @@ constexpr toolkit::Operation looking{"asking the reader whether there is a card"
 constexpr toolkit::Operation resetting{"resetting the card"};
 constexpr toolkit::Operation switching_off{"switching the card's power off"};
 
-CardState card_state(const Link& link) {
-  CardState state{};
-  const int result = read_card_state(link, state);
+toolkit::CardState card_state(const Link& link) {
+  toolkit::CardState state{};
+  const int result = toolkit::read_card_state(link, state);
   if (result < 0) link.fail(looking, result);
   return state;
 }
@@ -40,7 +40,7 @@ std::string describe(const toolkit::Recognition& found) {
 }  // namespace
 
 bool CardSlot::look() {
-  const CardState state = card_state(link());
+  const toolkit::CardState state = card_state(link());
   if (name_.always_present) return true;
   // A card that lost its power is another one.
   const bool was_swapped = card() != nullptr && had_power_ && !state.has_power;
@@ -59,7 +59,7 @@ std::unique_ptr<InsertedCard> CardSlot::activate() {
 
 std::unique_ptr<InsertedCard> CardSlot::find_processor_card() {
   Bytes answer;
-  const int result = reset_processor_card(link(), answer);
+  const int result = toolkit::reset_processor_card(link(), answer);
   const bool may_be_another =
       name_.card == CardChoice::automatic && is_status(result, resetting.kind);
   if (result < 0 && !may_be_another) link().fail(resetting, result);

@@ -49,8 +49,8 @@ std::string CommandLine::new_card(const std::string& kind, const Arguments& opti
   return image;
 }
 
-std::string CommandLine::memory_of(const std::string& image, const std::string& kind) {
-  return run_quorra({"read", "--virtual", image, "--card", kind, "--raw", "--quiet"}).output;
+std::string CommandLine::memory_of(const std::string& image) {
+  return run_quorra({"read", "--virtual", image, "--raw", "--quiet"}).output;
 }
 
 }  // namespace quorra::testing

@@ -41,7 +41,7 @@ class CommandLine : public ::testing::Test {
   // A card image, made by "quorra-sim new" with these options.
   std::string new_card(const std::string& kind, const Arguments& options = {});
 
-  static std::string memory_of(const std::string& image, const std::string& kind = "4442");
+  static std::string memory_of(const std::string& image);
 
   TemporaryDirectory folder;
 };

@@ -132,7 +132,7 @@ TEST_F(NoConfiguration, LongestDeviceIsTaken) {
   const std::string device = "/dev/" + std::string(51, 'x');
   // Only pieces of lines that begin with P count.
   write_file(file, "XP=" + std::string(200, 'x') + "\nP=" + device + "\n");
-  expect_error(run_quorra({"info", "--config", file}), 1,
+  expect_error(run_quorra({"info", "--config", file}), 3,
                "quorra: opening the session: " + device +
                    " cannot be opened: No such file or directory: there is no such device\n");
 }
@@ -145,12 +145,12 @@ class Devices : public CommandLine {
     write_file(folder / "reader.conf", "P=" + device + "\n");
     return folder / "reader.conf";
   }
-  void expect_unusable(const std::string& device, const std::string& words) {
+  void expect_unusable(const std::string& device, const std::string& words, int status = 1) {
     SCOPED_TRACE(device);
     configuration(device);
     for (const Arguments& command :
          {Arguments{"info"}, {"speed", "find"}, {"speed", "set", "9600", "--find", "--yes"}}) {
-      expect_error(run_quorra(command + Arguments{"--config", folder / "reader.conf"}), 1,
+      expect_error(run_quorra(command + Arguments{"--config", folder / "reader.conf"}), status,
                    "quorra: opening the session: " + words + "\n");
     }
   }
@@ -177,8 +177,8 @@ TEST_F(Devices, DeviceThatIsGoneIsTold) {
   const std::string link = folder / "link";
   std::filesystem::create_symlink(device, link);
   const std::string words = " cannot be opened: No such file or directory: there is no such device";
-  expect_unusable(device, device + words);
-  expect_unusable(link, link + words);
+  expect_unusable(device, device + words, 3);
+  expect_unusable(link, link + words, 3);
 }
 
 // As for a user who may do no more than the permissions say.
@@ -228,7 +228,7 @@ TEST_F(Devices, WhatTheSystemSaysIsExplained) {
   close(user);
   const Surroundings on_line = {.input = {}, .streams = {{STDIN_FILENO, line}}, .environment = {}};
   expect_error(
-      run_quorra({"info", "--config", configuration("/proc/self/fd/0")}, on_line), 1,
+      run_quorra({"info", "--config", configuration("/proc/self/fd/0")}, on_line), 3,
       "quorra: opening the session: /proc/self/fd/0 cannot be opened: Input/output error: no "
       "hardware answers there, or the other end of the line is gone\n");
   close(line);
@@ -236,7 +236,7 @@ TEST_F(Devices, WhatTheSystemSaysIsExplained) {
   // A program without a terminal of its own.
   expect_error(run({"/usr/bin/setsid", "--wait", QUORRA_PROGRAM, "info", "--config",
                     configuration("/dev/tty")}),
-               1,
+               3,
                "quorra: opening the session: /dev/tty cannot be opened: No such device or address: "
                "no hardware is behind it\n");
 
@@ -275,7 +275,7 @@ TEST_F(Locks, SecondProgramIsToldWhoIsFirst) {
   expect_error(another({"speed", "set", "9600", "--find", "--yes"}), 1, words);
   expect_error(another({"speed", "show"}), 1, words);
   reader.answer(hex("54"));
-  expect_error(first.wait(), 1, no_reader);
+  expect_error(first.wait(), 3, no_reader);
   reader.expect_closed();
 }
 
@@ -287,7 +287,7 @@ TEST_F(Locks, EndWithTheProgramWhateverEndsIt) {
   Process second = start({"info"});
   reader.expect(ask_version);
   reader.answer(hex("54"));
-  expect_error(second.wait(), 1, no_reader);
+  expect_error(second.wait(), 3, no_reader);
 }
 
 TEST_F(Locks, AreThoseOfAnyProgram) {
@@ -351,7 +351,7 @@ TEST_F(Locks, LineThatHasACarrierKeepsItsSettings) {
     ASSERT_EQ(tcsetattr(line, TCSANOW, &settings), 0);
     Process program = start({"info"});
     reader.serve(ask_version, hex("54"));
-    expect_error(program.wait(), 1, no_reader);
+    expect_error(program.wait(), 3, no_reader);
     termios now{};
     ASSERT_EQ(tcgetattr(line, &now), 0);
     EXPECT_EQ(now.c_cflag & CLOCAL, carrier);
@@ -478,8 +478,8 @@ TEST_F(Signals, EndAChangeOfSpeed) {
 TEST_F(Signals, EndItWhileItWaitsForItsInput) {
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-  Process program({QUORRA_PROGRAM, "verify", "--address", "0", "--file", "-", "--config",
-                   reader.configuration()},
+  Process program({QUORRA_PROGRAM, "verify", "--address", "0", "--file", "-", "--card", "4442",
+                   "--config", reader.configuration()},
                   {.input = {}, .streams = {{STDIN_FILENO, ends[0]}}, .environment = {}});
   ASSERT_EQ(write(ends[1], "x", 1), 1);
   // Once it has taken that, it waits for more.

@@ -52,8 +52,10 @@ termios ReaderLine::settings() const {
 }
 
 Process ScriptedCommandLine::start(Arguments arguments) {
+  const bool names_card = std::ranges::find(arguments, "--card") != arguments.end();
   arguments.insert(arguments.begin(), QUORRA_PROGRAM);
-  arguments.insert(arguments.end(), {"--config", reader.configuration()});
+  arguments.insert(arguments.end(), {"--config", reader.configuration(), "--force"});
+  if (!names_card) arguments.insert(arguments.end(), {"--card", "4442"});
   return Process(arguments);
 }
 

@@ -53,7 +53,8 @@ class ReaderLine {
 
 class ScriptedCommandLine : public CommandLine {
  protected:
-  // Starts the program at the line.
+  // Starts the program at the line. The card is the one that the test names, or else a 4442, and it
+  // is not asked what it is.
   Process start(Arguments arguments);
 
   ReaderLine reader;

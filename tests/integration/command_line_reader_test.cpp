@@ -50,11 +50,11 @@ TEST_F(CommandLine, TellsThatAVirtualReaderCannotSaveTheCard) {
   const std::string configuration = simulator.read_line();
   std::filesystem::remove(image);
   std::filesystem::create_directory(image);
-  expect_error(
-      run_quorra({"write", "--config", configuration, "--card", "4432", "--address", "0x20", "AA"}),
-      1,
-      "quorra: writing the card: the reader refused the command with status 49 (0x31): "
-      "the image file could not be saved (-49)\n");
+  expect_error(run_quorra({"write", "--config", configuration, "--card", "4432", "--force",
+                           "--address", "0x20", "AA"}),
+               1,
+               "quorra: writing the card: the reader refused the command with status 49 (0x31): "
+               "the image file could not be saved (-49)\n");
   // The change waits to be saved, so it refuses already when a session begins.
   const std::string refused =
       "quorra: opening the session: the reader refused the command with status 49 (0x31): "
@@ -76,9 +76,9 @@ TEST_F(CommandLine, InfoTellsThatThereIsNoCard) {
                  "answers        yes\n"
                  "card           none recognised: the reader refused the command "
                  "with status 33 (0x21) (-33)\n");
-  expect_error(run_quorra({"read", "--config", configuration}), 1,
-               "quorra: reading the card: the reader refused the command with status 33 (0x21) "
-               "(-33)\n");
+  const std::string none = "quorra: recognising the card: no card is in the reader\n";
+  expect_error(run_quorra({"read", "--config", configuration}), 3, none);
+  expect_error(run_quorra({"read", "--config", configuration, "--card", "24c02"}), 3, none);
   simulator.signal(SIGTERM);
   EXPECT_EQ(simulator.wait().status, 0);
 }
@@ -93,7 +93,7 @@ TEST_F(CommandLine, TellsWhyNoSessionOpens) {
   expect_error(run_quorra({"read", "--config", folder / "nowhere"}), 2,
                "quorra: --config: the configuration file " + (folder / "nowhere") +
                    " cannot be read: No such file or directory\n");
-  expect_error(read("P=/nowhere/line\n"), 1,
+  expect_error(read("P=/nowhere/line\n"), 3,
                "quorra: opening the session: /nowhere/line cannot be opened: No such file or "
                "directory: there is no such device\n");
   expect_error(read(terminal_configuration), 1,
@@ -123,7 +123,7 @@ class ScriptedCard : public ScriptedCommandLine {
 TEST_F(ScriptedCard, RefusesAReaderThatAnswersBadly) {
   Process program = start({"read"});
   reader.serve(ask_version, hex("54"));
-  expect_error(program.wait(), 1, no_reader);
+  expect_error(program.wait(), 3, no_reader);
   reader.expect_closed();
 }
 
@@ -206,7 +206,7 @@ TEST_F(ScriptedCard, DoesNotGuessTheAttemptsAfterADisturbedExchange) {
 TEST_F(ScriptedCard, AsksNoQuestionsOfTheReader) {
   const Terminal terminal;
   Process program({"/bin/sh", "-c", R"(exec "$0" "$@" >&- 2>&-)", QUORRA_PROGRAM, "code", "present",
-                   "112233", "--config", reader.configuration()},
+                   "112233", "--card", "4442", "--force", "--config", reader.configuration()},
                   {.input = {}, .streams = {{STDIN_FILENO, terminal.line()}}, .environment = {}});
   reader.serve_opening();
   reader.serve(read_counter, reply(0, hex("01 00 00 00")));
@@ -325,7 +325,8 @@ TEST_F(ScriptedCard, SpeaksThroughASerialTerminal) {
     terminal.type(std::string(answer.begin(), answer.end()));
   };
   const int line = terminal.line();
-  Process program({QUORRA_PROGRAM, "code", "present", "112233", "--config", configuration},
+  Process program({QUORRA_PROGRAM, "code", "present", "112233", "--card", "4442", "--force",
+                   "--config", configuration},
                   {.input = {},
                    .streams = {{STDIN_FILENO, line}, {STDOUT_FILENO, line}, {STDERR_FILENO, line}},
                    .environment = {}});
@@ -342,7 +343,8 @@ TEST_F(ScriptedCard, SpeaksThroughASerialTerminal) {
 
 TEST_F(ScriptedCard, IgnoredSignalsStayIgnored) {
   Process program({"/bin/sh", "-c", R"(trap '' HUP; exec "$0" "$@")", QUORRA_PROGRAM, "write",
-                   "--address", "0x20", "DEAD", "--config", reader.configuration()});
+                   "--address", "0x20", "DEAD", "--card", "4442", "--force", "--config",
+                   reader.configuration()});
   reader.serve_opening();
   reader.expect(write_two);
   program.signal(SIGHUP);

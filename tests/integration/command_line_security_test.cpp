@@ -594,7 +594,7 @@ TEST_F(SecurityCards, AsksBeforeWhatIsFinal) {
 TEST_F(SecurityCards, ImitatesTheFuseUntilItIsReleased) {
   insert("101", {"--data", "0x0A:1234"});
   Process simulator({QUORRA_SIM_PROGRAM, "--card", image()});
-  const Arguments reader = {"--card", "101", "--config", simulator.read_line()};
+  const Arguments reader = {"--force", "--card", "101", "--config", simulator.read_line()};
   const auto code_bytes = [&] {
     return run_quorra(
                Arguments{"read", "--address", "10", "--count", "2", "--code", "1234", "--raw"} +

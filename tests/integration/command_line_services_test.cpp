@@ -197,7 +197,7 @@ TEST_F(Services, CardIsPoweredAndEjected) {
   expect_success(run_quorra(Arguments{"power", "on"} + config), "The card's power is on.\n");
   EXPECT_EQ(run_quorra(Arguments{"write", "--address", "0x20", "02"} + config).status, 1);
   expect_success(run_quorra(Arguments{"eject"} + config), "The card is ejected.\n");
-  EXPECT_EQ(run_quorra(Arguments{"read"} + config).status, 1);
+  EXPECT_EQ(run_quorra(Arguments{"read"} + config).status, 3);
 }
 
 TEST_F(Services, SamsArePowered) {
@@ -303,7 +303,7 @@ class ScriptedServices : public ScriptedCommandLine {
 TEST_F(ScriptedServices, SpeedThatGetsNoAnswerIsTold) {
   Process program = start({"speed", "show", "--speed", "19200"});
   reader.serve(ask_version, hex("54"));
-  expect_error(program.wait(), 1, no_answer + hint());
+  expect_error(program.wait(), 3, no_answer + hint());
   reader.expect_closed();
 }
 
@@ -326,7 +326,7 @@ TEST_F(ScriptedServices, NoSpeedIsFound) {
   Process program = start({"speed", "find"});
   serve_search({false, false, false, false, false, false});
   expect_error(
-      program.wait(), 1,
+      program.wait(), 3,
       "quorra: looking for the reader's speed: no reader answers at any speed (-141); on a "
       "serial device only 9600, 19200, 38400 can be reached\n");
   reader.expect_closed();
@@ -359,7 +359,7 @@ TEST_F(ScriptedServices, ReaderMayBeLostByTheChange) {
   reader.serve(sealed("AA B7 00 07 80 00 00 01 80 00 01"), reply(0, hex("34")));
   reader.serve(sealed("AA B1 00 06 80 00 00 00 00 35"), reply(0, {}));
   reader.serve(ask_version, hex("54"));
-  expect_error(program.wait(), 1, no_answer + hint());
+  expect_error(program.wait(), 3, no_answer + hint());
   reader.expect_closed();
 }
 
@@ -367,7 +367,7 @@ TEST_F(ScriptedServices, SearchMayFail) {
   Process program = start({"speed", "set", "9600", "--find", "--yes"});
   reader.serve(ask_version, hex("54"));
   serve_search({false, false, false, false, false, false});
-  expect_error(program.wait(), 1,
+  expect_error(program.wait(), 3,
                "quorra: changing the reader's speed: no reader answers, or there is no terminal to "
                "reach it through (-136)\n");
   reader.expect_closed();

@@ -573,10 +573,11 @@ TEST_F(CommandLine, ColoursAreForTerminals) {
   EXPECT_EQ(on_terminal(STDOUT_FILENO, read, ""), coloured);
   EXPECT_EQ(on_terminal(STDOUT_FILENO, read, "1"), plain);
 
-  const Arguments wrong = {"read", "--count", "0"};
+  const Arguments wrong = {"read", "--count", "x"};
   EXPECT_EQ(on_terminal(STDERR_FILENO, wrong, ""),
-            "\x1b[31mquorra: \x1b[0ma count of 0 leaves nothing to do\n");
-  EXPECT_EQ(on_terminal(STDERR_FILENO, wrong, "1"), "quorra: a count of 0 leaves nothing to do\n");
+            "\x1b[31mquorra: \x1b[0m--count: 'x' is not a number, such as 32 or 0x20\n");
+  EXPECT_EQ(on_terminal(STDERR_FILENO, wrong, "1"),
+            "quorra: --count: 'x' is not a number, such as 32 or 0x20\n");
 }
 
 // ---- Output that goes nowhere

@@ -97,9 +97,10 @@ TEST_F(Transfer, PiecesCostNoFurtherFrames) {
   for (const Case& one : cases) {
     SCOPED_TRACE(one.kind);
     const Bench bench(new_card(one.kind, {"--force"}));
-    const Outcome outcome = run_quorra(Arguments{"read", "--raw", "--quiet", "--config",
-                                                 bench.configuration(), "--card", one.kind} +
-                                       one.part);
+    const Outcome outcome =
+        run_quorra(Arguments{"read", "--raw", "--quiet", "--config", bench.configuration(),
+                             "--force", "--card", one.kind} +
+                   one.part);
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     constexpr int opening = 1;
     EXPECT_EQ(bench.exchanges(), opening + one.exchanges);
@@ -113,8 +114,8 @@ TEST_F(Transfer, IsInterruptedBetweenTwoFrames) {
   {
     const Bench bench(image, {"--speed", "9600"});
     const Terminal terminal;
-    Process program({QUORRA_PROGRAM, "write", "--config", bench.configuration(), "--card", "24c64",
-                     "--address", "0", "--file", folder / "data"},
+    Process program({QUORRA_PROGRAM, "write", "--config", bench.configuration(), "--force",
+                     "--card", "24c64", "--address", "0", "--file", folder / "data"},
                     {.input = {},
                      .streams = {{STDERR_FILENO, terminal.line()}},
                      .environment = {{"NO_COLOR", "1"}}});
@@ -142,12 +143,12 @@ TEST_F(Transfer, IsInterruptedBetweenTwoFrames) {
 
     // The line gets its settings back, and the next session begins as any other.
     bench.wait_for_silence();
-    expect_success(
-        run_quorra({"read", "--config", bench.configuration(), "--card", "24c64", "--count", "2"}),
-        "0000  5A 5A                                             |ZZ              |\n");
+    expect_success(run_quorra({"read", "--config", bench.configuration(), "--force", "--card",
+                               "24c64", "--count", "2"}),
+                   "0000  5A 5A                                             |ZZ              |\n");
   }
   // The reader may have written one more frame, whose reply was not waited for.
-  const std::string memory = memory_of(image, "24c64");
+  const std::string memory = memory_of(image);
   const std::size_t written = memory.find('\xFF');
   EXPECT_TRUE(written == done || written == done + 144) << written << " after " << done;
   EXPECT_EQ(memory, std::string(written, '\x5A') + std::string(8192 - written, '\xFF'));
@@ -158,8 +159,8 @@ TEST_F(Transfer, IsInterruptedAtTheEndOfAPage) {
   const std::string image = new_card("45d041");
   const Bench bench(image, {"--speed", "57600"});
   const Terminal terminal;
-  Process program({QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--card",
-                   "45d041", "--address", "100"},
+  Process program({QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--force",
+                   "--card", "45d041", "--address", "100"},
                   {.input = {},
                    .streams = {{STDERR_FILENO, terminal.line()}},
                    .environment = {{"NO_COLOR", "1"}}});
@@ -184,8 +185,8 @@ TEST_F(Transfer, TellsItsProgressInLinesIfItIsNotQuiet) {
   ASSERT_EQ(rename((folder / "card.toml").c_str(), (folder / "first.toml").c_str()), 0);
   const Bench second(new_card("24c16"), slowly);
   const auto read = [](const Bench& bench) {
-    return Arguments{QUORRA_PROGRAM,        "read",   "--raw", "--config",
-                     bench.configuration(), "--card", "24c16"};
+    return Arguments{QUORRA_PROGRAM,        "read",    "--raw",  "--config",
+                     bench.configuration(), "--force", "--card", "24c16"};
   };
   Process telling(read(first));
   Process silent(read(second) + Arguments{"--quiet"});
@@ -200,9 +201,9 @@ TEST_F(Transfer, TellsItsProgressInLinesIfItIsNotQuiet) {
 TEST_F(Transfer, TakesItsBarAway) {
   const Bench bench(new_card("24c16"), {"--speed", "9600"});
   const Terminal terminal;
-  Process program(
-      {QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--card", "24c16"},
-      {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
+  Process program({QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--force",
+                   "--card", "24c16"},
+                  {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
   const Outcome outcome = program.wait();
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output, std::string(2048, '\xFF'));
@@ -218,9 +219,9 @@ TEST_F(Transfer, KeepsItsBarToOneLine) {
   const Terminal terminal;
   const winsize size = {.ws_row = 10, .ws_col = 20, .ws_xpixel = 0, .ws_ypixel = 0};
   ASSERT_EQ(ioctl(terminal.line(), TIOCSWINSZ, &size), 0);
-  Process program(
-      {QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--card", "24c16"},
-      {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
+  Process program({QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--force",
+                   "--card", "24c16"},
+                  {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
   EXPECT_EQ(program.wait().status, 0);
   const std::string drawn = terminal.read_all();
   EXPECT_TRUE(std::regex_match(drawn, std::regex("(\r\x1b\\[K\\[#*-*\\] [\\d ]{4})+\r\x1b\\[K")))
@@ -231,9 +232,9 @@ TEST_F(Transfer, DoesNotWaitForATerminalThatIsStopped) {
   const Bench bench(new_card("24c16"), {"--speed", "9600"});
   const Terminal terminal;
   const auto start = [&] {
-    return Process(
-        {QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--card", "24c16"},
-        {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
+    return Process({QUORRA_PROGRAM, "read", "--raw", "--config", bench.configuration(), "--force",
+                    "--card", "24c16"},
+                   {.input = {}, .streams = {{STDERR_FILENO, terminal.line()}}, .environment = {}});
   };
   ASSERT_EQ(tcflow(terminal.line(), TCOOFF), 0);
   const Outcome outcome = start().wait();
@@ -404,9 +405,9 @@ TEST_P(DisturbedCommand, TellsWhatWasDone) {
   const Disturbed& one = GetParam();
   const Bench bench(new_card(one.kind, one.options));
   bench.arm(one.fault);
-  expect_error(
-      run_quorra(one.command + Arguments{"--card", one.kind, "--config", bench.configuration()}), 1,
-      "quorra: " + one.error + "\n");
+  expect_error(run_quorra(one.command + Arguments{"--force", "--card", one.kind, "--config",
+                                                  bench.configuration()}),
+               1, "quorra: " + one.error + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, DisturbedCommand, ::testing::ValuesIn(disturbed),

@@ -42,29 +42,37 @@ std::optional<int> confirm_attempt(const Session& session, const Code& code,
   if (!code.counter) return std::nullopt;
   const int left = read_counter(session, reading_attempts, *code.counter);
   const std::string words = describe_attempts(code, left);
-  if (left == 0) throw Failure(fmt::format("{}: {}", presenting.doing, words));
+  if (left == 0) {
+    throw Failure(fmt::format("{}: {}", presenting.doing, words),
+                  {.word = "locked", .attempts_left = 0});
+  }
   if (left == 1) confirm(presenting, words + '.');
   return left;
 }
 
-// Why a code was refused, at which `before` attempts were left.
-std::string describe_refusal(const Session& session, const Code& code, int result,
-                             std::optional<int> before) {
+// Says why a code was refused, at which `before` attempts were left.
+[[noreturn]] void fail_refused(const Session& session, const Code& code, int result,
+                               std::optional<int> before) {
   const Operation operation{presenting.doing, code.presenting};
-  const auto describe = [&] { return session.describe(operation, result); };
+  std::string text = session.describe(operation, result);
+  Particulars particulars = particulars_of(result, operation.kind);
   // After a disturbed exchange a late reply could be taken for the number of attempts.
   const bool was_heard = is_status(result, operation.kind) ||
                          (result == other_code && operation.kind == OperationKind::presenting);
-  if (!was_heard) return describe();
-  if (!before) return describe() + "; the attempts at this code are not counted";
-  const std::string text = if_possible([&] {
-    const int left = read_counter(session, reading_attempts, *code.counter);
-    const std::string what =
-        left < *before ? fmt::format("{}: the code is wrong ({})", presenting.doing, result)
-                       : describe();
-    return fmt::format("{}; {}", what, describe_attempts(code, left));
-  });
-  return text.empty() ? describe() : text;
+  if (was_heard && !before) text += "; the attempts at this code are not counted";
+  if (was_heard && before) {
+    text = if_possible([&] {
+      const int left = read_counter(session, reading_attempts, *code.counter);
+      particulars.attempts_left = left;
+      if (left < *before) {
+        particulars.word = "wrong_code";
+        text = fmt::format("{}: the code is wrong ({})", presenting.doing, result);
+      }
+      return fmt::format("{}; {}", text, describe_attempts(code, left));
+    });
+    if (text.empty()) text = session.describe(operation, result);
+  }
+  throw Failure(text, particulars);
 }
 
 }  // namespace
@@ -140,7 +148,7 @@ void present_code(const Session& session, const Card& card, const Key& key,
   const std::optional<int> before = confirm_attempt(session, code, confirm);
   const int result =
       session.attempt({presenting.doing, code.presenting}, code.present, key.bytes.data());
-  if (result != 0) throw Failure(describe_refusal(session, code, result, before));
+  if (result != 0) fail_refused(session, code, result, before);
 }
 
 void present_erase_code(const Session& session, const Key& key) {

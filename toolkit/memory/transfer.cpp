@@ -56,7 +56,8 @@ void write_units(const Session& session, const Memory& memory, Range range, cons
   const Bytes held = read_memory(session, memory, range, reading_back_written);
   if (const auto difference = find_difference(data, held, range.address)) {
     throw Failure(fmt::format("{}: {}{}", reading_back_written.doing, describe(*difference),
-                              lost_bits(memory, data, held)));
+                              lost_bits(memory, data, held)),
+                  {.word = "differs", .address = difference->address});
   }
 }
 
@@ -80,7 +81,9 @@ void transfer(const Session& session, const Memory& memory, Range range, const O
         std::string error = session.describe(operation, result);
         if (explain) error += if_possible([&] { return explain(result, piece, done); });
         if (done > 0) error += so_far();
-        throw Failure(error);
+        Particulars particulars = particulars_of(result, operation.kind);
+        particulars.address = piece.address;
+        throw Failure(error, particulars);
       }
     } catch (const Interrupted& interruption) {
       throw Interrupted(interruption.what() + so_far());

@@ -148,6 +148,8 @@ Device Configuration::open_device() const {
   const std::string device = device_of(file_);
   try {
     return Device(device);
+  } catch (const DeviceMissing& error) {
+    throw NoReader(fmt::format("{}: {}", opening.doing, error.what()), {.word = "no_device"});
   } catch (const DeviceError& error) {
     throw Failure(fmt::format("{}: {}", opening.doing, error.what()));
   }

@@ -72,6 +72,8 @@ std::string who_may(const std::string& path) {
   if (error == EACCES) text += who_may(path);
   const auto* const hint = std::ranges::find(hints, error, &Hint::error);
   if (hint != std::end(hints)) text += hint->words;
+  constexpr int missing[] = {ENOENT, ENOTDIR, ENODEV, ENXIO, EIO};
+  if (std::ranges::find(missing, error) != std::end(missing)) throw DeviceMissing(text);
   throw DeviceError(text);
 }
 

@@ -22,6 +22,12 @@ class DeviceError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// There is no such device, or nothing at its other end.
+class DeviceMissing : public DeviceError {
+ public:
+  using DeviceError::DeviceError;
+};
+
 // While it lives, no other program that asks for the same device in this way gets it. The end of
 // the process releases the device, whatever ends it.
 //

@@ -4,20 +4,42 @@
 // What can go wrong, and the words for it.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace quorra::toolkit {
 
+// What is known of a failure, for programs.
+struct Particulars {
+  std::optional<int> code = {};           // what the library returned
+  std::string_view word = {};             // a name for what went wrong: "timeout"
+  std::optional<int> address = {};        // of the first byte that it concerns
+  std::optional<int> attempts_left = {};  // at the code that was presented
+};
+
 // The operation failed. The text is "<what was being done>: <what went wrong>".
 class Failure : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit Failure(const std::string& text, const Particulars& particulars = {})
+      : std::runtime_error(text),
+        particulars_(particulars) {}
+
+  const Particulars& particulars() const { return particulars_; }
+
+ private:
+  Particulars particulars_;
 };
 
 // No reader answers where one should be.
 class NoReader : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+// The reader says that its slot is empty.
+class NoCard : public Failure {
  public:
   using Failure::Failure;
 };
@@ -68,6 +90,13 @@ inline constexpr int not_this_card = -133;
 // in this operation.
 bool is_status(int result, OperationKind kind);
 
+// A name for what a result below 0 means in this operation: "timeout", "bad_address"; "status" for
+// the reader's STATUS.
+std::string_view word_for(int result, OperationKind kind);
+
+// The two of them.
+Particulars particulars_of(int result, OperationKind kind);
+
 // The words for a result below 0: what the library's code means in this operation, or the number of
 // the reader's STATUS.
 std::string words_for(int result, OperationKind kind);
@@ -81,7 +110,7 @@ auto with_progress(std::string_view words, Step step) {
   try {
     return step();
   } catch (const Failure& error) {
-    throw Failure(error.what() + std::string(words));
+    throw Failure(error.what() + std::string(words), error.particulars());
   }
 }
 

@@ -30,8 +30,9 @@ void Session::drain(const Operation& operation) const {
 
 void Session::fail(const Operation& operation, int result) const {
   const std::string text = describe(operation, result);
-  if (is_unanswered(result)) throw Unanswered(text);
-  throw Failure(text);
+  const Particulars particulars = particulars_of(result, operation.kind);
+  if (is_unanswered(result)) throw Unanswered(text, particulars);
+  throw Failure(text, particulars);
 }
 
 Progress Session::watch(const Operation& /*operation*/, int /*total*/) const { return nullptr; }

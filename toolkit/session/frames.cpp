@@ -1,17 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The quorra authors
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pcsc/line/frames.hpp"
+#include "toolkit/session/frames.hpp"
 
 #include <quorra.h>
 
 #include <array>
 #include <cstddef>
 
-namespace quorra::pcsc {
+namespace quorra::toolkit {
 namespace {
 
-constexpr toolkit::Operation reading_state{"asking the reader whether there is a card"};
-constexpr toolkit::Operation resetting{"resetting the card"};
+constexpr Operation reading_state{"asking the reader whether there is a card"};
+constexpr Operation resetting{"resetting the card"};
 
 // A request without parameters; four zeros stand behind the card type.
 constexpr std::size_t request_size = 10;
@@ -45,7 +45,7 @@ int exchange_frame(int handle, unsigned char command, unsigned char card, Bytes*
 
 }  // namespace
 
-int read_card_state(const toolkit::Session& session, CardState& state) {
+int read_card_state(const Session& session, CardState& state) {
   Bytes data;
   const int result =
       session.attempt(reading_state, exchange_frame, state_command, reader_itself, &data);
@@ -54,9 +54,9 @@ int read_card_state(const toolkit::Session& session, CardState& state) {
   return result;
 }
 
-int reset_processor_card(const toolkit::Session& session, Bytes& answer_to_reset) {
+int reset_processor_card(const Session& session, Bytes& answer_to_reset) {
   return session.attempt(resetting, exchange_frame, reset_command, processor_card,
                          &answer_to_reset);
 }
 
-}  // namespace quorra::pcsc
+}  // namespace quorra::toolkit

@@ -8,9 +8,7 @@
 #include "toolkit/bytes.hpp"
 #include "toolkit/session/session.hpp"
 
-namespace quorra::pcsc {
-
-using toolkit::Bytes;
+namespace quorra::toolkit {
 
 struct CardState {
   bool is_present;
@@ -18,10 +16,10 @@ struct CardState {
 };
 
 // What the reader says of the card slot: 0, or the library's code, or the negated STATUS. Throws
-// ReaderGone, as all of these.
-int read_card_state(const toolkit::Session& session, CardState& state);
+// what a call in this session throws, as all of these.
+int read_card_state(const Session& session, CardState& state);
 
 // Resets the processor card in the slot: 0 and its answer to reset, or as above.
-int reset_processor_card(const toolkit::Session& session, Bytes& answer_to_reset);
+int reset_processor_card(const Session& session, Bytes& answer_to_reset);
 
-}  // namespace quorra::pcsc
+}  // namespace quorra::toolkit

@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#include "cli/card_in_reader.hpp"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+
+#include "cli/report.hpp"
+#include "toolkit/kinds/known_kind.hpp"
+#include "toolkit/kinds/recognition.hpp"
+#include "toolkit/processor/conversation.hpp"
+#include "toolkit/session/frames.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr Operation recognising{"recognising the card"};
+
+constexpr std::string_view force_words = "--force goes on all the same";
+
+bool is_processor_card(const Connection& connection) {
+  return !if_possible([&] {
+            static_cast<void>(reset(connection, {}));
+            return std::string("it answers");
+          }).empty();
+}
+
+[[noreturn]] void refuse(const std::string& what, const Card& wanted) {
+  throw Failure(fmt::format("{}: this is {}, not a {}; {}", recognising.doing, what, wanted.name,
+                            force_words),
+                {.word = "wrong_card"});
+}
+
+[[noreturn]] void refuse_processor_card() {
+  throw Failure(
+      fmt::format("{}: this is a processor card: quorra apdu sends it commands", recognising.doing),
+      {.word = "wrong_card"});
+}
+
+// "24c01a, 24c02 or 24c04"
+std::string names_of(const Recognition& found) {
+  std::string names(found.card->name);
+  for (std::size_t i = 0; i < found.others.size(); ++i) {
+    names +=
+        fmt::format("{}{}", i + 1 < found.others.size() ? ", " : " or ", found.others[i]->name);
+  }
+  return names;
+}
+
+bool may_be(const Recognition& found, const Card& card) {
+  return found.card == &card || std::ranges::find(found.others, &card) != found.others.end();
+}
+
+CardState state_of_card(const Connection& connection) {
+  CardState state{};
+  const int result = read_card_state(connection, state);
+  if (result < 0 && !is_status(result, recognising.kind)) connection.fail(recognising, result);
+  if (result == 0 && !state.is_present) {
+    throw NoCard(fmt::format("{}: no card is in the reader", recognising.doing),
+                 {.word = "no_card"});
+  }
+  return state;
+}
+
+// The kind of a card that nobody has named.
+const Card& find_kind(const Settings& settings, const Connection& connection) {
+  const bool has_power = state_of_card(connection).has_power;
+  const KnownKind known(connection);
+  if (const Card* card = has_power ? known.get() : nullptr) return *card;
+  known.forget();
+  const Recognition found = recognise(connection);
+  if (found.card == nullptr) {
+    if (is_processor_card(connection)) refuse_processor_card();
+    throw Failure(fmt::format("{}: reading does not tell which kind it is; name it with --card",
+                              recognising.doing),
+                  {.word = "unknown_card"});
+  }
+  if (found.is_certain()) {
+    known.set(*found.card);
+  } else {
+    note(settings, fmt::format("reading does not tell whether this is a {}; it is taken for a {}, "
+                               "unless --card names another one",
+                               names_of(found), found.card->name));
+  }
+  return *found.card;
+}
+
+void expect_kind(const Settings& settings, const Connection& connection, const Card& card) {
+  const bool has_power = state_of_card(connection).has_power;
+  const KnownKind known(connection);
+  if (has_power && known.get() == &card) return;
+  known.forget();
+  const Recognition found = recognise(connection);
+  if (found.card == nullptr && is_processor_card(connection)) refuse_processor_card();
+  if (found.card != nullptr && !may_be(found, card)) refuse("a " + names_of(found), card);
+  known.set(card);
+  if (found.is_certain()) return;
+  note(settings,
+       fmt::format("that this is a {} could not be checked: {}", card.name,
+                   found.card == nullptr ? "reading does not tell which kind it is"
+                                         : "a " + names_of(found) + " would be read alike"));
+}
+
+void expect_kind_of_image(const Settings& settings, const Card& card) {
+  const Card& held = card_of_image(*settings.image);
+  if (&held != &card) refuse(fmt::format("a {}", held.name), card);
+}
+
+}  // namespace
+
+void expect_card(const Connection& connection) { static_cast<void>(state_of_card(connection)); }
+
+CardInReader::CardInReader(const Settings& settings) : settings_(settings), kind_(settings.card) {
+  if (kind_ != nullptr) return;
+  expect_one_reader(settings);
+  if (settings.image) {
+    kind_ = &card_of_image(*settings.image);
+    return;
+  }
+  kind_ = &find_kind(settings, Connection(settings));
+}
+
+Connection CardInReader::connect() {
+  const std::shared_ptr<OpenReader> reader = Connection(settings_).reader();
+  if (settings_.card != nullptr && !settings_.force) {
+    if (settings_.image) {
+      expect_kind_of_image(settings_, *kind_);
+    } else {
+      expect_kind(settings_, Connection(settings_, reader), *kind_);
+    }
+  }
+  return {settings_, reader};
+}
+
+}  // namespace quorra::cli

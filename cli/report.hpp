@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// What a command tells: words for people or, with --json, one object for programs.
+#pragma once
+
+#include <exception>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "cli/connection.hpp"
+
+namespace quorra::cli {
+
+using Json = nlohmann::ordered_json;
+
+inline constexpr int schema_version = 1;
+
+// Tells what a command has done, at its end, on standard output: `text`, or an object with these
+// fields. Throws Failure.
+void tell(const Settings& settings, std::string_view text, const Json& fields);
+
+// Tells what is neither a result nor an error, such as what could not be checked: on standard
+// error, or in the array "notes" of the object that `tell` or `tell_error` tells at last.
+void note(const Settings& settings, const std::string& text);
+
+// Tells why a command ended before it was done: on standard error, or as an object on standard
+// output. Returns the exit status that stands for it.
+int tell_error(const Settings& settings, const std::exception& error);
+
+// Which bytes of which card: "card", "zone" if it has zones, "address" and "count".
+Json fields_of(const Card& card, const Memory& memory, Range range);
+
+}  // namespace quorra::cli

@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// Which kind of card a command found in a reader, for the commands after it: reading the card anew
+// would switch its power off, and with that a code that was presented would be forgotten.
+#pragma once
+
+#include <filesystem>
+
+#include "toolkit/kinds/card.hpp"
+#include "toolkit/session/session.hpp"
+
+namespace quorra::toolkit {
+
+// A note in the user's own folder for running programs. Where there is none to write it to, each
+// command reads the card.
+class KnownKind {
+ public:
+  // Of the card in this reader.
+  explicit KnownKind(const Session& session);
+
+  // Null if it is not known. It counts only as long as the card has kept its power, and whoever
+  // gives power to a card without reading what it is forgets it.
+  const Card* get() const;
+  void set(const Card& card) const;
+  void forget() const;
+
+ private:
+  std::filesystem::path note_;  // empty if there is no folder
+};
+
+}  // namespace quorra::toolkit
