@@ -229,6 +229,13 @@ TEST_F(Installed, BringsThePrograms) {
   }
 }
 
+TEST_F(Installed, BringsTheDissector) {
+  const std::string dissector =
+      content_of(root() + "/" QUORRA_INSTALL_LIBDIR "/wireshark/plugins/quorra.lua");
+  EXPECT_NE(dissector.find("words = \"read the version\""), std::string::npos);
+  EXPECT_NE(dissector.find("Proto(\"quorra\""), std::string::npos);
+}
+
 #endif
 
 TEST(Header, IsFreeOfWarningsInCAndInCpp) {
