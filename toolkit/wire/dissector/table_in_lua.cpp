@@ -24,8 +24,10 @@ static_assert(std::size(answers) == static_cast<std::size_t>(Answer::from_card) 
 static_assert(std::size(places) == static_cast<std::size_t>(Place::page) + 1);
 
 void print_table() {
+  // REUSE-IgnoreStart
   fmt::print("-- SPDX-FileCopyrightText: 2026 The quorra authors\n");
   fmt::print("-- SPDX-License-Identifier: BSD-2-Clause\n\n");
+  // REUSE-IgnoreEnd
   fmt::print("local commands = {{\n");
   for (const Command& row : commands()) {
     fmt::print("  [{}] = {{ words = \"{}\", arguments = \"{}\", answer = \"{}\" }},\n", row.number,
