@@ -38,16 +38,6 @@ bool is_processor_card(const Connection& connection) {
       {.word = "wrong_card"});
 }
 
-// "24c01a, 24c02 or 24c04"
-std::string names_of(const Recognition& found) {
-  std::string names(found.card->name);
-  for (std::size_t i = 0; i < found.others.size(); ++i) {
-    names +=
-        fmt::format("{}{}", i + 1 < found.others.size() ? ", " : " or ", found.others[i]->name);
-  }
-  return names;
-}
-
 bool may_be(const Recognition& found, const Card& card) {
   return found.card == &card || std::ranges::find(found.others, &card) != found.others.end();
 }

@@ -9,12 +9,16 @@
 #include <iterator>
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
-#include "cli/files.hpp"
 #include "cli/next_command.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
+#include "toolkit/kinds/known_kind.hpp"
 #include "toolkit/kinds/probing.hpp"
+#include "toolkit/kinds/recognition.hpp"
+#include "toolkit/processor/conversation.hpp"
 #include "toolkit/text.hpp"
 
 namespace quorra::cli {
@@ -74,7 +78,18 @@ std::string abilities_of(const Card& card) {
   return abilities;
 }
 
-void run_detect(const Settings& settings, bool yes) {
+void tell_card(const Settings& settings, const Card& card, const std::string& names) {
+  const std::string next =
+      fmt::format("{} --card {}",
+                  next_command(card.personalise == nullptr ? "read" : "map", settings), card.name);
+  const std::string size = with_twin(card, describe_size);
+  const std::string abilities = abilities_of(card);
+  tell(settings,
+       fmt::format("card  {}\nsize  {}\ncan   {}\nnext  {}\n", names, size, abilities, next),
+       {{"card", card.name}, {"names", names}, {"size", size}, {"can", abilities}, {"next", next}});
+}
+
+void detect_by_writing(const Settings& settings, bool yes) {
   const Consent consent(detecting, detecting_warning, yes);
   Probed probed;
   {
@@ -85,23 +100,58 @@ void run_detect(const Settings& settings, bool yes) {
   if (probed.card == nullptr) {
     throw Failure(fmt::format("{}: none recognised{}", detecting.doing, probed.explanation));
   }
-  const Card& card = *probed.card;
-  const std::string next = next_command(card.personalise == nullptr ? "read" : "map", settings);
-  print(fmt::format("card  {}\nsize  {}\ncan   {}\nnext  {} --card {}\n", names_of(card),
-                    with_twin(card, describe_size), abilities_of(card), next, card.name));
+  tell_card(settings, *probed.card, names_of(*probed.card));
+}
+
+void detect_by_reading(const Settings& settings) {
+  Recognition found;
+  std::string answer_to_reset;
+  {
+    const Connection connection(settings, Subject::anything);
+    expect_card(connection);
+    KnownKind(connection).forget();
+    found = recognise(connection);
+    if (found.card == nullptr) {
+      answer_to_reset = if_possible([&] { return hex_text(reset(connection, {})); });
+    }
+  }
+  if (found.card != nullptr) return tell_card(settings, *found.card, names_of(found));
+  if (answer_to_reset.empty()) {
+    throw Failure(
+        fmt::format("{}: reading does not tell which kind it is; {} tries the kinds one after the "
+                    "other, and writes to the card",
+                    detecting.doing, next_command("detect --by-writing", settings)),
+        {.word = "unknown_card"});
+  }
+  const std::string next = next_command("atr", settings);
+  tell(settings,
+       fmt::format("card  processor card, answer to reset {}\nnext  {}\n", answer_to_reset, next),
+       {{"card", "cpu"}, {"answer_to_reset", answer_to_reset}, {"next", next}});
 }
 
 }  // namespace
 
 void add_detect(CLI::App& program, const Settings& settings) {
-  const auto yes = std::make_shared<bool>(false);
+  struct Options {
+    bool by_writing = false;
+    bool yes = false;
+  };
+  const auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand(
-      "detect",
-      "Find out which card is in the reader. This writes to the card! Each kind that is looked for "
-      "has some bytes tried and put back, and a card of another size may keep a change");
-  add_yes(*command, *yes);
+      "detect", "Find out by reading which card is in the reader; nothing is written to it");
+  command->add_flag(
+      "--by-writing", options->by_writing,
+      "Write to the card! Each kind that is looked for has some bytes tried and put back, and a "
+      "card of another size may keep a change");
+  add_yes(*command, options->yes);
   add_examples(*command, {"quorra detect --config reader.conf"});
-  command->callback([&settings, yes] { run_detect(settings, *yes); });
+  command->callback([&settings, options] {
+    if (options->by_writing) {
+      detect_by_writing(settings, options->yes);
+    } else {
+      detect_by_reading(settings);
+    }
+  });
 }
 
 }  // namespace quorra::cli

@@ -382,7 +382,7 @@ TEST_F(Cards, DetectTellsWhatIsThere) {
     SCOPED_TRACE(one.kind);
     const std::string image = new_card(one.kind, {"--force"});
     const std::string before = memory_of(image);
-    expect_success(run_quorra({"detect", "--yes", "--virtual", image}),
+    expect_success(run_quorra({"detect", "--by-writing", "--yes", "--virtual", image}),
                    "card  " + one.words + "next  quorra read --virtual " + image + " --card " +
                        one.named + "\n");
     EXPECT_TRUE(memory_of(image) == before);
@@ -396,7 +396,7 @@ TEST_F(Cards, DetectChangesTwoBytesOfASmall24c) {
     const std::string before = pattern(size);
     write_file(folder / "memory", before);
     const std::string image = new_card(kind, {"--force", "--memory", folder / "memory"});
-    EXPECT_EQ(run_quorra({"detect", "--yes", "--virtual", image}).status, 0);
+    EXPECT_EQ(run_quorra({"detect", "--by-writing", "--yes", "--virtual", image}).status, 0);
     const std::string after = memory_of(image);
     std::vector<std::size_t> addresses;
     for (std::size_t address = 0; address < size; ++address) {
@@ -415,11 +415,11 @@ TEST_F(Cards, DetectChangesTwoBytesOfASmall24c) {
 
 TEST_F(Cards, DetectTellsWhenItRecognisesNone) {
   const std::string image = new_card("4432", {"--data", "6:0000"});
-  expect_error(run_quorra({"detect", "--yes", "--virtual", image}), 1,
+  expect_error(run_quorra({"detect", "--by-writing", "--yes", "--virtual", image}), 1,
                "quorra: looking for a card: none recognised\n");
   Process simulator({QUORRA_SIM_PROGRAM});
   const std::string configuration = simulator.read_line();
-  expect_error(run_quorra({"detect", "--yes", "--config", configuration}), 1,
+  expect_error(run_quorra({"detect", "--by-writing", "--yes", "--config", configuration}), 1,
                "quorra: looking for a card: none recognised: the reader refused the command with "
                "status 33 (0x21): no card is in the slot (-33)\n");
   simulator.signal(SIGTERM);
@@ -432,7 +432,8 @@ TEST_F(Cards, DetectNamesACommandThatAShellTakes) {
   ASSERT_EQ(rename(made.c_str(), image.c_str()), 0);
   const std::string sam = "0=" + new_card("cpu");
   const std::string output =
-      run_quorra({"detect", "--yes", "--virtual", image, "--virtual-sam", sam}).output;
+      run_quorra({"detect", "--by-writing", "--yes", "--virtual", image, "--virtual-sam", sam})
+          .output;
   const std::size_t command = output.find("next  quorra ");
   ASSERT_NE(command, std::string::npos);
   const std::string rest = output.substr(command + std::string("next  quorra ").size());
@@ -444,10 +445,45 @@ TEST_F(Cards, DetectNamesACommandThatAShellTakes) {
   EXPECT_EQ(read.output.substr(0, 6), "0000  ");
 }
 
+// What reading tells of cards as they are made; their images stay as they are.
+TEST_F(Cards, DetectReadsOnly) {
+  const struct {
+    const char* kind;
+    const char* names;
+  } cases[] = {{"4442", "4442"},
+               {"4432", "4432 or 4442"},
+               {"4428", "4428 or 4418"},
+               {"24c02", "24c01a, 24c02, 24c04, 24c08 or 24c16"},
+               {"24c64", "24c32, 24c64, 24c01a or 24c02"},
+               {"93c66", "93c66"},
+               {"45d041", "45d041"},
+               {"4404", "4404"},
+               {"4406", "4406"},
+               {"102", "101 or 102"},
+               {"1604", "1604"},
+               {"1604b", "1604b"}};
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.kind);
+    const std::string image = new_card(one.kind, {"--force"});
+    const std::string before = content_of(image);
+    const Outcome outcome = run_quorra({"detect", "--virtual", image});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output.substr(0, outcome.output.find('\n')),
+              std::string("card  ") + one.names);
+    EXPECT_EQ(content_of(image), before);
+  }
+  const Outcome processor = run_quorra({"detect", "--virtual", new_card("cpu", {"--force"})});
+  EXPECT_EQ(processor.status, 0);
+  EXPECT_EQ(processor.output.rfind("card  processor card, answer to reset 3B", 0), 0U)
+      << processor.output;
+  expect_error(run_quorra({"detect", "--virtual-sam", "0=" + new_card("cpu", {"--force"})}), 3,
+               "quorra: recognising the card: no card is in the reader\n");
+}
+
 TEST_F(Cards, DetectAsksOnATerminal) {
   const std::string image = new_card("24c02");
   const Terminal terminal;
-  Process program({QUORRA_PROGRAM, "detect", "--virtual", image},
+  Process program({QUORRA_PROGRAM, "detect", "--by-writing", "--virtual", image},
                   {.input = {},
                    .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
                    .environment = {{"NO_COLOR", "1"}}});

@@ -874,7 +874,7 @@ TEST_F(SecurityCards, DetectTellsWhatIsThere) {
     insert(one.kind);
     const std::string before = content_of(image());
     expect_success(
-        run_quorra({"detect", "--yes", "--virtual", image()}),
+        run_quorra({"detect", "--by-writing", "--yes", "--virtual", image()}),
         one.words + "next  quorra map --virtual " + image() + " --card " + one.named + "\n");
     EXPECT_EQ(content_of(image()), before) << one.kind;
   }

@@ -188,7 +188,7 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"erase", "--address", "256"},
        "address 0x0100 is not in the memory of a 4442 card, which is 0x0000 to 0x00FF"},
       {{"erase", "--count", "0"}, "a count of 0 leaves nothing to do"},
-      {{"detect"},
+      {{"detect", "--by-writing"},
        "looking for a card: Looking for a card writes to it and puts the bytes back; on a card of "
        "another kind some of them may stay changed. Confirm with --yes."},
       {{"write", "--card", "4428", "--address", "1020", "AABB"},

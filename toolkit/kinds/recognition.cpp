@@ -304,4 +304,13 @@ Recognition recognise(const Session& session) {
   return found;
 }
 
+std::string names_of(const Recognition& found) {
+  std::string names(found.card->name);
+  for (std::size_t i = 0; i < found.others.size(); ++i) {
+    names += i + 1 < found.others.size() ? ", " : " or ";
+    names += found.others[i]->name;
+  }
+  return names;
+}
+
 }  // namespace quorra::toolkit

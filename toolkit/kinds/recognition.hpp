@@ -5,6 +5,7 @@
 // no code is presented, whatever the card is, so it stays as it was to the last bit.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "toolkit/kinds/card.hpp"
@@ -26,5 +27,8 @@ struct Recognition {
 // The card's power is off afterwards; a code that was presented before counts no more. Throws
 // Failure if an exchange with the reader fails.
 Recognition recognise(const Session& session);
+
+// "24c01a, 24c02 or 24c04": the card and the others
+std::string names_of(const Recognition& found);
 
 }  // namespace quorra::toolkit
