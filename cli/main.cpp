@@ -109,6 +109,9 @@ void run(int argc, char** argv, Settings& settings) {
   add_erase(program, settings);
   add_fill(program, settings);
   add_verify(program, settings);
+  add_backup(program, settings);
+  add_restore(program, settings);
+  add_diff(program, settings);
   add_code(program, settings);
   add_protect(program, settings);
   add_personalise(program, settings);

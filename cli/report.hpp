@@ -21,6 +21,17 @@ inline constexpr int schema_version = 1;
 // fields. Throws Failure.
 void tell(const Settings& settings, std::string_view text, const Json& fields);
 
+// Tells the same of a command that found that something is not as it should be, and ends it with
+// exit status 1: throws Told.
+[[noreturn]] void tell_and_fail(const Settings& settings, std::string_view text,
+                                const Json& fields);
+
+// A failure of which all has been told.
+class Told : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 // Tells what is neither a result nor an error, such as what could not be checked: on standard
 // error, or in the array "notes" of the object that `tell` or `tell_error` tells at last.
 void note(const Settings& settings, const std::string& text);

@@ -67,8 +67,8 @@ std::string ProgressDisplay::describe(int done, Clock::duration elapsed) const {
   const double seconds = std::chrono::duration<double>(elapsed).count();
   const double rate = done / seconds;
   const auto left = static_cast<int>((total_ - done) / rate);
-  return fmt::format("{}, {:.0f} bytes/s, {}:{:02} left", how_far(done, total_, done_word_), rate,
-                     left / 60, left % 60);
+  return fmt::format("{}, {:.0f} bytes/s, {}:{:02} left",
+                     toolkit::how_far(done, total_, done_word_), rate, left / 60, left % 60);
 }
 
 std::string ProgressDisplay::bar(int done) const {

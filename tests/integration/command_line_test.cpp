@@ -111,8 +111,8 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
   const Case cases[] = {
       {{},
        "quorra wants one of these behind it: info, detect, map, read, write, erase, fill, verify, "
-       "code, protect, personalise, fuse, units, apdu, atr, memory, security, value, speed, beep, "
-       "power, eject, des, tap, trace" +
+       "backup, restore, diff, code, protect, personalise, fuse, units, apdu, atr, memory, "
+       "security, value, speed, beep, power, eject, des, tap, trace" +
            parse_hint},
       {{"fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"read", "--fast"}, "The following argument was not expected: --fast" + parse_hint},

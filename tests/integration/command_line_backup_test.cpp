@@ -1,0 +1,215 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// The program quorra: backups of cards, restoring them, and differences.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "tests/integration/command_line.hpp"
+
+namespace quorra::testing {
+namespace {
+
+class BackupCommands : public CommandLine {
+ protected:
+  std::string path(const std::string& name) const { return folder / name; }
+
+  static std::string content_of(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  void write(const std::string& name, const std::string& text) const {
+    std::ofstream(path(name), std::ios::binary) << text;
+  }
+
+  std::string backup_of(const std::string& image, const std::string& name) const {
+    const Outcome outcome = run_quorra({"backup", "--virtual", image, path(name)});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    return path(name);
+  }
+};
+
+TEST_F(BackupCommands, BackupIsTheSameEachTime) {
+  for (const char* kind : {"4442", "4428", "24c16", "93c46a", "4406", "102", "1604b", "45d041"}) {
+    const std::string image = new_card(kind, {"--force"});
+    const std::string first = backup_of(image, "first.json");
+    const std::string second = backup_of(image, "second.json");
+    EXPECT_EQ(content_of(first), content_of(second)) << kind;
+    EXPECT_EQ(run_quorra({"diff", first, second}).status, 0) << kind;
+    EXPECT_EQ(run_quorra({"diff", first, "--virtual", image}).status, 0) << kind;
+  }
+}
+
+TEST_F(BackupCommands, BackupTellsWhatItSaved) {
+  const std::string image = new_card("4442");
+  expect_success(run_quorra({"backup", "--virtual", image, path("b.json")}),
+                 "Saved a backup of all 256 bytes of a 4442 card in " + path("b.json") + ".\n");
+  EXPECT_EQ(run_quorra({"backup", "--virtual", image, "-"}).output, content_of(path("b.json")));
+  expect_success(
+      run_quorra({"backup", "--virtual", image, path("c.json"), "--json"}),
+      R"({"schema_version":1,"command":"backup","ok":true,"card":"4442","count":256,"file":")" +
+          path("c.json") + "\",\"hidden\":[]}\n");
+}
+
+TEST_F(BackupCommands, BackupIsRefusedWithoutAFile) {
+  const std::string image = new_card("4442");
+  expect_error(run_quorra({"backup", "--virtual", image}), 2,
+               "quorra: nothing to save the backup in: give FILE, or --image for a virtual card\n");
+  EXPECT_EQ(run_quorra({"backup", "--virtual", image, "--json", "-"}).status, 2);
+}
+
+TEST_F(BackupCommands, BackupMakesAVirtualCard) {
+  for (const char* kind : {"4442", "4428", "24c16", "93c46a", "4406", "102", "1604b"}) {
+    const std::string image = new_card(kind, {"--force"});
+    const std::string copy = path("copy.toml");
+    EXPECT_EQ(run_quorra({"backup", "--virtual", image, "--image", copy}).status, 0) << kind;
+    EXPECT_EQ(content_of(copy), content_of(image)) << kind;
+  }
+}
+
+TEST_F(BackupCommands, RestoreWritesOnlyWhatDiffers) {
+  const std::string image = new_card("24c16");
+  const std::string backup = backup_of(image, "b.json");
+  const std::string before = content_of(image);
+  EXPECT_EQ(run_quorra({"write", "--virtual", image, "--address", "1000", "00", "01"}).status, 0);
+  expect_success(run_quorra({"restore", "--virtual", image, backup, "--plan"}),
+                 "2 bytes to change in 1 frame; bits 1->0: 0, 0->1: 15; erasures: 0; attempts: "
+                 "0.\n0x0360-0x03EF written\n");
+  EXPECT_NE(content_of(image), before);
+  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes"}),
+                 "Restored 2 bytes in 1 frame and read them back.\n");
+  EXPECT_EQ(content_of(image), before);
+  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes"}),
+                 "Nothing to write: the card holds all that can come back.\n");
+  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes", "--all"}),
+                 "Restored 0 bytes in 15 frames and read them back.\n");
+}
+
+TEST_F(BackupCommands, RestoreTellsFirstWhatDoesNotComeBack) {
+  const std::string image = new_card("4442");
+  EXPECT_EQ(
+      run_quorra({"write", "--virtual", image, "--code", "FFFFFF", "--address", "10", "0F"}).status,
+      0);
+  const std::string backup = backup_of(image, "b.json");
+  EXPECT_EQ(
+      run_quorra({"write", "--virtual", image, "--code", "FFFFFF", "--address", "10", "00"}).status,
+      0);
+  EXPECT_EQ(run_quorra({"protect", "--virtual", image, "--code", "FFFFFF", "--address", "10",
+                        "--count", "1", "--yes"})
+                .status,
+            0);
+  const Outcome planned =
+      run_quorra({"restore", "--virtual", image, backup, "--plan", "--code", "FFFFFF"});
+  EXPECT_EQ(planned.status, 1) << planned.errors;
+  EXPECT_EQ(planned.errors, "");
+  EXPECT_EQ(planned.output,
+            "What does not come back:\n"
+            "  code: the backup does not know it\n"
+            "  0x000A  protectable: read-only for good\n"
+            "  0x000A  protectable: has become read-only, which stays\n"
+            "0 bytes to change in 0 frames; bits 1->0: 0, 0->1: 0; erasures: 0; attempts: 1.\n");
+}
+
+TEST_F(BackupCommands, RestoreErasesWhereItsIssuerMay) {
+  const std::string image = new_card("101");
+  const std::string backup = backup_of(image, "b.json");
+  const Arguments code{"--code", "FFFF"};
+  EXPECT_EQ(
+      run_quorra(Arguments{"write", "--virtual", image, "--address", "30", "12"} + code).status, 0);
+  const Arguments restore = Arguments{"restore", "--virtual", image, backup, "--yes"} + code;
+  EXPECT_EQ(run_quorra(restore + Arguments{"--plan"}).status, 1);
+  EXPECT_EQ(run_quorra(restore + Arguments{"--plan", "--erase"}).status, 0);
+  EXPECT_EQ(run_quorra(restore + Arguments{"--erase"}).status, 0);
+  EXPECT_EQ(run_quorra({"diff", "--virtual", image, backup}).status, 0);
+}
+
+TEST_F(BackupCommands, RestoreRefusesAnotherKind) {
+  const std::string backup = backup_of(new_card("4442"), "b.json");
+  const std::string other = new_card("24c02", {"--force"});
+  const std::string before = content_of(other);
+  const Outcome outcome = run_quorra({"restore", "--virtual", other, backup, "--yes"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.errors.find("this is a 24c02, not a 4442"), std::string::npos);
+  expect_error(run_quorra({"restore", "--virtual", other, "--card", "24c02", backup, "--yes"}), 2,
+               "quorra: " + backup + " is a backup of a 4442 card, not of a 24c02\n");
+  EXPECT_EQ(content_of(other), before);
+}
+
+TEST_F(BackupCommands, RestoreRefusesADamagedBackup) {
+  const std::string image = new_card("24c02");
+  std::string text = content_of(backup_of(image, "b.json"));
+  text[text.find("FFFF")] = 'E';
+  write("b.json", text);
+  const Outcome outcome = run_quorra({"restore", "--virtual", image, path("b.json"), "--yes"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.errors.find("the backup was damaged or changed"), std::string::npos);
+  EXPECT_EQ(run_quorra({"restore", "--virtual", image, path("none.json"), "--yes"}).status, 2);
+}
+
+TEST_F(BackupCommands, DiffComparesFilesOfAnyFormat) {
+  write("a.hex", ":02002000DEAD53\n:02003000BEEF21\n:00000001FF\n");
+  write("b.srec", "S1050020DEAC50\nS1050030BEEF1D\nS9030000FC\n");
+  const Outcome outcome = run_quorra({"diff", path("a.hex"), path("b.srec")});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.output, "- " + path("a.hex") + "\n+ " + path("b.srec") +
+                                "\n0x0021\n  0021  - AD\n  0021  + AC\n1 byte differs.\n");
+  expect_success(run_quorra({"diff", path("a.hex"), path("a.hex")}), "No difference in 4 bytes.\n");
+  write("c.hex", ":02002000DEAD53\n:00000001FF\n");
+  EXPECT_NE(
+      run_quorra({"diff", path("a.hex"), path("c.hex")}).output.find("0x0030-0x0031  only in"),
+      std::string::npos);
+}
+
+TEST_F(BackupCommands, DiffComparesAFileWithTheCard) {
+  const std::string image = new_card("4428");
+  write("a.hex", ":02002000DEAD53\n:00000001FF\n");
+  const Arguments diff{"diff", "--virtual", image, path("a.hex")};
+  const Outcome outcome = run_quorra(diff);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output, "- " + path("a.hex") +
+                                "\n+ the card\n0x0020-0x0021  data\n  0020  - DE AD\n"
+                                "  0020  + FF FF\n2 bytes differ.\n");
+  EXPECT_EQ(
+      run_quorra({"write", "--virtual", image, "--code", "FFFF", "--address", "0x20", "DE", "AD"})
+          .status,
+      0);
+  EXPECT_EQ(run_quorra(diff).status, 0);
+  EXPECT_EQ(run_quorra(diff + Arguments{"--address", "1"}).status, 1) << "it is added";
+  EXPECT_EQ(run_quorra(diff + Arguments{"--at", "data"}).status, 0);
+  expect_error(
+      run_quorra(diff + Arguments{"--address", "0x3DF"}), 2,
+      "quorra: " + path("a.hex") + " has a byte at 0x0400, and a 4428 card has 1024 bytes\n");
+  EXPECT_EQ(run_quorra(diff + Arguments{"--at", "dat"}).status, 2);
+}
+
+TEST_F(BackupCommands, DiffTellsProgramsAllDifferences) {
+  write("a.bin", "AB");
+  write("b.bin", "AC");
+  const Outcome outcome = run_quorra({"diff", "--json", path("a.bin"), path("b.bin")});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.output,
+            R"({"schema_version":1,"command":"diff","ok":false,"exit_status":1,"left":")" +
+                path("a.bin") + R"(","right":")" + path("b.bin") +
+                R"(","equal":false,"kinds_differ":false,"differences":[{"address":1,"region":"",)"
+                R"("left":"42","right":"43"}],"only_left":[],"only_right":[],"protection":[],)"
+                R"("counters":[]})"
+                "\n");
+}
+
+TEST_F(BackupCommands, DiffRefusesWhatIsDamaged) {
+  write("a.hex", ":02002000DEAD54\n:00000001FF\n");
+  const Outcome outcome = run_quorra({"diff", path("a.hex"), path("a.hex")});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.errors.find("a.hex: line 1: the checksum is 54"), std::string::npos);
+  EXPECT_EQ(run_quorra({"diff", "--format", "raw", path("a.hex"), path("a.hex")}).status, 0);
+  EXPECT_EQ(run_quorra({"diff", "--format", "hex", path("a.hex"), path("a.hex")}).status, 2);
+}
+
+}  // namespace
+}  // namespace quorra::testing
