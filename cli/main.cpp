@@ -128,7 +128,7 @@ void run(int argc, char** argv, Settings& settings) {
   add_eject(program, settings);
   add_des(program);
   add_tap(program, settings);
-  add_trace(program);
+  add_trace(program, settings);
   name_subcommands(program, settings, "");
   try {
     program.parse(argc, argv);

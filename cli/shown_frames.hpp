@@ -8,20 +8,19 @@
 
 #include <string>
 
-#include "cli/parse.hpp"
+#include "cli/connection.hpp"
 #include "toolkit/wire/telling.hpp"
 
 namespace quorra::cli {
 
 struct FrameOptions {
-  bool json = false;
   wire::Codes codes = wire::Codes::hidden;
 };
 
-// --json and --show-codes
+// --show-codes
 void add_frame_options(CLI::App& command, FrameOptions& options);
 
-// The frame in words or as JSON, with its line end.
-std::string told(const wire::Decoded& frame, const FrameOptions& options);
+// The frame in words or, with --json, as an object in one line; with its line end.
+std::string told(const wire::Decoded& frame, const Settings& settings, const FrameOptions& options);
 
 }  // namespace quorra::cli

@@ -40,6 +40,6 @@ void add_power(CLI::App& program, const Settings& settings);
 void add_eject(CLI::App& program, const Settings& settings);
 void add_des(CLI::App& program);
 void add_tap(CLI::App& program, const Settings& settings);
-void add_trace(CLI::App& program);
+void add_trace(CLI::App& program, const Settings& settings);
 
 }  // namespace quorra::cli

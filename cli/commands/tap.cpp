@@ -174,14 +174,14 @@ void show_now(const std::string& text) {
   }
 }
 
-std::string beginning(const TapOptions& options, const std::string& configuration,
+std::string beginning(const Settings& settings, const std::string& configuration,
                       const std::string& name) {
-  if (!options.frames.json) return configuration;
+  if (!settings.json) return configuration;
   return nlohmann::ordered_json{{"terminal", name}, {"configuration", configuration}}.dump() + '\n';
 }
 
-void serve_tap(const Tapped& tapped, const TapOptions& options, wire::Tap& tap,
-               const Interruption& interruption) {
+void serve_tap(const Settings& settings, const Tapped& tapped, const TapOptions& options,
+               wire::Tap& tap, const Interruption& interruption) {
   std::optional<Recorder> recorder;
   if (options.recording) recorder.emplace(*options.recording, tapped.device);
   std::optional<NamedLink> link;
@@ -193,14 +193,14 @@ void serve_tap(const Tapped& tapped, const TapOptions& options, wire::Tap& tap,
   if (options.written_configuration) {
     write_file(*options.written_configuration, {configuration.begin(), configuration.end()});
   }
-  show_now(beginning(options, configuration, name));
+  show_now(beginning(settings, configuration, name));
 
   wire::Decoder decoder;
   const bool was_stopped = tap.run(interruption.descriptor(), [&](const wire::Frame& frame) {
     const wire::Decoded decoded = decoder.take(frame);
     // Recorded first: showing it may fail.
     if (recorder) recorder->add(decoded, options.frames.codes);
-    show_now(told(decoded, options.frames));
+    show_now(told(decoded, settings, options.frames));
   });
   if (!was_stopped) fail_to_tap(tapped.device, "the line hung up");
 }
@@ -212,7 +212,7 @@ void run_tap(const Settings& settings, const TapOptions& options) {
   const Interruption interruption;
   try {
     wire::Tap tap(tapped.device, sequences);
-    serve_tap(tapped, options, tap, interruption);
+    serve_tap(settings, tapped, options, tap, interruption);
   } catch (const DeviceError& error) {
     fail_to_tap(tapped.device, error.what());
   } catch (const std::system_error& error) {

@@ -40,12 +40,12 @@ Bytes content_of_recording(const std::string& file) {
   return content;
 }
 
-void run_trace(const TraceOptions& options) {
+void run_trace(const Settings& settings, const TraceOptions& options) {
   const Bytes content = content_of_recording(options.file);
   const wire::Recording recording = wire::read_recording(content);
   wire::Decoder decoder;
   for (const wire::Frame& frame : recording.frames) {
-    print(told(decoder.take(frame), options.frames));
+    print(told(decoder.take(frame), settings, options.frames));
   }
   if (!recording.error.empty()) {
     throw Failure(fmt::format("reading {}: {}",
@@ -56,7 +56,7 @@ void run_trace(const TraceOptions& options) {
 
 }  // namespace
 
-void add_trace(CLI::App& program) {
+void add_trace(CLI::App& program, const Settings& settings) {
   const auto options = std::make_shared<TraceOptions>();
   CLI::App* command = program.add_subcommand(
       "trace", "Show a recording of the line to a reader, as quorra tap makes it, in words");
@@ -65,7 +65,7 @@ void add_trace(CLI::App& program) {
       ->required();
   add_frame_options(*command, options->frames);
   add_examples(*command, {"quorra trace session.pcapng", "quorra trace --json session.pcapng"});
-  command->callback([options] { run_trace(*options); });
+  command->callback([&settings, options] { run_trace(settings, *options); });
 }
 
 }  // namespace quorra::cli

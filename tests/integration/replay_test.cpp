@@ -52,14 +52,14 @@ class Recorded : public WireBench {
   }
 };
 
-const Arguments read_some{"read", "--card", "24c16", "--count", "20"};
+// Of the reader itself: no card is looked for.
+const Arguments read_some{"memory", "read", "--address", "0", "--count", "20"};
 
 TEST_F(Recorded, IsPlayedBack) {
-  record("24c16",
-         {read_some, {"write", "--card", "24c16", "--address", "0", "--text", "Hello"}, read_some});
+  record("24c16", {read_some, {"memory", "write", "--address", "0", "--text", "Hello"}, read_some});
   start_replay();
   EXPECT_THAT(run_at_tap(read_some), HasSubstr("0000  FF FF FF FF FF"));
-  run_at_tap({"write", "--card", "24c16", "--address", "0", "--text", "Hello"});
+  run_at_tap({"memory", "write", "--address", "0", "--text", "Hello"});
   EXPECT_THAT(run_at_tap(read_some), HasSubstr("0000  48 65 6C 6C 6F FF"));
   reader->signal(SIGTERM);
   expect_replay(0, "");
@@ -68,10 +68,10 @@ TEST_F(Recorded, IsPlayedBack) {
 TEST_F(Recorded, TellsWhereAProgramDeparts) {
   record("24c16", {read_some});
   start_replay();
-  const auto program = start_program({"read", "--card", "24c16", "--count", "21"});
+  const auto program = start_program({"memory", "read", "--address", "0", "--count", "21"});
   expect_replay(1,
-                "quorra-sim: frame 3: expected AA 61 00 07 64 00 00 00 00 00 14 BC, received AA 61 "
-                "00 07 64 00 00 00 00 00 15 BD\n");
+                "quorra-sim: frame 3: expected AA B7 00 07 80 00 00 00 00 00 14 8E, received AA B7 "
+                "00 07 80 00 00 00 00 00 15 8F\n");
 }
 
 TEST_F(Recorded, TellsThatAProgramGoesOn) {
@@ -96,21 +96,21 @@ TEST_F(Recorded, TellsThatAProgramStopsEarly) {
 
 // Codes that are zeros in the recording may be any, and are not told.
 TEST_F(Recorded, WithoutCodesTakesAnyCode) {
-  record("4442", {{"code", "present", "31587F"}}, {}, {"--code", "31587F"});
+  record("4442", {{"security", "compare", "FFFFFF"}});
   start_replay();
-  run_at_tap({"code", "present", "999999"});
+  run_at_tap({"security", "compare", "999999"});
   reader->signal(SIGTERM);
   expect_replay(0, "");
 }
 
 TEST_F(Recorded, WithCodesWantsThem) {
-  record("4442", {{"code", "present", "31587F"}}, {"--show-codes"}, {"--code", "31587F"});
+  record("4442", {{"security", "compare", "FFFFFF"}}, {"--show-codes"});
   start_replay();
-  const auto program = start_program({"code", "present", "999999"});
+  const auto program = start_program({"security", "compare", "999999"});
   const Outcome outcome = reader->wait();
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.errors, HasSubstr("expected AA 64 00 08 79 00 00 00 00 ** ** ** **, received "
-                                        "AA 64 00 08 79 00 00 00 00 ** ** ** **\n"));
+  EXPECT_THAT(outcome.errors, HasSubstr("expected AA B5 00 08 80 00 00 01 82 ** ** ** **, received "
+                                        "AA B5 00 08 80 00 00 01 82 ** ** ** **\n"));
 }
 
 TEST_F(Recorded, CutIsShownAndPlayedAsFarAsItGoes) {
@@ -164,9 +164,9 @@ class Dissected : public Recorded {
 
 TEST_F(Dissected, TellsWhatFramesSay) {
   record("24c16", {read_some});
-  EXPECT_EQ(fields("quorra.command == 0x61", {"frame.p2p_dir", "quorra.card", "quorra.address",
+  EXPECT_EQ(fields("quorra.command == 0xb7", {"frame.p2p_dir", "quorra.card", "quorra.address",
                                               "quorra.count", "_ws.col.Info", "quorra.reply_in"}),
-            "0\t0x64\t0x0000\t20\tread, 24c16, address 0x0000, count 20\t4\n");
+            "0\t0x80\t0x0000\t20\tread, reader, address 0x0000, count 20\t4\n");
   EXPECT_EQ(
       fields("frame.number == 4", {"frame.p2p_dir", "quorra.status", "quorra.data", "_ws.col.Info",
                                    "quorra.request_in"}),
@@ -183,8 +183,8 @@ TEST_F(Dissected, TellsWhatFramesSay) {
 }
 
 TEST_F(Dissected, NamesCodes) {
-  record("4442", {{"code", "present", "31587F"}}, {"--show-codes"}, {"--code", "31587F"});
-  EXPECT_EQ(fields("quorra.command == 0x64", {"quorra.code"}), "31587f\n");
+  record("4442", {{"security", "compare", "FFFFFF"}}, {"--show-codes"});
+  EXPECT_EQ(fields("quorra.command == 0xb5", {"quorra.code"}), "ffffff\n");
 }
 
 TEST_F(Dissected, HandsCommandsOfT1Over) {
@@ -219,9 +219,9 @@ TEST_F(Dissected, TellsSpoiltFrames) {
   start_reader(new_card("4442"));
   start_tap({"--output", recording()});
   control(R"({"command":"fault","kind":"wrong_check","on":"0xB0"})");
-  EXPECT_EQ(run_quorra({"info", "--config", tapped_configuration()}).status, 1);
+  EXPECT_EQ(run_quorra({"info", "--config", tapped_configuration()}).status, 3);
   control(R"({"command":"fault","kind":"noise","count":2,"on":"0xB0"})");
-  EXPECT_EQ(run_quorra({"info", "--config", tapped_configuration()}).status, 1);
+  EXPECT_EQ(run_quorra({"info", "--config", tapped_configuration()}).status, 3);
   stop_tap();
   EXPECT_EQ(fields("quorra.check.wrong", {"frame.number"}), "2\n");
   EXPECT_EQ(fields("quorra.stray", {"_ws.col.Info"}), "2 stray bytes\n");

@@ -125,9 +125,9 @@ TEST_F(Tap, ShowsSpoiltAndPartialFrames) {
   start_reader(new_card("4442"));
   start_tap();
   control(R"({"command":"fault","kind":"wrong_check","on":"0xB0"})");
-  EXPECT_EQ(run_quorra({"info", "--config", tapped_configuration()}).status, 1);
+  EXPECT_EQ(run_quorra({"info", "--config", tapped_configuration()}).status, 3);
   control(R"({"command":"fault","kind":"noise","count":2,"on":"0xB0"})");
-  EXPECT_EQ(run_quorra({"info", "--config", tapped_configuration()}).status, 1);
+  EXPECT_EQ(run_quorra({"info", "--config", tapped_configuration()}).status, 3);
   run_at_tap({"read", "--count", "1"});
   const std::string shown = stop_tap();
   EXPECT_THAT(shown, HasSubstr("10 bytes; check byte C8 is wrong\n"));
@@ -322,7 +322,7 @@ class TapInTerminalMode : public CommandLine {
                                configuration + "; do sleep 0.01; done\n" +
                                "terminal=$(sed -n 's/.* has to be //p' " + configuration + ")\n" +
                                "QUORRA_CONFIG=" + configuration + " " + QUORRA_TERMINAL_PROGRAM +
-                               " > $terminal\n" + "until grep -q chk_24c02 " + shown +
+                               " > $terminal\n" + "until grep -aq chk_24c02 " + recording +
                                "; do sleep 0.01; done\nkill $tap; wait $tap; echo tap $?\n";
     return run({QUORRA_SIM_PROGRAM, "--card", new_card("4442", {"--data", "0x20:1B5B34691B"}),
                 "--terminal", "--", "/bin/sh", "-c", script});
