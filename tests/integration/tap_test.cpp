@@ -346,7 +346,7 @@ TEST_F(TapInTerminalMode, ShowsFramesAndTheScreen) {
   EXPECT_THAT(told, HasSubstr("-> read, 4442 or 4432, address 0x0000, count 144; check byte 25 is "
                               "right\n"));
   EXPECT_THAT(told, HasSubstr("-> to the screen, "));
-  EXPECT_THAT(told, HasSubstr("|srd_4442 0: A2 1"));
+  EXPECT_THAT(content_of(recording), HasSubstr("srd_4442 0: A2 13 10 91"));
   // The recording tells the same, without what the tap said first.
   const std::string traced = run_quorra({"trace", recording}).output;
   EXPECT_FALSE(traced.empty());
