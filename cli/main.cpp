@@ -142,7 +142,7 @@ void run(int argc, char** argv, Settings& settings) {
 }
 
 // The same, with its errors told: the exit status.
-int run_and_report(int argc, char** argv) {
+int run_and_tell(int argc, char** argv) {
   Settings settings;
   // An error in the command line is told as it wants to be told of errors.
   settings.json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
@@ -152,6 +152,15 @@ int run_and_report(int argc, char** argv) {
     return exit_success;
   } catch (const std::exception& error) {
     return tell_error(settings, error);
+  }
+}
+
+int run_and_report(int argc, char** argv) {
+  try {
+    return run_and_tell(argc, argv);
+  } catch (const std::exception& error) {  // that could not be told as it was wanted
+    print_error(error.what());
+    return exit_failed;
   }
 }
 
