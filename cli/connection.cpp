@@ -22,6 +22,7 @@
 #include "simulator/cards/kinds.hpp"
 #include "simulator/status.hpp"
 #include "toolkit/session/configuration.hpp"
+#include "toolkit/session/configuration_places.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -51,13 +52,49 @@ void check_speed(const Configuration& configuration, int speed) {
                                fmt::join(speeds, ", ")));
 }
 
-// The configuration file, if one is named.
+// That of a reader that is no virtual one.
 std::optional<Configuration> read_configuration(const Settings& settings) {
   expect_one_reader(settings);
-  if (!settings.configuration) return std::nullopt;
-  Configuration configuration = configuration_of_option(*settings.configuration);
+  if (settings.names_virtual_reader()) return std::nullopt;
+  Configuration configuration = configuration_of(settings);
   check_speed(configuration, settings.speed.value_or(default_speed));
   return configuration;
+}
+
+[[noreturn]] void refuse_no_reader() {
+  throw UsageError(fmt::format(
+      "no reader given. No configuration file is there, either: {} is not set, and there is no\n"
+      "  {}\n"
+      "\"quorra setup\" looks for readers and writes such a file. Or name a reader with\n"
+      "  --device DEVICE  the serial device at which it is\n"
+      "  --config FILE    its configuration file\n"
+      "  --virtual IMAGE  the image of a card for a virtual reader, which needs no hardware;\n"
+      "                   \"quorra-sim new 4442 IMAGE\" makes one",
+      configuration_variable, fmt::join(configuration_places(), "\n  ")));
+}
+
+// What `make` makes of a name. What gave the name begins the messages.
+template <typename Make>
+Configuration named_by(std::string_view origin, const std::string& name, Make make) {
+  try {
+    return make(name);
+  } catch (const UsageError& error) {
+    throw UsageError(fmt::format("{}: {}", origin, error.what()));
+  }
+}
+
+// What `open` returns. If it fails, the message says where the reader was found.
+template <typename Open>
+auto saying_where_found(const Settings& settings, Open open) {
+  try {
+    return open();
+  } catch (const Interrupted&) {
+    throw;
+  } catch (const NoReader& error) {
+    throw NoReader(error.what() + where_found(settings), error.particulars());
+  } catch (const Failure& error) {
+    throw Failure(error.what() + where_found(settings), error.particulars());
+  }
 }
 
 // Reads N=FILE.
@@ -142,29 +179,42 @@ const Card& card_of_image(const std::string& image) {
   return *card;
 }
 
+std::optional<std::string> found_file() {
+  auto file = configuration_of_environment();
+  return file ? file : find_configuration();
+}
+
 void expect_one_reader(const Settings& settings) {
-  if (settings.configuration && settings.names_virtual_reader()) {
-    throw UsageError(fmt::format("there is one reader: give --config or {}, not both",
-                                 settings.image ? "--virtual" : "--virtual-sam"));
+  std::vector<std::string_view> named;
+  if (settings.configuration) named.emplace_back("--config");
+  if (settings.device) named.emplace_back("--device");
+  if (settings.image) named.emplace_back("--virtual");
+  if (!settings.image && !settings.sams.empty()) named.emplace_back("--virtual-sam");
+  if (named.size() > 1) {
+    throw UsageError(fmt::format("there is one reader: give {}, not {}", fmt::join(named, " or "),
+                                 named.size() == 2 ? "both" : "several"));
   }
   if (settings.speed && settings.names_virtual_reader()) {
     throw UsageError("--speed belongs to --config; a virtual reader has no speed");
   }
-  if (!settings.configuration && !settings.names_virtual_reader()) {
-    throw UsageError(
-        "no reader given. Name one with\n"
-        "  --config FILE    the configuration file of a reader\n"
-        "  --virtual IMAGE  the image of a card for a virtual reader, which needs no hardware;\n"
-        "                   \"quorra-sim new 4442 IMAGE\" makes one");
-  }
+  if (!settings.names_reader() && !found_file()) refuse_no_reader();
 }
 
-Configuration configuration_of_option(const std::string& file) {
-  try {
-    return Configuration(file);
-  } catch (const UsageError& error) {
-    throw UsageError(fmt::format("--config: {}", error.what()));
+Configuration configuration_of(const Settings& settings) {
+  if (settings.device) return named_by("--device", *settings.device, Configuration::of_device);
+  const auto read = [](const std::string& file) { return Configuration(file); };
+  if (settings.configuration) return named_by("--config", *settings.configuration, read);
+  if (const auto file = configuration_of_environment()) {
+    return named_by(configuration_variable, *file, read);
   }
+  const auto file = find_configuration();
+  if (!file) refuse_no_reader();
+  return Configuration(*file);
+}
+
+std::string where_found(const Settings& settings) {
+  const auto file = settings.names_reader() ? std::nullopt : found_file();
+  return file ? fmt::format("; the reader is that of {}", *file) : std::string();
 }
 
 std::span<const int> line_speeds(const Configuration& configuration) {
@@ -241,8 +291,10 @@ class OpenReader {
 Connection::Connection(const Settings& settings, Subject subject)
     : shows_progress_(!settings.quiet),
       progress_(settings.progress),
-      reader_(settings.reader ? settings.reader : std::make_shared<OpenReader>(settings, subject)) {
-  if (!settings.reader) expect_reader();
+      reader_(settings.reader ? settings.reader : saying_where_found(settings, [&] {
+        return std::make_shared<OpenReader>(settings, subject);
+      })) {
+  if (!settings.reader) saying_where_found(settings, [this] { expect_reader(); });
 }
 
 Connection::Connection(const Settings& settings, std::shared_ptr<OpenReader> reader)

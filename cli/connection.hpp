@@ -25,11 +25,13 @@ inline constexpr int default_speed = 9600;
 // A reader with which a session is open.
 class OpenReader;
 
-// The options that every command has. At most one of `configuration` and `image` is given.
+// The options that every command has. Of `configuration`, `device`
+// and `image`, at most one is given.
 struct Settings {
   const Card* card = nullptr;                // the one of --card
   bool force = false;                        // --card counts, whatever the card seems to be
   std::optional<std::string> configuration;  // the reader's configuration file
+  std::optional<std::string> device;         // or the device at which it is
   std::optional<int> speed;                  // of the line to the reader
   std::optional<std::string> image;          // the card image for a virtual reader
   std::vector<std::string> sams;             // the SAMs in it: "N=FILE"
@@ -42,17 +44,25 @@ struct Settings {
   std::shared_ptr<OpenReader> reader = {};  // the one of a file of commands, which share it
 
   bool names_virtual_reader() const { return image || !sams.empty(); }
+  bool names_reader() const { return configuration || device || names_virtual_reader(); }
 };
 
-// Throws UsageError if the settings name no reader, or two.
+// Throws UsageError if the settings name two readers, or none and none is found, either.
 void expect_one_reader(const Settings& settings);
 
 // The kind of the card image of a virtual reader. Throws UsageError, also if it is that of a
 // processor card.
 const Card& card_of_image(const std::string& image);
 
-// The file of --config, whose name begins the messages. Throws as Configuration does.
-Configuration configuration_of_option(const std::string& file);
+// The configuration file of the environment, or else of a place where it is found.
+std::optional<std::string> found_file();
+
+// That of the reader that is no virtual one: of --device, --config, the environment, or a place
+// where it is found. What named the file begins the messages. Throws UsageError.
+Configuration configuration_of(const Settings& settings);
+
+// What ends a message about a reader that was found: "; the reader is that of FILE".
+std::string where_found(const Settings& settings);
 
 // The speeds at which the library opens the line that a configuration file describes; it takes any
 // other for 9600.

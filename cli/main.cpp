@@ -55,7 +55,11 @@ void set_progress(Settings& settings, const std::string& text) {
 }
 
 void add_settings(CLI::App& program, Settings& settings) {
-  add_file(program, "--config", settings.configuration, "The reader's configuration file");
+  add_file(program, "--device", settings.device, "The serial device at which the reader is")
+      ->type_name("DEVICE");
+  add_file(program, "--config", settings.configuration,
+           "The reader's configuration file; without it, --device and --virtual, the one of "
+           "QUORRA_CONFIG, ~/.config/quorra/reader.conf, or /etc/quorra/reader.conf");
   add_number(program, "--speed", settings.speed, "The speed of the line to the reader")
       ->default_str(fmt::format("{}", default_speed));
   add_file(program, "--virtual", settings.image,

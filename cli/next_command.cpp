@@ -25,6 +25,7 @@ std::string shell_word(std::string_view word) {
 
 std::string next_command(std::string_view subcommand, const Settings& settings) {
   std::string command = fmt::format("quorra {}", subcommand);
+  if (settings.device) command += " --device " + shell_word(*settings.device);
   if (settings.configuration) command += " --config " + shell_word(*settings.configuration);
   if (settings.speed) command += fmt::format(" --speed {}", *settings.speed);
   if (settings.image) command += " --virtual " + shell_word(*settings.image);

@@ -33,14 +33,14 @@ struct SetOptions {
   bool yes = false;
 };
 
-// The configuration file, which there is. A virtual reader that lives no longer than the command
-// cannot be left at another speed.
-Configuration configuration_of(const Settings& settings) {
+// That of a reader that is no virtual one, which lives no longer than the command and cannot be
+// left at another speed.
+Configuration line_of(const Settings& settings) {
   if (settings.names_virtual_reader()) {
     throw UsageError("speed belongs to --config; a virtual reader has no speed");
   }
-  if (!settings.configuration) throw UsageError("no reader given: name one with --config FILE");
-  return configuration_of_option(*settings.configuration);
+  expect_one_reader(settings);
+  return configuration_of(settings);
 }
 
 bool line_has(const Configuration& configuration, int speed) {
@@ -78,7 +78,7 @@ std::string how_to_find(const Settings& settings) {
 }
 
 void show_speed(const Settings& settings) {
-  static_cast<void>(configuration_of(settings));
+  static_cast<void>(line_of(settings));
   try {
     const Connection connection(settings, Subject::anything);
   } catch (const NoReader& error) {
@@ -88,7 +88,7 @@ void show_speed(const Settings& settings) {
 }
 
 void run_find(const Settings& settings) {
-  const Configuration configuration = configuration_of(settings);
+  const Configuration configuration = line_of(settings);
   int speed = 0;
   {
     const Interruption interruption;
@@ -157,7 +157,7 @@ void run_set(const Settings& settings, const SetOptions& options) {
     throw UsageError(fmt::format("N: {} is none of the speeds of a reader: {}", options.speed,
                                  fmt::join(reader_speeds, ", ")));
   }
-  const Configuration configuration = configuration_of(settings);
+  const Configuration configuration = line_of(settings);
   const Settings changed = at_speed(settings, options.speed);
   if (options.find) {
     find_and_change(configuration, options.speed, options.yes);

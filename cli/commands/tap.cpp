@@ -75,10 +75,13 @@ Tapped what_to_tap(const Settings& settings, const TapOptions& options) {
         "a virtual reader that ends with the command has no line to tap; quorra-sim "
         "is one that goes on");
   }
-  Tapped tapped{.device = options.device, .texts = {}};
+  if (settings.device && (settings.configuration || !options.device.empty())) {
+    throw UsageError("there is one reader: give --device, --config or DEVICE, not several");
+  }
+  Tapped tapped{.device = settings.device.value_or(options.device), .texts = {}};
   if (options.terminal) tapped.texts.emplace();
   if (settings.configuration) {
-    configuration_of_option(*settings.configuration).read();
+    configuration_of(settings).read();
     if (term_flg == 1) {
       if (!options.device.empty()) {
         throw UsageError("--config names a device already; give it or DEVICE, not both");

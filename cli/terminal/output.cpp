@@ -36,7 +36,11 @@ Json addresses_of(const std::vector<bool>& flags, int first) {
 std::vector<NamedFile> files_of(const Settings& settings) {
   std::vector<NamedFile> files;
   if (settings.configuration) files.push_back({"--config", *settings.configuration});
+  if (settings.device) files.push_back({"--device", *settings.device});
   if (settings.image) files.push_back({"--virtual", *settings.image});
+  if (!settings.names_reader()) {
+    if (auto file = found_file()) files.push_back({"the reader", std::move(*file)});
+  }
   for (const std::string& sam : settings.sams) {
     files.push_back({"--virtual-sam", sam.substr(sam.find('=') + 1)});
   }

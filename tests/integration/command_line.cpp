@@ -15,6 +15,9 @@ Arguments operator+(Arguments left, const Arguments& right) {
 
 Outcome run_quorra(const Arguments& arguments, Surroundings surroundings) {
   surroundings.environment.try_emplace("NO_COLOR", std::nullopt);
+  // A reader of the one who runs the tests is not found.
+  surroundings.environment.try_emplace("QUORRA_CONFIG", std::nullopt);
+  surroundings.environment.try_emplace("XDG_CONFIG_HOME", "/nowhere");
   return run(Arguments{QUORRA_PROGRAM} + arguments, surroundings);
 }
 

@@ -271,7 +271,9 @@ TEST_F(Services, SpeedsAreChecked) {
                  "--find: a serial device has no such speed, but 9600, 19200, 38400, 57600, "
                  "115200");
   for (const Arguments& command : {Arguments{"show"}, {"find"}, {"set", "9600", "--yes"}}) {
-    expect_refused(command, "no reader given: name one with --config FILE");
+    const Outcome outcome = run_quorra(Arguments{"speed"} + command);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.errors.find("quorra: no reader given."), 0U);
     expect_refused(command + Arguments{"--virtual", "x"},
                    "speed belongs to --config; a virtual reader has no speed");
   }

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace quorra::toolkit {
 namespace {
@@ -41,7 +42,8 @@ std::string line_for_device(const std::string& name) {
   std::error_code error;
   std::string line = device_line(std::filesystem::absolute(name).lexically_normal());
   if (line.size() < longest_piece) return line;
-  return device_line(std::filesystem::canonical(name, error));
+  const std::filesystem::path other = std::filesystem::canonical(name, error);
+  return error ? line : device_line(other);
 }
 
 void expect_regular_file(const std::string& file, const struct stat& found) {
@@ -110,10 +112,24 @@ Descriptor copy_of(const std::string& content) {
   return copy;
 }
 
-Descriptor checked_copy_of(const std::string& file) {
-  const std::string content = content_of_configuration(file);
+std::string checked_content_of(const std::string& file) {
+  std::string content = content_of_configuration(file);
   expect_whole_device(file, content);
-  return copy_of(content);
+  return content;
+}
+
+// The library would read another name.
+void expect_readable_name(const std::string& device, std::string_view line) {
+  if (line.size() >= longest_piece) {
+    refuse(device, fmt::format("is too long a name for a device: up to {} characters are possible",
+                               longest_piece - 1 - device_line("").size()));
+  }
+  constexpr std::string_view changed = " =\\\r\n";
+  if (line.substr(device_line("").size()).find_first_of(changed) != std::string_view::npos) {
+    refuse(device,
+           "is no name that a configuration file could hold: there is a blank, a line end, "
+           "'=' or '\\' in it. Give the device another name, by a symbolic link");
+  }
 }
 
 // The device that the library, which has read the file, is going to open.
@@ -132,11 +148,22 @@ std::string device_of(const std::string& file) {
 }  // namespace
 
 Configuration::Configuration(const std::string& file)
-    : file_(file),
-      copy_(checked_copy_of(file)),
+    : Configuration(file, checked_content_of(file)) {}
+
+Configuration::Configuration(std::string name, const std::string& content)
+    : name_(std::move(name)),
+      copy_(copy_of(content)),
       path_(fmt::format("/proc/self/fd/{}", copy_.number())) {}
 
+Configuration Configuration::of_device(const std::string& device) {
+  const std::string line = line_for_device(device);
+  expect_readable_name(device, line);
+  return {device, line + '\n'};
+}
+
 void Configuration::read() const {
+  // The library writes over the name that an earlier file left, without an end behind it.
+  std::ranges::fill(DRVCOMM, '\0');
   const int result = getpar(path_.c_str());
   if (result >= 0) return;
   throw UsageError(
@@ -145,7 +172,7 @@ void Configuration::read() const {
 
 Device Configuration::open_device() const {
   read();
-  const std::string device = device_of(file_);
+  const std::string device = device_of(name_);
   try {
     return Device(device);
   } catch (const DeviceMissing& error) {

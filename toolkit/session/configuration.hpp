@@ -21,6 +21,13 @@ class Configuration {
   // one, or one whose device the library would not take as it stands there.
   explicit Configuration(const std::string& file);
 
+  // As a file would be that names this device, by its other name if this one does not fit in a
+  // line. Throws UsageError.
+  static Configuration of_device(const std::string& device);
+
+  // The file, or the device.
+  const std::string& name() const { return name_; }
+
   // The name of the copy, for functions of the library.
   const std::string& path() const { return path_; }
 
@@ -32,7 +39,9 @@ class Configuration {
   Device open_device() const;
 
  private:
-  std::string file_;
+  Configuration(std::string name, const std::string& content);
+
+  std::string name_;
   Descriptor copy_;
   std::string path_;
 };
