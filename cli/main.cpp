@@ -8,19 +8,24 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Error.hpp>
-#include <CLI/Formatter.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <exception>
+#include <memory>
 #include <sstream>
 #include <string_view>
+#include <vector>
 
+#include "cli/command_words.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/exit_status.hpp"
 #include "cli/files.hpp"
+#include "cli/nearest.hpp"
 #include "cli/options.hpp"
 #include "cli/report.hpp"
+#include "cli/terminal/help_format.hpp"
 #include "cli/terminal/interruption.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "simulator/files.hpp"
@@ -37,12 +42,24 @@ constexpr std::string_view footer =
     "  quorra-sim new 4442 card.toml\n"
     "  quorra read --virtual card.toml";
 
-const Card& card_named(const std::string& name) {
+const Card& card_named(const std::string& given) {
+  std::string name = given;
+  std::ranges::transform(name, name.begin(), [](unsigned char character) {
+    return static_cast<char>(std::tolower(character));
+  });
   if (const Card* card = find_card(name)) return *card;
+  if (name == "cpu") {
+    throw CLI::ValidationError("--card",
+                               "quorra apdu speaks with processor cards, and needs no --card");
+  }
+  std::vector<std::string> names;
+  for (const Card& card : all_cards()) {
+    names.emplace_back(card.name);
+  }
+  const std::string near = suggestion(name, names);
   throw CLI::ValidationError(
-      "--card", name == "cpu"
-                    ? "quorra apdu speaks with processor cards, and needs no --card"
-                    : fmt::format("'{}' is no kind of card; there are {}", name, card_names()));
+      "--card", fmt::format("'{}' is no kind of card{} {}", given,
+                            near.empty() ? "; there are" : near + " There are", card_names()));
 }
 
 void set_progress(Settings& settings, const std::string& text) {
@@ -100,6 +117,7 @@ void name_subcommands(CLI::App& app, Settings& settings, const std::string& word
 // Reads the command line and does what it says.
 void run(int argc, char** argv, Settings& settings) {
   CLI::App program("Work with memory cards and processor cards in a card reader.", "quorra");
+  program.formatter(std::make_shared<HelpFormat>());
   program.footer(std::string(footer));
   program.set_version_flag("--version", "quorra " QUORRA_VERSION);
   want_subcommand(program);
@@ -133,7 +151,12 @@ void run(int argc, char** argv, Settings& settings) {
   add_des(program);
   add_tap(program, settings);
   add_trace(program, settings);
+  add_help(program, settings);
   name_subcommands(program, settings, "");
+  // The shells ask for this.
+  if (argc > 1 && std::string_view(argv[1]) == "complete") {
+    return print(complete(program, {argv + 2, argv + argc}));
+  }
   try {
     program.parse(argc, argv);
   } catch (const CLI::Success& request) {  // help or version
@@ -141,7 +164,9 @@ void run(int argc, char** argv, Settings& settings) {
     program.exit(request, text);
     print(text.str());
   } catch (const CLI::ParseError& error) {
-    throw UsageError(fmt::format("{}; see quorra --help", error.what()));
+    const std::string what = explain(program, error);
+    throw UsageError(
+        fmt::format("{}{} quorra --help", what, what.ends_with('?') ? " See" : "; see"));
   }
 }
 

@@ -112,7 +112,7 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{},
        "quorra wants one of these behind it: info, detect, map, read, write, erase, fill, verify, "
        "backup, restore, diff, code, protect, personalise, fuse, units, apdu, atr, memory, "
-       "security, value, speed, beep, power, eject, des, tap, trace" +
+       "security, value, speed, beep, power, eject, des, tap, trace, help" +
            parse_hint},
       {{"fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"read", "--fast"}, "The following argument was not expected: --fast" + parse_hint},
@@ -124,7 +124,8 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"code", "change", "112233"}, "--code is required" + parse_hint},
       {{"protect"}, "--address is required" + parse_hint},
       {{"read", "--card", "4443"},
-       "--card: '4443' is no kind of card; there are 4442, 4432, 4428, 4418, 24c01a, 24c02, 24c04, "
+       "--card: '4443' is no kind of card; did you mean '4442'? There are 4442, 4432, 4428, 4418, "
+       "24c01a, 24c02, 24c04, "
        "24c08, 24c16, 24c32, 24c64, 93c46a, 93c46, 93c57, 93c66, 45d041, 4404, 4406, 101, 102, "
        "1604, 1604b" +
            parse_hint},
