@@ -144,6 +144,8 @@ void run(int argc, char** argv, Settings& settings) {
   add_memory(program, settings);
   add_security(program, settings);
   add_value(program, settings);
+  add_setup(program, settings);
+  add_doctor(program, settings);
   add_speed(program, settings);
   add_beep(program, settings);
   add_power(program, settings);

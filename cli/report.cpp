@@ -60,16 +60,17 @@ void tell(const Settings& settings, std::string_view text, const Json& fields) {
   print_object(object);
 }
 
-void tell_and_fail(const Settings& settings, std::string_view text, const Json& fields) {
+void tell_and_fail(const Settings& settings, std::string_view text, const Json& fields,
+                   int status) {
   if (!settings.json) {
     print(text);
   } else {
     Json object = object_of(settings, false);
-    object["exit_status"] = exit_failed;
+    object["exit_status"] = status;
     object.update(fields);
     print_object(object);
   }
-  throw Told("told before");
+  throw Told(status);
 }
 
 void note(const Settings& settings, const std::string& text) {
@@ -82,7 +83,7 @@ void note(const Settings& settings, const std::string& text) {
 
 int tell_error(const Settings& settings, const std::exception& error) {
   const int status = kind_of(error).status;
-  if (dynamic_cast<const Told*>(&error) != nullptr) return status;
+  if (const auto* told = dynamic_cast<const Told*>(&error)) return told->status();
   if (!settings.json) {
     print_error(error.what());
     return status;

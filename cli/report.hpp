@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "cli/connection.hpp"
+#include "cli/exit_status.hpp"
 
 namespace quorra::cli {
 
@@ -22,14 +23,19 @@ inline constexpr int schema_version = 1;
 void tell(const Settings& settings, std::string_view text, const Json& fields);
 
 // Tells the same of a command that found that something is not as it should be, and ends it with
-// exit status 1: throws Told.
-[[noreturn]] void tell_and_fail(const Settings& settings, std::string_view text,
-                                const Json& fields);
+// this exit status: throws Told.
+[[noreturn]] void tell_and_fail(const Settings& settings, std::string_view text, const Json& fields,
+                                int status = exit_failed);
 
 // A failure of which all has been told.
 class Told : public Failure {
  public:
-  using Failure::Failure;
+  explicit Told(int status) : Failure("told before"), status_(status) {}
+
+  int status() const { return status_; }
+
+ private:
+  int status_;
 };
 
 // Tells what is neither a result nor an error, such as what could not be checked: on standard

@@ -130,7 +130,7 @@ class Completion : public CommandLine {
 };
 
 TEST_F(Completion, BashOffersWhatMayBeTyped) {
-  EXPECT_EQ(in_bash("re"), (std::set<std::string>{"read"}));
+  EXPECT_EQ(in_bash("rea"), (std::set<std::string>{"read"}));
   EXPECT_EQ(in_bash("speed ''"), (std::set<std::string>{"find", "set", "show"}));
   EXPECT_EQ(in_bash("help spe"), (std::set<std::string>{"speed"}));
   EXPECT_EQ(in_bash("read --addr"), (std::set<std::string>{"--address"}));
@@ -143,7 +143,7 @@ TEST_F(Completion, BashOffersWhatMayBeTyped) {
 }
 
 TEST_F(Completion, FishOffersWhatMayBeTyped) {
-  EXPECT_EQ(in_fish("quorra re"), (std::set<std::string>{"read\tShow or save the card's memory"}));
+  EXPECT_EQ(in_fish("quorra rea"), (std::set<std::string>{"read\tShow or save the card's memory"}));
   EXPECT_EQ(in_fish("quorra read --card 24c0").size(), 4U);
   EXPECT_EQ(in_fish("quorra read --virtual im"), (std::set<std::string>{"image.toml"}));
 }
@@ -158,7 +158,7 @@ TEST_F(Completion, ZshOffersWhatMayBeTyped) {
         "_describe() { print -l -- ${(P)2} }; _files() { print files }; words=(quorra " +
             words + "); CURRENT=$#words; _quorra");
   };
-  EXPECT_EQ(in_zsh("re"), (std::set<std::string>{"read:Show or save the card's memory"}));
+  EXPECT_EQ(in_zsh("rea"), (std::set<std::string>{"read:Show or save the card's memory"}));
   EXPECT_EQ(in_zsh("read --card 24c0").size(), 4U);
   EXPECT_EQ(in_zsh("read --virtual im"), (std::set<std::string>{"files"}));
 }

@@ -112,7 +112,7 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{},
        "quorra wants one of these behind it: info, detect, map, read, write, erase, fill, verify, "
        "backup, restore, diff, code, protect, personalise, fuse, units, apdu, atr, memory, "
-       "security, value, speed, beep, power, eject, des, tap, trace, help" +
+       "security, value, setup, doctor, speed, beep, power, eject, des, tap, trace, help" +
            parse_hint},
       {{"fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"read", "--fast"}, "The following argument was not expected: --fast" + parse_hint},

@@ -60,6 +60,8 @@ void expect_regular_file(const std::string& file, const struct stat& found) {
   refuse(file, fmt::format("is {}, not a configuration file", kind_of_file(found.st_mode)));
 }
 
+}  // namespace
+
 std::string content_of_configuration(const std::string& file) {
   struct stat found {};
   if (stat(file.c_str(), &found) != 0) cannot_read(file, errno);
@@ -83,6 +85,8 @@ std::string content_of_configuration(const std::string& file) {
   content.resize(size);
   return content;
 }
+
+namespace {
 
 // The library would take another device for the one that the file names.
 void expect_whole_device(const std::string& file, std::string_view content) {

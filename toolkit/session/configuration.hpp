@@ -14,6 +14,9 @@ namespace quorra::toolkit {
 
 inline constexpr Operation opening{"opening the session", OperationKind::opening};
 
+// What such a file holds. Throws UsageError if it is no regular file, or a large one.
+std::string content_of_configuration(const std::string& file);
+
 // A copy of a configuration file: whatever becomes of the file, the library always reads the same.
 class Configuration {
  public:

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <grp.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -51,6 +53,58 @@ std::string group_name(gid_t number) {
   group* found = nullptr;
   const int error = getgrgid_r(number, &entry, texts.data(), texts.size(), &found);
   return error != 0 || found == nullptr ? fmt::format("{}", number) : found->gr_name;
+}
+
+std::string user_name(uid_t number) {
+  std::array<char, 4096> texts{};
+  passwd entry{};
+  passwd* found = nullptr;
+  const int error = getpwuid_r(number, &entry, texts.data(), texts.size(), &found);
+  return error != 0 || found == nullptr ? fmt::format("{}", number) : found->pw_name;
+}
+
+// "rw-rw----"
+std::string permissions_of(mode_t mode) {
+  constexpr std::string_view letters = "rwxrwxrwx";
+  std::string text(letters);
+  for (std::size_t i = 0; i < letters.size(); ++i) {
+    const mode_t bit = 1U << (letters.size() - 1 - i);
+    if ((mode & bit) == 0) text[i] = '-';
+  }
+  return text;
+}
+
+bool has_open(const std::filesystem::path& process, const struct stat& file) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(process / "fd", error)) {
+    struct stat opened {};
+    if (stat(entry.path().c_str(), &opened) == 0 && opened.st_rdev == file.st_rdev &&
+        S_ISCHR(opened.st_mode)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::string program_of(const std::string& process) {
+  std::string program;
+  std::ifstream name("/proc/" + process + "/comm");
+  return std::getline(name, program) ? fmt::format("{} (process {})", program, process)
+                                     : std::string();
+}
+
+// The other processes that have opened a device. Those of other users do not show what they have.
+std::vector<std::string> holders_of(const struct stat& file) {
+  std::vector<std::string> holders;
+  const std::string self = fmt::format("{}", getpid());
+  std::error_code error;
+  for (const auto& process : std::filesystem::directory_iterator("/proc", error)) {
+    const std::string number = process.path().filename();
+    if (number.find_first_not_of("0123456789") != std::string::npos || number == self) continue;
+    if (!has_open(process.path(), file)) continue;
+    if (std::string program = program_of(number); !program.empty()) holders.push_back(program);
+  }
+  return holders;
 }
 
 // Who may use a device that does not admit this user; nothing if a folder on the way to it is
@@ -112,9 +166,7 @@ std::string holder_of_lock(int descriptor) {
     std::string locked;
     words >> number >> kind >> is_advisory >> access >> process >> locked;
     if (kind != "FLOCK" || locked != file) continue;
-    std::string program;
-    std::ifstream name("/proc/" + process + "/comm");
-    if (std::getline(name, program)) return fmt::format("{} (process {})", program, process);
+    if (std::string program = program_of(process); !program.empty()) return program;
   }
   return "another program";
 }
@@ -169,6 +221,16 @@ bool is_terminal_device(dev_t number) {
     }
   }
   return false;
+}
+
+std::optional<DeviceUse> use_of_device(const std::string& path) {
+  struct stat found {};
+  if (stat(path.c_str(), &found) != 0) return std::nullopt;
+  return DeviceUse{.permissions = permissions_of(found.st_mode),
+                   .owner = user_name(found.st_uid),
+                   .group = group_name(found.st_gid),
+                   .may_use = access(path.c_str(), R_OK | W_OK) == 0,
+                   .holders = holders_of(found)};
 }
 
 std::string_view kind_of_file(mode_t mode) {

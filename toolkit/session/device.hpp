@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "toolkit/session/descriptor.hpp"
 
@@ -46,6 +47,19 @@ class Device {
   Descriptor descriptor_;
   std::optional<termios> before_;
 };
+
+// Who may use a device, and who does.
+struct DeviceUse {
+  std::string permissions;  // "rw-rw----"
+  std::string owner;        // "root"
+  std::string group;        // "dialout"
+  bool may_use = false;     // this user may
+  std::vector<std::string>
+      holders;  // "quorra (process 1234)", of other processes, as far as is told
+};
+
+// None if there is no such file.
+std::optional<DeviceUse> use_of_device(const std::string& path);
 
 // Whether a character device of this number is a terminal, as a serial line is.
 bool is_terminal_device(dev_t number);

@@ -1,0 +1,208 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// quorra doctor: the way to the reader and the card, step by step.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <sstream>
+#include <string>
+
+#include "tests/integration/command_line_reader.hpp"
+
+namespace quorra::testing {
+namespace {
+
+const Bytes ask_status = sealed("AA B9 00 05 80 00 00 00 00");
+
+void expect_words(const std::string& text, const std::string& words) {
+  EXPECT_NE(text.find(words), std::string::npos) << words << "\nin\n" << text;
+}
+
+Outcome doctor(const Arguments& arguments, const std::string& columns = "300") {
+  return run_quorra(Arguments{"doctor"} + arguments,
+                    {.input = {}, .streams = {}, .environment = {{"COLUMNS", columns}}});
+}
+
+class Doctor : public ScriptedCommandLine {};
+
+TEST_F(Doctor, VirtualReaderIsWell) {
+  const std::string image = new_card("4442");
+  expect_success(doctor({"--virtual", image}),
+                 "ok       reader         a virtual one, with the card image " + image +
+                     "\n"
+                     "ok       version        KWSPC-VIRTUAL V1.0\n"
+                     "ok       serial number  VIRTUAL-00000001\n"
+                     "ok       status         the reader is ready\n"
+                     "ok       card           a memory card, 4442\n");
+}
+
+TEST_F(Doctor, ReaderThatAFileNamesIsWell) {
+  Process simulator({QUORRA_SIM_PROGRAM, "--card", new_card("4428")});
+  const std::string file = simulator.read_line();
+  const Outcome outcome = doctor({"--config", file});
+  EXPECT_EQ(outcome.status, 0) << outcome.output;
+  expect_words(outcome.output, "ok       configuration  " + file + " (--config)\n");
+  expect_words(outcome.output, ": a comment\n");
+  expect_words(outcome.output, "ok       device         /dev/pts/");
+  expect_words(outcome.output, "; you may use it; opened by quorra-sim (process ");
+  expect_words(outcome.output,
+               "ok       speed          the reader answers at 9600 bits per second");
+  expect_words(outcome.output, "ok       card           a memory card, 4428 or 4418\n");
+}
+
+TEST_F(Doctor, OtherSpeedIsFoundAndTheWayGoesOn) {
+  Process simulator({QUORRA_SIM_PROGRAM, "--line-speed", "38400", "--card", new_card("4442")});
+  const std::string file = simulator.read_line();
+  const Outcome outcome = doctor({"--config", file, "--speed", "115200"});
+  EXPECT_EQ(outcome.status, 1);
+  expect_words(
+      outcome.output,
+      "TROUBLE  speed          the reader answers at 38400 bits per second, not at 115200\n"
+      "         -> Give --speed 38400, or ");
+  expect_words(outcome.output, "ok       card           a memory card, 4442\n");
+}
+
+TEST_F(Doctor, EmptySlotIsNoCard) {
+  Process simulator({QUORRA_SIM_PROGRAM});
+  const Outcome outcome = doctor({"--config", simulator.read_line()});
+  EXPECT_EQ(outcome.status, 3);
+  expect_words(outcome.output,
+               "MISSING  card           no card is in the reader\n"
+               "         -> Push a card in to the stop, with its contacts first\n");
+}
+
+TEST_F(Doctor, CardOfAnotherKindIsTold) {
+  const Outcome memory = doctor({"--virtual", new_card("4442"), "--card", "4428"});
+  EXPECT_EQ(memory.status, 1);
+  expect_words(memory.output,
+               "TROUBLE  card           this is a 4442, not a 4428\n"
+               "         -> Give --card 4442, or put the other card in\n");
+  const Outcome processor = doctor({"--virtual", new_card("cpu", {"--force"}), "--card", "4442"});
+  EXPECT_EQ(processor.status, 1);
+  expect_words(processor.output, "TROUBLE  card           a processor card, answer to reset 3B ");
+  expect_words(processor.output, "; it was taken for a memory card: --card 4442\n");
+  EXPECT_EQ(doctor({"--virtual", new_card("cpu", {"--force"})}).status, 0);
+}
+
+TEST_F(Doctor, NamesWhereItLookedForAFile) {
+  const Outcome outcome = doctor({});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.output,
+            "MISSING  configuration  no reader is named: QUORRA_CONFIG is not set, and there is no "
+            "/nowhere/quorra/reader.conf, no /etc/quorra/reader.conf\n"
+            "         -> \"quorra setup\" looks for readers and writes such a file; --device names "
+            "the device without one\n");
+}
+
+TEST_F(Doctor, ReadsTheFileLineByLine) {
+  const std::string file = folder / "reader.conf";
+  const std::string long_line = "W=" + std::string(60, 'w');
+  write_file(file, "# note\nS=\\033[5i\nx=1\n\n" + long_line + "\nE\nP=/dev/none # mine\nA=2\n");
+  const Outcome outcome = doctor({"--config", file});
+  EXPECT_EQ(outcome.status, 3);
+  expect_words(outcome.output, "TROUBLE  configuration  " + file + " (--config)\n");
+  expect_words(
+      outcome.output,
+      "         line 1: # note: a comment\n"
+      "         line 2: S=\\033[5i = S \"<1B>[5i\": sent first to the serial terminal\n"
+      "         line 3: x=1: ignored: 'x' is no key\n"
+      "         line 4: : empty\n"
+      "         line 5: W=" +
+          std::string(57, 'w') + " = W \"" + std::string(56, 'w') +
+          "\": sent to the serial terminal before each byte; cut at 59 characters, of "
+          "which the last one is lost\n"
+          "         line 5: www: what is behind character 59 of a line counts as a line of "
+          "its own: ignored: 'w' is no key\n"
+          "         line 6: E = E \"\": read, but used for nothing; there is no '=', so "
+          "nothing is set\n"
+          "         line 7: P=/dev/none # mine = P \"/dev/none#mine\": the serial device; "
+          "blanks are removed, and what stands behind one is part of the value\n"
+          "         line 8: A=2: ignored: it stands behind the line that names the "
+          "device\n");
+  expect_words(outcome.output,
+               "MISSING  device         opening the session: /dev/none#mine cannot");
+
+  write_file(file, "P=/dev/none");
+  const Outcome without_end = doctor({"--config", file});
+  EXPECT_EQ(without_end.status, 1);
+  expect_words(without_end.output, "; the line has no end, and its last character is lost\n");
+}
+
+TEST_F(Doctor, DeviceThatIsNoneIsToldWithARemedy) {
+  const Outcome missing = doctor({"--device", "/dev/nothing"});
+  EXPECT_EQ(missing.status, 3);
+  expect_words(missing.output, "-> The adapter may be unplugged, or have another name since");
+  const Outcome other = doctor({"--device", "/dev/null"});
+  EXPECT_EQ(other.status, 1);
+  expect_words(other.output,
+               "TROUBLE  device         opening the session: /dev/null is a character "
+               "device, not a terminal device (rw-rw-rw-, owner root, group root; ");
+}
+
+TEST_F(Doctor, ReaderThatAnswersNowhereIsNone) {
+  Process program({QUORRA_PROGRAM, "doctor", "--config", reader.configuration(), "--json"});
+  reader.serve(ask_version, hex("54"));
+  for (int speeds = 0; speeds < 3; ++speeds)
+    reader.serve(ask_status, hex("54"));
+  const Outcome outcome = program.wait();
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.output.find(
+                R"({"schema_version":1,"command":"doctor","ok":false,"exit_status":3,"steps":[)"),
+            0U);
+  expect_words(outcome.output,
+               R"({"step":"speed","state":"missing","text":"no reader answers, at )"
+               R"(none of the speeds 9600, 19200, 38400","remedy":"Has the reader )");
+  reader.expect_closed();
+}
+
+TEST_F(Doctor, CanBeInterrupted) {
+  Process program({QUORRA_PROGRAM, "doctor", "--config", reader.configuration()});
+  reader.serve_opening();
+  reader.expect(ask_version);
+  program.signal(SIGINT);
+  const Outcome outcome = program.wait();
+  EXPECT_EQ(outcome.signal, SIGINT);
+  EXPECT_EQ(outcome.output, "");
+  reader.expect_restored();
+}
+
+TEST_F(Doctor, FitsTheTerminal) {
+  const std::string image = new_card("cpu", {"--force"});
+  const Outcome narrow = doctor({"--virtual", image, "--card", "4442"}, "40");
+  std::istringstream lines(narrow.output);
+  int count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    if (line.find(image) != std::string::npos) continue;  // a word that is longer
+    EXPECT_LE(line.size(), 40U) << line;
+  }
+  EXPECT_GT(count, 8);
+}
+
+TEST_F(Doctor, ColoursAreLeftOutIfNotWanted) {
+  const std::string image = new_card("4442");
+  for (const bool wanted : {true, false}) {
+    const Terminal terminal;
+    Process program({QUORRA_PROGRAM, "doctor", "--virtual", image},
+                    {.input = {},
+                     .streams = {{STDOUT_FILENO, terminal.line()}},
+                     .environment = {{"NO_COLOR", wanted ? "" : "1"}}});
+    EXPECT_EQ(program.wait().status, 0);
+    const std::string output = terminal.read_all();
+    expect_words(output, "a memory card, 4442");
+    EXPECT_EQ(output.find("\x1b[") != std::string::npos, wanted);
+  }
+}
+
+TEST_F(Doctor, WrongUsageIsRefused) {
+  expect_error(doctor({"--virtual", "a", "--device", "b"}), 2,
+               "quorra: there is one reader: give --device or --virtual, not both\n");
+  expect_error(doctor({"--config", "a", "--device", "b"}), 2,
+               "quorra: there is one reader: give --config or --device, not both\n");
+}
+
+}  // namespace
+}  // namespace quorra::testing
