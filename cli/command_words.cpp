@@ -31,13 +31,15 @@ Commands commands_read(const CLI::App& program) {
   }
 }
 
+bool is_named(const CLI::Option& option, std::string_view name) {
+  return std::ranges::any_of(option.get_lnames(),
+                             [&](const std::string& one) { return "--" + one == name; });
+}
+
 const CLI::Option* option_named(const Commands& commands, std::string_view name) {
   for (const CLI::App* command : commands) {
     for (const CLI::Option* option : command->get_options()) {
-      if (std::ranges::any_of(option->get_lnames(),
-                              [&](const std::string& one) { return "--" + one == name; })) {
-        return option;
-      }
+      if (is_named(*option, name)) return option;
     }
   }
   return nullptr;
