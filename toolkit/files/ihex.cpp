@@ -99,9 +99,12 @@ class Reader {
 };
 
 std::string record_of(RecordType type, int address, const Bytes& data) {
-  Bytes record{static_cast<unsigned char>(data.size()), static_cast<unsigned char>(address >> 8),
-               static_cast<unsigned char>(address), type};
-  record.insert(record.end(), data.begin(), data.end());
+  Bytes record(bytes_before_data + data.size());
+  record[0] = static_cast<unsigned char>(data.size());
+  record[1] = static_cast<unsigned char>(address >> 8);
+  record[2] = static_cast<unsigned char>(address);
+  record[3] = type;
+  std::ranges::copy(data, record.begin() + bytes_before_data);
   record.push_back(checksum_of(record));
   return ':' + digits_of(record) + '\n';
 }
