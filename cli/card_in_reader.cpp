@@ -113,11 +113,14 @@ CardInReader::CardInReader(const Settings& settings) : settings_(settings), kind
 
 Connection CardInReader::connect() {
   const std::shared_ptr<OpenReader> reader = Connection(settings_).reader();
-  if (settings_.card != nullptr && !settings_.force) {
+  const Connection connection(settings_, reader);
+  if (settings_.card != nullptr) {
     if (settings_.image) {
-      expect_kind_of_image(settings_, *kind_);
+      if (!settings_.force) expect_kind_of_image(settings_, *kind_);
+    } else if (settings_.force) {
+      KnownKind(connection).forget();
     } else {
-      expect_kind(settings_, Connection(settings_, reader), *kind_);
+      expect_kind(settings_, connection, *kind_);
     }
   }
   return {settings_, reader};

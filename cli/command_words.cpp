@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <sstream>
 
-#include "cli/nearest.hpp"
 #include "toolkit/kinds/card.hpp"
 #include "toolkit/session/serial_devices.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -133,6 +133,11 @@ void add_options(Candidates& candidates, const Commands& commands) {
 }
 
 }  // namespace
+
+std::string suggestion(std::string_view word, const std::vector<std::string>& names) {
+  const std::string found = toolkit::nearest(word, names);
+  return found.empty() ? std::string() : fmt::format("; did you mean '{}'?", found);
+}
 
 const CLI::App* subcommand_named(const CLI::App& command, std::string_view name) {
   const auto subcommands = subcommands_of(command);

@@ -12,6 +12,9 @@
 
 namespace quorra::cli {
 
+// "; did you mean 'read'?", or nothing if none of the names is near.
+std::string suggestion(std::string_view word, const std::vector<std::string>& names);
+
 // The subcommand of this name; a null pointer if there is none.
 const CLI::App* subcommand_named(const CLI::App& command, std::string_view name);
 

@@ -291,10 +291,9 @@ class OpenReader {
 Connection::Connection(const Settings& settings, Subject subject)
     : shows_progress_(!settings.quiet),
       progress_(settings.progress),
-      reader_(settings.reader ? settings.reader : saying_where_found(settings, [&] {
-        return std::make_shared<OpenReader>(settings, subject);
-      })) {
-  if (!settings.reader) saying_where_found(settings, [this] { expect_reader(); });
+      reader_(saying_where_found(settings,
+                                 [&] { return std::make_shared<OpenReader>(settings, subject); })) {
+  saying_where_found(settings, [this] { expect_reader(); });
 }
 
 Connection::Connection(const Settings& settings, std::shared_ptr<OpenReader> reader)

@@ -41,7 +41,6 @@ struct Settings {
   std::string command = {};                  // the words of the subcommand: "code present"
   // What is told besides results and errors, with `json`.
   std::shared_ptr<std::vector<std::string>> notes = std::make_shared<std::vector<std::string>>();
-  std::shared_ptr<OpenReader> reader = {};  // the one of a file of commands, which share it
 
   bool names_virtual_reader() const { return image || !sams.empty(); }
   bool names_reader() const { return configuration || device || names_virtual_reader(); }
@@ -88,9 +87,8 @@ enum class Subject { memory_card, anything };
 // without a call, if the user has interrupted the program, or if that has cut the call short.
 class Connection : public Session {
  public:
-  // Starts the virtual reader if there is to be one, and opens the session, or shares the one that
-  // the settings have. Throws UsageError, also if the card of a virtual reader is known not to be
-  // the subject, or Failure.
+  // Starts the virtual reader if there is to be one, and opens the session. Throws
+  // UsageError, also if the card of a virtual reader is known not to be the subject, or Failure.
   explicit Connection(const Settings& settings, Subject subject = Subject::memory_card);
   // Shares this one.
   Connection(const Settings& settings, std::shared_ptr<OpenReader> reader);

@@ -22,7 +22,6 @@
 #include "cli/commands/commands.hpp"
 #include "cli/exit_status.hpp"
 #include "cli/files.hpp"
-#include "cli/nearest.hpp"
 #include "cli/options.hpp"
 #include "cli/report.hpp"
 #include "cli/terminal/help_format.hpp"

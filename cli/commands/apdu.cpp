@@ -14,7 +14,6 @@
 #include "cli/files.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/hex_dump.hpp"
-#include "toolkit/kinds/known_kind.hpp"
 #include "toolkit/processor/conversation.hpp"
 #include "toolkit/processor/status_words.hpp"
 #include "toolkit/text.hpp"
@@ -127,7 +126,6 @@ void run_apdu(const Settings& settings, const ApduOptions& options) {
   std::exception_ptr failure;
   {
     const Connection connection(settings, Subject::anything);
-    if (!options.sam) KnownKind(connection).forget();
     try {
       converse(connection, options, apdus, transcript);
     } catch (const Failure&) {

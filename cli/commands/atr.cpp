@@ -9,7 +9,6 @@
 #include "cli/files.hpp"
 #include "cli/options.hpp"
 #include "cli/terminal/hex_dump.hpp"
-#include "toolkit/kinds/known_kind.hpp"
 #include "toolkit/processor/answer_to_reset.hpp"
 #include "toolkit/processor/conversation.hpp"
 #include "toolkit/text.hpp"
@@ -21,7 +20,6 @@ void run_atr(const Settings& settings, SamNumber sam) {
   Bytes answer;
   {
     const Connection connection(settings, Subject::anything);
-    if (!sam) KnownKind(connection).forget();
     select(connection, sam);
     answer = reset(connection, sam);
   }

@@ -11,7 +11,6 @@
 
 #include "cli/command_words.hpp"
 #include "cli/commands/commands.hpp"
-#include "cli/nearest.hpp"
 #include "cli/options.hpp"
 #include "cli/report.hpp"
 

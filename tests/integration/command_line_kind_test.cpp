@@ -4,6 +4,7 @@
 // The kind of the card in the reader: named, found out by reading, and checked before a transfer.
 
 #include <csignal>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "tests/integration/command_line.hpp"
@@ -110,6 +111,34 @@ TEST_F(Kinds, AreFoundOutByReading) {
                        std::string(legend));
   }
   EXPECT_EQ(memory_of(image), before);
+}
+
+// Whoever gives a card power without looking what it is leaves nothing for the next command to go
+// by, although an earlier one has found a card of that kind in the reader.
+TEST_F(Kinds, PowerAloneIsNotTrusted) {
+  const std::string first = folder / "first.toml";
+  std::filesystem::rename(new_card("24c64"), first);
+  const std::string second = new_card("4442");
+  const std::string socket = folder / "socket";
+  const AtReader reader({"--card", first, "--socket", socket});
+  const auto put = [&](const std::string& file) {
+    for (const std::string& command : {std::string(R"({"command":"remove"})"),
+                                       R"({"command":"insert","file":")" + file + R"("})"}) {
+      EXPECT_EQ(run({QUORRA_SIM_PROGRAM, "control", socket, command}).status, 0);
+    }
+  };
+  const Arguments ways[] = {{"read", "--count", "1", "--card", "4442", "--force"}, {"power", "on"}};
+  for (const Arguments& way : ways) {
+    SCOPED_TRACE(way.front());
+    put(first);
+    EXPECT_EQ(reader.quorra({"read", "--card", "24c64", "--count", "1"}).status, 0);
+    put(second);
+    EXPECT_EQ(reader.quorra(way).status, 0);
+    const Outcome outcome =
+        reader.quorra({"write", "--card", "24c64", "--address", "0", "00", "--no-verify"});
+    EXPECT_EQ(outcome.status, 1) << outcome.output;
+    EXPECT_NE(outcome.errors.find("this is a 4442"), std::string::npos) << outcome.errors;
+  }
 }
 
 TEST_F(Kinds, ProcessorCardIsNoMemoryCard) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "toolkit/kinds/known_kind.hpp"
 #include "toolkit/processor/answer_to_reset.hpp"
 
 namespace quorra::toolkit {
@@ -95,7 +96,9 @@ void select(const Session& session, SamNumber sam) {
 }
 
 Bytes reset(const Session& session, SamNumber sam) {
-  return sam ? reset_sam(session) : reset_card(session);
+  if (sam) return reset_sam(session);
+  KnownKind(session).forget();
+  return reset_card(session);
 }
 
 // Only an answer to reset tells the protocol. Without one, or with one that makes no sense, the
