@@ -11,6 +11,7 @@
 #include "toolkit/kinds/recognition.hpp"
 #include "toolkit/processor/conversation.hpp"
 #include "toolkit/session/frames.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -76,6 +77,13 @@ const Card& find_kind(const Settings& settings, const Connection& connection) {
   return *found.card;
 }
 
+const Card& kind_for(const Settings& settings) {
+  if (settings.card != nullptr) return *settings.card;
+  expect_one_reader(settings);
+  if (settings.image) return card_of_image(*settings.image);
+  return find_kind(settings, Connection(settings));
+}
+
 void expect_kind(const Settings& settings, const Connection& connection, const Card& card) {
   const bool has_power = state_of_card(connection).has_power;
   const KnownKind known(connection);
@@ -101,14 +109,11 @@ void expect_kind_of_image(const Settings& settings, const Card& card) {
 
 void expect_card(const Connection& connection) { static_cast<void>(state_of_card(connection)); }
 
-CardInReader::CardInReader(const Settings& settings) : settings_(settings), kind_(settings.card) {
-  if (kind_ != nullptr) return;
-  expect_one_reader(settings);
-  if (settings.image) {
-    kind_ = &card_of_image(*settings.image);
-    return;
-  }
-  kind_ = &find_kind(settings, Connection(settings));
+CardInReader::CardInReader(const Settings& settings, const std::optional<std::string>& yes)
+    : settings_(settings),
+      kind_(&kind_for(settings)) {
+  if (!yes || lower_case(*yes) == kind_->name) return;
+  throw UsageError(fmt::format("--yes: the card is a {}, not a {}", kind_->name, *yes));
 }
 
 Connection CardInReader::connect() {

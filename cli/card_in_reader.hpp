@@ -4,6 +4,9 @@
 // The memory card that a command is about.
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "cli/connection.hpp"
 #include "toolkit/kinds/card.hpp"
 
@@ -17,9 +20,10 @@ void expect_card(const Connection& connection);
 // to find it out. Nothing is sent to the reader before that has to be.
 class CardInReader {
  public:
-  // Throws UsageError; where the card has to be read, Failure, NoReader or NoCard as well. No
-  // session is open afterwards: a command may wait for its input.
-  explicit CardInReader(const Settings& settings);
+  // `yes` is what --yes gave. Throws UsageError, also if that is another kind; where the card has
+  // to be read, Failure, NoReader or NoCard as well. No session is open afterwards: a command may
+  // wait for its input.
+  explicit CardInReader(const Settings& settings, const std::optional<std::string>& yes = {});
 
   const Card& kind() const { return *kind_; }
 

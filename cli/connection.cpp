@@ -227,21 +227,28 @@ std::string_view line_name() {
   return term_flg == 1 ? "a serial device" : "a terminal's auxiliary port";
 }
 
-void expect_somebody_to_ask(const Operation& operation, std::string_view warning) {
+void expect_somebody_to_ask(const Question& question) {
   if (can_ask()) return;
-  throw UsageError(fmt::format("{}: {} Confirm with --yes.", operation.doing, warning));
+  const std::string kind = question.kind == nullptr ? "" : fmt::format(" {}", question.kind->name);
+  throw UsageError(fmt::format("{}: {} Confirm with --yes{}.", question.operation.doing,
+                               question.warning, kind));
 }
 
-void confirm(const Interruption& interruption, const Operation& operation,
-             std::string_view warning) {
-  expect_somebody_to_ask(operation, warning);
-  switch (ask(fmt::format("{} Go on?", warning), interruption.descriptor())) {
+void confirm(const Interruption& interruption, const Question& question) {
+  expect_somebody_to_ask(question);
+  const std::string_view doing = question.operation.doing;
+  const Card* kind = question.kind;
+  const Answer answer =
+      kind == nullptr ? ask(fmt::format("{} Go on?", question.warning), interruption.descriptor())
+                      : ask_for_kind(question.warning, kind->name, interruption.descriptor());
+  switch (answer) {
     case Answer::yes:
       return;
     case Answer::no:
-      throw Failure(fmt::format("{}: not confirmed", operation.doing));
+      if (kind == nullptr) throw Failure(fmt::format("{}: not confirmed", doing));
+      throw UsageError(fmt::format("{}: not confirmed with {}", doing, kind->name));
     case Answer::interrupted:
-      throw_interrupted(operation);
+      throw_interrupted(question.operation);
   }
 }
 
@@ -336,8 +343,8 @@ std::string Connection::meaning_of_status(int status) const {
   return as_clause(simulator::status_text(static_cast<std::uint8_t>(status)));
 }
 
-void Connection::confirm(const Operation& operation, std::string_view warning) const {
-  cli::confirm(reader_->interruption(), operation, warning);
+void Connection::confirm(const Question& question) const {
+  cli::confirm(reader_->interruption(), question);
 }
 
 }  // namespace quorra::cli

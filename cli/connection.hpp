@@ -70,12 +70,19 @@ std::span<const int> line_speeds(const Configuration& configuration);
 // "a serial device", or what else the last configuration file described.
 std::string_view line_name();
 
-// Throws UsageError if there is nobody who could be asked. `warning` says what is about to happen.
-void expect_somebody_to_ask(const Operation& operation, std::string_view warning);
+// What is about to happen, before which the user is asked.
+struct Question {
+  Operation operation;
+  std::string warning;
+  const Card* kind = nullptr;  // to be typed, if that cannot be undone; otherwise a yes will do
+};
 
-// Asks the user; throws Failure if the answer is not yes, or UsageError if there is nobody to ask.
-void confirm(const Interruption& interruption, const Operation& operation,
-             std::string_view warning);
+// Throws UsageError if there is nobody who could be asked.
+void expect_somebody_to_ask(const Question& question);
+
+// Asks the user; throws UsageError if there is nobody to ask or another kind is typed, and Failure
+// if the answer is not yes.
+void confirm(const Interruption& interruption, const Question& question);
 
 // Throws Interrupted if the user has interrupted the program.
 void stop_if_interrupted(const Interruption& interruption, const Operation& operation);
@@ -103,7 +110,7 @@ class Connection : public Session {
   Progress watch(const Operation& operation, int total) const override;
 
   // As the function of this name.
-  void confirm(const Operation& operation, std::string_view warning) const;
+  void confirm(const Question& question) const;
 
  protected:
   void before_call(const Operation& operation) const override;

@@ -14,20 +14,21 @@
 
 namespace quorra::cli {
 
-// Reads a code from an option or argument of this name. `noun` says what it is: "the code of a 4442
-// card". Throws UsageError if it has another length.
-Key parse_key(const Code& code, std::string_view noun, std::string_view name,
-              std::string_view text);
+// Reads a code. `noun` says what it is: "the code of a 4442 card". Throws UsageError if it has
+// another length.
+Key parse_key(const Code& code, std::string_view noun, const GivenSecret& given);
 // "the code of a 4442 card"
 std::string noun_for_code(const Card& card);
 std::string noun_for_erase_code(const Card& card, const Memory& memory);
 
-// Throws UsageError if the card has no such code or one of another length.
+// Gets the codes, by asking or reading if need be. Throws UsageError if the card has no such code
+// or one of another length.
 Keys parse_keys(const Card& card, const CodeOptions& code);
 Keys parse_keys(const Card& card, const Memory& memory, const CodeOptions& code,
-                const std::optional<std::string>& erase_code);
+                const Secret& erase_code);
 
-// Asks the user, unless --yes did away with the question.
-Confirm confirm_unless(bool is_given, const Connection& connection);
+// Has the user type the card's kind, unless it was given with --yes.
+Confirm confirm_unless(const std::optional<std::string>& yes, const Card& card,
+                       const Connection& connection);
 
 }  // namespace quorra::cli

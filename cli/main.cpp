@@ -10,7 +10,6 @@
 #include <CLI/Error.hpp>
 
 #include <algorithm>
-#include <cctype>
 #include <csignal>
 #include <exception>
 #include <memory>
@@ -28,6 +27,7 @@
 #include "cli/terminal/interruption.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "simulator/files.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -42,10 +42,7 @@ constexpr std::string_view footer =
     "  quorra read --virtual card.toml";
 
 const Card& card_named(const std::string& given) {
-  std::string name = given;
-  std::ranges::transform(name, name.begin(), [](unsigned char character) {
-    return static_cast<char>(std::tolower(character));
-  });
+  const std::string name = lower_case(given);
   if (const Card* card = find_card(name)) return *card;
   if (name == "cpu") {
     throw CLI::ValidationError("--card",
@@ -149,7 +146,7 @@ void run(int argc, char** argv, Settings& settings) {
   add_beep(program, settings);
   add_power(program, settings);
   add_eject(program, settings);
-  add_des(program);
+  add_des(program, settings);
   add_tap(program, settings);
   add_trace(program, settings);
   add_help(program, settings);

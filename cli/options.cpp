@@ -39,20 +39,25 @@ CLI::Option* add_zone(CLI::App& command, std::optional<int>& zone) {
                     "The zone that addresses belong to, on a card with zones; without it, 0");
 }
 
-CLI::Option* add_present_code(CLI::App& command, CodeOptions& options) {
+void add_present_code(CLI::App& command, CodeOptions& options) {
+  add_secret(command, "code", options.code, "The card's code; it is presented first");
   add_number(command, "--code-number", options.number, "Which code of a 1604 or 1604b --code is");
-  return command.add_option("--code", options.hex, "The card's code; it is presented first")
-      ->type_name("HEX");
 }
 
-CLI::Option* add_erase_code(CLI::App& command, std::optional<std::string>& code) {
-  return command
-      .add_option("--erase-code", code, "The erase code of the zone; it is presented after --code")
-      ->type_name("HEX");
+void add_erase_code(CLI::App& command, Secret& code) {
+  add_secret(command, "erase-code", code,
+             "The erase code of the zone; it is presented after --code");
 }
 
 CLI::Option* add_yes(CLI::App& command, bool& yes) {
-  return command.add_flag("--yes", yes, "Do not ask before what cannot be undone");
+  return command.add_flag("--yes", yes, "Do not ask");
+}
+
+CLI::Option* add_yes(CLI::App& command, std::optional<std::string>& kind) {
+  return command
+      .add_option("--yes", kind,
+                  "The kind of the card, in place of typing it before what cannot be undone")
+      ->type_name("KIND");
 }
 
 CLI::Option* add_no_verify(CLI::App& command, bool& no_verify) {

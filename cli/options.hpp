@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "cli/parse.hpp"
+#include "cli/secret.hpp"
 #include "toolkit/processor/card_line.hpp"
 
 namespace quorra::cli {
@@ -42,20 +43,23 @@ CLI::Option* add_zone(CLI::App& command, std::optional<int>& zone);
 // --sam N
 CLI::Option* add_sam(CLI::App& command, SamNumber& sam);
 
-// A code that is presented before the work of a command, in hex, and which of the card's codes.
+// A code that is presented before the work of a command, and which of the card's codes it is.
 struct CodeOptions {
-  std::optional<std::string> hex;
+  Secret code;
   std::optional<int> number;
 };
 
-// --code and --code-number. Returns --code.
-CLI::Option* add_present_code(CLI::App& command, CodeOptions& options);
+// --code, --code-file and --code-fd, and --code-number.
+void add_present_code(CLI::App& command, CodeOptions& options);
 
-// --erase-code: the erase code of the zone, which is presented after the code.
-CLI::Option* add_erase_code(CLI::App& command, std::optional<std::string>& code);
+// --erase-code and its like: the erase code of the zone, which is presented after the code.
+void add_erase_code(CLI::App& command, Secret& code);
 
-// --yes: the answer to the questions that would be asked otherwise.
+// --yes: the answer to a question for a yes.
 CLI::Option* add_yes(CLI::App& command, bool& yes);
+
+// --yes KIND: the card's kind, which is to be typed otherwise before what cannot be undone.
+CLI::Option* add_yes(CLI::App& command, std::optional<std::string>& kind);
 
 // --no-verify: what is written is not read back.
 CLI::Option* add_no_verify(CLI::App& command, bool& no_verify);

@@ -40,6 +40,14 @@ std::size_t edits_between(std::string_view one, std::string_view other) {
 
 }  // namespace
 
+std::string lower_case(std::string_view text) {
+  std::string result(text);
+  std::ranges::transform(result, result.begin(), [](unsigned char character) {
+    return static_cast<char>(std::tolower(character));
+  });
+  return result;
+}
+
 std::string counted(int number, std::string_view noun) {
   return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
 }

@@ -24,6 +24,9 @@ std::string plain_hex(const Bytes& bytes);
 // Whether the byte is a printable ASCII character.
 bool is_printable(unsigned char byte);
 
+// The text without capitals.
+std::string lower_case(std::string_view text);
+
 // The name that somebody who typed the text may have meant; empty if none is alike. Capitals make
 // no difference.
 std::string nearest(std::string_view text, const std::vector<std::string>& names);

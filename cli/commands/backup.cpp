@@ -26,7 +26,7 @@ struct BackupOptions {
   std::optional<std::string> file;
   std::optional<std::string> image;
   CodeOptions code;
-  bool yes = false;
+  std::optional<std::string> yes;
 };
 
 void expect_files(const Settings& settings, const BackupOptions& options) {
@@ -44,13 +44,13 @@ Bytes bytes_of(const std::string& text) { return {text.begin(), text.end()}; }
 
 void run_backup(const Settings& settings, const BackupOptions& options) {
   expect_files(settings, options);
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const Keys keys = parse_keys(card, options.code);
   Backup backup;
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     backup = take_backup(connection, card, backing_up);
   }
   std::string text;

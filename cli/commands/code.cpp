@@ -28,12 +28,10 @@ struct CodeCommandOptions {
   std::optional<int> number;
   bool erase = false;
   std::optional<int> zone;
-  CodeOptions present;
-  std::optional<std::string> erase_code;
-  std::vector<std::string> hex;
-  bool yes = false;
-
-  std::string all_hex() const { return fmt::format("{}", fmt::join(hex, " ")); }
+  CodeOptions present;  // what is presented before a change
+  Secret erase_code;
+  Secret code;  // the one that a command is about
+  std::optional<std::string> yes;
 };
 
 // The code that a command is about.
@@ -59,16 +57,17 @@ NamedCode named_code(const Card& card, const CodeCommandOptions& options) {
 }
 
 void run_present(const Settings& settings, const CodeCommandOptions& options) {
-  CardInReader slot(settings);
+  expect_given(options.code);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const NamedCode named = named_code(card, options);
-  const Key key = parse_key(*named.code, named.noun, "HEX", options.all_hex());
+  const Key key = parse_key(*named.code, named.noun, get(options.code));
   {
     const Connection connection = slot.connect();
     if (options.erase) {
       present_erase_code(connection, key);
     } else {
-      present_code(connection, card, key, confirm_unless(options.yes, connection));
+      present_code(connection, card, key, confirm_unless(options.yes, card, connection));
     }
   }
   tell(settings, options.erase ? "The erase code is right.\n" : "The code is right.\n",
@@ -81,7 +80,7 @@ Keys keys_for_change(const Card& card, const CodeCommandOptions& options) {
   if (options.erase) {
     return parse_keys(card, memory_of(card, options.zone), present, options.erase_code);
   }
-  if (options.erase_code) {
+  if (options.erase_code.is_given()) {
     throw UsageError("--erase-code: only for changing an erase code, with --erase");
   }
   if (!present.number) present.number = options.number;
@@ -109,15 +108,17 @@ void expect_new_code(const Connection& connection, const Code& code, const Bytes
 }
 
 void run_change(const Settings& settings, const CodeCommandOptions& options) {
-  CardInReader slot(settings);
+  expect_given(options.present.code);
+  expect_given(options.code);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const NamedCode named = named_code(card, options);
   const Keys keys = keys_for_change(card, options);
-  const Key key = parse_key(*named.code, named.noun, "NEW", options.all_hex());
+  const Key key = parse_key(*named.code, named.noun, get(options.code));
   expect_no_lost_bits(card, *key.code, keys.code->bytes, key.bytes);
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     connection.run(changing_code, key.code->change, key.bytes.data());
     expect_new_code(connection, *key.code, key.bytes);
   }
@@ -155,9 +156,11 @@ void add_code(CLI::App& program, const Settings& settings) {
   CLI::App* command = program.add_subcommand("code", "Present or change the card's codes");
   want_subcommand(*command);
   const auto options = std::make_shared<CodeCommandOptions>();
+  const auto changes = std::make_shared<CodeCommandOptions>();
+  changes->code.is_new = true;
 
   CLI::App* present = command->add_subcommand("present", "Find out whether a code is the card's");
-  present->add_option("HEX", options->hex, "The code")->required()->type_name("");
+  add_secret_words(*present, "HEX", "code", options->code, "The code");
   add_code_name(*present, *options);
   add_yes(*present, options->yes);
   add_examples(*present, {"quorra code present --config reader.conf FFFFFF",
@@ -165,16 +168,16 @@ void add_code(CLI::App& program, const Settings& settings) {
   present->callback([&settings, options] { run_present(settings, *options); });
 
   CLI::App* change = command->add_subcommand("change", "Give the card another code");
-  add_present_code(*change, options->present)->required();
-  add_erase_code(*change, options->erase_code);
-  change->add_option("NEW", options->hex, "The new code")->required()->type_name("");
-  add_code_name(*change, *options);
-  add_yes(*change, options->yes);
+  add_present_code(*change, changes->present);
+  add_erase_code(*change, changes->erase_code);
+  add_secret_words(*change, "NEW", "new-code", changes->code, "The new code");
+  add_code_name(*change, *changes);
+  add_yes(*change, changes->yes);
   add_examples(
       *change,
       {"quorra code change --config reader.conf --code FFFFFF 12 34 56",
        "quorra code change --config reader.conf --card 102 --erase --zone 2 --code FFFF 11223344"});
-  change->callback([&settings, options] { run_change(settings, *options); });
+  change->callback([&settings, changes] { run_change(settings, *changes); });
 
   CLI::App* counter = command->add_subcommand(
       "counter", "Tell how many attempts at the code, or erasures of the zone, are left");

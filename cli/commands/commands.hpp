@@ -41,7 +41,7 @@ void add_speed(CLI::App& program, const Settings& settings);
 void add_beep(CLI::App& program, const Settings& settings);
 void add_power(CLI::App& program, const Settings& settings);
 void add_eject(CLI::App& program, const Settings& settings);
-void add_des(CLI::App& program);
+void add_des(CLI::App& program, const Settings& settings);
 void add_tap(CLI::App& program, const Settings& settings);
 void add_trace(CLI::App& program, const Settings& settings);
 

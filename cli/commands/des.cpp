@@ -12,6 +12,7 @@
 #include "cli/data.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/interruption.hpp"
 #include "cli/terminal/terminal.hpp"
@@ -23,26 +24,18 @@ namespace {
 constexpr std::size_t key_size = 8;
 constexpr std::size_t block_size = 8;
 constexpr int largest_input = 16 * 1024 * 1024;
-// Room for a key with blanks between its bytes.
-constexpr std::size_t largest_key_file = 256;
 
 struct DesOptions {
-  std::optional<std::string> key;
-  std::optional<std::string> key_file;
+  Secret key;
   DataOptions data;
   std::optional<std::string> output;
 };
 
-std::string asked_key() {
-  if (!can_ask()) throw UsageError("no key: give --key-file or --key");
-  const Interruption interruption;
-  const auto key = ask_secret("Key: ", interruption.descriptor());
-  if (!key) throw Interrupted("asking for the key: interrupted");
-  return *key;
-}
-
-Bytes parse_key(std::string_view name, std::string_view text) {
-  Bytes key = parse_hex(name, text);
+Bytes key_from(const DesOptions& options) {
+  Secret given = options.key;
+  if (!given.is_given()) given.hex = "-";
+  const auto [name, hex] = get(given);
+  Bytes key = parse_hex(name, hex);
   if (key.size() != key_size) {
     throw UsageError(fmt::format("{}: a key is {}, not {}", name,
                                  counted(static_cast<int>(key_size), "byte"), key.size()));
@@ -50,47 +43,43 @@ Bytes parse_key(std::string_view name, std::string_view text) {
   return key;
 }
 
-Bytes key_from(const DesOptions& options) {
-  if (options.key && options.key_file) {
-    throw UsageError("give one of --key and --key-file, not both");
-  }
-  if (options.key) return parse_key("--key", *options.key);
-  if (!options.key_file) return parse_key("key", asked_key());
-  const Bytes content = read_file(*options.key_file, largest_key_file);
-  return parse_key("--key-file", {reinterpret_cast<const char*>(content.data()), content.size()});
-}
-
-void write_result(const DesOptions& options, const Bytes& result) {
+void tell_result(const Settings& settings, const DesOptions& options, const Bytes& result,
+                 Json fields = Json::object()) {
+  const auto count = static_cast<int>(result.size());
+  fields["count"] = count;
   if (!options.output) {
-    print(hex_or_dump(result));
-    return;
+    fields["data"] = plain_hex(result);
+    return tell(settings, hex_or_dump(result), fields);
   }
   write_file(*options.output, result);
-  if (!is_standard_output(*options.output)) {
-    print(fmt::format("Wrote {} to {}.\n", counted(static_cast<int>(result.size()), "byte"),
-                      *options.output));
-  }
+  if (is_standard_output(*options.output)) return;
+  fields["file"] = *options.output;
+  tell(settings, fmt::format("Wrote {} to {}.\n", counted(count, "byte"), *options.output), fields);
 }
 
-Bytes input_from(const DesOptions& options, std::string_view verb) {
+// What is encrypted or decrypted.
+Bytes input_from(const Settings& settings, const DesOptions& options, std::string_view verb) {
+  if (settings.json && options.output && is_standard_output(*options.output)) {
+    throw UsageError("--json goes to standard output, and the bytes cannot go there, too");
+  }
   return data_from(options.data, largest_input, "this command", verb);
 }
 
-void run_encrypt(const DesOptions& options) {
-  const Bytes input = input_from(options, "encrypt");
+void run_encrypt(const Settings& settings, const DesOptions& options) {
+  const Bytes input = input_from(settings, options, "encrypt");
   const Bytes key = key_from(options);
   const std::size_t padding = (block_size - input.size() % block_size) % block_size;
   Bytes output(input.size() + padding);
   ic_encrypt(key.data(), input.data(), static_cast<unsigned>(input.size()), output.data());
-  write_result(options, output);
-  if (padding > 0) {
-    print_note(fmt::format("Filled the last block with {} of 00.\n",
-                           counted(static_cast<int>(padding), "byte")));
+  const auto filled = static_cast<int>(padding);
+  tell_result(settings, options, output, {{"filled", filled}});
+  if (filled > 0 && !settings.json) {
+    print_note(fmt::format("Filled the last block with {} of 00.\n", counted(filled, "byte")));
   }
 }
 
-void run_decrypt(const DesOptions& options) {
-  const Bytes input = input_from(options, "decrypt");
+void run_decrypt(const Settings& settings, const DesOptions& options) {
+  const Bytes input = input_from(settings, options, "decrypt");
   if (input.size() % block_size != 0) {
     throw UsageError(fmt::format("{} cannot be split into blocks of {} bytes",
                                  counted(static_cast<int>(input.size()), "byte"), block_size));
@@ -98,16 +87,13 @@ void run_decrypt(const DesOptions& options) {
   const Bytes key = key_from(options);
   Bytes output(input.size());
   ic_decrypt(key.data(), input.data(), static_cast<unsigned>(input.size()), output.data());
-  write_result(options, output);
+  tell_result(settings, options, output);
 }
 
 void add_common(CLI::App& command, DesOptions& options) {
-  command
-      .add_option("--key", options.key,
-                  "The key, 8 bytes; others can see it in the list of processes. Without it and "
-                  "--key-file the key is asked for")
-      ->type_name("HEX");
-  add_file(command, "--key-file", options.key_file, "Or: the file that holds the key in hex");
+  add_secret(command, "key", options.key,
+             "The key, 8 bytes; others can see it in the list of processes. Without one the key is "
+             "asked for");
   add_data(command, options.data);
   add_file(command, "--output", options.output,
            "Save the result to this file ('-': standard output)");
@@ -115,7 +101,7 @@ void add_common(CLI::App& command, DesOptions& options) {
 
 }  // namespace
 
-void add_des(CLI::App& program) {
+void add_des(CLI::App& program, const Settings& settings) {
   CLI::App* command = program.add_subcommand(
       "des",
       "Encrypt or decrypt with single DES, block by block (ECB), without a reader. It is here for "
@@ -127,12 +113,12 @@ void add_des(CLI::App& program) {
       command->add_subcommand("encrypt", "Encrypt bytes; bytes of 00 fill the last block up to 8");
   add_common(*encrypt, *options);
   add_examples(*encrypt, {"quorra des encrypt --key-file key.txt 0123456789ABCDEF"});
-  encrypt->callback([options] { run_encrypt(*options); });
+  encrypt->callback([&settings, options] { run_encrypt(settings, *options); });
 
   CLI::App* decrypt = command->add_subcommand("decrypt", "Decrypt blocks of 8 bytes");
   add_common(*decrypt, *options);
   add_examples(*decrypt, {"quorra des decrypt --key-file key.txt --file in.bin --output out.bin"});
-  decrypt->callback([options] { run_decrypt(*options); });
+  decrypt->callback([&settings, options] { run_decrypt(settings, *options); });
   add_examples(*command, {"quorra des encrypt --key-file key.txt 0123456789ABCDEF"});
 }
 

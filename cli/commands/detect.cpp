@@ -90,7 +90,7 @@ void tell_card(const Settings& settings, const Card& card, const std::string& na
 }
 
 void detect_by_writing(const Settings& settings, bool yes) {
-  const Consent consent(detecting, detecting_warning, yes);
+  const Consent consent({detecting, std::string(detecting_warning)}, yes);
   Probed probed;
   {
     const Connection connection(settings);

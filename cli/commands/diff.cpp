@@ -37,7 +37,7 @@ struct DiffOptions {
   std::optional<std::string> region;
   int address = 0;
   CodeOptions code;
-  bool yes = false;
+  std::optional<std::string> yes;
 };
 
 // A file, or the card.
@@ -175,7 +175,7 @@ void expect_on_card(const Side& file, const Card& card) {
 void compare_with_card(const Settings& given, const DiffOptions& options, Side file) {
   Settings settings = given;
   if (file.backup && settings.card == nullptr) settings.card = file.backup->card;
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const int offset =
       options.address + (options.region ? find_region(card, *options.region).range.address : 0);
@@ -185,7 +185,7 @@ void compare_with_card(const Settings& given, const DiffOptions& options, Side f
   Side held{.name = "the card", .bytes = {}, .backup = std::nullopt};
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     if (file.backup && offset == 0) {
       held.backup = take_backup(connection, card, reading_to_compare);
       held.bytes = held.backup->bytes();

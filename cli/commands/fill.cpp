@@ -35,8 +35,8 @@ struct FillOptions {
   std::optional<int> address;
   std::optional<int> count;
   CodeOptions code;
-  std::optional<std::string> erase_code;
-  bool yes = false;
+  Secret erase_code;
+  std::optional<std::string> yes;
   bool no_verify = false;
 };
 
@@ -180,7 +180,7 @@ Json fill_fields(const Card& card, const Memory& memory, Range range, const Task
 void run_on_security_card(const Settings& settings, CardInReader& slot, const Memory& memory,
                           const FillOptions& options, const Task& task) {
   const Card& card = slot.kind();
-  const bool erases_first = task.is_erase || options.erase_code;
+  const bool erases_first = task.is_erase || options.erase_code.is_given();
   if (erases_first && memory.erase == nullptr) {
     throw UsageError(fmt::format("{} cannot be erased", name_of(card, memory)));
   }
@@ -188,36 +188,37 @@ void run_on_security_card(const Settings& settings, CardInReader& slot, const Me
   if (erases_first) expect_erase_may_begin(card, memory, range);
   const Keys keys = parse_keys(card, memory, options.code, options.erase_code);
   const std::string warning =
-      options.erase_code ? fmt::format("If the card is personalised, all data of {} are erased.",
-                                       name_of(card, memory))
-                         : warning_of_all(range, name_of(card, memory));
-  const bool takes_all = !options.address || options.erase_code;
-  const Consent consent(task.operation, warning, options.yes || !takes_all);
+      options.erase_code.is_given()
+          ? fmt::format("If the card is personalised, all data of {} are erased.",
+                        name_of(card, memory))
+          : warning_of_all(range, name_of(card, memory));
+  const bool takes_all = !options.address || options.erase_code.is_given();
+  const Consent consent({task.operation, warning, &card}, options.yes || !takes_all);
   std::string done;
   {
     const Connection connection = slot.connect();
     consent.get(connection);
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     done = overwrite(connection, memory, range, erases_first, options, task);
   }
   tell(settings, done, fill_fields(card, memory, range, task, options));
 }
 
 void run_fill(const Settings& settings, const FillOptions& options, const Task& task) {
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const Memory& memory = memory_of(card, options.zone);
   if (memory.keeps_zeros) return run_on_security_card(settings, slot, memory, options, task);
   const Range range = writable_range(card, memory, options.address.value_or(0), options.count);
   const Keys keys = parse_keys(card, memory, options.code, options.erase_code);
   const bool takes_all = range.count == memory.writable;
-  const Consent consent(task.operation, warning_of_all(range, "the card"),
+  const Consent consent({task.operation, warning_of_all(range, "the card"), &card},
                         options.yes || !takes_all);
   std::string done;
   {
     const Connection connection = slot.connect();
     consent.get(connection);
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     done = overwrite(connection, card, range, options, task);
   }
   tell(settings, done, fill_fields(card, memory, range, task, options));

@@ -32,7 +32,7 @@ constexpr std::size_t most_bytes_shown = 12;
 
 struct MapOptions {
   CodeOptions code;
-  bool yes = false;
+  std::optional<std::string> yes;
 };
 
 // How an area is drawn. The name is followed by the number where the card has several.
@@ -268,7 +268,7 @@ Json describe_for_programs(const Picture& picture) {
 }
 
 void run_map(const Settings& settings, const MapOptions& options) {
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   if (card.personalise == nullptr) {
     throw UsageError(fmt::format("there is no map of a {} card; quorra read shows it", card.name));
@@ -277,7 +277,7 @@ void run_map(const Settings& settings, const MapOptions& options) {
   Picture picture;
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     picture = take_picture(connection, card, keys);
   }
   tell(settings, draw(picture, describe_size(card), wants_colour(STDOUT_FILENO)),

@@ -23,27 +23,27 @@ constexpr Operation imitating{"imitating the fuse"};
 
 struct PersonaliseOptions {
   CodeOptions code;
-  bool yes = false;
+  std::optional<std::string> yes;
 };
 
 void run_personalise(const Settings& settings, const PersonaliseOptions& options) {
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   if (card.personalise == nullptr) {
     throw UsageError(fmt::format("a {} card is not personalised", card.name));
   }
   const Keys keys = parse_keys(card, options.code);
   const Consent consent(
-      personalising,
-      fmt::format("Personalising a {} card is final. {}", card.name, card.personalised),
-      options.yes);
+      {personalising,
+       fmt::format("Personalising a {} card is final. {}", card.name, card.personalised), &card},
+      options.yes.has_value());
   bool was_personalised = false;
   {
     const Connection connection = slot.connect();
     was_personalised = is_known_as_personalised(connection, card);
     if (!was_personalised) {
       consent.get(connection);
-      present(connection, card, keys, confirm_unless(options.yes, connection));
+      present(connection, card, keys, confirm_unless(options.yes, card, connection));
       connection.run(personalising, card.personalise);
     }
   }

@@ -35,7 +35,7 @@ struct ProtectOptions {
   std::optional<int> count;
   bool reading = false;
   CodeOptions code;
-  bool yes = false;
+  std::optional<std::string> yes;
 };
 
 int count_protected(const std::vector<bool>& is_protected) {
@@ -69,7 +69,8 @@ void protect_bytes(const Settings& settings, CardInReader& slot, const ProtectOp
       card.protection->bytes, fmt::format("the part of a {} card that can be protected", card.name),
       *options.address, options.count.value_or(1));
   const Keys keys = parse_keys(card, options.code);
-  const Consent consent(protecting, "Protecting these bytes cannot be undone.", options.yes);
+  const Consent consent({protecting, "Protecting these bytes cannot be undone.", &card},
+                        options.yes.has_value());
 
   int before = 0;
   {
@@ -82,7 +83,7 @@ void protect_bytes(const Settings& settings, CardInReader& slot, const ProtectOp
         print_note(hex_dump(range.address, bytes, is_protected, wants_colour(STDERR_FILENO)));
       }
       consent.get(connection);
-      present(connection, card, keys, confirm_unless(options.yes, connection));
+      present(connection, card, keys, confirm_unless(options.yes, card, connection));
       protect(connection, card, range, bytes);
     }
   }
@@ -130,18 +131,19 @@ void protect_zone(const Settings& settings, CardInReader& slot, const Memory& me
   const unsigned char flag = options.reading ? read_flag : write_flag;
   const std::string effect =
       options.reading ? "is read only after its code was presented" : "is not written any more";
-  const Consent consent(protecting,
-                        fmt::format("Once the card is personalised, {} {}. Only an erase before "
-                                    "that undoes this.",
-                                    name, effect),
-                        options.yes);
+  const Consent consent({protecting,
+                         fmt::format("Once the card is personalised, {} {}. Only an erase before "
+                                     "that undoes this.",
+                                     name, effect),
+                         &card},
+                        options.yes.has_value());
   bool was_protected = false;
   {
     const Connection connection = slot.connect();
     was_protected = !has_flag(connection, memory, flag);
     if (!was_protected) {
       consent.get(connection);
-      present(connection, card, keys, confirm_unless(options.yes, connection));
+      present(connection, card, keys, confirm_unless(options.yes, card, connection));
       clear_flag(connection, memory, options.reading);
     }
   }
@@ -156,7 +158,7 @@ void protect_zone(const Settings& settings, CardInReader& slot, const Memory& me
 }
 
 void run_protect(const Settings& settings, const ProtectOptions& options) {
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const Memory& memory = memory_of(card, options.zone);
   if (memory.flags) return protect_zone(settings, slot, memory, options);

@@ -21,13 +21,13 @@ struct ReadOptions {
   int address = 0;
   std::optional<int> count;
   CodeOptions code;
-  bool yes = false;
+  std::optional<std::string> yes;
   OutputOptions output;
 };
 
 void run_read(const Settings& settings, const ReadOptions& options) {
   expect_other_file(options.output, settings);
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const Memory& memory = memory_of(card, options.zone);
   const Range range = readable_range(card, memory, options.address, options.count);
@@ -37,7 +37,7 @@ void run_read(const Settings& settings, const ReadOptions& options) {
   std::vector<bool> is_protected;
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     bytes = read_memory(connection, memory, range, reading_card);
     if (options.output.wants_dump()) is_protected = read_protection(connection, card, range);
   }

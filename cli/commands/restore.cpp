@@ -33,7 +33,7 @@ struct RestoreOptions {
   bool all = false;
   bool plan = false;
   bool erase = false;
-  bool yes = false;
+  std::optional<std::string> yes;
   bool no_verify = false;
 };
 
@@ -99,12 +99,12 @@ void run_restore(const Settings& given, const RestoreOptions& options) {
   const Keys keys = parse_keys(card, options.code);
   const std::string warning =
       fmt::format("The {} card becomes what {} says.", card.name, *options.file);
-  const Consent consent(restoring, warning, options.yes || options.plan);
-  CardInReader slot(settings);
+  const Consent consent({restoring, warning, &card}, options.yes || options.plan);
+  CardInReader slot(settings, options.yes);
   Restoration restoration;
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     const Backup now = take_backup(connection, card, reading_before);
     PlanOptions how{.all = options.all, .may_erase = options.erase};
     if (keys.code) how.codes.push_back(keys.code->code);

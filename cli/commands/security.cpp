@@ -11,8 +11,8 @@
 #include <memory>
 
 #include "cli/commands/commands.hpp"
-#include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "toolkit/text.hpp"
@@ -29,29 +29,29 @@ constexpr Operation switching{"switching the reader's security mode", OperationK
 constexpr int code_size = 3;
 
 struct SecurityOptions {
-  std::vector<std::string> hex;
-  std::optional<std::string> present;
+  Secret code;     // that a command is about
+  Secret present;  // that is presented first
   bool on = false;
   bool yes = false;
 };
 
-Bytes parse_reader_code(std::string_view name, std::string_view text) {
-  Bytes code = parse_hex(name, text);
+Bytes parse_reader_code(const GivenSecret& given) {
+  Bytes code = parse_hex(given.name, given.hex);
   if (code.size() != code_size) {
-    throw UsageError(fmt::format("{}: the reader's security code is {}, not {}", name,
+    throw UsageError(fmt::format("{}: the reader's security code is {}, not {}", given.name,
                                  counted(code_size, "byte"), code.size()));
   }
   return code;
 }
 
 Bytes parse_reader_code(const SecurityOptions& options) {
-  return parse_reader_code("HEX", fmt::format("{}", fmt::join(options.hex, " ")));
+  return parse_reader_code(get(options.code));
 }
 
 // The code that is to be presented first, if there is one.
 std::optional<Bytes> parse_present_reader_code(const SecurityOptions& options) {
-  if (!options.present) return std::nullopt;
-  return parse_reader_code("--code", *options.present);
+  if (!options.present.is_given()) return std::nullopt;
+  return parse_reader_code(get(options.present));
 }
 
 void present(const Connection& connection, const std::optional<Bytes>& code) {
@@ -64,7 +64,7 @@ void show_security_code(const Settings& settings) {
     const Connection connection(settings, Subject::anything);
     connection.run(reading_security_code, srd_dvsc, code_size, code.data());
   }
-  print(hex_text(code) + '\n');
+  tell(settings, hex_text(code) + '\n', {{"code", plain_hex(code)}});
 }
 
 void run_compare(const Settings& settings, const SecurityOptions& options) {
@@ -73,13 +73,13 @@ void run_compare(const Settings& settings, const SecurityOptions& options) {
     const Connection connection(settings, Subject::anything);
     present(connection, code);
   }
-  print("The reader accepts the code.\n");
+  tell(settings, "The reader accepts the code.\n", Json::object());
 }
 
 void run_set(const Settings& settings, const SecurityOptions& options) {
   const Bytes code = parse_reader_code(options);
   const std::optional<Bytes> old_code = parse_present_reader_code(options);
-  const Consent consent(changing_security_code, "The reader's present code becomes invalid.",
+  const Consent consent({changing_security_code, "The reader's present code becomes invalid."},
                         options.yes);
   {
     const Connection connection(settings, Subject::anything);
@@ -87,7 +87,7 @@ void run_set(const Settings& settings, const SecurityOptions& options) {
     present(connection, old_code);
     connection.run(changing_security_code, swr_dvsc, code_size, code.data());
   }
-  print("The reader's security code is changed.\n");
+  tell(settings, "The reader's security code is changed.\n", Json::object());
 }
 
 void run_mode(const Settings& settings, const SecurityOptions& options) {
@@ -97,13 +97,12 @@ void run_mode(const Settings& settings, const SecurityOptions& options) {
     present(connection, code);
     connection.run(switching, setsc_md, options.on ? 1 : 0);
   }
-  print(fmt::format("The reader's security mode is {}.\n", options.on ? "on" : "off"));
+  tell(settings, fmt::format("The reader's security mode is {}.\n", options.on ? "on" : "off"),
+       {{"mode", options.on}});
 }
 
-CLI::Option* add_code_to_present(CLI::App& command, SecurityOptions& options) {
-  return command
-      .add_option("--code", options.present, "The reader's security code; it is presented first")
-      ->type_name("HEX");
+void add_code_to_present(CLI::App& command, SecurityOptions& options) {
+  add_secret(command, "code", options.present, "The reader's security code; it is presented first");
 }
 
 }  // namespace
@@ -119,14 +118,16 @@ void add_security(CLI::App& program, const Settings& settings) {
   show->callback([&settings] { show_security_code(settings); });
 
   CLI::App* set = command->add_subcommand("set", "Give the reader another security code");
-  set->add_option("HEX", options->hex, "The new code")->required()->type_name("");
-  add_code_to_present(*set, *options);
-  add_yes(*set, options->yes);
+  const auto changes = std::make_shared<SecurityOptions>();
+  changes->code.is_new = true;
+  add_secret_words(*set, "HEX", "new-code", changes->code, "The new code");
+  add_code_to_present(*set, *changes);
+  add_yes(*set, changes->yes);
   add_examples(*set, {"quorra security set --config reader.conf --code FFFFFF 12 34 56"});
-  set->callback([&settings, options] { run_set(settings, *options); });
+  set->callback([&settings, changes] { run_set(settings, *changes); });
 
   CLI::App* compare = command->add_subcommand("compare", "Find out whether a code is the reader's");
-  compare->add_option("HEX", options->hex, "The code")->required()->type_name("");
+  add_secret_words(*compare, "HEX", "code", options->code, "The code");
   add_examples(*compare, {"quorra security compare --config reader.conf 123456"});
   compare->callback([&settings, options] { run_compare(settings, *options); });
 

@@ -189,8 +189,8 @@ void write_configuration(const std::string& file, const std::string& content,
   std::error_code error;
   if (std::filesystem::exists(std::filesystem::symlink_status(file, error)) &&
       !is_standard_output(file) && !options.yes) {
-    confirm(interruption, writing_configuration,
-            fmt::format("{} is there already and will be replaced.", file));
+    confirm(interruption, {writing_configuration,
+                           fmt::format("{} is there already and will be replaced.", file)});
   }
   if (!options.output) make_folder_of(file);
   write_file(file, {content.begin(), content.end()});

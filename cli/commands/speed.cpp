@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "cli/commands/commands.hpp"
-#include "cli/files.hpp"
 #include "cli/next_command.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -61,13 +61,17 @@ Settings at_speed(Settings settings, int speed) {
   return settings;
 }
 
-void print_answers(const Settings& settings) {
-  print(fmt::format("The reader answers at {} bits per second.\n",
-                    settings.speed.value_or(default_speed)));
-}
-
-void print_next(const Settings& settings) {
-  print(fmt::format("next  {}\n", next_command("info", settings)));
+// Tells that the reader answers at the speed of the settings and, if that is news, what to do with
+// it.
+void tell_answers(const Settings& settings, bool is_news) {
+  const int speed = settings.speed.value_or(default_speed);
+  std::string text = fmt::format("The reader answers at {} bits per second.\n", speed);
+  Json fields{{"speed", speed}, {"answers", true}};
+  if (is_news) {
+    fields["next"] = next_command("info", settings);
+    text += fmt::format("next  {}\n", next_command("info", settings));
+  }
+  tell(settings, text, fields);
 }
 
 // What a session that does not open may want.
@@ -84,7 +88,7 @@ void show_speed(const Settings& settings) {
   } catch (const NoReader& error) {
     throw NoReader(error.what() + how_to_find(settings), error.particulars());
   }
-  print_answers(settings);
+  tell_answers(settings, false);
 }
 
 void run_find(const Settings& settings) {
@@ -109,9 +113,7 @@ void run_find(const Settings& settings) {
   }
   // A speed that the line does not have was tried as another one.
   if (!line_has(configuration, speed)) speed = default_speed;
-  const Settings found = at_speed(settings, speed);
-  print_answers(found);
-  print_next(found);
+  tell_answers(at_speed(settings, speed), true);
 }
 
 std::string warning_of(const Configuration& configuration, int speed) {
@@ -128,7 +130,7 @@ std::string warning_of(const Configuration& configuration, int speed) {
 // Changes the speed of a reader that answers at the line's present one.
 void change(const Settings& settings, const Configuration& configuration, int speed, bool yes) {
   const Connection connection(settings, Subject::anything);
-  if (!yes) connection.confirm(changing_speed, warning_of(configuration, speed));
+  if (!yes) connection.confirm({changing_speed, warning_of(configuration, speed)});
   connection.run(changing_speed, set_baud, speed);
 }
 
@@ -139,7 +141,7 @@ void find_and_change(const Configuration& configuration, int speed, bool yes) {
                                  fmt::join(line_speeds(configuration), ", ")));
   }
   const Interruption interruption;
-  if (!yes) confirm(interruption, changing_speed, warning_of(configuration, speed));
+  if (!yes) confirm(interruption, {changing_speed, warning_of(configuration, speed)});
   const Device device = configuration.open_device();
   const int handle = auto_init(configuration.path().c_str(), speed);
   if (handle < 0) {
@@ -164,8 +166,10 @@ void run_set(const Settings& settings, const SetOptions& options) {
   } else {
     change(settings, configuration, options.speed, options.yes);
     if (!line_has(configuration, options.speed)) {
-      print(fmt::format("The reader was told to change to {} bits per second.\n", options.speed));
-      return;
+      return tell(
+          settings,
+          fmt::format("The reader was told to change to {} bits per second.\n", options.speed),
+          {{"speed", options.speed}, {"answers", false}});
     }
     try {
       const Connection connection(changed, Subject::anything);
@@ -173,8 +177,7 @@ void run_set(const Settings& settings, const SetOptions& options) {
       throw NoReader(error.what() + how_to_find(settings), error.particulars());
     }
   }
-  print_answers(changed);
-  print_next(changed);
+  tell_answers(changed, true);
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ constexpr int worth_in_next_stage = 8;
 
 struct UnitsOptions {
   int number = 0;
-  bool yes = false;
+  std::optional<std::string> yes;
 };
 
 const UnitCounter& counter_of(const Card& card) {
@@ -141,11 +141,11 @@ int spend(const Connection& connection, const Card& card, int number) {
 }
 
 void run_spend(const Settings& settings, const UnitsOptions& options) {
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   counter_of(card);
   if (options.number < 1) throw UsageError("N: there is nothing to spend");
-  const Consent consent(spending, spending_warning, options.yes);
+  const Consent consent({spending, std::string(spending_warning), &card}, options.yes.has_value());
   int left = 0;
   {
     const Connection connection = slot.connect();
@@ -163,7 +163,7 @@ void run_spend(const Settings& settings, const UnitsOptions& options) {
 }
 
 void run_carry(const Settings& settings, const UnitsOptions& options) {
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const UnitCounter& counter = counter_of(card);
   const Range stages_with_next{counter.first_stage, counter.stages - 1};
@@ -171,7 +171,7 @@ void run_carry(const Settings& settings, const UnitsOptions& options) {
     throw UsageError(fmt::format("ADDRESS: a carry begins at 0x{:02X} to 0x{:02X}",
                                  stages_with_next.address, stages_with_next.end() - 1));
   }
-  const Consent consent(spending, spending_warning, options.yes);
+  const Consent consent({spending, std::string(spending_warning), &card}, options.yes.has_value());
   const int stage = options.number - counter.first_stage;
   std::optional<Stages> after;
   {

@@ -27,11 +27,11 @@ struct VerifyOptions {
   int address = 0;
   DataOptions data;
   CodeOptions code;
-  bool yes = false;
+  std::optional<std::string> yes;
 };
 
 void run_verify(const Settings& settings, const VerifyOptions& options) {
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const Memory& memory = memory_of(card, options.zone);
   const Bytes data = data_from(options.data, card, memory, "compare");
@@ -40,7 +40,7 @@ void run_verify(const Settings& settings, const VerifyOptions& options) {
   Bytes held;
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     held = read_memory(connection, memory, range, comparing);
   }
   if (const auto difference = find_difference(data, held, range.address)) {

@@ -28,7 +28,7 @@ struct WriteOptions {
   DataOptions data;
   CodeOptions code;
   bool security = false;
-  bool yes = false;
+  std::optional<std::string> yes;
   bool no_verify = false;
 };
 
@@ -46,7 +46,7 @@ Memory with_security_areas(const Card& card, const Memory& memory) {
 }
 
 void run_write(const Settings& settings, const WriteOptions& options) {
-  CardInReader slot(settings);
+  CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
   const Memory& plain = memory_of(card, options.zone);
   const Memory memory = options.security ? with_security_areas(card, plain) : plain;
@@ -55,7 +55,7 @@ void run_write(const Settings& settings, const WriteOptions& options) {
   const Keys keys = parse_keys(card, options.code);
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, connection));
+    present(connection, card, keys, confirm_unless(options.yes, card, connection));
     write_memory(connection, memory, range, data, writing, !options.no_verify);
   }
   Json fields = fields_of(card, memory, range);

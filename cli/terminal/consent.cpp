@@ -2,17 +2,18 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/terminal/consent.hpp"
 
+#include <utility>
+
 namespace quorra::cli {
 
-Consent::Consent(const Operation& operation, std::string_view warning, bool is_given)
-    : operation_(operation),
-      warning_(warning),
+Consent::Consent(Question question, bool is_given)
+    : question_(std::move(question)),
       asks_(!is_given) {
-  if (asks_) expect_somebody_to_ask(operation_, warning_);
+  if (asks_) expect_somebody_to_ask(question_);
 }
 
-void Consent::get(const Connection& connection, std::string_view warning) const {
-  if (asks_) connection.confirm(operation_, warning);
+void Consent::get(const Connection& connection, std::string warning) const {
+  if (asks_) connection.confirm({question_.operation, std::move(warning), question_.kind});
 }
 
 }  // namespace quorra::cli

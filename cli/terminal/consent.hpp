@@ -4,31 +4,27 @@
 // Asking before what cannot be undone.
 #pragma once
 
-#include <string>
-#include <string_view>
-
 #include "cli/connection.hpp"
 
 namespace quorra::cli {
 
-// The user's word for something that cannot be undone.
+// The user's word for what a question is about.
 class Consent {
  public:
-  // `warning` says what is about to happen, `is_given` whether --yes did away with the question.
-  // Throws UsageError, before there is a connection, if there would be nobody to ask.
-  Consent(const Operation& operation, std::string_view warning, bool is_given);
+  // `is_given`: --yes did away with the question. Throws UsageError, before anything is sent, if
+  // there would be nobody to ask.
+  Consent(Question question, bool is_given);
 
   // Whether there will be a question.
   bool asks() const { return asks_; }
 
-  // Asks, if need be; throws Failure if the answer is not yes. A command that has read the card by
-  // then may have a warning that tells more.
-  void get(const Connection& connection) const { get(connection, warning_); }
-  void get(const Connection& connection, std::string_view warning) const;
+  // Asks, if need be; throws what `confirm` throws. A command that has read the card by then may
+  // have a warning that tells more.
+  void get(const Connection& connection) const { get(connection, question_.warning); }
+  void get(const Connection& connection, std::string warning) const;
 
  private:
-  Operation operation_;
-  std::string warning_;
+  Question question_;
   bool asks_;
 };
 

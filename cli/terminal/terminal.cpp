@@ -11,13 +11,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
 
 #include "cli/terminal/interruption.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -76,6 +77,23 @@ class WithoutEcho {
   sigset_t mask_before_{};
 };
 
+std::string_view without_blanks_around(std::string_view text) {
+  constexpr std::string_view blanks = " \t";
+  const std::size_t first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+// Asks, and takes one of these words, in capitals or not and between blanks or not, for yes.
+Answer answer_among(std::initializer_list<std::string_view> words, std::string_view question,
+                    int interruption) {
+  print_note(question);
+  const std::optional<std::string> answer = next_line(interruption);
+  if (!answer) return Answer::interrupted;
+  const std::string given = toolkit::lower_case(without_blanks_around(*answer));
+  return std::ranges::find(words, given) != words.end() ? Answer::yes : Answer::no;
+}
+
 }  // namespace
 
 bool is_terminal(int descriptor) { return isatty(descriptor) == 1; }
@@ -100,13 +118,11 @@ bool wants_colour(int descriptor) {
 bool can_ask() { return is_terminal(STDIN_FILENO) && is_terminal(STDERR_FILENO); }
 
 Answer ask(std::string_view question, int interruption) {
-  print_note(fmt::format("{} [y/N] ", question));
-  std::optional<std::string> answer = next_line(interruption);
-  if (!answer) return Answer::interrupted;
-  std::ranges::transform(*answer, answer->begin(), [](unsigned char character) {
-    return static_cast<char>(std::tolower(character));
-  });
-  return answer == "y" || answer == "yes" ? Answer::yes : Answer::no;
+  return answer_among({"y", "yes"}, fmt::format("{} [y/N] ", question), interruption);
+}
+
+Answer ask_for_kind(std::string_view question, std::string_view kind, int interruption) {
+  return answer_among({kind}, fmt::format("{} Type {} to go on: ", question, kind), interruption);
 }
 
 std::optional<std::string> ask_secret(std::string_view question, int interruption) {

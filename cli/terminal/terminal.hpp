@@ -33,6 +33,9 @@ enum class Answer { yes, no, interrupted };
 // The wait ends when `interruption` becomes readable.
 Answer ask(std::string_view question, int interruption);
 
+// Asks in the same way for the card's kind to be typed, in capitals or not; anything else is no.
+Answer ask_for_kind(std::string_view question, std::string_view kind, int interruption);
+
 // Asks on standard error and waits for a line on standard input, which is not shown while it is
 // typed. None if the wait ended because `interruption` became readable.
 std::optional<std::string> ask_secret(std::string_view question, int interruption);

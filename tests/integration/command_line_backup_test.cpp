@@ -81,12 +81,12 @@ TEST_F(BackupCommands, RestoreWritesOnlyWhatDiffers) {
                  "2 bytes to change in 1 frame; bits 1->0: 0, 0->1: 15; erasures: 0; attempts: "
                  "0.\n0x0360-0x03EF written\n");
   EXPECT_NE(content_of(image), before);
-  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes"}),
+  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes", "24c16"}),
                  "Restored 2 bytes in 1 frame and read them back.\n");
   EXPECT_EQ(content_of(image), before);
-  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes"}),
+  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes", "24c16"}),
                  "Nothing to write: the card holds all that can come back.\n");
-  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes", "--all"}),
+  expect_success(run_quorra({"restore", "--virtual", image, backup, "--yes", "24c16", "--all"}),
                  "Restored 0 bytes in 15 frames and read them back.\n");
 }
 
@@ -100,7 +100,7 @@ TEST_F(BackupCommands, RestoreTellsFirstWhatDoesNotComeBack) {
       run_quorra({"write", "--virtual", image, "--code", "FFFFFF", "--address", "10", "00"}).status,
       0);
   EXPECT_EQ(run_quorra({"protect", "--virtual", image, "--code", "FFFFFF", "--address", "10",
-                        "--count", "1", "--yes"})
+                        "--count", "1", "--yes", "4442"})
                 .status,
             0);
   const Outcome planned =
@@ -121,7 +121,7 @@ TEST_F(BackupCommands, RestoreErasesWhereItsIssuerMay) {
   const Arguments code{"--code", "FFFF"};
   EXPECT_EQ(
       run_quorra(Arguments{"write", "--virtual", image, "--address", "30", "12"} + code).status, 0);
-  const Arguments restore = Arguments{"restore", "--virtual", image, backup, "--yes"} + code;
+  const Arguments restore = Arguments{"restore", "--virtual", image, backup, "--yes", "101"} + code;
   EXPECT_EQ(run_quorra(restore + Arguments{"--plan"}).status, 1);
   EXPECT_EQ(run_quorra(restore + Arguments{"--plan", "--erase"}).status, 0);
   EXPECT_EQ(run_quorra(restore + Arguments{"--erase"}).status, 0);
@@ -132,11 +132,12 @@ TEST_F(BackupCommands, RestoreRefusesAnotherKind) {
   const std::string backup = backup_of(new_card("4442"), "b.json");
   const std::string other = new_card("24c02", {"--force"});
   const std::string before = content_of(other);
-  const Outcome outcome = run_quorra({"restore", "--virtual", other, backup, "--yes"});
+  const Outcome outcome = run_quorra({"restore", "--virtual", other, backup, "--yes", "4442"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_NE(outcome.errors.find("this is a 24c02, not a 4442"), std::string::npos);
-  expect_error(run_quorra({"restore", "--virtual", other, "--card", "24c02", backup, "--yes"}), 2,
-               "quorra: " + backup + " is a backup of a 4442 card, not of a 24c02\n");
+  expect_error(
+      run_quorra({"restore", "--virtual", other, "--card", "24c02", backup, "--yes", "24c02"}), 2,
+      "quorra: " + backup + " is a backup of a 4442 card, not of a 24c02\n");
   EXPECT_EQ(content_of(other), before);
 }
 
@@ -145,10 +146,12 @@ TEST_F(BackupCommands, RestoreRefusesADamagedBackup) {
   std::string text = content_of(backup_of(image, "b.json"));
   text[text.find("FFFF")] = 'E';
   write("b.json", text);
-  const Outcome outcome = run_quorra({"restore", "--virtual", image, path("b.json"), "--yes"});
+  const Outcome outcome =
+      run_quorra({"restore", "--virtual", image, path("b.json"), "--yes", "24c02"});
   EXPECT_EQ(outcome.status, 2);
   EXPECT_NE(outcome.errors.find("the backup was damaged or changed"), std::string::npos);
-  EXPECT_EQ(run_quorra({"restore", "--virtual", image, path("none.json"), "--yes"}).status, 2);
+  EXPECT_EQ(run_quorra({"restore", "--virtual", image, path("none.json"), "--yes", "24c02"}).status,
+            2);
 }
 
 TEST_F(BackupCommands, DiffComparesFilesOfAnyFormat) {

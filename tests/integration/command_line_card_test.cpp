@@ -112,7 +112,8 @@ TEST_P(EachCard, NeedsConsentToOverwriteAllOfIt) {
     const Outcome outcome = run_quorra(command + at(image, name));
     EXPECT_EQ(outcome.status, 2);
     EXPECT_NE(outcome.errors.find(": All " + writable +
-                                  " bytes of the card are overwritten. Confirm with --yes.\n"),
+                                  " bytes of the card are overwritten. Confirm with --yes " + name +
+                                  ".\n"),
               std::string::npos);
   }
   EXPECT_TRUE(content_of(image) == before);
@@ -153,28 +154,29 @@ TEST_F(Cards, ErasesA93cWithItsOwnCommand) {
     const std::string image =
         new_card(kind, {"--force", "--data", "0:0102", "--data", "0x7E:0304"});
     const std::size_t size = memory_of(image).size();
-    expect_success(run_quorra(Arguments{"erase", "--yes"} + at(image, kind)),
+    expect_success(run_quorra(Arguments{"erase", "--yes", kind} + at(image, kind)),
                    "Erased all " + std::to_string(size) +
                        " bytes with the card's own command and read them back.\n");
     EXPECT_EQ(memory_of(image), std::string(size, '\xFF'));
-    expect_success(run_quorra(Arguments{"erase", "--yes", "--no-verify"} + at(image, kind)),
+    expect_success(run_quorra(Arguments{"erase", "--yes", kind, "--no-verify"} + at(image, kind)),
                    "Erased all " + std::to_string(size) + " bytes with the card's own command.\n");
   }
 }
 
 TEST_F(Cards, ErasesAndFillsWholeCardsByWriting) {
   const std::string image = new_card("24c04", {"--data", "0x1FE:0102"});
-  expect_success(run_quorra(Arguments{"fill", "--byte", "a5", "--yes"} + at(image, "24c04")),
-                 "Wrote A5 to 512 bytes at 0x0000 and read them back.\n");
+  expect_success(
+      run_quorra(Arguments{"fill", "--byte", "a5", "--yes", "24c04"} + at(image, "24c04")),
+      "Wrote A5 to 512 bytes at 0x0000 and read them back.\n");
   EXPECT_EQ(memory_of(image), std::string(512, '\xA5'));
-  expect_success(run_quorra(Arguments{"erase", "--yes"} + at(image, "24c04")),
+  expect_success(run_quorra(Arguments{"erase", "--yes", "24c04"} + at(image, "24c04")),
                  "Wrote FF to 512 bytes at 0x0000 and read them back.\n");
   EXPECT_EQ(memory_of(image), std::string(512, '\xFF'));
 }
 
 TEST_F(Cards, FillingLeavesReadOnlyBytesAlone) {
   const std::string image = new_card("4442", {"--data", "8:AA", "--protect", "8"});
-  expect_success(run_quorra(Arguments{"fill", "--byte", "00", "--yes", "--code", "FFFFFF"} +
+  expect_success(run_quorra(Arguments{"fill", "--byte", "00", "--yes", "4442", "--code", "FFFFFF"} +
                             at(image, "4442")),
                  "Wrote 00 to 243 of 256 bytes at 0x0000 and read them back; read-only bytes: "
                  "13.\n");
@@ -188,7 +190,7 @@ TEST_F(Cards, FillingLeavesReadOnlyBytesAlone) {
 TEST_F(Cards, FillingNeedsTheCode) {
   const std::string image = new_card("4428");
   const Outcome outcome =
-      run_quorra(Arguments{"fill", "--byte", "00", "--yes"} + at(image, "4428"));
+      run_quorra(Arguments{"fill", "--byte", "00", "--yes", "4428"} + at(image, "4428"));
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.errors,
             "quorra: filling the card: the reader refused the command with status 35 (0x23): a "
@@ -204,16 +206,16 @@ TEST_F(Cards, ErasingAsksOnATerminal) {
                     {.input = {},
                      .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
                      .environment = {{"NO_COLOR", "1"}}});
-    EXPECT_EQ(terminal.read_until("[y/N] "),
-              "All 128 bytes of the card are overwritten. Go on? [y/N] ");
+    EXPECT_EQ(terminal.read_until("on: "),
+              "All 128 bytes of the card are overwritten. Type 24c01a to go on: ");
     terminal.type(answer);
     Outcome outcome = program.wait();
     outcome.errors = terminal.read_all();
     return outcome;
   };
-  expect_error(erase("n\n"), 1, "quorra: erasing the card: not confirmed\n");
+  expect_error(erase("n\n"), 2, "quorra: erasing the card: not confirmed with 24c01a\n");
   EXPECT_EQ(memory_of(image).front(), '\0');
-  expect_success(erase("y\n"), "Wrote FF to 128 bytes at 0x0000 and read them back.\n");
+  expect_success(erase("24C01A\n"), "Wrote FF to 128 bytes at 0x0000 and read them back.\n");
   EXPECT_EQ(memory_of(image).front(), '\xFF');
 }
 
@@ -257,7 +259,7 @@ TEST_F(Cards, Protects4428And4418) {
   for (const auto& [kind, present] :
        {std::pair{"4428", Arguments{"--code", "FFFF"}}, {"4418", Arguments{}}}) {
     const std::string image = new_card(kind, {"--force", "--data", "0x200:0102030405"});
-    const Arguments protect = Arguments{"protect", "--yes"} + at(image, kind) + present;
+    const Arguments protect = Arguments{"protect", "--yes", kind} + at(image, kind) + present;
     expect_success(run_quorra(protect + Arguments{"--address", "0x201", "--count", "2"}),
                    "Protected 2 bytes at 0x0201.\n");
     expect_success(run_quorra(protect + Arguments{"--address", "0x201", "--count", "200"}),
@@ -275,8 +277,9 @@ TEST_F(Cards, Protects4428And4418) {
 
 TEST_F(Cards, Protecting4428NeedsTheCode) {
   const std::string image = new_card("4428");
-  expect_error(run_quorra(Arguments{"protect", "--yes", "--address", "0x200"} + at(image, "4428")),
-               1, "quorra: protecting: the byte at 0x0200 is still writable\n");
+  expect_error(
+      run_quorra(Arguments{"protect", "--yes", "4428", "--address", "0x200"} + at(image, "4428")),
+      1, "quorra: protecting: the byte at 0x0200 is still writable\n");
 }
 
 // ---- 93c46a and 45d041

@@ -97,8 +97,9 @@ TEST_F(Des, RefusesWrongUsage) {
     std::string words;
   };
   const Case cases[] = {
-      {{plain}, "no key: give --key-file or --key"},
-      {{plain, "--key", key, "--key-file", "x"}, "give one of --key and --key-file, not both"},
+      {{plain}, "--key: there is nobody to ask; give --key-file or --key-fd"},
+      {{plain, "--key", key, "--key-file", "x"},
+       "give one of --key, --key-file and --key-fd, not several"},
       {{plain, "--key", "13345779"}, "--key: a key is 8 bytes, not 4"},
       {{plain, "--key", "133457799BBCDFF100"}, "--key: a key is 8 bytes, not 9"},
       {{plain, "--key", "secret"}, "--key: 'secret' is not hexadecimal"},
@@ -204,7 +205,7 @@ TEST_F(DesOnTerminal, WrongKeyIsRefused) {
   EXPECT_EQ(terminal.read_until("Key: "), "Key: ");
   terminal.type("1234\n");
   EXPECT_EQ(program.wait().status, 2);
-  EXPECT_EQ(terminal.read_all(), "\nquorra: key: a key is 8 bytes, not 2\n");
+  EXPECT_EQ(terminal.read_all(), "\nquorra: --key: a key is 8 bytes, not 2\n");
 }
 
 }  // namespace

@@ -454,7 +454,7 @@ TEST_F(Signals, LeaveNothingOfAVirtualReader) {
                     {.input = {},
                      .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
                      .environment = {{"NO_COLOR", "1"}, {"TMPDIR", folder / ""}}});
-    terminal.read_until("[y/N] ");
+    terminal.read_until("to go on: ");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / ""), {}), 2);
     program.signal(signal);
     EXPECT_EQ(program.wait().signal, signal);

@@ -177,7 +177,7 @@ TEST_F(ScriptedCard, ProtectWordsItsOwnMeaningsOfTheNumbers) {
   const Bytes protect_byte = sealed("AA 75 00 06 79 00 00 00 08 41");
   const Bytes writable = reply(0, hex("FF FF FF FF"));
   const auto protect = [&](const Bytes& bits_after) {
-    Process program = start({"protect", "--address", "8", "--yes"});
+    Process program = start({"protect", "--address", "8", "--yes", "4442"});
     reader.serve_opening();
     reader.serve(read_byte, reply(0, hex("41")));
     reader.serve(read_bits, writable);
@@ -228,7 +228,7 @@ TEST_F(ScriptedCard, StatusIsNotExplainedForAReaderThatDoesNotTellWhatItIs) {
 }
 
 TEST_F(ScriptedCard, EraseReadsBack) {
-  Process program = start({"erase", "--card", "93c46", "--yes"});
+  Process program = start({"erase", "--card", "93c46", "--yes", "93c46"});
   reader.serve_opening();
   reader.serve(sealed("AA 78 00 05 69 00 00 00 00"), reply(0, {}));
   Bytes held(128, 0xFF);
@@ -332,9 +332,9 @@ TEST_F(ScriptedCard, SpeaksThroughASerialTerminal) {
                    .environment = {}});
   serve(ask_version, good_version);
   serve(read_counter, reply(0, hex("01 00 00 00")));
-  EXPECT_EQ(terminal.read_until("[y/N] "),
-            "1 attempt left: a wrong code locks the card for good. Go on? [y/N] ");
-  terminal.type("y\r");
+  EXPECT_EQ(terminal.read_until("on: "),
+            "1 attempt left: a wrong code locks the card for good. Type 4442 to go on: ");
+  terminal.type("4442\r");
   serve(present_code, reply(0, {}));
   EXPECT_EQ(program.wait().status, 0);
   // The result comes when the line is a terminal again.

@@ -43,6 +43,7 @@ class SecurityCards : public CommandLine {
     SCOPED_TRACE(::testing::PrintToString(arguments));
     expect_error(quorra(arguments), 1, error);
   }
+  const std::string& kind() const { return kind_; }
   const std::string& image() const { return image_; }
 
  private:
@@ -57,7 +58,7 @@ std::string question_of(const Arguments& command, const std::string& answer, Out
                   {.input = {},
                    .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
                    .environment = {{"NO_COLOR", "1"}}});
-  const std::string question = terminal.read_until("[y/N] ");
+  const std::string question = terminal.read_until(" to go on: ");
   terminal.type(answer);
   outcome = program.wait();
   outcome.errors = terminal.read_all();
@@ -132,9 +133,9 @@ TEST_F(SecurityCards, RefusesWrongUsageBeforeItDoesAnything) {
       {"1604", {"read", "--code-number", "1"}, "--code-number: give the code, too, with --code"},
       {"24c02", {"read", "--code", "1122"}, "a 24c02 card has no code"},
 
-      {"4406", {"erase", "--yes"}, "a 4406 card cannot be erased"},
+      {"4406", {"erase", "--yes", "4406"}, "a 4406 card cannot be erased"},
       {"4404",
-       {"erase", "--yes"},
+       {"erase", "--yes", "4404"},
        "on a 4404 card, an erase does not begin at 0x000E to 0x0027; one that begins before may "
        "run on"},
       {"4404",
@@ -142,34 +143,34 @@ TEST_F(SecurityCards, RefusesWrongUsageBeforeItDoesAnything) {
        "on a 4404 card, an erase does not begin at 0x000E to 0x0027; one that begins before may "
        "run on"},
       {"102",
-       {"erase", "--yes"},
+       {"erase", "--yes", "102"},
        "zone 0 of a 102 card has no data beside codes and counters: give --address and --count"},
       {"102",
-       {"fill", "--byte", "00", "--yes"},
+       {"fill", "--byte", "00", "--yes", "102"},
        "zone 0 of a 102 card has no data beside codes and counters: give --address and --count"},
       {"101",
-       {"erase", "--address", "22", "--yes"},
+       {"erase", "--address", "22", "--yes", "101"},
        "give --address and --count, or none of them for all data of the card or zone"},
       {"101",
-       {"erase", "--count", "22", "--yes"},
+       {"erase", "--count", "22", "--yes", "101"},
        "give --address and --count, or none of them for all data of the card or zone"},
       {"101",
        {"erase", "--address", "30", "--count", "1", "--erase-code", "11223344"},
        "erasing the card: If the card is personalised, all data of a 101 card are erased. Confirm "
-       "with --yes."},
+       "with --yes 101."},
       {"101",
        {"erase"},
-       "erasing the card: All 128 bytes of a 101 card are overwritten. Confirm with --yes."},
+       "erasing the card: All 128 bytes of a 101 card are overwritten. Confirm with --yes 101."},
       {"101",
        {"fill", "--byte", "00"},
-       "filling the card: All 127 bytes of a 101 card are overwritten. Confirm with --yes."},
+       "filling the card: All 127 bytes of a 101 card are overwritten. Confirm with --yes 101."},
       {"102",
-       {"erase", "--zone", "1", "--yes", "--erase-code", "11223344"},
+       {"erase", "--zone", "1", "--yes", "102", "--erase-code", "11223344"},
        "--erase-code: the erase code of zone 1 of a 102 card is 6 bytes, not 4"},
       {"102",
        {"erase", "--address", "0", "--count", "1", "--erase-code", "11223344"},
        "zone 0 of a 102 card has no erase code"},
-      {"4442", {"erase", "--yes", "--erase-code", "1122"}, "a 4442 card has no erase code"},
+      {"4442", {"erase", "--yes", "4442", "--erase-code", "1122"}, "a 4442 card has no erase code"},
 
       {"4404",
        {"code", "present", "--number", "0", "1122"},
@@ -201,48 +202,50 @@ TEST_F(SecurityCards, RefusesWrongUsageBeforeItDoesAnything) {
        {"code", "counter", "--erase", "--zone", "1"},
        "erasures of zone 1 of a 102 card are not counted"},
 
-      {"4406", {"protect", "--yes"}, "the bytes of a 4406 card cannot be protected"},
-      {"102", {"protect", "--yes"}, "the bytes of zone 0 of a 102 card cannot be protected"},
+      {"4406", {"protect", "--yes", "4406"}, "the bytes of a 4406 card cannot be protected"},
+      {"102", {"protect", "--yes", "102"}, "the bytes of zone 0 of a 102 card cannot be protected"},
       {"102",
-       {"protect", "--zone", "1", "--address", "0", "--yes"},
+       {"protect", "--zone", "1", "--address", "0", "--yes", "102"},
        "--address and --count: zone 1 of a 102 card is protected as a whole"},
       {"4404",
-       {"protect", "--count", "1", "--yes"},
+       {"protect", "--count", "1", "--yes", "4404"},
        "--address and --count: the zone of a 4404 card is protected as a whole"},
       {"102",
        {"protect", "--zone", "1"},
        "protecting: Once the card is personalised, zone 1 of a 102 card is not written any more. "
-       "Only an erase before that undoes this. Confirm with --yes."},
+       "Only an erase before that undoes this. Confirm with --yes 102."},
       {"4442",
-       {"protect", "--address", "8", "--reading", "--yes"},
+       {"protect", "--address", "8", "--reading", "--yes", "4442"},
        "--reading: the bytes of a 4442 card can always be read"},
 
       {"24c02", {"map"}, "there is no map of a 24c02 card; quorra read shows it"},
-      {"4442", {"personalise", "--yes"}, "a 4442 card is not personalised"},
+      {"4442", {"personalise", "--yes", "4442"}, "a 4442 card is not personalised"},
       {"4404",
        {"personalise", "--code", "FFFF"},
        "personalising the card: Personalising a 4404 card is final. Its codes cannot be read any "
        "more, its identification stays as it is, and a zone is erased as a whole, after its erase "
-       "code. Confirm with --yes."},
+       "code. Confirm with --yes 4404."},
       {"4406",
        {"personalise", "--code", "FFFFFF"},
        "personalising the card: Personalising a 4406 card is final. Its code is gone, and the "
        "bytes "
-       "8 to 12 are a counter of units to be spent. Confirm with --yes."},
+       "8 to 12 are a counter of units to be spent. Confirm with --yes 4406."},
       {"4406", {"fuse", "imitate"}, "the fuse of a 4406 card cannot be imitated"},
       {"4442", {"fuse", "release"}, "the fuse of a 4442 card cannot be imitated"},
       {"4404", {"units", "show"}, "a 4404 card does not count units"},
-      {"4404", {"units", "spend", "1", "--yes"}, "a 4404 card does not count units"},
-      {"4404", {"units", "carry", "8", "--yes"}, "a 4404 card does not count units"},
+      {"4404", {"units", "spend", "1", "--yes", "4404"}, "a 4404 card does not count units"},
+      {"4404", {"units", "carry", "8", "--yes", "4404"}, "a 4404 card does not count units"},
       {"4406",
        {"units", "spend", "1"},
-       "spending units: Spending units cannot be undone. Confirm with --yes."},
+       "spending units: Spending units cannot be undone. Confirm with --yes 4406."},
       {"4406",
        {"units", "carry", "8"},
-       "spending units: Spending units cannot be undone. Confirm with --yes."},
-      {"4406", {"units", "spend", "0", "--yes"}, "N: there is nothing to spend"},
-      {"4406", {"units", "carry", "7", "--yes"}, "ADDRESS: a carry begins at 0x08 to 0x0B"},
-      {"4406", {"units", "carry", "12", "--yes"}, "ADDRESS: a carry begins at 0x08 to 0x0B"},
+       "spending units: Spending units cannot be undone. Confirm with --yes 4406."},
+      {"4406", {"units", "spend", "0", "--yes", "4406"}, "N: there is nothing to spend"},
+      {"4406", {"units", "carry", "7", "--yes", "4406"}, "ADDRESS: a carry begins at 0x08 to 0x0B"},
+      {"4406",
+       {"units", "carry", "12", "--yes", "4406"},
+       "ADDRESS: a carry begins at 0x08 to 0x0B"},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(one.kind + ": " + one.error);
@@ -319,7 +322,7 @@ TEST_F(SecurityCards, ZonesHaveAddressesOfTheirOwn) {
 
 TEST_F(SecurityCards, OverwritesTheDataOfAZoneButNotItsCodes) {
   insert("102", {"--data", "0x16:0000", "--data", "0x55:00112233445566"});
-  const Arguments zone = {"--zone", "1", "--code", "FFFF", "--yes"};
+  const Arguments zone = {"--zone", "1", "--code", "FFFF", "--yes", kind()};
   expect_done(Arguments{"erase"} + zone, "Erased 64 bytes at 0x0000 and read them back.\n");
   expect_done({"read", "--zone", "1", "--address", "63", "--code", "FFFF"},
               "0030                                                FF  |               .|\n"
@@ -343,13 +346,13 @@ TEST_F(SecurityCards, ErasingAsksOnATerminal) {
                            "--zone",       "1",     "--virtual", image()};
   Outcome outcome;
   EXPECT_EQ(question_of(erase, "n\n", outcome),
-            "All 64 bytes of zone 1 of a 102 card are overwritten. Go on? [y/N] ");
-  expect_error(outcome, 1, "quorra: erasing the card: not confirmed\n");
+            "All 64 bytes of zone 1 of a 102 card are overwritten. Type 102 to go on: ");
+  expect_error(outcome, 2, "quorra: erasing the card: not confirmed with 102\n");
   const Arguments one_byte = {"--address", "30", "--count", "1", "--erase-code", "112233445566"};
-  EXPECT_EQ(
-      question_of(erase + one_byte, "n\n", outcome),
-      "If the card is personalised, all data of zone 1 of a 102 card are erased. Go on? [y/N] ");
-  expect_error(outcome, 1, "quorra: erasing the card: not confirmed\n");
+  EXPECT_EQ(question_of(erase + one_byte, "n\n", outcome),
+            "If the card is personalised, all data of zone 1 of a 102 card are erased. Type 102 to "
+            "go on: ");
+  expect_error(outcome, 2, "quorra: erasing the card: not confirmed with 102\n");
 }
 
 TEST_F(SecurityCards, CodesAreWrittenOnlyWithTheCommandForThem) {
@@ -440,10 +443,10 @@ TEST_F(SecurityCards, TheLastAttemptHasToBeWanted) {
         std::string("1 attempt left: a wrong code locks ") + guarded + " for good";
     expect_done(Arguments{"code", "counter"} + number, last + ".\n");
     expect_error(quorra(present), 2,
-                 "quorra: presenting the code: " + last + ". Confirm with --yes.\n");
+                 "quorra: presenting the code: " + last + ". Confirm with --yes " + kind + ".\n");
     const std::string none = std::string("0 attempts left: ") + guarded + " is locked for good\n";
-    expect_refused(present + Arguments{"--yes"}, refused_code + ("; " + none));
-    expect_refused(Arguments{"code", "present", "FFFF", "--yes"} + number,
+    expect_refused(present + Arguments{"--yes", kind}, refused_code + ("; " + none));
+    expect_refused(Arguments{"code", "present", "FFFF", "--yes", kind} + number,
                    "quorra: presenting the code: " + none);
   }
 }
@@ -483,22 +486,23 @@ TEST_F(SecurityCards, APersonalisedZoneIsErasedWithItsEraseCode) {
               "The code is changed.\n");
   expect_done({"code", "change", "--erase", "--zone", "2", "--code", "FFFF", "E2E2"},
               "The erase code is changed.\n");
-  expect_refused({"personalise", "--yes"},
+  expect_refused({"personalise", "--yes", kind()},
                  std::string("quorra: personalising the card: ") + refused_write_status + "\n");
-  expect_done({"personalise", "--code", "FFFF", "--yes"}, "The card is personalised.\n");
+  expect_done({"personalise", "--code", "FFFF", "--yes", kind()}, "The card is personalised.\n");
 
   const Arguments zone = {"--zone", "2", "--code-number", "2", "--code", "2222"};
   expect_done(Arguments{"write", "--address", "16", "--text", "Hello"} + zone,
               "Wrote 5 bytes at 0x0010 and read them back.\n");
-  expect_refused(Arguments{"erase", "--yes"} + zone,
+  expect_refused(Arguments{"erase", "--yes", kind()} + zone,
                  std::string("quorra: erasing the card: ") + refused_write_status + "\n");
-  expect_refused(Arguments{"erase", "--yes", "--erase-code", "E1E1"} + zone, refused_erase_code);
-  expect_done(Arguments{"erase", "--yes", "--erase-code", "E2E2"} + zone,
+  expect_refused(Arguments{"erase", "--yes", kind(), "--erase-code", "E1E1"} + zone,
+                 refused_erase_code);
+  expect_done(Arguments{"erase", "--yes", kind(), "--erase-code", "E2E2"} + zone,
               "Erased 256 bytes at 0x0000 and read them back.\n");
   expect_done({"code", "counter", "--erase", "--zone", "2"}, "7 erasures left.\n");
-  expect_done(Arguments{"fill", "--byte", "55", "--yes"} + zone,
+  expect_done(Arguments{"fill", "--byte", "55", "--yes", kind()} + zone,
               "Wrote 55 to 255 bytes at 0x0001 and read them back.\n");
-  expect_done(Arguments{"fill", "--byte", "AA", "--yes", "--erase-code", "E2E2"} + zone,
+  expect_done(Arguments{"fill", "--byte", "AA", "--yes", kind(), "--erase-code", "E2E2"} + zone,
               "Wrote AA to 255 bytes at 0x0001 and read them back.\n");
   expect_done({"code", "counter", "--erase", "--zone", "2"}, "6 erasures left.\n");
 
@@ -512,20 +516,20 @@ TEST_F(SecurityCards, APersonalisedZoneIsErasedWithItsEraseCode) {
 TEST_F(SecurityCards, PersonalisingNeedsTheCode) {
   for (const char* kind : {"4404", "4406", "101", "102", "1604", "1604b"}) {
     insert(kind);
-    expect_refused({"personalise", "--yes"},
+    expect_refused({"personalise", "--yes", kind},
                    std::string("quorra: personalising the card: ") + refused_write_status + "\n");
   }
 }
 
 TEST_F(SecurityCards, ProtectsAZoneAgainstReading) {
   insert("102", {"--data", "0x26:41"});
-  expect_refused({"protect", "--zone", "1", "--reading", "--yes"},
+  expect_refused({"protect", "--zone", "1", "--reading", "--yes", kind()},
                  std::string("quorra: protecting: ") + refused_write_status + "\n");
   expect_done(
-      {"protect", "--zone", "1", "--reading", "--code", "FFFF", "--yes"},
+      {"protect", "--zone", "1", "--reading", "--code", "FFFF", "--yes", kind()},
       "Protected: once the card is personalised, zone 1 of a 102 card is read only after its "
       "code was presented.\n");
-  expect_done({"protect", "--zone", "1", "--reading", "--yes"},
+  expect_done({"protect", "--zone", "1", "--reading", "--yes", kind()},
               "Already protected: once the card is personalised, zone 1 of a 102 card is read only "
               "after its code was presented.\n");
   const Arguments byte = {"read", "--zone", "1", "--address", "16", "--count", "1"};
@@ -540,16 +544,16 @@ TEST_F(SecurityCards, ProtectsAZoneAgainstWriting) {
   insert("4404", {"--data", "0x10:00"});
   const Arguments protect = {"protect", "--code", "FFFF"};
   expect_done(
-      protect + Arguments{"--yes"},
+      protect + Arguments{"--yes", kind()},
       "Protected: once the card is personalised, the zone of a 4404 card is not written any "
       "more.\n");
-  expect_done({"personalise", "--code", "FFFF", "--yes"}, "The card is personalised.\n");
+  expect_done({"personalise", "--code", "FFFF", "--yes", kind()}, "The card is personalised.\n");
   expect_refused({"write", "--address", "17", "00", "--code", "FFFF"},
                  std::string("quorra: writing the card: ") + refused_write_status +
                      ": at 0x0011 the card holds FF, not 00\n");
   // The flag stays 0, and that is no error.
   expect_done({"erase", "--address", "13", "--count", "27", "--code", "FFFF", "--erase-code",
-               "FFFFFFFF", "--yes"},
+               "FFFFFFFF", "--yes", kind()},
               "Erased 27 bytes at 0x000D and read them back.\n");
   expect_done({"read", "--address", "14", "--count", "3"},
               "0000                                             7F FF  |              ..|\n"
@@ -566,13 +570,13 @@ TEST_F(SecurityCards, AsksBeforeWhatIsFinal) {
   const Case cases[] = {
       {{"protect", "--card", "102", "--zone", "2", "--code", "FFFF"},
        "Once the card is personalised, zone 2 of a 102 card is not written any more. Only an erase "
-       "before that undoes this. Go on? [y/N] ",
-       "quorra: protecting: not confirmed\n",
+       "before that undoes this. Type 102 to go on: ",
+       "quorra: protecting: not confirmed with 102\n",
        "Protected: once the card is personalised, zone 2 of a 102 card is not written any more.\n"},
       {{"personalise", "--card", "102", "--code", "FFFF"},
        "Personalising a 102 card is final. Its codes cannot be read any more, its identification "
-       "stays as it is, and a zone is erased as a whole, after its erase code. Go on? [y/N] ",
-       "quorra: personalising the card: not confirmed\n",
+       "stays as it is, and a zone is erased as a whole, after its erase code. Type 102 to go on: ",
+       "quorra: personalising the card: not confirmed with 102\n",
        "The card is personalised.\n"},
   };
   insert("102");
@@ -581,10 +585,10 @@ TEST_F(SecurityCards, AsksBeforeWhatIsFinal) {
         Arguments{QUORRA_PROGRAM} + one.command + Arguments{"--virtual", image()};
     const std::string before = content_of(image());
     Outcome outcome;
-    EXPECT_EQ(question_of(command, "n\n", outcome), one.question);
-    expect_error(outcome, 1, one.refused);
+    EXPECT_EQ(question_of(command, "4442\n", outcome), one.question);
+    expect_error(outcome, 2, one.refused);
     EXPECT_EQ(content_of(image()), before);
-    EXPECT_EQ(question_of(command, "y\n", outcome), one.question);
+    EXPECT_EQ(question_of(command, "102\n", outcome), one.question);
     expect_success(outcome, one.done);
     EXPECT_NE(content_of(image()), before);
   }
@@ -617,9 +621,9 @@ TEST_F(SecurityCards, ImitatesTheFuseUntilItIsReleased) {
 
 TEST_F(SecurityCards, ProtectsAPersonalisedZoneAgainstBoth) {
   insert("1604b");
-  expect_done({"personalise", "--code", "FFFF", "--yes"}, "The card is personalised.\n");
-  const Arguments protect = {"protect", "--zone", "3",    "--code-number",
-                             "3",       "--code", "FFFF", "--yes"};
+  expect_done({"personalise", "--code", "FFFF", "--yes", kind()}, "The card is personalised.\n");
+  const Arguments protect = {"protect", "--zone", "3",     "--code-number", "3",
+                             "--code",  "FFFF",   "--yes", kind()};
   const std::string protected_zone =
       "Protected: once the card is personalised, zone 3 of a 1604b card ";
   expect_done(protect + Arguments{"--reading"},
@@ -644,9 +648,9 @@ TEST_F(SecurityCards, The4406CountsUnitsOnceItIsPersonalised) {
   const std::string no_units =
       "quorra: reading the units: a card has them only after it was personalised\n";
   expect_refused({"units", "show"}, no_units);
-  expect_refused({"units", "spend", "1", "--yes"}, no_units);
-  expect_done({"personalise", "--code", "FFFFFF", "--yes"}, "The card is personalised.\n");
-  expect_done({"personalise", "--yes"}, "The card was personalised before.\n");
+  expect_refused({"units", "spend", "1", "--yes", kind()}, no_units);
+  expect_done({"personalise", "--code", "FFFFFF", "--yes", kind()}, "The card is personalised.\n");
+  expect_done({"personalise", "--yes", kind()}, "The card was personalised before.\n");
   const std::string no_code = ": the card is personalised and has no code any more\n";
   expect_refused({"code", "counter"}, "quorra: reading the attempts left" + no_code);
   expect_refused({"code", "present", "FFFFFF"}, "quorra: presenting the code" + no_code);
@@ -660,8 +664,8 @@ TEST_F(SecurityCards, The4406CountsUnitsOnceItIsPersonalised) {
               "0x0B       8     64\n"
               "0x0C       8      8\n"
               "total         33352\n");
-  expect_done({"units", "spend", "3", "--yes"}, "Spent 3 units; 33349 left.\n");
-  expect_done({"units", "spend", "70", "--yes"}, "Spent 70 units; 33279 left.\n");
+  expect_done({"units", "spend", "3", "--yes", kind()}, "Spent 3 units; 33349 left.\n");
+  expect_done({"units", "spend", "70", "--yes", kind()}, "Spent 70 units; 33279 left.\n");
   expect_done({"units", "show"},
               "stage  units  worth\n"
               "0x08       7  28672\n"
@@ -670,7 +674,7 @@ TEST_F(SecurityCards, The4406CountsUnitsOnceItIsPersonalised) {
               "0x0B       7     56\n"
               "0x0C       7      7\n"
               "total         33279\n");
-  expect_done({"units", "carry", "0x0B", "--yes"},
+  expect_done({"units", "carry", "0x0B", "--yes", kind()},
               "stage  units  worth\n"
               "0x08       7  28672\n"
               "0x09       8   4096\n"
@@ -678,17 +682,18 @@ TEST_F(SecurityCards, The4406CountsUnitsOnceItIsPersonalised) {
               "0x0B       6     48\n"
               "0x0C       8      8\n"
               "total         33272\n");
-  expect_refused({"units", "spend", "33273", "--yes"},
+  expect_refused({"units", "spend", "33273", "--yes", kind()},
                  "quorra: spending units: the card has 33272 units, not 33273\n");
 }
 
 TEST_F(SecurityCards, The4406SpendsItsVeryLastUnit) {
   insert("4406", {"--data", "8:0100000000"});  // one unit of the first stage
-  expect_done({"units", "spend", "4095", "--yes"}, "Spent 4095 units; 1 left.\n");
-  expect_done({"units", "spend", "1", "--yes"}, "Spent 1 unit; 0 left.\n");
-  expect_refused({"units", "spend", "1", "--yes"},
+  expect_done({"units", "spend", "4095", "--yes", kind()}, "Spent 4095 units; 1 left.\n");
+  expect_done({"units", "spend", "1", "--yes", kind()}, "Spent 1 unit; 0 left.\n");
+  expect_refused({"units", "spend", "1", "--yes", kind()},
                  "quorra: spending units: the card has 0 units, not 1\n");
-  expect_refused({"units", "carry", "8", "--yes"}, "quorra: spending units: stage 0x08 has none\n");
+  expect_refused({"units", "carry", "8", "--yes", kind()},
+                 "quorra: spending units: stage 0x08 has none\n");
   expect_done({"read", "--address", "8"},
               "0000                           00 00 00 00 00           |        .....   |\n");
 }
@@ -698,12 +703,12 @@ TEST_F(SecurityCards, SpendingAsksOnATerminal) {
   const Arguments card = {"--card", "4406", "--virtual", image()};
   Outcome outcome;
   EXPECT_EQ(question_of(Arguments{QUORRA_PROGRAM, "units", "spend", "8"} + card, "n\n", outcome),
-            "8 of 33352 units are spent for good. Go on? [y/N] ");
-  expect_error(outcome, 1, "quorra: spending units: not confirmed\n");
+            "8 of 33352 units are spent for good. Type 4406 to go on: ");
+  expect_error(outcome, 2, "quorra: spending units: not confirmed with 4406\n");
   EXPECT_EQ(question_of(Arguments{QUORRA_PROGRAM, "units", "carry", "10"} + card, "n\n", outcome),
             "A unit of stage 0x0A is spent for 8 of stage 0x0B; the 8 that this one has are lost. "
-            "Go on? [y/N] ");
-  expect_error(outcome, 1, "quorra: spending units: not confirmed\n");
+            "Type 4406 to go on: ");
+  expect_error(outcome, 2, "quorra: spending units: not confirmed with 4406\n");
 }
 
 TEST_F(SecurityCards, MapShowsWhatIsWhere) {

@@ -120,8 +120,9 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"code"}, "code wants one of these behind it: present, change, counter" + parse_hint},
       {{"code", "fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"write", "AA"}, "--address is required" + parse_hint},
-      {{"code", "present"}, "HEX is required" + parse_hint},
-      {{"code", "change", "112233"}, "--code is required" + parse_hint},
+      {{"code", "present"}, "HEX is required, or --code-file or --code-fd" + parse_hint},
+      {{"code", "change", "112233"},
+       "--code is required, or --code-file or --code-fd" + parse_hint},
       {{"protect"}, "--address is required" + parse_hint},
       {{"read", "--card", "4443"},
        "--card: '4443' is no kind of card; did you mean '4442'? There are 4442, 4432, 4428, 4418, "
@@ -178,14 +179,15 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"verify", "--address", "0"}, "nothing to compare: give HEX, --text or --file"},
       {{"verify", "--address", "255", "AABB"},
        "2 bytes at 0x00FF do not fit: the memory of a 4442 card ends at 0x00FF"},
-      {{"fill", "--yes"}, "--byte is required" + parse_hint},
-      {{"fill", "--byte", "AABB", "--yes"}, "--byte: one byte is wanted, such as 5A"},
-      {{"fill", "--byte", "", "--yes"}, "--byte: one byte is wanted, such as 5A"},
-      {{"fill", "--byte", "5", "--yes"}, "--byte: '5' has an odd number of digits; a byte has two"},
+      {{"fill", "--yes", "4442"}, "--byte is required" + parse_hint},
+      {{"fill", "--byte", "AABB", "--yes", "4442"}, "--byte: one byte is wanted, such as 5A"},
+      {{"fill", "--byte", "", "--yes", "4442"}, "--byte: one byte is wanted, such as 5A"},
+      {{"fill", "--byte", "5", "--yes", "4442"},
+       "--byte: '5' has an odd number of digits; a byte has two"},
       {{"fill", "--byte", "5A"},
-       "filling the card: All 256 bytes of the card are overwritten. Confirm with --yes."},
+       "filling the card: All 256 bytes of the card are overwritten. Confirm with --yes 4442."},
       {{"erase"},
-       "erasing the card: All 256 bytes of the card are overwritten. Confirm with --yes."},
+       "erasing the card: All 256 bytes of the card are overwritten. Confirm with --yes 4442."},
       {{"erase", "--address", "256"},
        "address 0x0100 is not in the memory of a 4442 card, which is 0x0000 to 0x00FF"},
       {{"erase", "--count", "0"}, "a count of 0 leaves nothing to do"},
@@ -194,13 +196,13 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
        "another kind some of them may stay changed. Confirm with --yes."},
       {{"write", "--card", "4428", "--address", "1020", "AABB"},
        "2 bytes at 0x03FC do not fit: the part of a 4428 card that can be written ends at 0x03FC"},
-      {{"erase", "--card", "4428", "--address", "1021", "--yes"},
+      {{"erase", "--card", "4428", "--address", "1021", "--yes", "4428"},
        "address 0x03FD is not in the part of a 4428 card that can be written, which is 0x0000 to "
        "0x03FC"},
-      {{"protect", "--card", "4428", "--address", "1021", "--yes"},
+      {{"protect", "--card", "4428", "--address", "1021", "--yes", "4428"},
        "address 0x03FD is not in the part of a 4428 card that can be protected, which is 0x0000 to "
        "0x03FC"},
-      {{"protect", "--card", "24c02", "--address", "0", "--yes"},
+      {{"protect", "--card", "24c02", "--address", "0", "--yes", "24c02"},
        "the bytes of a 24c02 card cannot be protected"},
       {{"write", "--card", "24c02", "--address", "0", "--code", "FFFFFF", "A1"},
        "a 24c02 card has no code"},
@@ -220,14 +222,14 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"code", "--card", "4432", "change", "--code", "112233", "112233"},
        "a 4432 card has no code"},
 
-      {{"protect", "--address", "32", "--yes"},
+      {{"protect", "--address", "32", "--yes", "4442"},
        "address 0x0020 is not in the part of a 4442 card that can be protected, which is 0x0000 to "
        "0x001F"},
-      {{"protect", "--address", "30", "--count", "3", "--yes"},
+      {{"protect", "--address", "30", "--count", "3", "--yes", "4442"},
        "3 bytes at 0x001E do not fit: the part of a 4442 card that can be protected ends at "
        "0x001F"},
       {{"protect", "--address", "0"},
-       "protecting: Protecting these bytes cannot be undone. Confirm with --yes."},
+       "protecting: Protecting these bytes cannot be undone. Confirm with --yes 4442."},
   };
   for (const Case& one : cases) {
     Arguments arguments = Arguments{"--virtual", "nowhere.toml"} + one.arguments;
@@ -432,9 +434,9 @@ TEST_F(CommandLine, CodeCountsAttempts) {
   // Even the right one is not tried now without a word of consent.
   expect_error(present("123456"), 2,
                "quorra: presenting the code: 1 attempt left: a wrong code locks the card for good. "
-               "Confirm with --yes.\n");
+               "Confirm with --yes 4442.\n");
   expect_success(counter(), "1 attempt left: a wrong code locks the card for good.\n");
-  expect_success(run_quorra({"code", "present", "--virtual", image, "--yes", "123456"}),
+  expect_success(run_quorra({"code", "present", "--virtual", image, "--yes", "4442", "123456"}),
                  "The code is right.\n");
   expect_success(counter(), "3 attempts left.\n");
 }
@@ -444,12 +446,12 @@ TEST_F(CommandLine, CodeLocksTheCard) {
   expect_error(
       run_quorra({"write", "--virtual", image, "--address", "0x20", "--code", "000000", "DEAD"}), 2,
       "quorra: presenting the code: 1 attempt left: a wrong code locks the card for good. Confirm "
-      "with --yes.\n");
-  expect_error(run_quorra({"code", "present", "--virtual", image, "--yes", "000000"}), 1,
+      "with --yes 4442.\n");
+  expect_error(run_quorra({"code", "present", "--virtual", image, "--yes", "4442", "000000"}), 1,
                refused_code + std::string("; 0 attempts left: the card is locked for good\n"));
   expect_success(run_quorra({"code", "counter", "--virtual", image}),
                  "0 attempts left: the card is locked for good.\n");
-  expect_error(run_quorra({"code", "present", "--virtual", image, "--yes", "FFFFFF"}), 1,
+  expect_error(run_quorra({"code", "present", "--virtual", image, "--yes", "4442", "FFFFFF"}), 1,
                "quorra: presenting the code: 0 attempts left: the card is locked for good\n");
 }
 
@@ -471,7 +473,7 @@ TEST_F(CommandLine, CodeIsChanged) {
 TEST_F(CommandLine, ProtectLastsInTheImage) {
   const std::string image = new_card("4442");
   expect_success(run_quorra({"protect", "--virtual", image, "--address", "8", "--count", "4",
-                             "--code", "FFFFFF", "--yes"}),
+                             "--code", "FFFFFF", "--yes", "4442"}),
                  "Protected 4 bytes at 0x0008.\n");
   expect_success(run_quorra({"read", "--virtual", image, "--count", "16"}),
                  "0000  A2*13*10*91*FF FF 81*15* FF*FF*FF*FF*FF FF FF FF  |................|\n" +
@@ -483,21 +485,21 @@ TEST_F(CommandLine, ProtectLastsInTheImage) {
 
 TEST_F(CommandLine, ProtectTellsWhatIsProtectedAlready) {
   const std::string image = new_card("4442");
-  expect_success(
-      run_quorra({"protect", "--virtual", image, "--address", "0", "--count", "4", "--yes"}),
-      "Already protected: 4 bytes at 0x0000.\n");
+  expect_success(run_quorra({"protect", "--virtual", image, "--address", "0", "--count", "4",
+                             "--yes", "4442"}),
+                 "Already protected: 4 bytes at 0x0000.\n");
   expect_success(run_quorra({"protect", "--virtual", image, "--address", "2", "--count", "3",
-                             "--code", "FFFFFF", "--yes"}),
+                             "--code", "FFFFFF", "--yes", "4442"}),
                  "Protected 3 bytes at 0x0002 (already protected: 2).\n");
 }
 
 TEST_F(CommandLine, ProtectNeedsTheCode) {
   const std::string image = new_card("4442");
-  expect_error(run_quorra({"protect", "--virtual", image, "--address", "8", "--yes"}), 1,
+  expect_error(run_quorra({"protect", "--virtual", image, "--address", "8", "--yes", "4442"}), 1,
                "quorra: protecting: a byte is still writable, or is not what was written (-129)\n");
-  expect_success(
-      run_quorra({"protect", "--virtual", image, "--address", "8", "--code", "FFFFFF", "--yes"}),
-      "Protected 1 byte at 0x0008.\n");
+  expect_success(run_quorra({"protect", "--virtual", image, "--address", "8", "--code", "FFFFFF",
+                             "--yes", "4442"}),
+                 "Protected 1 byte at 0x0008.\n");
 }
 
 // ---- On a terminal
@@ -511,18 +513,18 @@ TEST_F(CommandLine, ProtectAsksOnATerminal) {
                     {.input = {},
                      .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
                      .environment = {{"NO_COLOR", "1"}}});
-    EXPECT_EQ(terminal.read_until("[y/N] "),
+    EXPECT_EQ(terminal.read_until("on: "),
               "0000                           41 42                    |        AB      |\n"
-              "Protecting these bytes cannot be undone. Go on? [y/N] ");
+              "Protecting these bytes cannot be undone. Type 4442 to go on: ");
     terminal.type(answer);
     Outcome outcome = program.wait();
     outcome.errors = terminal.read_all();
     return outcome;
   };
-  for (const char* no : {"n\n", "\n", "yesterday\n", "\x04"}) {
-    expect_error(protect(no), 1, "quorra: protecting: not confirmed\n");
+  for (const char* no : {"y\n", "yes\n", "\n", "4428\n", "44422\n", "\x04"}) {
+    expect_error(protect(no), 2, "quorra: protecting: not confirmed with 4442\n");
   }
-  expect_success(protect("Yes\n"), "Protected 2 bytes at 0x0008.\n");
+  expect_success(protect(" 4442 \n"), "Protected 2 bytes at 0x0008.\n");
 }
 
 TEST_F(CommandLine, LastAttemptIsConfirmedOnATerminal) {
@@ -532,9 +534,9 @@ TEST_F(CommandLine, LastAttemptIsConfirmedOnATerminal) {
                   {.input = {},
                    .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
                    .environment = {}});
-  EXPECT_EQ(terminal.read_until("[y/N] "),
-            "1 attempt left: a wrong code locks the card for good. Go on? [y/N] ");
-  terminal.type("y\n");
+  EXPECT_EQ(terminal.read_until("on: "),
+            "1 attempt left: a wrong code locks the card for good. Type 4442 to go on: ");
+  terminal.type("4442\n");
   expect_success(program.wait(), "The code is right.\n");
 }
 
@@ -546,7 +548,7 @@ TEST_F(CommandLine, QuestionIsInterrupted) {
                   {.input = {},
                    .streams = {{STDIN_FILENO, terminal.line()}, {STDERR_FILENO, terminal.line()}},
                    .environment = {{"NO_COLOR", "1"}}});
-  terminal.read_until("[y/N] ");
+  terminal.read_until("to go on: ");
   program.signal(SIGINT);
   expect_ended_by(program.wait(), SIGINT, "");
   EXPECT_EQ(terminal.read_all(), "\nquorra: protecting: interrupted\n");

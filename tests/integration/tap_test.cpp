@@ -51,7 +51,7 @@ TEST_F(Tap, HidesCodes) {
   start_reader(new_card("4442", {"--code", "31587F"}));
   start_tap({"--output", recording()});
   run_at_tap({"code", "present", "31587F"});
-  run_at_tap({"code", "change", "--code", "31587F", "415A2B", "--yes"});
+  run_at_tap({"code", "change", "--code", "31587F", "415A2B", "--yes", "4442"});
   const std::string shown = stop_tap();
   EXPECT_THAT(shown,
               HasSubstr("-> present the code, 4442 or 4432, 3 bytes; check byte ** is right\n"
