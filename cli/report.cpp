@@ -73,6 +73,12 @@ void tell_and_fail(const Settings& settings, std::string_view text, const Json& 
   throw Told(status);
 }
 
+void tell_and_fail(const Settings& settings, std::string_view text, const Json& fields,
+                   const std::exception& error) {
+  if (!settings.json) print(text);
+  throw Told(tell_error(settings, error, fields));
+}
+
 void note(const Settings& settings, const std::string& text) {
   if (settings.json) {
     settings.notes->push_back(text);
@@ -81,7 +87,7 @@ void note(const Settings& settings, const std::string& text) {
   }
 }
 
-int tell_error(const Settings& settings, const std::exception& error) {
+int tell_error(const Settings& settings, const std::exception& error, const Json& fields) {
   const int status = kind_of(error).status;
   if (const auto* told = dynamic_cast<const Told*>(&error)) return told->status();
   if (!settings.json) {
@@ -91,6 +97,7 @@ int tell_error(const Settings& settings, const std::exception& error) {
   Json object = object_of(settings, false);
   object["exit_status"] = status;
   object["error"] = describe(error);
+  if (!fields.is_null()) object.update(fields);
   try {
     print_object(object);
   } catch (const Failure& of_output) {

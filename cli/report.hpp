@@ -38,13 +38,17 @@ class Told : public Failure {
   int status_;
 };
 
+// Tells what a command has done before it failed, and why it did, and ends it: throws Told.
+[[noreturn]] void tell_and_fail(const Settings& settings, std::string_view text, const Json& fields,
+                                const std::exception& error);
+
 // Tells what is neither a result nor an error, such as what could not be checked: on standard
 // error, or in the array "notes" of the object that `tell` or `tell_error` tells at last.
 void note(const Settings& settings, const std::string& text);
 
 // Tells why a command ended before it was done: on standard error, or as an object on standard
-// output. Returns the exit status that stands for it.
-int tell_error(const Settings& settings, const std::exception& error);
+// output, with these fields of what was done before. Returns the exit status that stands for it.
+int tell_error(const Settings& settings, const std::exception& error, const Json& fields = {});
 
 // Which bytes of which card: "card", "zone" if it has zones, "address" and "count".
 Json fields_of(const Card& card, const Memory& memory, Range range);

@@ -13,6 +13,7 @@
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "toolkit/processor/conversation.hpp"
 #include "toolkit/processor/status_words.hpp"
@@ -96,9 +97,26 @@ void check_lengths(const Conversation& conversation, const std::vector<Bytes>& a
   }
 }
 
+// What was said.
+struct Transcript {
+  std::string text;
+  Json exchanges = Json::array();
+
+  void add(const Bytes& apdu) {
+    text += fmt::format("> {}\n", hex_text(apdu));
+    exchanges.push_back({{"command", plain_hex(apdu)}});
+  }
+  void add(const CardAnswer& answer, const std::string& words) {
+    if (!answer.data.empty()) text += hex_or_dump(answer.data);
+    text += words + '\n';
+    exchanges.back()["data"] = plain_hex(answer.data);
+    exchanges.back()["status_words"] = fmt::format("{:04X}", answer.status_words);
+  }
+};
+
 // Sends the APDUs and puts down what was said, up to a failure.
 void converse(const Connection& connection, const ApduOptions& options,
-              const std::vector<Bytes>& apdus, std::string& transcript) {
+              const std::vector<Bytes>& apdus, Transcript& transcript) {
   select(connection, options.sam);
   std::optional<Bytes> answer_to_reset;
   if (!options.no_reset) answer_to_reset = reset(connection, options.sam);
@@ -106,23 +124,22 @@ void converse(const Connection& connection, const ApduOptions& options,
   check_lengths(conversation, apdus);
   std::size_t sent = 0;
   for (const Bytes& apdu : apdus) {
-    transcript += fmt::format("> {}\n", hex_text(apdu));
+    transcript.add(apdu);
     const CardAnswer answer = conversation.send(apdu);
     ++sent;
     const std::string words = describe_status_words(answer.status_words);
-    if (!answer.data.empty()) transcript += hex_or_dump(answer.data);
-    transcript += words + '\n';
+    transcript.add(answer, words);
     const bool is_last = sent == apdus.size();
     if (answer.status_words == status_words_done || (options.keeps_going && !is_last)) continue;
     std::string error = fmt::format("the card answers {}", words);
     if (!is_last) error += fmt::format("; {} of {} APDUs sent", sent, apdus.size());
-    throw Failure(error);
+    throw Failure(error, {.word = "status_words"});
   }
 }
 
 void run_apdu(const Settings& settings, const ApduOptions& options) {
   const std::vector<Bytes> apdus = parse_apdus(options);
-  std::string transcript;
+  Transcript transcript;
   std::exception_ptr failure;
   {
     const Connection connection(settings, Subject::anything);
@@ -133,8 +150,13 @@ void run_apdu(const Settings& settings, const ApduOptions& options) {
     }
   }
   // While the session is open, standard output may be the line to the reader.
-  print(transcript);
-  if (failure) std::rethrow_exception(failure);
+  const Json fields{{"exchanges", transcript.exchanges}};
+  if (!failure) return tell(settings, transcript.text, fields);
+  try {
+    std::rethrow_exception(failure);
+  } catch (const Failure& error) {
+    tell_and_fail(settings, transcript.text, fields, error);
+  }
 }
 
 }  // namespace

@@ -3,12 +3,15 @@
 
 // quorra atr
 
+#include <fmt/core.h>
+
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "cli/commands/commands.hpp"
-#include "cli/files.hpp"
 #include "cli/options.hpp"
-#include "cli/terminal/hex_dump.hpp"
+#include "cli/report.hpp"
 #include "toolkit/processor/answer_to_reset.hpp"
 #include "toolkit/processor/conversation.hpp"
 #include "toolkit/text.hpp"
@@ -23,8 +26,19 @@ void run_atr(const Settings& settings, SamNumber sam) {
     select(connection, sam);
     answer = reset(connection, sam);
   }
-  print(hex_text(answer) + '\n');
-  print(describe_answer_to_reset(answer));
+  std::string text = hex_text(answer) + '\n';
+  Json fields{{"answer_to_reset", plain_hex(answer)}};
+  std::vector<AnswerLine> lines;
+  try {
+    lines = describe_answer_to_reset(answer);
+  } catch (const Failure& error) {
+    tell_and_fail(settings, text, fields, error);
+  }
+  for (const auto& [name, value] : lines) {
+    text += fmt::format("{:<15}{}\n", name, value);
+    fields["lines"].push_back({{"name", name}, {"value", value}});
+  }
+  tell(settings, text, fields);
 }
 
 }  // namespace

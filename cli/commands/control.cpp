@@ -9,8 +9,8 @@
 #include <memory>
 
 #include "cli/commands/commands.hpp"
-#include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "toolkit/kinds/known_kind.hpp"
 
 namespace quorra::cli {
@@ -32,8 +32,11 @@ void run_beep(const Settings& settings, int time) {
   if (time > longest_beep) {
     throw UsageError(fmt::format("N: {} is more than {}", time, longest_beep));
   }
-  const Connection connection(settings, Subject::anything);
-  connection.run(beeping, dv_beep, time);
+  {
+    const Connection connection(settings, Subject::anything);
+    connection.run(beeping, dv_beep, time);
+  }
+  tell(settings, "", {{"time", time}});
 }
 
 void run_power(const Settings& settings, const PowerOptions& options) {
@@ -46,8 +49,10 @@ void run_power(const Settings& settings, const PowerOptions& options) {
       connection.run(switching, options.on ? turn_on : turn_off);
     }
   }
-  print(fmt::format("{} power is {}.\n", options.sams ? "The SAMs'" : "The card's",
-                    options.on ? "on" : "off"));
+  tell(settings,
+       fmt::format("{} power is {}.\n", options.sams ? "The SAMs'" : "The card's",
+                   options.on ? "on" : "off"),
+       {{"of", options.sams ? "sams" : "card"}, {"power", options.on}});
 }
 
 void run_eject(const Settings& settings) {
@@ -55,7 +60,7 @@ void run_eject(const Settings& settings) {
     const Connection connection(settings, Subject::anything);
     connection.run(ejecting, auto_pull);
   }
-  print("The card is ejected.\n");
+  tell(settings, "The card is ejected.\n", Json::object());
 }
 
 }  // namespace

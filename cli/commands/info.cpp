@@ -10,9 +10,9 @@
 #include <array>
 
 #include "cli/commands/commands.hpp"
-#include "cli/files.hpp"
 #include "cli/options.hpp"
 #include "cli/parse.hpp"
+#include "cli/report.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "toolkit/kinds/probing.hpp"
 #include "toolkit/processor/conversation.hpp"
@@ -45,11 +45,11 @@ std::string library_version() {
   return text.data();
 }
 
-Bytes read_text(const Connection& connection, const Operation& operation,
-                int (*function)(int, int, unsigned char*), int length) {
+std::string read_text(const Connection& connection, const Operation& operation,
+                      int (*function)(int, int, unsigned char*), int length) {
   Bytes text(static_cast<std::size_t>(length));
   connection.run(operation, function, length, text.data());
-  return text;
+  return text_or_hex(text);
 }
 
 // Only probes that write nothing to the card, and a reset, which processor cards answer.
@@ -64,20 +64,28 @@ std::string card_in_slot(const Connection& connection) {
 }
 
 void run_info(const Settings& settings) {
-  std::string text = fmt::format("library        {}\n", library_version());
+  std::string version;
+  std::string serial_number;
+  std::string card;
   {
     const Connection connection(settings, Subject::anything);
-    const Bytes version = read_text(connection, reading_version, srd_ver, reader_version_length);
-    const Bytes serial_number =
-        read_text(connection, reading_serial_number, srd_snr, serial_number_length);
+    version = read_text(connection, reading_version, srd_ver, reader_version_length);
+    serial_number = read_text(connection, reading_serial_number, srd_snr, serial_number_length);
     int out = 0;
     connection.run(asking_status, get_status, &out);
-    text += fmt::format("reader         {}\n", text_or_hex(version));
-    text += fmt::format("serial number  {}\n", text_or_hex(serial_number));
-    text += "answers        yes\n";
-    text += fmt::format("card           {}\n", card_in_slot(connection));
+    card = card_in_slot(connection);
   }
-  print(text);
+  tell(settings,
+       fmt::format("library        {}\n"
+                   "reader         {}\n"
+                   "serial number  {}\n"
+                   "answers        yes\n"
+                   "card           {}\n",
+                   library_version(), version, serial_number, card),
+       {{"library", library_version()},
+        {"reader", version},
+        {"serial_number", serial_number},
+        {"card", card}});
 }
 
 }  // namespace

@@ -73,8 +73,10 @@ void run_write_memory(const Settings& settings, const WriteMemoryOptions& option
       }
     }
   }
-  print(fmt::format("Wrote {} at 0x{:04X}{}.\n", counted(range.count, "byte"), range.address,
-                    options.no_verify ? "" : " and read them back"));
+  tell(settings,
+       fmt::format("Wrote {} at 0x{:04X}{}.\n", counted(range.count, "byte"), range.address,
+                   options.no_verify ? "" : " and read them back"),
+       {{"address", range.address}, {"count", range.count}, {"verified", !options.no_verify}});
 }
 
 }  // namespace

@@ -10,8 +10,8 @@
 #include <memory>
 
 #include "cli/commands/commands.hpp"
-#include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -63,7 +63,7 @@ void run_value(const Settings& settings, void (*change)(const Connection&, unsig
     value = with_progress(change != nullptr ? "; the value is changed" : "",
                           [&] { return read_value(connection); });
   }
-  print(fmt::format("{}\n", value));
+  tell(settings, fmt::format("{}\n", value), {{"value", value}});
 }
 
 // A subcommand that changes the value by a number.

@@ -207,29 +207,27 @@ std::string describe_block_size(unsigned char size) {
   return fmt::format("up to {} of information (IFSC)", counted(size, "byte"));
 }
 
-using Line = std::pair<std::string, std::string>;
-
-void add_block_protocol(const AnswerToReset& answer, std::vector<Line>& lines) {
+void add_block_protocol(const AnswerToReset& answer, std::vector<AnswerLine>& lines) {
   constexpr unsigned char usual_waiting_times = 0x4D;
   if (std::ranges::find(answer.protocols, 1) == answer.protocols.end()) return;
   const unsigned waiting = answer.find_of('B', 1).value_or(usual_waiting_times);
   const bool has_crc = (answer.find_of('C', 1).value_or(0) & 1U) != 0;
-  lines.emplace_back("T=1 blocks",
-                     describe_block_size(answer.find_of('A', 1).value_or(unstated_block_size)));
-  lines.emplace_back("T=1 waits", fmt::format("BWI {}, CWI {}", waiting >> 4U, waiting & 0x0FU));
-  lines.emplace_back("T=1 check", has_crc ? "CRC" : "LRC");
+  lines.push_back(
+      {"T=1 blocks", describe_block_size(answer.find_of('A', 1).value_or(unstated_block_size))});
+  lines.push_back({"T=1 waits", fmt::format("BWI {}, CWI {}", waiting >> 4U, waiting & 0x0FU)});
+  lines.push_back({"T=1 check", has_crc ? "CRC" : "LRC"});
 }
 
-void add_character_protocol(const AnswerToReset& answer, std::vector<Line>& lines) {
+void add_character_protocol(const AnswerToReset& answer, std::vector<AnswerLine>& lines) {
   constexpr unsigned char usual_waiting_time = 10;
   const bool has_it =
       answer.protocols.empty() || std::ranges::find(answer.protocols, 0) != answer.protocols.end();
   if (!has_it) return;
-  lines.emplace_back("T=0 waits",
-                     fmt::format("WI {}", answer.find('C', 2).value_or(usual_waiting_time)));
+  lines.push_back(
+      {"T=0 waits", fmt::format("WI {}", answer.find('C', 2).value_or(usual_waiting_time))});
 }
 
-void add_supply(const AnswerToReset& answer, std::vector<Line>& lines) {
+void add_supply(const AnswerToReset& answer, std::vector<AnswerLine>& lines) {
   const auto supply = answer.find_of('A', global);
   if (!supply) return;
   constexpr std::array<std::string_view, 4> stops{"not possible", "at the low level",
@@ -239,9 +237,9 @@ void add_supply(const AnswerToReset& answer, std::vector<Line>& lines) {
   for (unsigned bit = 0; bit < volts.size(); ++bit) {
     if ((*supply >> bit & 1U) != 0) classes.push_back(volts.at(bit));
   }
-  lines.emplace_back("supply", classes.empty() ? std::string("reserved value")
-                                               : fmt::format("{}", fmt::join(classes, ", ")));
-  lines.emplace_back("clock stop", std::string(stops.at(*supply >> 6U)));
+  lines.push_back({"supply", classes.empty() ? std::string("reserved value")
+                                             : fmt::format("{}", fmt::join(classes, ", "))});
+  lines.push_back({"clock stop", std::string(stops.at(*supply >> 6U))});
 }
 
 // The objects of a list whose tags and lengths have four bits each.
@@ -251,37 +249,37 @@ constexpr std::array<std::string_view, 16> object_names{
     "object C",    "object D",     "object E", "application"};
 
 // Every object that is there as a whole; bytes that are none at the end are shown as they are.
-void add_objects(const Bytes& list, std::vector<Line>& lines) {
+void add_objects(const Bytes& list, std::vector<AnswerLine>& lines) {
   for (std::size_t at = 0; at < list.size();) {
     const std::size_t size = list[at] & 0x0FU;
     const std::string_view name = object_names.at(list[at] >> 4U);
     const auto begin = list.begin() + static_cast<std::ptrdiff_t>(at);
     if (at + 1 + size > list.size()) {
-      lines.emplace_back("no object", hex_text({begin, list.end()}));
+      lines.push_back({"no object", hex_text({begin, list.end()})});
       return;
     }
-    lines.emplace_back(std::string(name),
-                       hex_text({begin + 1, begin + 1 + static_cast<std::ptrdiff_t>(size)}));
+    lines.push_back(
+        {std::string(name), hex_text({begin + 1, begin + 1 + static_cast<std::ptrdiff_t>(size)})});
     at += 1 + size;
   }
 }
 
-void add_historical(const Bytes& bytes, std::vector<Line>& lines) {
+void add_historical(const Bytes& bytes, std::vector<AnswerLine>& lines) {
   constexpr std::ptrdiff_t trailer_size = 3;
   if (bytes.empty()) {
-    lines.emplace_back("historical", "none");
+    lines.push_back({"historical", "none"});
     return;
   }
   std::string text;
   for (const unsigned char byte : bytes) {
     text += is_printable(byte) ? static_cast<char>(byte) : '.';
   }
-  lines.emplace_back("historical", fmt::format("{}  |{}|", hex_text(bytes), text));
+  lines.push_back({"historical", fmt::format("{}  |{}|", hex_text(bytes), text)});
   // The first byte tells the form of the others.
   if (bytes.front() == 0x80) add_objects({bytes.begin() + 1, bytes.end()}, lines);
   if (bytes.front() == 0x00 && bytes.size() > trailer_size) {
     add_objects({bytes.begin() + 1, bytes.end() - trailer_size}, lines);
-    lines.emplace_back("status", hex_text({bytes.end() - trailer_size, bytes.end()}));
+    lines.push_back({"status", hex_text({bytes.end() - trailer_size, bytes.end()})});
   }
 }
 
@@ -302,30 +300,26 @@ std::optional<ProtocolOffer> read_offer(const Bytes& bytes) {
   }
 }
 
-std::string describe_answer_to_reset(const Bytes& bytes) {
+std::vector<AnswerLine> describe_answer_to_reset(const Bytes& bytes) {
   const AnswerToReset answer = take_apart(bytes);
-  std::vector<Line> lines{
+  std::vector<AnswerLine> lines{
       {"TS", fmt::format("{:02X}  {} convention", answer.first,
                          answer.first == direct_convention ? "direct" : "inverse")},
       {"T0", fmt::format("{:02X}", answer.format)}};
   for (const InterfaceByte& byte : answer.interface_bytes) {
-    lines.emplace_back(byte.name(), fmt::format("{:02X}", byte.value));
+    lines.push_back({byte.name(), fmt::format("{:02X}", byte.value)});
   }
-  if (answer.check) lines.emplace_back("TCK", fmt::format("{:02X}  right", *answer.check));
+  if (answer.check) lines.push_back({"TCK", fmt::format("{:02X}  right", *answer.check)});
 
-  lines.emplace_back("protocols", describe_protocols(answer));
-  lines.emplace_back("speed", describe_rates(answer));
-  lines.emplace_back("guard time", describe_guard_time(answer));
+  lines.push_back({"protocols", describe_protocols(answer)});
+  lines.push_back({"speed", describe_rates(answer)});
+  lines.push_back({"guard time", describe_guard_time(answer)});
   add_character_protocol(answer, lines);
   add_block_protocol(answer, lines);
   add_supply(answer, lines);
   add_historical(answer.historical, lines);
 
-  std::string text;
-  for (const auto& [name, value] : lines) {
-    text += fmt::format("{:<15}{}\n", name, value);
-  }
-  return text;
+  return lines;
 }
 
 }  // namespace quorra::toolkit

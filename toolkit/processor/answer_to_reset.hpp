@@ -7,15 +7,22 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "toolkit/bytes.hpp"
 #include "toolkit/session/errors.hpp"
 
 namespace quorra::toolkit {
 
-// A line for each of its bytes, and what they mean. Throws Failure if it is no answer to reset: its
-// first byte is none, it ends too early or too late, or its check byte is wrong.
-std::string describe_answer_to_reset(const Bytes& bytes);
+// Something that the answer to reset says: "T=1 check", "LRC".
+struct AnswerLine {
+  std::string name;
+  std::string value;
+};
+
+// Each of its bytes, and what they mean. Throws Failure if it is no answer to reset: its first byte
+// is none, it ends too early or too late, or its check byte is wrong.
+std::vector<AnswerLine> describe_answer_to_reset(const Bytes& bytes);
 
 // The protocol that a card speaks after its reset.
 struct ProtocolOffer {
