@@ -1,0 +1,183 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+#include "cli/program.hpp"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <CLI/Config.hpp>
+#include <CLI/Error.hpp>
+
+#include <memory>
+#include <sstream>
+#include <string_view>
+
+#include "cli/command_words.hpp"
+#include "cli/commands/commands.hpp"
+#include "cli/files.hpp"
+#include "cli/options.hpp"
+#include "cli/terminal/help_format.hpp"
+#include "toolkit/text.hpp"
+
+namespace quorra::cli {
+namespace {
+
+constexpr std::string_view footer =
+    "Numbers are decimal, or hexadecimal with 0x. HEX is bytes of two digits each, with blanks or\n"
+    "colons between them or without. Exit status: 0 done, 1 failed, 2 wrong usage,\n"
+    "3 no reader or no card.\n"
+    "\n"
+    "Example, without a reader:\n"
+    "  quorra-sim new 4442 card.toml\n"
+    "  quorra read --virtual card.toml";
+
+const Card& card_named(const std::string& given) {
+  const std::string name = lower_case(given);
+  if (const Card* card = find_card(name)) return *card;
+  if (name == "cpu") {
+    throw CLI::ValidationError("--card",
+                               "quorra apdu speaks with processor cards, and needs no --card");
+  }
+  std::vector<std::string> names;
+  for (const Card& card : all_cards()) {
+    names.emplace_back(card.name);
+  }
+  const std::string near = suggestion(name, names);
+  throw CLI::ValidationError(
+      "--card", fmt::format("'{}' is no kind of card{} {}", given,
+                            near.empty() ? "; there are" : near + " There are", card_names()));
+}
+
+void set_progress(Settings& settings, const std::string& text) {
+  constexpr char name[] = "--progress-fd";
+  const int descriptor = parse_number(name, text);
+  if (fcntl(descriptor, F_GETFD) < 0) {
+    throw CLI::ValidationError(name, fmt::format("{} is no open descriptor", descriptor));
+  }
+  settings.progress = descriptor;
+}
+
+void add_settings(CLI::App& program, Settings& settings) {
+  add_file(program, "--device", settings.device, "The serial device at which the reader is")
+      ->type_name("DEVICE");
+  add_file(program, "--config", settings.configuration,
+           "The reader's configuration file; without it, --device and --virtual, the one of "
+           "QUORRA_CONFIG, ~/.config/quorra/reader.conf, or /etc/quorra/reader.conf");
+  add_number(program, "--speed", settings.speed, "The speed of the line to the reader")
+      ->default_str(fmt::format("{}", default_speed));
+  add_file(program, "--virtual", settings.image,
+           "In place of a reader, a virtual one with this card image in it")
+      ->type_name("IMAGE");
+  program
+      .add_option("--virtual-sam", settings.sams,
+                  "In a virtual reader, the SAM N with this card image; any number of times")
+      ->type_name("N=IMAGE")
+      ->allow_extra_args(false);
+  program.add_flag("--quiet", settings.quiet, "Do not show how far a long transfer is");
+  program
+      .add_option_function<std::string>(
+          "--progress-fd", [&settings](const std::string& text) { set_progress(settings, text); },
+          "Tell on this descriptor how far a transfer is, in lines of JSON")
+      ->type_name("N");
+  program.add_flag("--json", settings.json, "Tell results and errors as JSON on standard output");
+  program.add_flag("--force", settings.force,
+                   "Go on although the card seems to be of another kind than --card says");
+  program
+      .add_option_function<std::string>(
+          "--card", [&settings](const std::string& name) { settings.card = &card_named(name); },
+          fmt::format("The kind of card: {}; without it, that of the card image, or what reading "
+                      "the card tells",
+                      card_names()))
+      ->type_name("KIND");
+}
+
+// Has the settings know the words of the subcommand that is read.
+void name_subcommands(CLI::App& app, Settings& settings, const std::string& words) {
+  for (CLI::App* command : app.get_subcommands({})) {
+    const std::string name = words + command->get_name();
+    command->preparse_callback([&settings, name](std::size_t) { settings.command = name; });
+    name_subcommands(*command, settings, name + ' ');
+  }
+}
+
+// Leaves a command line that can be read, and does nothing.
+void take_commands_away(CLI::App& app) {
+  for (CLI::App* command : app.get_subcommands({})) {
+    if (command->get_subcommands({}).empty()) command->callback(nullptr);
+    take_commands_away(*command);
+  }
+}
+
+}  // namespace
+
+Program::Program(Settings& settings)
+    : app_("Work with memory cards and processor cards in a card reader.", "quorra") {
+  app_.formatter(std::make_shared<HelpFormat>());
+  app_.footer(std::string(footer));
+  app_.set_version_flag("--version", "quorra " QUORRA_VERSION);
+  want_subcommand(app_);
+  app_.fallthrough();  // the options below may follow the subcommand, too
+  add_settings(app_, settings);
+  add_info(app_, settings);
+  add_detect(app_, settings);
+  add_map(app_, settings);
+  add_read(app_, settings);
+  add_write(app_, settings);
+  add_erase(app_, settings);
+  add_fill(app_, settings);
+  add_verify(app_, settings);
+  add_backup(app_, settings);
+  add_restore(app_, settings);
+  add_diff(app_, settings);
+  add_code(app_, settings);
+  add_protect(app_, settings);
+  add_personalise(app_, settings);
+  add_fuse(app_, settings);
+  add_units(app_, settings);
+  add_apdu(app_, settings);
+  add_atr(app_, settings);
+  add_memory(app_, settings);
+  add_security(app_, settings);
+  add_value(app_, settings);
+  add_setup(app_, settings);
+  add_doctor(app_, settings);
+  add_speed(app_, settings);
+  add_beep(app_, settings);
+  add_power(app_, settings);
+  add_eject(app_, settings);
+  add_des(app_, settings);
+  add_tap(app_, settings);
+  add_trace(app_, settings);
+  add_help(app_, settings);
+  name_subcommands(app_, settings, "");
+}
+
+void Program::run(const std::vector<std::string>& words) {
+  const std::string help = parse(words);
+  if (!help.empty()) print(help);
+}
+
+void Program::check(const std::vector<std::string>& words) {
+  take_commands_away(app_);
+  static_cast<void>(parse(words));
+}
+
+std::string Program::complete(const std::vector<std::string>& words) const {
+  return cli::complete(app_, words);
+}
+
+std::string Program::parse(const std::vector<std::string>& words) {
+  try {
+    app_.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+  } catch (const CLI::Success& request) {  // help or version
+    std::ostringstream text;
+    app_.exit(request, text);
+    return text.str();
+  } catch (const CLI::ParseError& error) {
+    const std::string what = explain(app_, error);
+    throw UsageError(
+        fmt::format("{}{} quorra --help", what, what.ends_with('?') ? " See" : "; see"));
+  }
+  return {};
+}
+
+}  // namespace quorra::cli

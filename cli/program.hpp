@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// The command line as a whole: what can be typed, and what becomes of it.
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include <string>
+#include <vector>
+
+#include "cli/connection.hpp"
+
+namespace quorra::cli {
+
+// One command line. All functions take the words that stand behind the program's name.
+class Program {
+ public:
+  // What is typed sets `settings`, which outlive this.
+  explicit Program(Settings& settings);
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program() = default;
+
+  // Reads the words and does what they say. Throws UsageError if they make no command line, or what
+  // the command throws.
+  void run(const std::vector<std::string>& words);
+
+  // Reads the words without doing what they say. Throws UsageError.
+  void check(const std::vector<std::string>& words);
+
+  // What may take the place of the last word, as `complete` of command_words.hpp tells it.
+  std::string complete(const std::vector<std::string>& words) const;
+
+ private:
+  // Returns what help there is, if the words want that.
+  std::string parse(const std::vector<std::string>& words);
+
+  CLI::App app_;
+};
+
+}  // namespace quorra::cli
