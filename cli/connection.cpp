@@ -114,28 +114,20 @@ void add_virtual_sam(simulator::Options& options, std::string_view text) {
   throw UsageError(fmt::format("{} is a processor card: quorra apdu sends it commands", image));
 }
 
-void check_card(const simulator::State& state, const std::string& image) {
-  if (state.card && state.card->kind().name == "cpu") refuse_processor_card(image);
-}
-
 [[noreturn]] void cannot_start(const simulator::Error& error) {
   throw UsageError(fmt::format("starting the virtual reader: {}", error.what()));
 }
 
-std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& settings,
-                                                               Subject subject) {
+std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& settings) {
   if (!settings.names_virtual_reader()) return nullptr;
-  const std::string image = settings.image.value_or("");
   simulator::Options options;
-  options.card = image;
+  options.card = settings.image.value_or("");
   options.has_control_socket = false;
   for (const std::string& sam : settings.sams) {
     add_virtual_sam(options, sam);
   }
   try {
-    auto reader = std::make_unique<simulator::RunningReader>(options);
-    if (subject == Subject::memory_card) check_card((*reader)->state(), image);
-    return reader;
+    return std::make_unique<simulator::RunningReader>(options);
   } catch (const simulator::Error& error) {
     cannot_start(error);
   }
@@ -260,15 +252,41 @@ void stop_if_interrupted(const Interruption& interruption, const Operation& oper
 class OpenReader {
  public:
   OpenReader(const Settings& settings, Subject subject)
-      : configuration_(read_configuration(settings)),
-        virtual_(start_virtual_reader(settings, subject)),
-        line_(configuration_ ? *configuration_
-                             : configuration_.emplace((*virtual_)->configuration().string()),
-              settings.speed.value_or(default_speed)) {}
+      : image_(settings.image.value_or("")),
+        speed_(settings.speed.value_or(default_speed)),
+        configuration_(read_configuration(settings)),
+        virtual_(start_virtual_reader(settings)) {
+    if (virtual_ != nullptr) configuration_.emplace((*virtual_)->configuration().string());
+    expect_subject(subject);
+    line_.emplace(*configuration_, speed_);
+    is_on_terminal_ = term_flg != 1;
+  }
 
-  int handle() const { return line_.handle(); }
+  int handle() const { return line_->handle(); }
   bool is_virtual() const { return virtual_ != nullptr; }
   const Interruption& interruption() const { return interruption_; }
+
+  // Whether the line is the terminal that also shows what commands tell.
+  bool is_on_terminal() const { return is_on_terminal_; }
+
+  // Throws UsageError if a virtual reader is known to hold something else.
+  void expect_subject(Subject subject) const {
+    if (subject != Subject::memory_card || virtual_ == nullptr) return;
+    const simulator::State state = (*virtual_)->state();
+    if (state.card && state.card->kind().name == "cpu") refuse_processor_card(image_);
+  }
+
+  // The reader may have answered too late, or still do so: its replies would be taken for those to
+  // what is asked next. What comes before the session is opened anew is dropped.
+  void note_trouble() { is_in_step_ = false; }
+  // Whether that had to be done.
+  bool get_in_step() {
+    if (is_in_step_) return false;
+    line_.reset();
+    line_.emplace(*configuration_, speed_);
+    is_in_step_ = true;
+    return true;
+  }
 
  private:
   class Line {
@@ -289,18 +307,27 @@ class OpenReader {
     int handle_;
   };
 
+  std::string image_;
+  int speed_;
   std::optional<Configuration> configuration_;
   Interruption interruption_;
   std::unique_ptr<simulator::RunningReader> virtual_;
-  Line line_;
+  std::optional<Line> line_;
+  bool is_on_terminal_ = false;
+  bool is_in_step_ = true;
 };
 
 Connection::Connection(const Settings& settings, Subject subject)
     : shows_progress_(!settings.quiet),
-      progress_(settings.progress),
-      reader_(saying_where_found(settings,
-                                 [&] { return std::make_shared<OpenReader>(settings, subject); })) {
-  saying_where_found(settings, [this] { expect_reader(); });
+      progress_(settings.progress) {
+  saying_where_found(settings, [&] {
+    if (settings.shared != nullptr && settings.shared->reader != nullptr) {
+      return take_shared(*settings.shared, subject);
+    }
+    reader_ = std::make_shared<OpenReader>(settings, subject);
+    expect_reader();
+    if (settings.shared != nullptr && !reader_->is_on_terminal()) settings.shared->reader = reader_;
+  });
 }
 
 Connection::Connection(const Settings& settings, std::shared_ptr<OpenReader> reader)
@@ -311,6 +338,14 @@ Connection::Connection(const Settings& settings, std::shared_ptr<OpenReader> rea
 Connection::~Connection() = default;
 
 int Connection::handle() const { return reader_->handle(); }
+
+// A session that cannot be had any more is not shared any more: the next command opens one.
+void Connection::take_shared(SharedSession& shared, Subject subject) {
+  reader_ = std::exchange(shared.reader, nullptr);
+  reader_->expect_subject(subject);
+  if (reader_->get_in_step()) expect_reader();
+  shared.reader = reader_;
+}
 
 // ic_init asks the same, but does not tell a reader that refuses from none.
 void Connection::expect_reader() const {
@@ -334,8 +369,9 @@ void Connection::before_call(const Operation& operation) const {
 }
 
 void Connection::after_call(const Operation& operation, int result) const {
-  if (result < 0 && !is_status(result, operation.kind))
-    stop_if_interrupted(reader_->interruption(), operation);
+  if (result >= 0 || is_status(result, operation.kind)) return;
+  reader_->note_trouble();
+  stop_if_interrupted(reader_->interruption(), operation);
 }
 
 std::string Connection::meaning_of_status(int status) const {

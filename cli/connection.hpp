@@ -25,6 +25,11 @@ inline constexpr int default_speed = 9600;
 // A reader with which a session is open.
 class OpenReader;
 
+// What commands that follow one another have in common.
+struct SharedSession {
+  std::shared_ptr<OpenReader> reader = {};  // opened by the first one that needs it
+};
+
 // The options that every command has. Of `configuration`, `device`
 // and `image`, at most one is given.
 struct Settings {
@@ -39,6 +44,7 @@ struct Settings {
   std::optional<int> progress;               // the descriptor that is told the progress
   bool json = false;                         // what is told is for programs
   std::string command = {};                  // the words of the subcommand: "code present"
+  SharedSession* shared = nullptr;           // with the commands before and after this one
   // What is told besides results and errors, with `json`.
   std::shared_ptr<std::vector<std::string>> notes = std::make_shared<std::vector<std::string>>();
 
@@ -94,8 +100,9 @@ enum class Subject { memory_card, anything };
 // without a call, if the user has interrupted the program, or if that has cut the call short.
 class Connection : public Session {
  public:
-  // Starts the virtual reader if there is to be one, and opens the session. Throws
-  // UsageError, also if the card of a virtual reader is known not to be the subject, or Failure.
+  // Takes the session that commands share, if it is open. Otherwise starts the virtual reader if
+  // there is to be one, and opens the session. Throws UsageError, also if the card of a virtual
+  // reader is known not to be the subject, or Failure.
   explicit Connection(const Settings& settings, Subject subject = Subject::memory_card);
   // Shares this one.
   Connection(const Settings& settings, std::shared_ptr<OpenReader> reader);
@@ -119,6 +126,7 @@ class Connection : public Session {
   std::string meaning_of_status(int status) const override;
 
  private:
+  void take_shared(SharedSession& shared, Subject subject);
   void expect_reader() const;
 
   bool shows_progress_;

@@ -4,10 +4,12 @@
 
 #include <fcntl.h>
 #include <fmt/core.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -134,6 +136,16 @@ void replace_file(const std::string& path, const std::optional<Information>& old
   if (rename(beside.c_str(), target.c_str()) != 0) cannot_write(path);
 }
 
+// Waits until there is something to read, or the end. False if the program was told to end; that is
+// nothing to wait for where signals are not held back.
+bool wait_for_input(int descriptor) {
+  std::array<pollfd, 2> waited = {
+      {{descriptor, POLLIN, 0}, {Interruption::current_descriptor(), POLLIN, 0}}};
+  while (poll(waited.data(), waited.size(), -1) < 0 && errno == EINTR) {
+  }
+  return waited[1].revents == 0;
+}
+
 }  // namespace
 
 Bytes read_file(const std::string& path, std::size_t limit) {
@@ -142,11 +154,17 @@ Bytes read_file(const std::string& path, std::size_t limit) {
     return UsageError(
         fmt::format("reading {}: {}", from_input ? "standard input" : path, error_words()));
   };
-  const Descriptor file(from_input ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  // The wait for somebody who writes to a FIFO is one that can be ended, too.
+  const Descriptor file(from_input ? dup(STDIN_FILENO)
+                                   : open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (file.number() < 0) throw failed();
   Bytes bytes(limit);
   std::size_t size = 0;
   while (size < limit) {
+    if (!wait_for_input(file.number())) {
+      throw Interrupted(
+          fmt::format("reading {}: interrupted", from_input ? "standard input" : path));
+    }
     const ssize_t got = read(file.number(), bytes.data() + size, limit - size);
     if (got < 0) throw failed();
     if (got == 0) break;

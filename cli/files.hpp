@@ -14,7 +14,8 @@ namespace quorra::cli {
 
 inline constexpr std::string_view standard_stream = "-";
 
-// The contents of a file, but at most `limit` bytes of them. Throws UsageError.
+// The contents of a file, but at most `limit` bytes of them. Throws UsageError; Interrupted only
+// while signals are held back.
 Bytes read_file(const std::string& path, std::size_t limit);
 
 // Whether that is standard output, also by another name such as /dev/stdout.
