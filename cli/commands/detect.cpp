@@ -105,18 +105,21 @@ void detect_by_writing(const Settings& settings, bool yes) {
 
 void detect_by_reading(const Settings& settings) {
   Recognition found;
-  std::string answer_to_reset;
+  Bytes answer;
   {
     const Connection connection(settings, Subject::anything);
     expect_card(connection);
     KnownKind(connection).forget();
     found = recognise(connection);
     if (found.card == nullptr) {
-      answer_to_reset = if_possible([&] { return hex_text(reset(connection, {})); });
+      static_cast<void>(if_possible([&] {
+        answer = reset(connection, {});
+        return std::string();
+      }));
     }
   }
   if (found.card != nullptr) return tell_card(settings, *found.card, names_of(found));
-  if (answer_to_reset.empty()) {
+  if (answer.empty()) {
     throw Failure(
         fmt::format("{}: reading does not tell which kind it is; {} tries the kinds one after the "
                     "other, and writes to the card",
@@ -125,8 +128,8 @@ void detect_by_reading(const Settings& settings) {
   }
   const std::string next = next_command("atr", settings);
   tell(settings,
-       fmt::format("card  processor card, answer to reset {}\nnext  {}\n", answer_to_reset, next),
-       {{"card", "cpu"}, {"answer_to_reset", answer_to_reset}, {"next", next}});
+       fmt::format("card  processor card, answer to reset {}\nnext  {}\n", hex_text(answer), next),
+       {{"card", "cpu"}, {"answer_to_reset", plain_hex(answer)}, {"next", next}});
 }
 
 }  // namespace

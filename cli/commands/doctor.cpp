@@ -38,7 +38,7 @@ constexpr Operation asking_version{"reading the reader's version"};
 constexpr Operation asking_serial_number{"reading the serial number"};
 constexpr Operation asking_whether_ready{"asking whether the reader answers"};
 
-enum class State { good, trouble, missing };
+enum class State { good, trouble, missing, unusable };
 
 struct StateWords {
   std::string_view shown;
@@ -51,6 +51,7 @@ constexpr StateWords state_words[] = {
     {"ok", "ok", fmt::terminal_color::green, exit_success},
     {"TROUBLE", "trouble", fmt::terminal_color::red, exit_failed},
     {"MISSING", "missing", fmt::terminal_color::red, exit_nothing},
+    {"TROUBLE", "trouble", fmt::terminal_color::red, exit_usage},
 };
 
 const StateWords& words_of(State state) { return state_words[static_cast<int>(state)]; }
@@ -150,7 +151,7 @@ bool examine_configuration(Diagnosis& diagnosis, const Settings& settings) {
     static_cast<void>(configuration_of(settings));
     return true;
   } catch (const UsageError& error) {
-    diagnosis.add(step, State::trouble, error.what(),
+    diagnosis.add(step, State::unusable, error.what(),
                   "Correct the file, or have \"quorra setup\" write another one");
     return false;
   }

@@ -127,7 +127,7 @@ TEST_F(Doctor, ReadsTheFileLineByLine) {
 
   write_file(file, "P=/dev/none");
   const Outcome without_end = doctor({"--config", file});
-  EXPECT_EQ(without_end.status, 1);
+  EXPECT_EQ(without_end.status, 2);
   expect_words(without_end.output, "; the line has no end, and its last character is lost\n");
 }
 
