@@ -183,44 +183,6 @@ TEST_F(Installed, IsFoundByPkgConfig) {
   expect_to_run(folder_ / "consumer");
 }
 
-// The blocks of code in a language under a heading of the README, one after the other.
-std::string readme_code(const std::string& heading, const std::string& language) {
-  std::istringstream readme(content_of(QUORRA_README));
-  std::string code;
-  bool under_heading = false;
-  std::string block;
-  for (std::string line; std::getline(readme, line);) {
-    if (line.starts_with("```")) {
-      block = block.empty() ? line : "";
-    } else if (!block.empty()) {
-      if (under_heading && block == "```" + language) code += line + "\n";
-    } else if (line.starts_with("#")) {
-      under_heading = line.ends_with("# " + heading);
-    }
-  }
-  EXPECT_NE(code, "") << heading;
-  return code;
-}
-
-TEST_F(Installed, RunsWhatTheReadmeShows) {
-  write_file(folder_ / "first.c", readme_code("A first program", "c"));
-  write_file(folder_ / "CMakeLists.txt", readme_code("With CMake", "cmake"));
-  const std::string lines = readme_code("A first program", "sh") + readme_code("With CMake", "sh");
-  // The reader is ready when the next line is typed.
-  const std::string output =
-      output_of_script("trap 'kill $!' EXIT\n" +
-                       std::regex_replace(lines, std::regex("( & .*\n)"),
-                                          "$1until test -s reader.conf; do sleep 0.1; done\n"));
-  // The head of a new card's memory, from each of the two programs.
-  const std::string card = "A2 13 10 91 FF FF 81 15 FF FF FF FF FF FF FF FF \n";
-  EXPECT_EQ(matches(output, "(" + card + ")"), std::vector({card, card})) << output;
-}
-
-TEST_F(Installed, IsLoadedByItsFullPath) {
-  write_file(folder_ / "load.py", readme_code("At run time", "python"));
-  EXPECT_EQ(output_of_script("python3 load.py"), "KW###DRVSFT-V6.60B\n");
-}
-
 TEST_F(Installed, BringsThePrograms) {
   for (const char* program : {"quorra", "quorra-sim"}) {
     const Outcome outcome = run({root() + "/bin/" + program, "--version"});
