@@ -44,8 +44,9 @@ from markdown import BadPage, Block, Page
 # where the machine has much else to do.
 TIME_LIMIT = 240.0
 BACKGROUND_LIMIT = 60.0
-# A question is one if nothing follows it for so long.
+# A question is one if nothing follows it for so long, and has no answer after that.
 QUIET = 0.3
+QUESTION_LIMIT = 30.0
 
 KINDS = ("file", "varies", "types", "not run")
 
@@ -190,7 +191,8 @@ class Shell:
         os.write(self._commands, command.text.encode() + b"\0")
         self._text = ""
         limit = BACKGROUND_LIMIT if command.in_background else TIME_LIMIT
-        deadline = time.monotonic() + limit
+        asked = time.monotonic()
+        deadline = asked + limit
         typed = list(command.typed)
         status = None
         wanted = pattern_of(command.output, command.varying)
@@ -207,9 +209,12 @@ class Shell:
             if time.monotonic() > deadline:
                 raise Stuck(f"not done after {limit:.0f} seconds; printed:\n{printed}")
             if self._read() or status is not None:
+                asked = time.monotonic()
                 continue
             if answer := self._answer(self._text.split("\n")[-1], command, typed):
                 os.write(self._terminal, answer.encode() + b"\n")
+            elif self._text.endswith(" ") and time.monotonic() > asked + QUESTION_LIMIT:
+                raise Stuck(f"the page has no answer to this question:\n{printed}")
         if command.has_to_succeed:
             if status != 0:
                 raise Failure(f"exit status {status}:\n{printed}")

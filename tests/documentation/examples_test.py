@@ -7,6 +7,7 @@ import sys
 import tempfile
 import time
 import unittest
+import unittest.mock
 from pathlib import Path
 
 from examples import Failure, examples_of, run_page, surroundings
@@ -83,6 +84,11 @@ class Examples(unittest.TestCase):
         self.expect_failure("+got y", f"```console\n$ {ask}\nGo on? [y/N] y\ngot n\n```")
         secret = "read -r -s -p 'Code: ' code; echo; echo got $code"
         self.run_blocks(f"<!-- types: 1234 -->\n```console\n$ {secret}\nCode:\ngot 1234\n```")
+
+    def test_a_question_without_answer_is_told(self) -> None:
+        with unittest.mock.patch("examples.QUESTION_LIMIT", 0.5):
+            self.expect_failure("no answer to this question:\nGo on?",
+                                "```console\n$ read -r -p 'Go on? ' answer\nGo further?\n```")
 
     def test_a_file_is_written(self) -> None:
         self.run_blocks("<!-- file: a.txt -->\n```text\nline\n```", "```console\n$ cat a.txt\nline\n```")
