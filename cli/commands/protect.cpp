@@ -19,6 +19,7 @@
 #include "cli/terminal/consent.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "toolkit/memory/protection.hpp"
 #include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
 
@@ -40,22 +41,6 @@ struct ProtectOptions {
 
 int count_protected(const std::vector<bool>& is_protected) {
   return static_cast<int>(std::count(is_protected.begin(), is_protected.end(), true));
-}
-
-void protect(const Connection& connection, const Card& card, Range range, const Bytes& bytes) {
-  const Operation operation{protecting.doing, card.protection->kind, protecting.done};
-  transfer(connection, card.memory, range, operation, [&](Range piece, int done) {
-    return connection.attempt(operation, card.protection->write, piece.address, piece.count,
-                              bytes.data() + done);
-  });
-  if (operation.kind == OperationKind::protecting) return;
-  const std::vector<bool> is_protected = with_progress(
-      "; the bytes may be protected now", [&] { return read_protection(connection, card, range); });
-  const auto writable = std::find(is_protected.begin(), is_protected.end(), false);
-  if (writable != is_protected.end()) {
-    throw Failure(fmt::format("{}: the byte at 0x{:04X} is still writable", protecting.doing,
-                              range.address + (writable - is_protected.begin())));
-  }
 }
 
 void protect_bytes(const Settings& settings, CardInReader& slot, const ProtectOptions& options) {
@@ -84,7 +69,7 @@ void protect_bytes(const Settings& settings, CardInReader& slot, const ProtectOp
       }
       consent.get(connection);
       present(connection, card, keys, confirm_unless(options.yes, card, connection));
-      protect(connection, card, range, bytes);
+      toolkit::protect_bytes(connection, card, range, bytes, protecting);
     }
   }
   const std::string bytes =

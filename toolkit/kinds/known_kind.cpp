@@ -47,8 +47,16 @@ const Card* KnownKind::get() const {
   return find_card(name);
 }
 
-void KnownKind::set(const Card& card) const {
-  if (!note_.empty()) std::ofstream(note_) << card.name << '\n';
+std::string KnownKind::tag() const {
+  if (note_.empty()) return {};
+  std::string name;
+  std::string tag;
+  std::ifstream(note_) >> name >> tag;
+  return tag;
+}
+
+void KnownKind::set(const Card& card, std::string_view tag) const {
+  if (!note_.empty()) std::ofstream(note_) << card.name << ' ' << tag << '\n';
 }
 
 void KnownKind::forget() const {

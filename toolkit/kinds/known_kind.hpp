@@ -6,6 +6,8 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
+#include <string_view>
 
 #include "toolkit/kinds/card.hpp"
 #include "toolkit/session/session.hpp"
@@ -22,7 +24,9 @@ class KnownKind {
   // Null if it is not known. It counts only as long as the card has kept its power, and whoever
   // gives power to a card without reading what it is forgets it.
   const Card* get() const;
-  void set(const Card& card) const;
+  // What else the last `set` said, if nobody has set or forgotten it since: whose card it is.
+  std::string tag() const;
+  void set(const Card& card, std::string_view tag = {}) const;
   void forget() const;
 
  private:
