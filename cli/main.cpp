@@ -21,7 +21,7 @@ namespace quorra::cli {
 namespace {
 
 void run(Settings& settings, const std::vector<std::string>& words) {
-  Program program(settings);
+  Program program(settings, words);
   // The shells ask for this.
   if (!words.empty() && words.front() == "complete") {
     print(program.complete({words.begin() + 1, words.end()}));

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <CLI/Error.hpp>
 
 #include <vector>
 
@@ -72,8 +73,8 @@ void want_subcommand(CLI::App& command) {
     for (const CLI::App* subcommand : command.get_subcommands({})) {
       names.push_back(subcommand->get_name());
     }
-    throw UsageError(fmt::format("{} wants one of these behind it: {}; see quorra --help",
-                                 command.get_name(), fmt::join(names, ", ")));
+    throw CLI::ValidationError(fmt::format("{} wants one of these behind it: {}",
+                                           command.get_name(), fmt::join(names, ", ")));
   });
 }
 

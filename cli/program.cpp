@@ -90,6 +90,39 @@ void add_settings(CLI::App& program, Settings& settings) {
       ->type_name("KIND");
 }
 
+struct Command {
+  std::string_view name;
+  void (*add)(CLI::App&, const Settings&);
+};
+
+constexpr Command commands[] = {
+    {"info", add_info},       {"detect", add_detect},
+    {"map", add_map},         {"read", add_read},
+    {"write", add_write},     {"erase", add_erase},
+    {"fill", add_fill},       {"verify", add_verify},
+    {"backup", add_backup},   {"restore", add_restore},
+    {"diff", add_diff},       {"code", add_code},
+    {"protect", add_protect}, {"personalise", add_personalise},
+    {"fuse", add_fuse},       {"units", add_units},
+    {"apdu", add_apdu},       {"atr", add_atr},
+    {"memory", add_memory},   {"security", add_security},
+    {"value", add_value},     {"setup", add_setup},
+    {"doctor", add_doctor},   {"speed", add_speed},
+    {"beep", add_beep},       {"power", add_power},
+    {"eject", add_eject},     {"des", add_des},
+    {"tap", add_tap},         {"trace", add_trace},
+    {"help", add_help},
+};
+
+constexpr std::string_view version = "--version";
+
+// They tell about all commands.
+constexpr std::string_view help_words[] = {"-h", "--help", "help", "complete"};
+
+bool is_among(std::span<const std::string> words, std::string_view word) {
+  return std::ranges::find(words, word) != words.end();
+}
+
 // Has the settings know the words of the subcommand that is read.
 void name_subcommands(CLI::App& app, Settings& settings, const std::string& words) {
   for (CLI::App* command : app.get_subcommands({})) {
@@ -109,45 +142,23 @@ void take_commands_away(CLI::App& app) {
 
 }  // namespace
 
-Program::Program(Settings& settings)
-    : app_("Work with memory cards and processor cards in a card reader.", "quorra") {
+Program::Program(Settings& settings, std::span<const std::string> words)
+    : settings_(settings),
+      app_("Work with memory cards and processor cards in a card reader.", "quorra") {
   app_.formatter(std::make_shared<HelpFormat>());
   app_.footer(std::string(footer));
-  app_.set_version_flag("--version", "quorra " QUORRA_VERSION);
+  app_.set_version_flag(std::string(version), "quorra " QUORRA_VERSION);
   want_subcommand(app_);
   app_.fallthrough();  // the options below may follow the subcommand, too
   add_settings(app_, settings);
-  add_info(app_, settings);
-  add_detect(app_, settings);
-  add_map(app_, settings);
-  add_read(app_, settings);
-  add_write(app_, settings);
-  add_erase(app_, settings);
-  add_fill(app_, settings);
-  add_verify(app_, settings);
-  add_backup(app_, settings);
-  add_restore(app_, settings);
-  add_diff(app_, settings);
-  add_code(app_, settings);
-  add_protect(app_, settings);
-  add_personalise(app_, settings);
-  add_fuse(app_, settings);
-  add_units(app_, settings);
-  add_apdu(app_, settings);
-  add_atr(app_, settings);
-  add_memory(app_, settings);
-  add_security(app_, settings);
-  add_value(app_, settings);
-  add_setup(app_, settings);
-  add_doctor(app_, settings);
-  add_speed(app_, settings);
-  add_beep(app_, settings);
-  add_power(app_, settings);
-  add_eject(app_, settings);
-  add_des(app_, settings);
-  add_tap(app_, settings);
-  add_trace(app_, settings);
-  add_help(app_, settings);
+  const auto is_typed = [&](std::string_view word) { return is_among(words, word); };
+  const bool names_some = std::ranges::any_of(commands, is_typed, &Command::name);
+  const bool adds_all =
+      (!names_some && !is_typed(version)) || std::ranges::any_of(help_words, is_typed);
+  for (const Command& command : commands) {
+    if (adds_all || is_typed(command.name)) command.add(app_, settings);
+  }
+  is_whole_ = adds_all;
   name_subcommands(app_, settings, "");
 }
 
@@ -173,6 +184,8 @@ std::string Program::parse(const std::vector<std::string>& words) {
     app_.exit(request, text);
     return text.str();
   } catch (const CLI::ParseError& error) {
+    // What was meant may be another command.
+    if (!is_whole_) return Program(settings_).parse(words);
     const std::string what = explain(app_, error);
     throw UsageError(
         fmt::format("{}{} quorra --help", what, what.ends_with('?') ? " See" : "; see"));

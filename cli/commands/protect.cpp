@@ -5,7 +5,6 @@
 
 #include <fmt/core.h>
 #include <unistd.h>
-#include <CLI/Error.hpp>
 
 #include <algorithm>
 #include <memory>
@@ -45,7 +44,7 @@ int count_protected(const std::vector<bool>& is_protected) {
 
 void protect_bytes(const Settings& settings, CardInReader& slot, const ProtectOptions& options) {
   const Card& card = slot.kind();
-  if (!options.address) throw CLI::RequiredError("--address");
+  if (!options.address) throw UsageError("--address is required; see quorra --help");
   if (options.reading) {
     throw UsageError(
         fmt::format("--reading: the bytes of a {} card can always be read", card.name));
