@@ -15,6 +15,7 @@ namespace quorra::cli {
 
 void add_info(CLI::App& program, const Settings& settings);
 void add_detect(CLI::App& program, const Settings& settings);
+void add_kinds(CLI::App& program, const Settings& settings);
 void add_read(CLI::App& program, const Settings& settings);
 void add_write(CLI::App& program, const Settings& settings);
 void add_erase(CLI::App& program, const Settings& settings);

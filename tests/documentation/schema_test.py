@@ -97,6 +97,8 @@ COMMANDS: list[tuple[str, str, int]] = [
     ("", "des decrypt --key 0000000000000000 --file des.bin", 0),
     ("", "des decrypt --key 00 --file des.bin", 2),
     ("", "setup", 0),
+    ("", "kinds", 0),
+    ("", "kinds 4442", 2),
     ("", "help", 0),
     ("", "help read", 0),
     ("", "help fly", 2),
@@ -160,6 +162,26 @@ class Schema(unittest.TestCase):
         commands = helps(str(self.programs / "quorra"), []).keys() - {""} - STREAMS
         self.assertEqual({command for command, ok in self.seen if ok}, commands)
         self.assertEqual(set(SCHEMA["properties"]["command"]["enum"]), commands | {""})
+
+    def test_each_kind_is_told_as_its_image_is(self) -> None:
+        told = json.loads(self.run_program("quorra", "--json", "kinds").stdout)
+        kinds = {kind["card"]: kind for kind in told["kinds"]}
+        self.assertEqual(list(kinds), SCHEMA["$defs"]["card"]["enum"])
+        for name, kind in kinds.items():
+            self.assertEqual(kind["size"], sum(zone["size"] for zone in kind["zones"]), name)
+            image = f"{name}.toml"
+            self.assertEqual(self.run_program("quorra-sim", "new", name, image).returncode, 0)
+            last = kind["zones"][-1]
+            zone = ["--zone", str(last["zone"])] if kind["has_zones"] else []
+            read = ["quorra", "read", "--virtual", image, *zone, "--quiet", "--count", "1", "--address"]
+            self.assertEqual(self.run_program(*read, str(last["size"] - 1)).returncode, 0, name)
+            self.assertEqual(self.run_program(*read, str(last["size"])).returncode, 2, name)
+            for code in kind["codes"][:1]:
+                for size, status in ((code["size"], {0, 1}), (code["size"] + 1, {2})):
+                    given = "00" * size
+                    number = ["--number", "0"] if len(kind["codes"]) > 1 else []
+                    done = self.run_program("quorra", "code", "present", "--virtual", image, *number, given)
+                    self.assertIn(done.returncode, status, (name, done.stderr))
 
     def test_it_refuses_what_is_not_told(self) -> None:
         good = {"schema_version": 1, "command": "read", "ok": True, "card": "4442", "address": 0,
