@@ -319,20 +319,20 @@ class OpenReader {
 
 Connection::Connection(const Settings& settings, Subject subject)
     : shows_progress_(!settings.quiet),
-      progress_(settings.progress) {
+      progress_(settings.progress),
+      shared_(settings.shared) {
   saying_where_found(settings, [&] {
-    if (settings.shared != nullptr && settings.shared->reader != nullptr) {
-      return take_shared(*settings.shared, subject);
-    }
+    if (shared_ != nullptr && shared_->reader != nullptr) return take_shared(subject);
     reader_ = std::make_shared<OpenReader>(settings, subject);
     expect_reader();
-    if (settings.shared != nullptr && !reader_->is_on_terminal()) settings.shared->reader = reader_;
+    if (shared_ != nullptr && !reader_->is_on_terminal()) shared_->reader = reader_;
   });
 }
 
 Connection::Connection(const Settings& settings, std::shared_ptr<OpenReader> reader)
     : shows_progress_(!settings.quiet),
       progress_(settings.progress),
+      shared_(settings.shared),
       reader_(std::move(reader)) {}
 
 Connection::~Connection() = default;
@@ -340,11 +340,11 @@ Connection::~Connection() = default;
 int Connection::handle() const { return reader_->handle(); }
 
 // A session that cannot be had any more is not shared any more: the next command opens one.
-void Connection::take_shared(SharedSession& shared, Subject subject) {
-  reader_ = std::exchange(shared.reader, nullptr);
-  reader_->expect_subject(subject);
+void Connection::take_shared(Subject subject) {
+  shared_->reader->expect_subject(subject);
+  reader_ = std::exchange(shared_->reader, nullptr);
   if (reader_->get_in_step()) expect_reader();
-  shared.reader = reader_;
+  shared_->reader = reader_;
 }
 
 // ic_init asks the same, but does not tell a reader that refuses from none.
@@ -362,6 +362,10 @@ Progress Connection::watch(const Operation& operation, int total) const {
     display->advance(done);
     if (descriptor) tell_progress(*descriptor, doing, done, total);
   };
+}
+
+RefusedCodes* Connection::refused_codes() const {
+  return shared_ == nullptr ? nullptr : &shared_->refused_codes;
 }
 
 void Connection::before_call(const Operation& operation) const {

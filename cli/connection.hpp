@@ -14,6 +14,7 @@
 #include "cli/parse.hpp"
 #include "cli/terminal/interruption.hpp"
 #include "toolkit/kinds/card.hpp"
+#include "toolkit/memory/refused_codes.hpp"
 #include "toolkit/session/configuration.hpp"
 #include "toolkit/session/errors.hpp"
 #include "toolkit/session/session.hpp"
@@ -28,7 +29,11 @@ class OpenReader;
 // What commands that follow one another have in common.
 struct SharedSession {
   std::shared_ptr<OpenReader> reader = {};  // opened by the first one that needs it
+  RefusedCodes refused_codes = {};
 };
+
+// Takes what a command tells.
+struct Heard;
 
 // The options that every command has. Of `configuration`, `device`
 // and `image`, at most one is given.
@@ -45,6 +50,7 @@ struct Settings {
   bool json = false;                         // what is told is for programs
   std::string command = {};                  // the words of the subcommand: "code present"
   SharedSession* shared = nullptr;           // with the commands before and after this one
+  Heard* heard = nullptr;                    // gets objects and errors in place of the user
   // What is told besides results and errors, with `json`.
   std::shared_ptr<std::vector<std::string>> notes = std::make_shared<std::vector<std::string>>();
 
@@ -116,6 +122,8 @@ class Connection : public Session {
   // Shows how far a transfer is, unless the user does not want to see it.
   Progress watch(const Operation& operation, int total) const override;
 
+  RefusedCodes* refused_codes() const override;
+
   // As the function of this name.
   void confirm(const Question& question) const;
 
@@ -126,11 +134,12 @@ class Connection : public Session {
   std::string meaning_of_status(int status) const override;
 
  private:
-  void take_shared(SharedSession& shared, Subject subject);
+  void take_shared(Subject subject);
   void expect_reader() const;
 
   bool shows_progress_;
   std::optional<int> progress_;
+  SharedSession* shared_;
   std::shared_ptr<OpenReader> reader_;
 };
 

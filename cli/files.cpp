@@ -199,6 +199,10 @@ void print(std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) output_failed();
 }
 
+void flush_standard_output() {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) output_failed();
+}
+
 void close_standard_output() {
   if (std::fclose(stdout) != 0) output_failed();
 }

@@ -30,6 +30,9 @@ void write_file(const std::string& path, const Bytes& bytes);
 void print(std::string_view text);
 
 // Writes out what is still buffered. Throws Failure if that, or an earlier write, failed.
+void flush_standard_output();
+
+// The same at the end.
 void close_standard_output();
 
 }  // namespace quorra::cli

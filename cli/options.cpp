@@ -6,6 +6,7 @@
 #include <fmt/ranges.h>
 #include <CLI/Error.hpp>
 
+#include <algorithm>
 #include <vector>
 
 #include "toolkit/session/errors.hpp"
@@ -65,17 +66,20 @@ CLI::Option* add_no_verify(CLI::App& command, bool& no_verify) {
   return command.add_flag("--no-verify", no_verify, "Do not read back what was written");
 }
 
+void expect_subcommand(const CLI::App& command) {
+  const auto all = command.get_subcommands([](const CLI::App*) { return true; });
+  if (all.empty() || std::ranges::any_of(all, &CLI::App::parsed)) return;
+  std::vector<std::string> names;
+  for (const CLI::App* subcommand : all) {
+    names.push_back(subcommand->get_name());
+  }
+  throw CLI::ValidationError(fmt::format("{} wants one of these behind it: {}", command.get_name(),
+                                         fmt::join(names, ", ")));
+}
+
 void want_subcommand(CLI::App& command) {
   command.require_subcommand(0, 1);
-  command.final_callback([&command] {
-    if (!command.get_subcommands().empty()) return;
-    std::vector<std::string> names;
-    for (const CLI::App* subcommand : command.get_subcommands({})) {
-      names.push_back(subcommand->get_name());
-    }
-    throw CLI::ValidationError(fmt::format("{} wants one of these behind it: {}",
-                                           command.get_name(), fmt::join(names, ", ")));
-  });
+  command.final_callback([&command] { expect_subcommand(command); });
 }
 
 void add_examples(CLI::App& command, std::initializer_list<std::string_view> examples) {

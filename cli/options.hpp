@@ -64,6 +64,9 @@ CLI::Option* add_yes(CLI::App& command, std::optional<std::string>& kind);
 // --no-verify: what is written is not read back.
 CLI::Option* add_no_verify(CLI::App& command, bool& no_verify);
 
+// Throws CLI::ValidationError if `command` has subcommands and none of them was read.
+void expect_subcommand(const CLI::App& command);
+
 // Has the command line refused if it names none of the subcommands that `command` has by then.
 void want_subcommand(CLI::App& command);
 

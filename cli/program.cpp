@@ -105,8 +105,8 @@ constexpr Command commands[] = {
     {"atr", add_atr},       {"memory", add_memory},   {"security", add_security},
     {"value", add_value},   {"setup", add_setup},     {"doctor", add_doctor},
     {"speed", add_speed},   {"beep", add_beep},       {"power", add_power},
-    {"eject", add_eject},   {"des", add_des},         {"tap", add_tap},
-    {"trace", add_trace},   {"help", add_help},
+    {"eject", add_eject},   {"des", add_des},         {"run", add_run},
+    {"tap", add_tap},       {"trace", add_trace},     {"help", add_help},
 };
 
 constexpr std::string_view version = "--version";
@@ -127,11 +127,11 @@ void name_subcommands(CLI::App& app, Settings& settings, const std::string& word
   }
 }
 
-// Leaves a command line that can be read, and does nothing.
-void take_commands_away(CLI::App& app) {
-  for (CLI::App* command : app.get_subcommands({})) {
-    if (command->get_subcommands({}).empty()) command->callback(nullptr);
-    take_commands_away(*command);
+// Throws CLI::ValidationError if a command that was read wants another word.
+void expect_all_words(const CLI::App& app) {
+  expect_subcommand(app);
+  for (const CLI::App* command : app.get_subcommands(&CLI::App::parsed)) {
+    expect_all_words(*command);
   }
 }
 
@@ -163,7 +163,11 @@ void Program::run(const std::vector<std::string>& words) {
 }
 
 void Program::check(const std::vector<std::string>& words) {
-  take_commands_away(app_);
+  // It is called before those of the commands.
+  app_.parse_complete_callback([this] {
+    expect_all_words(app_);
+    throw CLI::Success();
+  });
   static_cast<void>(parse(words));
 }
 

@@ -28,7 +28,8 @@ class Program {
   // the command throws.
   void run(const std::vector<std::string>& words);
 
-  // Reads the words without doing what they say. Throws UsageError.
+  // Reads the words without doing what they say, now or later, where all commands are made. Throws
+  // UsageError.
   void check(const std::vector<std::string>& words);
 
   // What may take the place of the last word, as `complete` of command_words.hpp tells it.

@@ -28,12 +28,6 @@ Kind kind_of(const std::exception& error) {
   return {"failed", exit_failed};
 }
 
-Json object_of(const Settings& settings, bool ok) {
-  Json object{{"schema_version", schema_version}, {"command", settings.command}, {"ok", ok}};
-  if (!settings.notes->empty()) object["notes"] = std::exchange(*settings.notes, {});
-  return object;
-}
-
 Json describe(const std::exception& error) {
   Json object{{"kind", kind_of(error).name}, {"message", error.what()}};
   const auto* failure = dynamic_cast<const Failure*>(&error);
@@ -46,30 +40,41 @@ Json describe(const std::exception& error) {
   return object;
 }
 
+void give(const Settings& settings, std::string_view text, Json object) {
+  if (!settings.json) print(text);
+  if (settings.heard != nullptr) {
+    settings.heard->object = std::move(object);
+  } else if (settings.json) {
+    print_object(object);
+  }
+}
+
+}  // namespace
+
+Json object_of(const Settings& settings, bool ok) {
+  Json object{{"schema_version", schema_version}, {"command", settings.command}, {"ok", ok}};
+  if (!settings.notes->empty()) object["notes"] = std::exchange(*settings.notes, {});
+  return object;
+}
+
 // What is no UTF-8, such as the name of a file, is replaced.
 void print_object(const Json& object) {
   print(object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
 }
 
-}  // namespace
-
 void tell(const Settings& settings, std::string_view text, const Json& fields) {
-  if (!settings.json) return print(text);
+  if (!settings.json && settings.heard == nullptr) return print(text);
   Json object = object_of(settings, true);
   object.update(fields);
-  print_object(object);
+  give(settings, text, std::move(object));
 }
 
 void tell_and_fail(const Settings& settings, std::string_view text, const Json& fields,
                    int status) {
-  if (!settings.json) {
-    print(text);
-  } else {
-    Json object = object_of(settings, false);
-    object["exit_status"] = status;
-    object.update(fields);
-    print_object(object);
-  }
+  Json object = object_of(settings, false);
+  object["exit_status"] = status;
+  object.update(fields);
+  give(settings, text, std::move(object));
   throw Told(status);
 }
 
@@ -90,7 +95,7 @@ void note(const Settings& settings, const std::string& text) {
 int tell_error(const Settings& settings, const std::exception& error, const Json& fields) {
   const int status = kind_of(error).status;
   if (const auto* told = dynamic_cast<const Told*>(&error)) return told->status();
-  if (!settings.json) {
+  if (!settings.json && settings.heard == nullptr) {
     print_error(error.what());
     return status;
   }
@@ -98,6 +103,10 @@ int tell_error(const Settings& settings, const std::exception& error, const Json
   object["exit_status"] = status;
   object["error"] = describe(error);
   if (!fields.is_null()) object.update(fields);
+  if (settings.heard != nullptr) {
+    *settings.heard = {.object = std::move(object), .error = error.what()};
+    return status;
+  }
   try {
     print_object(object);
   } catch (const Failure& of_output) {

@@ -18,6 +18,12 @@ using Json = nlohmann::ordered_json;
 
 inline constexpr int schema_version = 1;
 
+// What a command told, kept back for somebody who judges it first. Text that is a result is not.
+struct Heard {
+  Json object;        // the one of --json, with or without it; null if there was none
+  std::string error;  // why the command ended before it was done; empty if it was done
+};
+
 // Tells what a command has done, at its end, on standard output: `text`, or an object with these
 // fields. Throws Failure.
 void tell(const Settings& settings, std::string_view text, const Json& fields);
@@ -49,6 +55,12 @@ void note(const Settings& settings, const std::string& text);
 // Tells why a command ended before it was done: on standard error, or as an object on standard
 // output, with these fields of what was done before. Returns the exit status that stands for it.
 int tell_error(const Settings& settings, const std::exception& error, const Json& fields = {});
+
+// What an object begins with. Takes the notes.
+Json object_of(const Settings& settings, bool ok);
+
+// Writes an object to standard output, in a line of its own. Throws Failure.
+void print_object(const Json& object);
 
 // Which bytes of which card: "card", "zone" if it has zones, "address" and "count".
 Json fields_of(const Card& card, const Memory& memory, Range range);

@@ -21,6 +21,23 @@ VALIDATOR = Draft202012Validator(SCHEMA)
 
 # Commands that tell what passes, one object a line.
 STREAMS = {"tap", "trace"}
+# Commands that carry out others, each of which tells an object.
+SERIES = {"run"}
+
+# What a run of these lines tells is what the commands tell.
+LINES = """\
+info
+code present 000000
+expect wrong_code attempts_left=2
+code counter
+expect 3
+code present 000000
+beep 256
+read --count 4
+expect 9000
+eject
+expect ok
+"""
 
 KINDS = ("4442", "4428", "24c16", "102", "4406", "cpu")
 CODE = {"4442": "FFFFFF", "4428": "FFFF", "102": "FFFF", "4406": "FFFFFF"}
@@ -160,7 +177,7 @@ class Schema(unittest.TestCase):
                 self.expect(command.format(device=device).split(), status)
             reader.kill()
         commands = helps(str(self.programs / "quorra"), []).keys() - {""} - STREAMS
-        self.assertEqual({command for command, ok in self.seen if ok}, commands)
+        self.assertEqual({command for command, ok in self.seen if ok}, commands - SERIES)
         self.assertEqual(set(SCHEMA["properties"]["command"]["enum"]), commands | {""})
 
     def test_each_kind_is_told_as_its_image_is(self) -> None:
@@ -182,6 +199,19 @@ class Schema(unittest.TestCase):
                     number = ["--number", "0"] if len(kind["codes"]) > 1 else []
                     done = self.run_program("quorra", "code", "present", "--virtual", image, *number, given)
                     self.assertIn(done.returncode, status, (name, done.stderr))
+
+    def test_so_is_every_line_of_a_run(self) -> None:
+        self.run_program("quorra-sim", "new", "4442", "4442.toml")
+        Path(self.folder.name, "lines").write_text(LINES)
+        words = ["quorra", "run", "--virtual", "4442.toml", "--json", "--keep-going", "lines"]
+        told = [json.loads(line) for line in self.run_program(*words).stdout.splitlines()]
+        for one in told:
+            self.assertEqual([problem.message for problem in VALIDATOR.iter_errors(one)], [], one)
+        self.assertEqual([one["line"] for one in told], [1, 2, 4, 6, 7, 8, 10])
+        self.assertEqual([one["ok"] for one in told], [True, True, False, False, False, False, True])
+        one = json.loads(self.run_program("quorra", "run", "nowhere", "--json").stdout)
+        self.assertEqual([problem.message for problem in VALIDATOR.iter_errors(one)], [])
+        self.assertEqual(one["command"], "run")
 
     def test_it_refuses_what_is_not_told(self) -> None:
         good = {"schema_version": 1, "command": "read", "ok": True, "card": "4442", "address": 0,

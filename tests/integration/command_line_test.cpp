@@ -74,7 +74,8 @@ TEST_F(CommandLine, HelpsWithEachSubcommand) {
                                       {"eject"},
                                       {"des"},
                                       {"des", "encrypt"},
-                                      {"des", "decrypt"}}) {
+                                      {"des", "decrypt"},
+                                      {"run"}}) {
     Arguments arguments = subcommand;
     arguments.emplace_back("--help");
     const Outcome help = run_quorra(arguments);
@@ -110,9 +111,9 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
   const std::string parse_hint = "; see quorra --help";
   const Case cases[] = {
       {{},
-       "quorra wants one of these behind it: info, detect, map, read, write, erase, fill, verify, "
-       "backup, restore, diff, code, protect, personalise, fuse, units, apdu, atr, memory, "
-       "security, value, setup, doctor, speed, beep, power, eject, des, tap, trace, help" +
+       "quorra wants one of these behind it: info, detect, kinds, map, read, write, erase, fill, "
+       "verify, backup, restore, diff, code, protect, personalise, fuse, units, apdu, atr, memory, "
+       "security, value, setup, doctor, speed, beep, power, eject, des, run, tap, trace, help" +
            parse_hint},
       {{"fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"read", "--fast"}, "The following argument was not expected: --fast" + parse_hint},

@@ -50,6 +50,26 @@ std::optional<int> confirm_attempt(const Session& session, const Code& code,
   return left;
 }
 
+void expect_not_refused(const Session& session, const Operation& operation, const Key& key) {
+  const RefusedCodes* refused = session.refused_codes();
+  if (refused == nullptr || !refused->contains(key)) return;
+  throw Failure(fmt::format("{}: the card has refused this code before; it is not presented again",
+                            operation.doing),
+                {.word = "refused_before"});
+}
+
+// Whether the card was heard to refuse a code.
+bool is_refusal(int result, OperationKind kind) {
+  return is_status(result, kind) || (result == other_code && kind == OperationKind::presenting);
+}
+
+int present_key(const Session& session, const Operation& operation, const Key& key) {
+  const int result = session.attempt(operation, key.code->present, key.bytes.data());
+  RefusedCodes* refused = session.refused_codes();
+  if (refused != nullptr && is_refusal(result, operation.kind)) refused->add(key);
+  return result;
+}
+
 // Says why a code was refused, at which `before` attempts were left.
 [[noreturn]] void fail_refused(const Session& session, const Code& code, int result,
                                std::optional<int> before) {
@@ -57,8 +77,7 @@ std::optional<int> confirm_attempt(const Session& session, const Code& code,
   std::string text = session.describe(operation, result);
   Particulars particulars = particulars_of(result, operation.kind);
   // After a disturbed exchange a late reply could be taken for the number of attempts.
-  const bool was_heard = is_status(result, operation.kind) ||
-                         (result == other_code && operation.kind == OperationKind::presenting);
+  const bool was_heard = is_refusal(result, operation.kind);
   if (was_heard && !before) text += "; the attempts at this code are not counted";
   if (was_heard && before) {
     text = if_possible([&] {
@@ -143,16 +162,18 @@ void present(const Session& session, const Card& card, const Keys& keys, const C
 
 void present_code(const Session& session, const Card& card, const Key& key,
                   const Confirm& confirm) {
+  expect_not_refused(session, presenting, key);
   expect_code(session, card, presenting);
   const Code& code = *key.code;
   const std::optional<int> before = confirm_attempt(session, code, confirm);
-  const int result =
-      session.attempt({presenting.doing, code.presenting}, code.present, key.bytes.data());
+  const int result = present_key(session, {presenting.doing, code.presenting}, key);
   if (result != 0) fail_refused(session, code, result, before);
 }
 
 void present_erase_code(const Session& session, const Key& key) {
-  session.run(presenting_erase_code, key.code->present, key.bytes.data());
+  expect_not_refused(session, presenting_erase_code, key);
+  const int result = present_key(session, presenting_erase_code, key);
+  if (result < 0) session.fail(presenting_erase_code, result);
 }
 
 }  // namespace quorra::toolkit

@@ -12,6 +12,7 @@
 
 #include "toolkit/bytes.hpp"
 #include "toolkit/kinds/card.hpp"
+#include "toolkit/memory/refused_codes.hpp"
 #include "toolkit/session/errors.hpp"
 #include "toolkit/session/session.hpp"
 
@@ -30,12 +31,6 @@ const Code& code_of(const Card& card, std::optional<int> number, std::string_vie
 
 // The erase code of a card or zone. Throws UsageError if it has none.
 const Code& erase_code_of(const Card& card, const Memory& memory);
-
-// A code and what the user gave for it.
-struct Key {
-  const Code* code;
-  Bytes bytes;
-};
 
 // The codes that are presented first; absent where none was given.
 struct Keys {
@@ -56,8 +51,8 @@ std::string describe_erasures(int left);
 // given.
 using Confirm = std::function<void(const Operation& operation, const std::string& warning)>;
 
-// Presents the codes. Throws Failure, which tells how many attempts are left after a wrong code, or
-// what `confirm` throws.
+// Presents the codes, but none that the session knows to be refused. Throws Failure, which tells
+// how many attempts are left after a wrong code, or what `confirm` throws.
 void present(const Session& session, const Card& card, const Keys& keys, const Confirm& confirm);
 void present_code(const Session& session, const Card& card, const Key& key, const Confirm& confirm);
 void present_erase_code(const Session& session, const Key& key);

@@ -37,6 +37,8 @@ void Session::fail(const Operation& operation, int result) const {
 
 Progress Session::watch(const Operation& /*operation*/, int /*total*/) const { return nullptr; }
 
+RefusedCodes* Session::refused_codes() const { return nullptr; }
+
 void Session::before_call(const Operation& /*operation*/) const {}
 
 void Session::after_call(const Operation& /*operation*/, int /*result*/) const {}

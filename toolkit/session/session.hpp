@@ -11,6 +11,8 @@
 
 namespace quorra::toolkit {
 
+class RefusedCodes;
+
 // Tells how far a transfer is: that so many of its bytes are through.
 using Progress = std::function<void(int done)>;
 
@@ -59,6 +61,9 @@ class Session {
 
   // Who is told how far a transfer of `total` bytes is; nobody, if empty.
   virtual Progress watch(const Operation& operation, int total) const;
+
+  // The codes that the card has refused in this session; a null pointer if nobody keeps them.
+  virtual RefusedCodes* refused_codes() const;
 
  protected:
   Session() = default;
