@@ -17,6 +17,7 @@ namespace quorra::cli {
 namespace {
 
 constexpr Operation recognising{"recognising the card"};
+constexpr Operation looking{"looking for a card"};
 
 constexpr std::string_view force_words = "--force goes on all the same";
 
@@ -39,6 +40,10 @@ bool is_processor_card(const Connection& connection) {
       {.word = "wrong_card"});
 }
 
+[[noreturn]] void refuse_empty_slot(const Operation& operation) {
+  throw NoCard(fmt::format("{}: no card is in the reader", operation.doing), {.word = "no_card"});
+}
+
 bool may_be(const Recognition& found, const Card& card) {
   return found.card == &card || std::ranges::find(found.others, &card) != found.others.end();
 }
@@ -47,10 +52,7 @@ CardState state_of_card(const Connection& connection) {
   CardState state{};
   const int result = read_card_state(connection, state);
   if (result < 0 && !is_status(result, recognising.kind)) connection.fail(recognising, result);
-  if (result == 0 && !state.is_present) {
-    throw NoCard(fmt::format("{}: no card is in the reader", recognising.doing),
-                 {.word = "no_card"});
-  }
+  if (result == 0 && !state.is_present) refuse_empty_slot(recognising);
   return state;
 }
 
@@ -108,6 +110,13 @@ void expect_kind_of_image(const Settings& settings, const Card& card) {
 }  // namespace
 
 void expect_card(const Connection& connection) { static_cast<void>(state_of_card(connection)); }
+
+void expect_card_behind(const Failure& failure, const Connection& connection) {
+  const std::optional<int>& code = failure.particulars().code;
+  if (!code || !is_status(*code, looking.kind)) return;
+  CardState state{};
+  if (read_card_state(connection, state) == 0 && !state.is_present) refuse_empty_slot(looking);
+}
 
 CardInReader::CardInReader(const Settings& settings, const std::optional<std::string>& yes)
     : settings_(settings),

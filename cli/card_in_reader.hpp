@@ -16,6 +16,10 @@ namespace quorra::cli {
 // has a card.
 void expect_card(const Connection& connection);
 
+// Throws NoCard if the reader has refused a command, which is the failure, because its slot is
+// empty.
+void expect_card_behind(const Failure& failure, const Connection& connection);
+
 // Its kind is the one of --card, or that of the virtual reader's image; otherwise the card is read
 // to find it out. Nothing is sent to the reader before that has to be.
 class CardInReader {

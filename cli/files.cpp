@@ -28,7 +28,10 @@ using Information = struct stat;
 std::string error_words() { return std::generic_category().message(errno); }
 
 [[noreturn]] void output_failed() {
-  throw Failure(fmt::format("writing to standard output: {}", error_words()));
+  const bool is_closed = errno == EPIPE;
+  const std::string words = fmt::format("writing to standard output: {}", error_words());
+  if (is_closed) throw OutputClosed(words);
+  throw Failure(words);
 }
 
 [[noreturn]] void cannot_open(const std::string& path) {
@@ -204,7 +207,7 @@ void flush_standard_output() {
 }
 
 void close_standard_output() {
-  if (std::fclose(stdout) != 0) output_failed();
+  if (std::fflush(stdout) != 0 || close(STDOUT_FILENO) != 0) output_failed();
 }
 
 }  // namespace quorra::cli

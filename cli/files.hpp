@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "cli/parse.hpp"
+#include "toolkit/session/errors.hpp"
 
 namespace quorra::cli {
 
@@ -26,10 +27,16 @@ bool is_standard_output(const std::string& path);
 // cannot be opened, Failure if it cannot be written, Interrupted.
 void write_file(const std::string& path, const Bytes& bytes);
 
-// Writes to standard output. Throws Failure.
+// Nobody reads standard output any more: what a program such as head does that has read enough.
+class OutputClosed : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+// Writes to standard output. Throws Failure, or OutputClosed.
 void print(std::string_view text);
 
-// Writes out what is still buffered. Throws Failure if that, or an earlier write, failed.
+// Writes out what is still buffered. Throws like print if that, or an earlier write, failed.
 void flush_standard_output();
 
 // The same at the end.

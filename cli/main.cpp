@@ -39,14 +39,20 @@ int run_and_tell(const std::vector<std::string>& words) {
     run(settings, words);
     close_standard_output();
     return exit_success;
+  } catch (const OutputClosed&) {
+    throw;
   } catch (const std::exception& error) {
     return tell_error(settings, error);
   }
 }
 
-int run_and_report(const std::vector<std::string>& words) {
+int run_and_report(const std::vector<std::string>& words, bool ends_with_its_reader) {
   try {
     return run_and_tell(words);
+  } catch (const OutputClosed& error) {
+    if (ends_with_its_reader) return end_by(SIGPIPE);
+    print_error(error.what());
+    return exit_failed;
   } catch (const std::exception& error) {  // that could not be told as it was wanted
     print_error(error.what());
     return exit_failed;
@@ -59,10 +65,12 @@ int run_and_report(const std::vector<std::string>& words) {
 int main(int argc, char** argv) {
   using namespace quorra::cli;
   quorra::simulator::occupy_standard_streams();
-  // Writing to a closed pipe, or more than a file may hold, is an error like any other.
-  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  // Writing to a closed pipe, or more than a file may hold, is an error like any other. When nobody
+  // reads what the program prints, it ends by the signal for that, but first does what it has
+  // begun.
+  const bool ends_with_its_reader = std::signal(SIGPIPE, SIG_IGN) != SIG_IGN;
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
-  const int status = run_and_report({argv + std::min(argc, 1), argv + argc});
+  const int status = run_and_report({argv + std::min(argc, 1), argv + argc}, ends_with_its_reader);
   const int signal = Interruption::taken();
   return signal == 0 ? status : end_by(signal);
 }

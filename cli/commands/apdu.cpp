@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
@@ -144,7 +145,12 @@ void run_apdu(const Settings& settings, const ApduOptions& options) {
   {
     const Connection connection(settings, Subject::anything);
     try {
-      converse(connection, options, apdus, transcript);
+      try {
+        converse(connection, options, apdus, transcript);
+      } catch (const Failure& error) {
+        if (!options.sam) expect_card_behind(error, connection);
+        throw;
+      }
     } catch (const Failure&) {
       failure = std::current_exception();
     }

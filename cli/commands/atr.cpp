@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/options.hpp"
 #include "cli/report.hpp"
@@ -24,7 +25,12 @@ void run_atr(const Settings& settings, SamNumber sam) {
   {
     const Connection connection(settings, Subject::anything);
     select(connection, sam);
-    answer = reset(connection, sam);
+    try {
+      answer = reset(connection, sam);
+    } catch (const Failure& failure) {
+      if (!sam) expect_card_behind(failure, connection);
+      throw;
+    }
   }
   std::string text = hex_text(answer) + '\n';
   Json fields{{"answer_to_reset", plain_hex(answer)}};

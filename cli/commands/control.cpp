@@ -8,6 +8,7 @@
 
 #include <memory>
 
+#include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
 #include "cli/options.hpp"
 #include "cli/report.hpp"
@@ -46,7 +47,12 @@ void run_power(const Settings& settings, const PowerOptions& options) {
       connection.run(switching, options.on ? sam_power_on : sam_power_down);
     } else {
       KnownKind(connection).forget();
-      connection.run(switching, options.on ? turn_on : turn_off);
+      try {
+        connection.run(switching, options.on ? turn_on : turn_off);
+      } catch (const Failure& failure) {
+        expect_card_behind(failure, connection);
+        throw;
+      }
     }
   }
   tell(settings,

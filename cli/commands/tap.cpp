@@ -171,10 +171,7 @@ class Recorder {
 // At once, for somebody may be waiting for it.
 void show_now(const std::string& text) {
   print(text);
-  if (std::fflush(stdout) != 0) {
-    throw Failure(
-        fmt::format("writing to standard output: {}", std::generic_category().message(errno)));
-  }
+  flush_standard_output();
 }
 
 std::string beginning(const Settings& settings, const std::string& configuration,

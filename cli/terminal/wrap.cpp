@@ -12,6 +12,32 @@
 
 namespace quorra::cli {
 
+namespace {
+
+// A command of an example: where it goes on in another line, a shell is told so. What is quoted
+// stays in one line.
+std::string wrap_command(std::string_view line, std::size_t width) {
+  constexpr std::string_view goes_on = " \\";
+  constexpr std::size_t more = 4;
+  constexpr char quoted_blank = '\0';
+  if (line.size() <= width) return std::string(line);
+  const std::size_t indent = line.find_first_not_of(' ');
+  std::string words(line.substr(indent));
+  bool is_quoted = false;
+  for (char& character : words) {
+    if (character == '\'') is_quoted = !is_quoted;
+    if (character == ' ' && is_quoted) character = quoted_blank;
+  }
+  std::string text(indent, ' ');
+  for (const char character : wrap(words, width - goes_on.size(), indent, indent + more)) {
+    if (character == '\n') text += goes_on;
+    text += character == quoted_blank ? ' ' : character;
+  }
+  return text;
+}
+
+}  // namespace
+
 std::size_t text_width() {
   constexpr int narrowest = 20;
   int width = 0;
@@ -61,7 +87,7 @@ std::string wrap_paragraphs(std::string_view text, std::size_t width) {
     text.remove_prefix(std::min(line.size() + 1, text.size()));
     if (line.empty() || line.front() == ' ') {
       end_paragraph();
-      result += std::string(line) + '\n';
+      result += wrap_command(line, width) + '\n';
     } else {
       if (!paragraph.empty()) paragraph += ' ';
       paragraph += line;

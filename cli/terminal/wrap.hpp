@@ -18,7 +18,8 @@ std::size_t text_width();
 // line begins at the column `begin`; each further one is indented by `indent`.
 std::string wrap(std::string_view text, std::size_t width, std::size_t begin, std::size_t indent);
 
-// The same for paragraphs, of which each line has an end. Lines that are indented stay as they are.
+// The same for paragraphs, of which each line has an end. Lines that are indented are commands;
+// where one has to be broken, a backslash tells so.
 std::string wrap_paragraphs(std::string_view text, std::size_t width);
 
 }  // namespace quorra::cli

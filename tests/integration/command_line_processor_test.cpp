@@ -295,9 +295,7 @@ TEST_F(Processor, SamsAnswerBesideTheCard) {
   expect_error(run_quorra(apdu + Arguments{"--sam", "8"}), 1,
                "quorra: selecting the SAM: the reader refused the command with status 21 (0x15): "
                "an address, a count or another value is out of range (-21)\n");
-  expect_error(run_quorra(apdu), 1,
-               "quorra: resetting the card: the reader refused the command with status 33 (0x21): "
-               "no card is in the slot (-33)\n");
+  expect_error(run_quorra(apdu), 3, "quorra: looking for a card: no card is in the reader\n");
 }
 
 TEST_F(Processor, SamsAnswerResets) {
@@ -534,6 +532,12 @@ class ScriptedProcessor : public ScriptedCommandLine {
   void serve_apdu(unsigned char control, const std::string& apdu, const std::string& answer) const {
     reader.serve(frame(control, hex(apdu)), reply(0, block(control, hex(answer))));
   }
+  // What is asked of a reader that refused a command: whether it is a virtual one, and whether a
+  // card is there.
+  void serve_refusal() const {
+    reader.serve_identity();
+    reader.serve(sealed("AA B9 00 05 80 00 00 00 00"), reply(0, hex("03")));
+  }
 };
 
 TEST_F(ScriptedProcessor, BlocksAreNumberedAlternately) {
@@ -677,7 +681,7 @@ TEST_F(ScriptedProcessor, TellsTheFirstTroubleWhenNothingHelps) {
   reader.serve(frame(0x00, hex(read_four)), reply(0x21, {}));
   reader.serve(wants_first, reply(0, block(0x92, {})));
   reader.serve(wants_first, reply(0, block(0x92, {})));
-  reader.serve_identity();
+  serve_refusal();
   expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
                  "quorra: sending the APDU: the reader refused the command with status 33 (0x21) "
                  "(-33)\n");
@@ -829,7 +833,7 @@ TEST_F(ScriptedProcessor, EndsWhenTheReaderFailsBeforeTheFirstApdu) {
     for (int times = 0; times < 3; ++times) {
       reader.serve(cases[i].first, cases[i].second);
     }
-    if (i == refused) reader.serve_identity();
+    if (i == refused) serve_refusal();
     expect_outcome(program.wait(), 1, "", words[i]);
     reader.expect_closed();
   }
@@ -839,7 +843,7 @@ TEST_F(ScriptedProcessor, EndsWhenTheReaderFailsBeforeTheFirstApdu) {
   for (int times = 0; times < 3; ++times) {
     reader.serve(frame(0xC1, hex("FB")), reply(0x22, {}));
   }
-  reader.serve_identity();
+  serve_refusal();
   expect_outcome(program.wait(), 1, "", words[refused]);
   reader.expect_closed();
 }
@@ -900,7 +904,7 @@ TEST_F(ScriptedProcessor, RepeatsNothingWithoutBlocks) {
   reader.serve_opening();
   serve_reset("3B 00");
   reader.serve(plain_frame(hex(read_four)), reply(0x22, {}));
-  reader.serve_identity();
+  serve_refusal();
   expect_outcome(program.wait(), 1, "> 00 B0 00 00 04\n",
                  "quorra: sending the APDU: the reader refused the command with status 34 (0x22) "
                  "(-34)\n");

@@ -597,12 +597,15 @@ TEST_F(CommandLine, TellsThatOutputIsLost) {
        {Arguments{"read", "--virtual", image}, {"read", "--virtual", image, "--raw"}, {"--help"}}) {
     Surroundings surroundings;
     surroundings.streams = {{STDOUT_FILENO, pipe_ends[1]}};
-    expect_error(run_quorra(arguments, surroundings), 1,
-                 "quorra: writing to standard output: Broken pipe\n");
+    expect_ended_by(run_quorra(arguments, surroundings), SIGPIPE, "");
     surroundings.streams = {{STDOUT_FILENO, full}};
     expect_error(run_quorra(arguments, surroundings), 1,
                  "quorra: writing to standard output: No space left on device\n");
   }
+  // Whoever ignores the signal wants to be told.
+  expect_error(run({"/bin/sh", "-c", R"(trap '' PIPE; exec "$0" --help)", QUORRA_PROGRAM},
+                   {.input = {}, .streams = {{STDOUT_FILENO, pipe_ends[1]}}, .environment = {}}),
+               1, "quorra: writing to standard output: Broken pipe\n");
   close(full);
   close(pipe_ends[1]);
 
