@@ -119,8 +119,9 @@ void add_secret_words(CLI::App& command, const std::string& name, const std::str
 }
 
 void expect_given(const Secret& secret) {
-  const int ways = int{secret.hex.has_value()} + int{secret.file.has_value()} +
-                   int{secret.descriptor.has_value()};
+  const std::array ways_taken = {secret.hex.has_value(), secret.file.has_value(),
+                                 secret.descriptor.has_value()};
+  const auto ways = std::ranges::count(ways_taken, true);
   if (ways == 1) return;
   const std::string file = file_option(secret);
   const std::string descriptor = descriptor_option(secret);

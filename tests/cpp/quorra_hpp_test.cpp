@@ -51,7 +51,7 @@ TEST_F(Cpp, SessionIsClosedOnce) {
   {
     Session second = std::move(first);
     EXPECT_EQ(second.handle(), handle);
-    EXPECT_LT(first.handle(), 0);
+    EXPECT_LT(first.handle(), 0);  // NOLINT(bugprone-use-after-move)
     first = std::move(second);
     EXPECT_TRUE(is_open(handle));
   }
