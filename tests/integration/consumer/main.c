@@ -3,7 +3,7 @@
 #include <quorra.h>
 #include <stdio.h>
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
   char version[19];
   lib_ver(version);
   printf("%s %d %d\n", version, ic_init(argc > 1 ? argv[1] : "", 9600), Reader_Type);
