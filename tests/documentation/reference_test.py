@@ -23,7 +23,7 @@ class Help:
 
     def __init__(self, program: str, words: list[str]) -> None:
         done = subprocess.run(
-            [program, "help", *words],
+            [program, *words, "--help"],
             capture_output=True,
             text=True,
             check=True,
