@@ -77,6 +77,14 @@ class Manuals(unittest.TestCase):
         self.assertEqual(done.stdout + done.stderr, "")
         self.assertEqual(done.returncode, 0)
 
+    def test_groff_is_quiet(self) -> None:
+        environment = {**os.environ, "LC_ALL": "C.UTF-8", "MANROFFSEQ": "", "MANWIDTH": "80"}
+        done = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", *self.pages()],
+                              capture_output=True, text=True, env=environment)
+        self.assertEqual(done.stderr, "")
+        self.assertEqual(done.returncode, 0)
+        self.assertIn("x stop", done.stdout)
+
     def test_man_finds_every_exported_name(self) -> None:
         self.assertIn("srd_4442", EXPORTED)
         environment = {**os.environ, "MANPATH": str(self.folder), "LC_ALL": "C"}

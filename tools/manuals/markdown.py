@@ -154,3 +154,8 @@ def spans(text: str) -> Iterator[tuple[str, str, str]]:
             yield "link", match["label"], match["target"]
     if end < len(text):
         yield "text", text[end:], ""
+
+
+def plain(text: str) -> str:
+    """A text without its markup."""
+    return "".join(piece for _, piece, _ in spans(text))

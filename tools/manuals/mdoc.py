@@ -84,23 +84,31 @@ def display(lines: list[str]) -> list[str]:
 
 
 def table(block: markdown.Table, resolve: Resolve) -> list[str]:
-    """Two columns are a list of terms, more are a table."""
-    if len(block.head) == 2:
-        lines = [".Bl -tag -width Ds"]
-        for term, text in block.rows:
-            lines += [r".It Xo", *prose(term, resolve), ".Xc", *prose(text, resolve)]
-        return [*lines, ".El"]
+    """A table, if its rows fit in lines: text that goes on in a second line tears tables apart in
+    groff. Otherwise, and with two columns, a list whose terms are the first column."""
     rows = [block.head, *block.rows]
-    wide = [max(len(row[column]) for row in rows if column < len(row)) > 16
-            for column in range(len(block.head))]
-    lines = [".Pp", ".TS", " ".join("lbx" if long else "lb" for long in wide),
-             " ".join("lx" if long else "l" for long in wide) + "."]
+    widths = [max(len(markdown.plain(row[number])) for row in rows if number < len(row))
+              for number in range(len(block.head))]
+    if len(widths) == 2 or sum(widths) + 3 * len(widths) > WIDTH - 5:
+        lines = [".Bl -tag -width Ds"]
+        for term, *cells in block.rows:
+            lines += [".It Xo", *prose(term, resolve), ".Xc", *prose(_told(block, cells), resolve)]
+        return [*lines, ".El"]
+    lines = [".Pp", ".TS", " ".join("lb" for _ in widths), " ".join("l" for _ in widths) + "."]
     for number, row in enumerate(rows):
-        parts = ["T{\n" + "\n".join(prose(cell, resolve)) + "\nT}" if long and cell
-                 else inline(cell, resolve) for long, cell in zip(wide, row)]
-        lines += "\t".join(parts).split("\n")
-        lines += ["_"] if number == 0 else []
+        lines += ["\t".join(inline(cell, resolve) for cell in row), *["_"] * (number == 0)]
     return [*lines, ".TE"]
+
+
+def _told(block: markdown.Table, cells: list[str]) -> str:
+    """What stands behind the first column: a column of sentences as it is, others by their names."""
+    longest = [max(map(len, column)) for column in zip(*(row[1:] for row in block.rows))]
+    main = longest.index(max(longest))
+    if len(longest) > 1 and longest[main] <= 40:
+        main = -1
+    named = [f"*{head}*: {cell}" for number, (head, cell) in enumerate(zip(block.head[1:], cells))
+             if cell and number != main]
+    return "; ".join([*([cells[main]] if main >= 0 else []), *named])
 
 
 def blocks(found: list[markdown.Paragraph | markdown.Code | markdown.Table | markdown.List],

@@ -86,7 +86,8 @@ class Manuals:
                 lines += manual.parts[line[1:]]()
             else:
                 lines.append(line)
-        return "\n".join(mdoc.tidy(lines)) + "\n"
+        # The first line asks for the program that sets tables.
+        return "\n".join(["'\\\" t"] * (".TS" in lines) + mdoc.tidy(lines)) + "\n"
 
     def write(self, folder: Path) -> None:
         for manual in self.manuals:
