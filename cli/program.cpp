@@ -96,17 +96,23 @@ struct Command {
 };
 
 constexpr Command commands[] = {
-    {"info", add_info},     {"detect", add_detect},   {"kinds", add_kinds},
-    {"map", add_map},       {"read", add_read},       {"write", add_write},
-    {"erase", add_erase},   {"fill", add_fill},       {"verify", add_verify},
-    {"backup", add_backup}, {"restore", add_restore}, {"diff", add_diff},
-    {"code", add_code},     {"protect", add_protect}, {"personalise", add_personalise},
-    {"fuse", add_fuse},     {"units", add_units},     {"apdu", add_apdu},
-    {"atr", add_atr},       {"memory", add_memory},   {"security", add_security},
-    {"value", add_value},   {"setup", add_setup},     {"doctor", add_doctor},
-    {"speed", add_speed},   {"beep", add_beep},       {"power", add_power},
-    {"eject", add_eject},   {"des", add_des},         {"run", add_run},
-    {"tap", add_tap},       {"trace", add_trace},     {"help", add_help},
+    {"info", add_info},       {"detect", add_detect},
+    {"kinds", add_kinds},     {"map", add_map},
+    {"read", add_read},       {"write", add_write},
+    {"erase", add_erase},     {"fill", add_fill},
+    {"verify", add_verify},   {"backup", add_backup},
+    {"restore", add_restore}, {"diff", add_diff},
+    {"batch", add_batch},     {"code", add_code},
+    {"protect", add_protect}, {"personalise", add_personalise},
+    {"fuse", add_fuse},       {"units", add_units},
+    {"apdu", add_apdu},       {"atr", add_atr},
+    {"memory", add_memory},   {"security", add_security},
+    {"value", add_value},     {"setup", add_setup},
+    {"doctor", add_doctor},   {"speed", add_speed},
+    {"beep", add_beep},       {"power", add_power},
+    {"eject", add_eject},     {"des", add_des},
+    {"run", add_run},         {"tap", add_tap},
+    {"trace", add_trace},     {"help", add_help},
 };
 
 constexpr std::string_view version = "--version";

@@ -24,6 +24,7 @@ void add_verify(CLI::App& program, const Settings& settings);
 void add_backup(CLI::App& program, const Settings& settings);
 void add_restore(CLI::App& program, const Settings& settings);
 void add_diff(CLI::App& program, const Settings& settings);
+void add_batch(CLI::App& program, const Settings& settings);
 void add_code(CLI::App& program, const Settings& settings);
 void add_protect(CLI::App& program, const Settings& settings);
 void add_map(CLI::App& program, const Settings& settings);

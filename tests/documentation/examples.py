@@ -83,7 +83,7 @@ class Command:
 
     def lacks(self, line: str) -> bool:
         """Whether the command goes on behind this line, its last one."""
-        if document := re.search(r"<<\s*(\w+)", self.text.split("\n", 1)[0]):
+        if document := re.search(r"<<\s*'?(\w+)", self.text.split("\n", 1)[0]):
             return line != document[1]
         return line.endswith("\\")
 

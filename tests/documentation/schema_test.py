@@ -42,6 +42,19 @@ expect ok
 KINDS = ("4442", "4428", "24c16", "102", "4406", "cpu")
 CODE = {"4442": "FFFFFF", "4428": "FFFF", "102": "FFFF", "4406": "FFFFFF"}
 
+# For a series of cards.
+PLAN = """
+kind = "24c16"
+rows = 1
+label = "{n}"
+[[counter]]
+name = "n"
+[[write]]
+address = 512
+value = "{n}"
+width = 4
+"""
+
 # In this order: the kind of card, the command, and its exit status.
 COMMANDS: list[tuple[str, str, int]] = [
     ("4442", "info", 0),
@@ -69,6 +82,11 @@ COMMANDS: list[tuple[str, str, int]] = [
     ("24c16", "restore before.json --plan", 0),
     ("24c16", "restore before.json --yes 24c16", 0),
     ("4442", "backup one.json --image one.toml", 0),
+    ("", "batch plan.toml --dry-run", 0),
+    ("24c16", "batch plan.toml --quiet", 0),
+    ("24c16", "batch plan.toml", 0),
+    ("24c16", "batch plan.toml --card 4442", 2),
+    ("", "batch nowhere.toml", 2),
     ("4442", "code change --code FFFFFF 123456", 0),
     ("4442", "code present 123456", 0),
     ("4442", "code present 000000", 1),
@@ -165,6 +183,7 @@ class Schema(unittest.TestCase):
     def test_every_command_is_as_the_schema_says(self) -> None:
         for kind in KINDS:
             self.assertEqual(self.run_program("quorra-sim", "new", kind, f"{kind}.toml").returncode, 0)
+        Path(self.folder.name, "plan.toml").write_text(PLAN)
         for kind, command, status in COMMANDS:
             reader = ["--virtual", f"{kind}.toml"] if kind else []
             self.expect([*reader, *command.split()], status)

@@ -152,7 +152,7 @@ std::string csv_line(const std::vector<std::string>& fields) {
     }
     line += '"';
   }
-  return line + "\r\n";
+  return line + "\n";
 }
 
 }  // namespace quorra::toolkit

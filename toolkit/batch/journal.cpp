@@ -44,6 +44,7 @@ const EventRow& row_of(SeriesEvent event) {
 }
 
 constexpr std::string_view head_event = "series";
+constexpr std::string_view head_start = R"({"schema_version":)";
 
 std::string error_words() { return std::generic_category().message(errno); }
 
@@ -153,26 +154,43 @@ Journal::Journal(const SeriesPlan& plan, const SeriesRows& rows)
 void Journal::read(const SeriesPlan& plan, const SeriesRows& rows) {
   const std::string content = content_of(file_.number(), path_);
   const std::size_t whole = content.rfind('\n') + 1;
-  if (whole < content.size() && ftruncate(file_.number(), static_cast<off_t>(whole)) != 0) {
-    throw JournalError(fmt::format("taking a broken line off {}: {}", path_, error_words()));
-  }
   text_of_results_ = results_header();
-  if (whole == 0) return begin(plan, rows);
-  const std::string_view lines = std::string_view(content).substr(0, whole);
-  int number = 1;
-  for (std::string_view rest = lines; !rest.empty(); ++number) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(line.size() + 1);
-    if (number == 1) continue;
-    const auto record = parse_record(line);
-    if (!record || record->row < 0 || record->row > rows.count()) {
-      check_head(lines.substr(0, lines.find('\n')), plan, rows);
-      throw UsageError(fmt::format("{}:{}: the line was damaged or changed", path_, number));
-    }
-    apply(*record);
-    if (row_of(record->event).is_result) text_of_results_ += to_csv(*record);
+  if (whole == 0) {
+    const std::size_t shared = std::min(content.size(), head_start.size());
+    if (content.substr(0, shared) != head_start.substr(0, shared)) refuse_other_file();
+    cut(0);
+    return begin(plan, rows);
   }
-  check_head(lines.substr(0, lines.find('\n')), plan, rows);
+  const std::string_view lines = std::string_view(content).substr(0, whole);
+  const std::string changed = changed_file(lines.substr(0, lines.find('\n')), plan, rows);
+  std::vector<JournalRecord> records;
+  for (std::string_view rest = lines; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    const bool is_head = rest.size() == lines.size();
+    rest.remove_prefix(line.size() + 1);
+    if (is_head) continue;
+    const auto record = parse_record(line);
+    if (!record || record->row < 0 || (record->row > rows.count() && changed.empty())) {
+      throw UsageError(
+          fmt::format("{}:{}: the line was damaged or changed", path_, records.size() + 2));
+    }
+    records.push_back(*record);
+  }
+  if (!changed.empty()) {
+    refuse_changed(changed, records);
+    cut(0);
+    return begin(plan, rows);
+  }
+  if (whole < content.size()) cut(whole);
+  for (const JournalRecord& record : records) {
+    apply(record);
+    if (row_of(record.event).is_result) text_of_results_ += to_csv(record);
+  }
+}
+
+void Journal::cut(std::size_t size) const {
+  if (ftruncate(file_.number(), static_cast<off_t>(size)) == 0) return;
+  throw JournalError(fmt::format("taking a broken line off {}: {}", path_, error_words()));
 }
 
 void Journal::begin(const SeriesPlan& plan, const SeriesRows& rows) {
@@ -185,34 +203,45 @@ void Journal::begin(const SeriesPlan& plan, const SeriesRows& rows) {
                   {"rows", rows.count()},
                   {"plan_sha256", plan.digest},
                   {"data_sha256", rows.digest}};
-  const std::string line = line_of(head);
-  write(file_.number(), path_, line);
+  write(file_.number(), path_, line_of(head));
   save_folder_of(path_);
 }
 
-void Journal::check_head(std::string_view line, const SeriesPlan& plan, const SeriesRows& rows) {
-  std::string of_plan;
-  std::string of_data;
+// Of the two files that the head knows, the one that is another now; empty if none is.
+std::string Journal::changed_file(std::string_view line, const SeriesPlan& plan,
+                                  const SeriesRows& rows) {
   try {
     const Json head = Json::parse(line);
-    if (head.at("event") != head_event || head.at("schema_version") != journal_schema) {
-      throw UsageError(fmt::format("{}:1: it is no journal of this version", path_));
+    if (head.at("event") != head_event) refuse_other_file();
+    if (head.at("schema_version") != journal_schema) {
+      throw UsageError(fmt::format("{}:1: the journal is of another version", path_));
     }
     id_ = head.at("id").get<std::string>();
-    of_plan = head.at("plan_sha256").get<std::string>();
-    of_data = head.at("data_sha256").get<std::string>();
+    if (head.at("plan_sha256") != plan.digest) return plan.file;
+    if (head.at("data_sha256") != rows.digest) return beside(plan, *plan.data);
   } catch (const nlohmann::json::exception&) {
-    throw UsageError(
-        fmt::format("{}:1: it is no journal of a series; move it away to begin one", path_));
+    refuse_other_file();
   }
-  if (of_plan == plan.digest && of_data == rows.digest) return;
-  const std::string changed = of_plan != plan.digest ? plan.file : beside(plan, *plan.data);
+  return {};
+}
+
+void Journal::refuse_other_file() const {
+  throw UsageError(
+      fmt::format("{}:1: it is no journal of a series; move it away to begin one", path_));
+}
+
+// As long as no card was begun, a change does no harm.
+void Journal::refuse_changed(const std::string& file,
+                             const std::vector<JournalRecord>& records) const {
+  const auto of = [&records](SeriesEvent event) {
+    return static_cast<int>(std::ranges::count(records, event, &JournalRecord::event));
+  };
+  if (of(SeriesEvent::begun) == 0) return;
+  const int done = of(SeriesEvent::done);
   throw UsageError(fmt::format(
-      "{} has changed since its series was begun, of which {} done: undo the change, or, for a new "
-      "series that begins with the first row, move {} and {} away",
-      changed,
-      counted(count(RowState::done), "card") + (count(RowState::done) == 1 ? " is" : " are"), path_,
-      results_path_));
+      "{} has changed since its series was begun, of which {} {} done: undo the change, or, for a "
+      "new series that begins with the first row, move {} and {} away",
+      file, counted(done, "card"), done == 1 ? "is" : "are", path_, results_path_));
 }
 
 void Journal::apply(const JournalRecord& record) {
@@ -242,12 +271,9 @@ void Journal::apply(const JournalRecord& record) {
 
 void Journal::append(JournalRecord record) {
   record.time = now();
-  const std::string line = to_json(record);
-  write(file_.number(), path_, line);
+  write(file_.number(), path_, to_json(record));
   apply(record);
-  if (!row_of(record.event).is_result) return;
-  const std::string result = to_csv(record);
-  write(results_->number(), results_path_, result);
+  if (row_of(record.event).is_result) write(results_->number(), results_path_, to_csv(record));
 }
 
 // The journal counts. What the other file lacks, or has besides, is put right.
@@ -256,9 +282,9 @@ void Journal::write_results() {
   const int descriptor = results_->number();
   if (descriptor < 0) throw UsageError(fmt::format("{}: {}", results_path_, error_words()));
   const std::string content = content_of(descriptor, results_path_);
-  std::string_view missing = text_of_results_;
+  std::string missing = text_of_results_;
   if (missing.starts_with(content)) {
-    missing.remove_prefix(content.size());
+    missing.erase(0, content.size());
   } else if (ftruncate(descriptor, 0) != 0) {
     throw JournalError(fmt::format("writing {}: {}", results_path_, error_words()));
   }
@@ -266,11 +292,12 @@ void Journal::write_results() {
   text_of_results_.clear();
 }
 
-void Journal::write(int descriptor, const std::string& path, std::string_view text) const {
-  while (!text.empty()) {
-    const ssize_t put = ::write(descriptor, text.data(), text.size());
+void Journal::write(int descriptor, const std::string& path, const std::string& text) {
+  std::size_t size = 0;
+  while (size < text.size()) {
+    const ssize_t put = ::write(descriptor, text.data() + size, text.size() - size);
     if (put < 0) throw JournalError(fmt::format("writing {}: {}", path, error_words()));
-    text.remove_prefix(static_cast<std::size_t>(put));
+    size += static_cast<std::size_t>(put);
   }
   if (fsync(descriptor) != 0 && errno != EINVAL) {
     throw JournalError(fmt::format("writing {}: {}", path, error_words()));

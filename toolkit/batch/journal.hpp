@@ -94,10 +94,13 @@ class Journal {
  private:
   void read(const SeriesPlan& plan, const SeriesRows& rows);
   void begin(const SeriesPlan& plan, const SeriesRows& rows);
-  void check_head(std::string_view line, const SeriesPlan& plan, const SeriesRows& rows);
+  std::string changed_file(std::string_view line, const SeriesPlan& plan, const SeriesRows& rows);
+  [[noreturn]] void refuse_other_file() const;
+  void refuse_changed(const std::string& file, const std::vector<JournalRecord>& records) const;
+  void cut(std::size_t size) const;
   void apply(const JournalRecord& record);
   void write_results();
-  void write(int descriptor, const std::string& path, std::string_view text) const;
+  static void write(int descriptor, const std::string& path, const std::string& text);
 
   std::string path_;
   std::string results_path_;

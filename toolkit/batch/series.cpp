@@ -79,7 +79,7 @@ void Series::run() {
                      {.word = "no_card"});
       }
       person_.want_card(row, journal_.pending().has_value());
-      wait_for_card(true);
+      wait_for_card();
       was_there_ = false;
     }
     const Outcome outcome = treat(row);
@@ -108,23 +108,40 @@ bool Series::has_card() {
   throw NoReader(session_.describe(waiting, result), particulars_of(result, waiting.kind));
 }
 
-void Series::wait_for_card(bool present) {
-  while (has_card() != present) {
+void Series::wait_for_card() {
+  while (!has_card()) {
     session_.attempt(waiting, pause, options_.poll_microseconds);
   }
   // Contacts bounce while a card is moved.
   session_.attempt(waiting, pause, options_.poll_microseconds);
 }
 
-void Series::leave() {
-  if (plan_.ejects) {
-    const int result = session_.attempt(ejecting, auto_pull);
-    if (result < 0) person_.tell(session_.describe(ejecting, result));
+// A card that was exchanged for another one between two looks has no power.
+bool Series::is_still_there() { return has_card() && (has_power_ || !had_power_); }
+
+// Gives the card power, so that it can be told from the next one.
+void Series::mark_card() {
+  if (has_card() && !has_power_) {
+    known_.forget();
+    session_.attempt(waiting, turn_on);
+    static_cast<void>(has_card());
   }
+  had_power_ = has_power_;
+}
+
+void Series::leave() {
   const bool is_over = !journal_.next() || (options_.limit && done_ >= *options_.limit);
-  if (is_over || !has_card()) return;
+  // A reader that ejects nothing has the last card still in it.
+  if (plan_.ejects && !is_last_card_) {
+    const int result = session_.attempt(ejecting, auto_pull);
+    if (result >= 0) return;
+    person_.tell(session_.describe(ejecting, result));
+  }
+  if (is_over || !is_still_there()) return;
   person_.want_removal();
-  wait_for_card(false);
+  while (is_still_there()) {
+    session_.attempt(waiting, pause, options_.poll_microseconds);
+  }
 }
 
 // The card that was begun has kept its power ever since, and nobody has given power to another one.
@@ -192,12 +209,14 @@ Series::Outcome Series::refuse(const std::string& word, const std::string& reaso
   record.code = particulars.code;
   record.word = word;
   record.message = reason;
+  mark_card();
   journal_.append(record);
   person_.tell_refused(reason);
   return Outcome::refused;
 }
 
 Series::Outcome Series::treat(const SeriesRow& row) {
+  is_last_card_ = false;
   try {
     const bool is_kept = is_kept_card(row);
     if (const auto reason = other_kind()) return refuse("wrong_card", *reason);
@@ -207,6 +226,7 @@ Series::Outcome Series::treat(const SeriesRow& row) {
     const bool resumes = journal_.pending() && (is_kept || is_begun_card(row, bytes));
     if (resumes) return write_row(row, true, held, bytes);
     if (const auto carried = carried_row(bytes); carried && (!plan_.rewrites || was_there_)) {
+      is_last_card_ = *carried == last_row_;
       return refuse("done_before", fmt::format("the card carries the data of {} already",
                                                name_of(rows_.row(*carried))));
     }
@@ -274,7 +294,9 @@ Series::Outcome Series::write_row(const SeriesRow& row, bool resumes, const Held
   record.event = SeriesEvent::done;
   record.before.clear();
   record.seconds = seconds();
+  mark_card();
   journal_.append(record);
+  last_row_ = row.number;
   ++done_;
   person_.tell_done(row, *record.seconds);
   return Outcome::done;
@@ -294,6 +316,7 @@ Series::Outcome Series::fail(const SeriesRow& row, const Failure& failure, doubl
   record.code = particulars.code;
   record.word = particulars.word;
   record.message = failure.what();
+  mark_card();
   journal_.append(record);
   person_.tell_failed(row, failure);
   // Each further card with the wrong code would lose an attempt, too.

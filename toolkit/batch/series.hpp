@@ -73,7 +73,9 @@ class Series {
   enum class Outcome { done, failed, refused, skipped };
 
   bool has_card();
-  void wait_for_card(bool present);
+  bool is_still_there();
+  void wait_for_card();
+  void mark_card();
   void leave();
 
   Outcome treat(const SeriesRow& row);
@@ -100,9 +102,12 @@ class Series {
   SeriesOptions options_;
   KnownKind known_;
   std::map<Bytes, std::vector<int>> rows_by_bytes_;
-  bool has_power_ = false;    // the card that `has_card` saw last
-  bool was_there_ = false;    // the card was in the reader when the run began
-  bool code_counts_ = false;  // the last card took its code
+  bool has_power_ = false;     // the card that `has_card` saw last
+  bool had_power_ = false;     // when it was done with
+  int last_row_ = 0;           // that was done
+  bool is_last_card_ = false;  // the one that has it
+  bool was_there_ = false;     // the card was in the reader when the run began
+  bool code_counts_ = false;   // the last card took its code
   bool has_to_stop_ = false;
   bool is_kind_noted_ = false;
   int done_ = 0;

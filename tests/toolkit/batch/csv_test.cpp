@@ -82,7 +82,7 @@ TEST(Csv, NamesTheLineOfWhatIsWrong) {
 
 TEST(Csv, WritesWhatItReads) {
   const Fields fields{"plain", "a,b", "say \"hi\"", "two\nlines", ""};
-  EXPECT_EQ(csv_line(fields), "plain,\"a,b\",\"say \"\"hi\"\"\",\"two\nlines\",\r\n");
+  EXPECT_EQ(csv_line(fields), "plain,\"a,b\",\"say \"\"hi\"\"\",\"two\nlines\",\n");
   EXPECT_EQ(parse_csv("x", "a,b,c,d,e\n" + csv_line(fields)).rows[0].fields, fields);
 }
 

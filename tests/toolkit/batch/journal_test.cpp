@@ -151,6 +151,11 @@ TEST_F(SeriesJournal, BeginsAnewWithoutAWholeFirstLine) {
 }
 
 TEST_F(SeriesJournal, IsOfOnePlanAndItsData) {
+  append(SeriesEvent::refused, 0);
+  load(9);
+  EXPECT_EQ(Journal(plan, rows).refused(), 0);  // it begins anew: no card was begun
+  load(10);
+  append(SeriesEvent::begun, 1);
   append(SeriesEvent::done, 1);
   load(11);
   EXPECT_EQ(refusal(),
@@ -185,10 +190,15 @@ TEST_F(SeriesJournal, RefusesWhatWasDamaged) {
   EXPECT_EQ(with(R"("event":"done")", R"("event":"dome")"),
             path() + ":2: the line was damaged or changed");
   EXPECT_EQ(with(R"("event":"series")", R"("event":"serial")"),
-            path() + ":1: it is no journal of this version");
+            path() + ":1: it is no journal of a series; move it away to begin one");
+  EXPECT_EQ(with(R"("schema_version":1)", R"("schema_version":2)"),
+            path() + ":1: the journal is of another version");
   write_file(path(), "something else\n");
   EXPECT_EQ(refusal(), path() + ":1: it is no journal of a series; move it away to begin one");
   EXPECT_EQ(content_of(path()), "something else\n");
+  write_file(path(), "something else");
+  EXPECT_NE(refusal(), "");
+  EXPECT_EQ(content_of(path()), "something else");
 }
 
 TEST_F(SeriesJournal, RecordsSurviveBeingWritten) {
@@ -226,11 +236,11 @@ TEST_F(SeriesJournal, TellsResultsAsCsv) {
     failed.message = "a, \"b\"";
     journal.append(failed);
   }
-  const std::string header = "time,row,line,label,result,seconds,code,word,message\r\n";
+  const std::string header = "time,row,line,label,result,seconds,code,word,message\n";
   const std::string whole = content_of(results());
   EXPECT_EQ(whole.substr(0, header.size()), header);
   const std::string line = whole.substr(header.size());
-  EXPECT_EQ(line.substr(line.find(',')), ",1,,card 1,failed,0.2,-35,status,\"a, \"\"b\"\"\"\r\n");
+  EXPECT_EQ(line.substr(line.find(',')), ",1,,card 1,failed,0.2,-35,status,\"a, \"\"b\"\"\"\n");
   // The journal puts right what a break has left.
   for (const std::size_t size : {std::size_t{0}, header.size(), whole.size() - 5}) {
     write_file(results(), whole.substr(0, size));

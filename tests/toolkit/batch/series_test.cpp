@@ -161,6 +161,9 @@ class SeriesOfCards : public ::testing::Test, protected Operator {
   void want_removal() override {
     said += "remove\n";
     remove();
+    if (!exchanges || pile.empty()) return;
+    insert(pile.front());
+    pile.pop_front();
   }
   void tell_done(const SeriesRow& row, double /*seconds*/) override {
     said += "done " + std::to_string(row.number) + "\n";
@@ -185,6 +188,7 @@ class SeriesOfCards : public ::testing::Test, protected Operator {
   std::deque<std::string> pile;
   std::deque<Resume> answers;
   std::string said;
+  bool exchanges = false;  // the next card is in the reader before anybody looks
   int done = 0;
 
  private:
@@ -215,6 +219,21 @@ TEST_F(SeriesOfCards, EjectsCardsWhereThePlanSaysSo) {
   EXPECT_TRUE(run({.force = true}));
   EXPECT_EQ(said, "card 1\ndone 1\ncard 2\ndone 2\ncard 3\ndone 3\n");
   EXPECT_FALSE(is_there());
+  expect_each_row_once();
+}
+
+TEST_F(SeriesOfCards, NoticesACardThatWasExchangedAtOnce) {
+  exchanges = true;
+  usual_plan();
+  new_card("4442");
+  for (int card = 0; card < 3; ++card)
+    new_card();
+  EXPECT_TRUE(run());
+  EXPECT_EQ(said,
+            "card 1\nrefused: this is a 4442, not a 24c02\nremove\n"
+            "note: that this is a 24c02 could not be checked: a 24c01a, 24c02, 24c04, 24c08 or "
+            "24c16 would be read alike\n"
+            "done 1\nremove\ndone 2\nremove\ndone 3\n");
   expect_each_row_once();
 }
 

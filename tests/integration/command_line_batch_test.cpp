@@ -1,0 +1,287 @@
+// SPDX-FileCopyrightText: 2026 The quorra authors
+// SPDX-License-Identifier: BSD-2-Clause
+
+// The program quorra: series of cards, also when it is killed in the middle of one.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+
+#include "tests/integration/command_line.hpp"
+
+namespace quorra::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::size_t count_of(const std::string& text, std::string_view part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+class BatchCommand : public CommandLine {
+ protected:
+  // Rows of "CARD" and the number 501 and following ones.
+  std::string plan(int rows, const std::string& lines = {}, const std::string& kind = "24c02") {
+    const std::string file = folder / "plan.toml";
+    write_file(file, "kind = \"" + kind + "\"\nrows = " + std::to_string(rows) + "\n" + lines +
+                         "[[counter]]\nname = \"n\"\nstart = 501\n[[write]]\naddress = 64\n"
+                         "value = \"CARD{n}\"\nwidth = 7\n");
+    return file;
+  }
+
+  std::string journal() const { return journal_text(folder / "plan.toml.log.jsonl"); }
+
+  static std::string journal_text(const std::string& path) {
+    return std::filesystem::exists(path) ? content_of(path) : std::string();
+  }
+
+  // A card image of its own.
+  std::string card(int number, const std::string& kind = "24c02") {
+    const std::string file = folder / ("card" + std::to_string(number) + ".toml");
+    EXPECT_EQ(run({QUORRA_SIM_PROGRAM, "new", kind, file}).status, 0);
+    return file;
+  }
+
+  static std::string text_on(const std::string& image) {
+    const Outcome outcome =
+        run_quorra({"read", "--virtual", image, "--address", "64", "--count", "7", "--json"});
+    return nlohmann::json::parse(outcome.output)["data"];
+  }
+
+  static std::string text_of_row(int row) {
+    // The digits of "CARD501".
+    return "434152443530" + std::to_string(30 + row);
+  }
+
+  void expect_all_rows_once(const std::vector<std::string>& cards, int rows) {
+    for (int row = 1; row <= rows; ++row) {
+      std::size_t found = 0;
+      for (const std::string& image : cards) {
+        if (text_on(image) == text_of_row(row)) ++found;
+      }
+      EXPECT_EQ(found, 1U) << "row " << row << '\n' << journal();
+    }
+  }
+};
+
+// A reader at which somebody puts in one card of a pile after the other, whenever the slot is free.
+class Reader {
+ public:
+  explicit Reader(const std::vector<std::string>& pile)
+      : simulator_({QUORRA_SIM_PROGRAM}),
+        configuration_(simulator_.read_line()),
+        socket_(simulator_.read_line().substr(16)),
+        hand_([this, pile] { put_in(pile); }) {}
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
+  ~Reader() {
+    is_over_ = true;
+    hand_.join();
+    simulator_.signal(SIGTERM);
+    simulator_.wait();
+  }
+
+  const std::string& configuration() const { return configuration_; }
+  bool control(const std::string& command) const {
+    return run({QUORRA_SIM_PROGRAM, "control", socket_, command}).status == 0;
+  }
+  bool is_pile_empty() const { return is_empty_; }
+
+ private:
+  void put_in(const std::vector<std::string>& pile) {
+    for (const std::string& card : pile) {
+      while (!is_over_ && !control(R"({"command":"insert","file":")" + card + R"("})")) {
+        std::this_thread::sleep_for(5ms);
+      }
+    }
+    is_empty_ = true;
+  }
+
+  Process simulator_;
+  std::string configuration_;
+  std::string socket_;
+  std::atomic<bool> is_over_ = false;
+  std::atomic<bool> is_empty_ = false;
+  std::thread hand_;
+};
+
+TEST_F(BatchCommand, WritesOneCardAfterTheOther) {
+  const std::vector<std::string> cards{card(1), card(2), card(3)};
+  const std::string file = plan(3, "after = \"eject\"\nlabel = \"number {n}\"\n");
+  const Reader reader(cards);
+  const Outcome outcome = run_quorra({"batch", "--config", reader.configuration(), file});
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  EXPECT_EQ(outcome.output.substr(0, 24), "3 of 3 rows done (3 now,") << outcome.output;
+  EXPECT_NE(outcome.errors.find("row 3 (number 503) is done. 3 done, 0 failed, 0 left; "),
+            std::string::npos)
+      << outcome.errors;
+  expect_all_rows_once(cards, 3);
+  const Outcome again = run_quorra({"batch", "--config", reader.configuration(), file, "--json"});
+  EXPECT_EQ(again.status, 0);
+  const auto told = nlohmann::json::parse(again.output);
+  EXPECT_EQ(told["done"], 3);
+  EXPECT_EQ(told["done_now"], 0);
+  EXPECT_EQ(told["left"], 0);
+}
+
+// The kill comes whenever the next row has been begun, so that some of it may be on the card.
+TEST_F(BatchCommand, GoesOnAfterKillsInTheMiddleOfCards) {
+  constexpr int rows = 4;
+  std::vector<std::string> cards;
+  for (int number = 1; number <= rows; ++number) {
+    cards.push_back(card(number));
+  }
+  const std::string file = plan(rows, "after = \"eject\"\n");
+  const Reader reader(cards);
+  const Arguments command{QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file};
+  for (std::size_t begun = 1; begun <= rows; ++begun) {
+    Process process(command);
+    while (count_of(journal(), "\"begun\"") < begun) {
+      std::this_thread::yield();
+    }
+    process.signal(SIGKILL);
+    EXPECT_EQ(process.wait().signal, SIGKILL);
+  }
+  const Outcome outcome = run(command);
+  EXPECT_EQ(outcome.status, 0) << outcome.output << outcome.errors;
+  EXPECT_EQ(count_of(journal(), "\"done\""), rows) << journal();
+  expect_all_rows_once(cards, rows);
+}
+
+// The kill comes a little later each time, wherever the run is then.
+TEST_F(BatchCommand, GoesOnAfterKillsAtAnyTime) {
+  constexpr int rows = 6;
+  std::vector<std::string> cards;
+  for (int number = 1; number <= rows; ++number) {
+    cards.push_back(card(number));
+  }
+  const std::string file = plan(rows, "after = \"eject\"\n");
+  const Reader reader(cards);
+  const Arguments command{QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file};
+  for (auto time = 10ms; time < 400ms; time += 13ms) {
+    Process process(command);
+    std::this_thread::sleep_for(time);
+    process.signal(SIGKILL);
+    process.wait();
+  }
+  const Outcome outcome = run(command);
+  EXPECT_EQ(outcome.status, 0) << outcome.output << outcome.errors;
+  EXPECT_EQ(count_of(journal(), "\"event\":\"done\""), rows) << journal();
+  expect_all_rows_once(cards, rows);
+}
+
+TEST_F(BatchCommand, EndsBySignalWithTotals) {
+  const std::string file = plan(2);
+  const Reader reader({card(1)});
+  Process process({QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file});
+  while (count_of(journal(), "\"event\":\"done\"") == 0) {
+    std::this_thread::yield();
+  }
+  process.signal(SIGINT);
+  const Outcome outcome = process.wait();
+  EXPECT_EQ(outcome.signal, SIGINT);
+  EXPECT_EQ(outcome.output.substr(0, 23), "1 of 2 rows done (1 now") << outcome.output;
+  EXPECT_NE(outcome.errors.find("interrupted"), std::string::npos) << outcome.errors;
+}
+
+TEST_F(BatchCommand, IsForOneAtATime) {
+  const std::string file = plan(2);
+  const Reader reader({});
+  Process process({QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file});
+  while (count_of(journal(), "\n") == 0) {
+    std::this_thread::yield();
+  }
+  expect_error(run_quorra({"batch", "--config", reader.configuration(), file}), 2,
+               "quorra: " + file + ".log.jsonl: another quorra batch is at work with this plan\n");
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait().signal, SIGTERM);
+}
+
+TEST_F(BatchCommand, SendsNothingIfThePlanIsWrong) {
+  const std::string file = plan(2, "labell = \"\"\n");
+  expect_error(run_quorra({"batch", "--virtual", folder / "nowhere.toml", file}), 2,
+               "quorra: " + file + ":3: unknown key 'labell'; did you mean 'label'?\n");
+  EXPECT_EQ(journal(), "");
+}
+
+TEST_F(BatchCommand, TellsWhichReaderIsMissing) {
+  const Outcome outcome = run_quorra({"batch", "--device", folder / "no-device", plan(2)});
+  EXPECT_NE(outcome.status, 0);
+  EXPECT_NE(outcome.errors.find("no-device"), std::string::npos) << outcome.errors;
+}
+
+TEST_F(BatchCommand, DryRunShowsTheFirstRows) {
+  expect_success(
+      run_quorra({"batch", "--dry-run", "--rows", "1", plan(5)}),
+      folder / "plan.toml" + std::string(": 5 rows for 24c02 cards\nrow 1:\n"
+                                         "0040  43 41 52 44 35 30 31                              "
+                                         "|CARD501         |\n"));
+  EXPECT_EQ(journal(), "");
+}
+
+TEST_F(BatchCommand, AVirtualCardTakesOneRow) {
+  const std::string image = card(1);
+  const std::string file = plan(2);
+  expect_error(run_quorra({"batch", "--virtual", image, file}), 2,
+               "quorra: --virtual has one card, and 2 rows are left: --rows 1 writes the next row "
+               "to it\n");
+  EXPECT_EQ(run_quorra({"batch", "--virtual", image, file, "--rows", "1"}).status, 1);
+  EXPECT_EQ(text_on(image), text_of_row(1));
+  EXPECT_EQ(run_quorra({"batch", "--virtual", image, file}).status, 1);
+  EXPECT_EQ(text_on(image), text_of_row(1));
+  const std::string other = card(2);
+  EXPECT_EQ(run_quorra({"batch", "--virtual", other, file}).status, 0);
+  EXPECT_EQ(text_on(other), text_of_row(2));
+}
+
+TEST_F(BatchCommand, WhatCannotBeUndoneHasToBeConfirmed) {
+  const std::string image = card(1, "4442");
+  write_file(folder / "code.txt", "FFFFFF\n");
+  const std::string file =
+      plan(1, "[code]\nfile = \"code.txt\"\n[[protect]]\naddress = 16\ncount = 2\n", "4442");
+  const std::string before = content_of(image);
+  expect_error(run_quorra({"batch", "--virtual", image, file}), 2,
+               "quorra: personalising a series of cards: Each 4442 card of this series gets bytes "
+               "that are read-only for good. Confirm with --yes 4442.\n");
+  expect_error(run_quorra({"batch", "--virtual", image, file, "--yes", "4428"}), 2,
+               "quorra: --yes: the plan is for 4442 cards, not for 4428\n");
+  EXPECT_EQ(content_of(image), before);
+  EXPECT_EQ(run_quorra({"batch", "--virtual", image, file, "--yes", "4442"}).status, 0);
+  EXPECT_NE(content_of(image).find("\"0x10-0x11\""), std::string::npos) << content_of(image);
+}
+
+TEST_F(BatchCommand, CodesAreAskedForAndNotLogged) {
+  const std::string image = card(1, "4442");
+  const std::string file = plan(1, "[code]\nask = true\n", "4442");
+  write_file(folder / "secret.txt", "A1B2C3\n");
+  const Outcome nobody = run_quorra({"batch", "--virtual", image, file});
+  EXPECT_EQ(nobody.status, 2) << nobody.errors;
+  const Outcome wrong =
+      run_quorra({"batch", "--virtual", image, file, "--code-file", folder / "secret.txt"});
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_NE(wrong.errors.find("the code is wrong"), std::string::npos) << wrong.errors;
+  const Outcome right = run_quorra({"batch", "--virtual", image, file, "--code", "FFFFFF"});
+  EXPECT_EQ(right.status, 0) << right.errors;
+  for (const std::string& text : {journal(), wrong.output, wrong.errors, right.output, right.errors,
+                                  content_of(folder / "plan.toml.log.csv")}) {
+    EXPECT_EQ(text.find("A1B2C3"), std::string::npos) << text;
+  }
+  expect_error(run_quorra({"batch", "--virtual", image, plan(1, "", "4442"), "--code", "FFFFFF"}),
+               2,
+               "quorra: " + file +
+                   " has changed since its series was begun, of which 1 card is done: undo the "
+                   "change, or, for a new series that begins with the first row, move " +
+                   file + ".log.jsonl and " + file + ".log.csv away\n");
+}
+
+}  // namespace
+}  // namespace quorra::testing
