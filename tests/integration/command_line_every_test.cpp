@@ -235,10 +235,11 @@ TEST_F(EveryCommand, IsAmongThese) {
   EXPECT_EQ(words, commands_below(""));
 }
 
-TEST_P(EachCommand, HelpFitsTheTerminal) {
+void expect_help_to_fit(const std::string& command) {
+  SCOPED_TRACE(command);
   for (const int columns : {40, 80}) {
     const std::string help =
-        on_terminal(Arguments{"help"} + words_of(GetParam().words), columns, std::nullopt);
+        on_terminal(Arguments{"help"} + words_of(command), columns, std::nullopt);
     EXPECT_NE(help.find("Usage: quorra "), std::string::npos);
     std::istringstream lines(help);
     for (std::string line; std::getline(lines, line);) {
@@ -249,6 +250,18 @@ TEST_P(EachCommand, HelpFitsTheTerminal) {
       EXPECT_LE(line.size(), static_cast<std::size_t>(columns)) << line;
     }
   }
+}
+
+TEST_P(EachCommand, HelpFitsTheTerminal) { expect_help_to_fit(GetParam().words); }
+
+TEST_F(EveryCommand, HelpOfGroupsFitsTheTerminal) {
+  std::set<std::string> groups = {""};
+  for (const Command& command : commands) {
+    const Arguments words = words_of(command.words);
+    if (words.size() > 1) groups.insert(words.front());
+  }
+  for (const std::string& group : groups)
+    expect_help_to_fit(group);
 }
 
 TEST_P(EachCommand, RefusesAnOptionThatItDoesNotHave) {
