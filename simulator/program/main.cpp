@@ -43,9 +43,11 @@ void add_sam(Options& options, const std::string& text) {
 // A name that is empty is a mistake of a script, and does not mean that there is none.
 CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
                       const std::string& description) {
-  return command.add_option(name, file, description)->check([](const std::string& value) {
-    return value.empty() ? std::string("the name of the file is empty") : std::string();
-  });
+  return command.add_option(name, file, description)
+      ->type_name(name.starts_with('-') ? "FILE" : "")
+      ->check([](const std::string& value) {
+        return value.empty() ? std::string("the name of the file is empty") : std::string();
+      });
 }
 
 // A recording is a reader of its own, with nothing of others but a line.
@@ -74,18 +76,23 @@ int dispatch(int argument_count, const char* const* arguments) {
   add_file(app, "--card", options.card,
            "image file of the card in the slot, or vicc://HOST:PORT to wait there for an emulator");
   std::vector<std::string> sams;
-  app.add_option("--sam", sams,
-                 "SLOT=FILE, image file of the SAM in slot 0 to 7, any number of times")
+  app.add_option("--sam", sams, "image file of the SAM in slot 0 to 7, any number of times")
+      ->type_name("SLOT=FILE")
       ->allow_extra_args(false);
   add_file(app, "--config", options.configuration, "where to write the configuration file");
-  add_file(app, "--socket", options.socket, "where to put the control socket");
-  app.add_option("--speed", options.speed, "bits per second; without it bytes take no time");
+  add_file(app, "--socket", options.socket, "where to put the control socket")->type_name("PATH");
+  app.add_option("--speed", options.speed, "bits per second; without it bytes take no time")
+      ->type_name("N");
   app.add_option("--line-speed", options.line_speed,
                  "1200, 2400, 4800, 9600, 19200 or 38400: the host must have the same; without it "
-                 "any speed will do");
+                 "any speed will do")
+      ->type_name("N");
   app.add_option("--version-text", options.version_text, "1 to 18 characters")
+      ->type_name("T")
       ->capture_default_str();
-  app.add_option("--serial", options.serial_number, "16 characters")->capture_default_str();
+  app.add_option("--serial", options.serial_number, "16 characters")
+      ->type_name("S")
+      ->capture_default_str();
   bool on_terminal = false;
   app.add_flag("--terminal", on_terminal,
                "run the program that is given after --, with its arguments, on a serial terminal "
@@ -110,20 +117,24 @@ int dispatch(int argument_count, const char* const* arguments) {
 
   NewCard card;
   auto* const new_command = app.add_subcommand("new", "make the image file of a new card");
-  new_command->add_option("kind", card.kind, "kind of card, see \"kinds\"")->required();
+  new_command->add_option("kind", card.kind, "kind of card, see \"kinds\"")
+      ->type_name("")
+      ->required();
   add_file(*new_command, "file", card.file, "image file")->required();
   new_command->add_flag("--force", card.overwrite, "overwrite an existing file");
-  new_command->add_option("--code", card.code, "security code, HEX");
-  new_command->add_option("--counter", card.counter, "error counter");
-  new_command->add_option("--atr", card.answer_to_reset,
-                          "answer to reset of a processor card, HEX");
-  new_command->add_option("--key", card.key, "internal key of a processor card, HEX");
+  new_command->add_option("--code", card.code, "security code")->type_name("HEX");
+  new_command->add_option("--counter", card.counter, "error counter")->type_name("N");
+  new_command->add_option("--atr", card.answer_to_reset, "answer to reset of a processor card")
+      ->type_name("HEX");
+  new_command->add_option("--key", card.key, "internal key of a processor card")->type_name("HEX");
   add_file(*new_command, "--memory", card.memory, "file with the raw bytes of the whole memory");
-  new_command->add_option("--data", card.data, "bytes of memory, ADDRESS:HEX, any number of times")
+  new_command->add_option("--data", card.data, "bytes of memory, any number of times")
+      ->type_name("ADDRESS:HEX")
       ->allow_extra_args(false);
   new_command
       ->add_option("--protect", card.protect,
-                   "addresses to protect, ADDRESS[-ADDRESS], any number of times")
+                   "addresses to protect besides those of a new card, any number of times")
+      ->type_name("ADDRESS[-ADDRESS]")
       ->allow_extra_args(false);
   new_command->callback([&] { action = [&card] { return make_card(card); }; });
 
@@ -140,7 +151,7 @@ int dispatch(int argument_count, const char* const* arguments) {
   auto* const control_command =
       app.add_subcommand("control", "send a command to a running reader and print the answer");
   add_file(*control_command, "socket", socket, "control socket")->required();
-  control_command->add_option("json", line, "command, a JSON object")->required();
+  control_command->add_option("json", line, "command, a JSON object")->type_name("")->required();
   control_command->callback([&] { action = [&] { return control(socket, line); }; });
 
   try {

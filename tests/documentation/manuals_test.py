@@ -128,6 +128,7 @@ class Manuals(unittest.TestCase):
         asked = helps(self.quorra, [])
         asked |= {f"-sim {name}".strip(): told for name, told in helps(self.simulator, []).items()}
         documented: dict[str, set[str]] = {}
+        texts: dict[str, str] = {}
         for path in self.folder.glob("man1/*.1"):
             words = path.stem.removeprefix("quorra").removeprefix("-") if path.stem != "quorra-sim" else "-sim"
             text = sections(shown(path))["OPTIONS"]
@@ -138,9 +139,18 @@ class Manuals(unittest.TestCase):
                 if command == words and others and words != "-sim":
                     continue
                 documented[command] = options(part) - {"--help"}
+                texts[command] = part
         self.assertEqual(sorted(documented), sorted(asked))
         for command, told in asked.items():
             self.assertEqual(documented[command], told.names, command or "quorra")
+            # Each has its meaning, in a sentence.
+            self.assertNotRegex(texts[command], r"(?m)^ +\.|^     \S+\n(?!      )")
+            # Of what is no option the name is enough, without a word for what it is.
+            entries = re.sub(r"(?m)^(  \w+) [A-Z]+\b", r"\1", told.text).replace(" REQUIRED", "")
+            words = re.split(r"^(?:Options|Positionals):", entries, flags=re.MULTILINE)[1:]
+            words = " ".join(part.partition("\n\n")[0] for part in words)
+            missing = set(re.findall(r"\w+", words.lower())) - set(re.findall(r"\w+", texts[command].lower()))
+            self.assertEqual(missing, set(), command or "quorra")
 
     def test_each_command_has_a_page(self) -> None:
         main = sections(shown(self.page("quorra.1")))

@@ -66,13 +66,16 @@ class Command:
         return found
 
     def _entries(self, title: str) -> list[Entry]:
+        # Every command has this option; where its meaning begins, all others do, too.
+        column = next(line.index("Print this help") for line in self._lines if "--help" in line)
         found: list[Entry] = []
-        for line in self._part(title):
-            if line.startswith("   "):
-                found[-1].text = f"{found[-1].text} {line.strip()}".strip()
-            else:
-                typed, _, text = line.strip().partition("  ")
-                found.append(Entry(typed, text.strip()))
+        lines = self._part(title)
+        for line, following in zip(lines, [*lines[1:], ""]):
+            # What is typed may be so long that the meaning has a line of its own.
+            if following.startswith("   "):
+                found.append(Entry(line.strip(), following.strip()))
+            elif not line.startswith("   "):
+                found.append(Entry(line[:column].strip(), line[column:].strip()))
         return found
 
 
@@ -84,8 +87,9 @@ def sentence(text: str) -> list[str]:
 
 def option(names: list[str], entry: Entry) -> str:
     """An option by some of its names in the arguments of a macro."""
-    return " , ".join(("Fl Fl " if name.startswith("--") else "Fl ") +
-                      mdoc.escape(name.lstrip("-"), literal=True) for name in names) + ("".join(f" Ar {mdoc.argument(word)}" for word in entry.value))
+    named = " , ".join(("Fl Fl " if name.startswith("--") else "Fl ") +
+                       mdoc.escape(name.lstrip("-"), literal=True) for name in names)
+    return named + "".join(f" Ar {mdoc.argument(word)}" for word in entry.value)
 
 
 def option_list(command: Command) -> list[str]:

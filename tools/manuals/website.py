@@ -46,13 +46,15 @@ class Website:
         path = self._folder / name
         path.parent.mkdir(parents=True, exist_ok=True)
         up = "../" * name.count("/")
+        places = {"quorra": "index.html", "README": "README.html"}
+        places |= {name: self._references[name] for name in ("quorra(1)", "quorra(3)")
+                   if name in self._references}
+        links = " ".join(f'<a href="{up}{place}">{label}</a>' for label, place in places.items())
         path.write_text(
             f'<!DOCTYPE html>\n<html lang="en">\n<head>\n<meta charset="utf-8">\n'
             f'<meta name="viewport" content="width=device-width, initial-scale=1">\n'
             f'<title>{html.escape(title)}</title>\n<link rel="stylesheet" href="{up}style.css">\n</head>\n'
-            f'<body>\n<nav><a href="{up}index.html">quorra</a> <a href="{up}README.html">README</a> '
-            f'<a href="{up}man/quorra.1.html">quorra(1)</a> <a href="{up}man/quorra.3.html">quorra(3)</a>'
-            f'</nav>\n{body}</body>\n</html>\n', encoding="utf-8")
+            f'<body>\n<nav>{links}</nav>\n{body}</body>\n</html>\n', encoding="utf-8")
 
     def _manual(self, name: str) -> str:
         """Makes the page of a manual, and tells what is in its frame."""
