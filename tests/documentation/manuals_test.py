@@ -163,6 +163,8 @@ class Manuals(unittest.TestCase):
             titles = list(sections(shown(path)))
             self.assertEqual(titles, [title for title in ORDER if title in titles], path.name)
             self.assertLessEqual(WANTED[path.suffix[1:]], set(titles), path.name)
+            names = " ".join(sections(shown(path))["NAME"].split()).partition(" - ")[0].split(", ")
+            self.assertIn(path.stem, names)
 
     def test_references_lead_to_pages(self) -> None:
         for path in self.pages():

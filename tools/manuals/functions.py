@@ -105,7 +105,7 @@ class Functions:
         return "".join(parts)
 
     def names(self, group: Group) -> list[str]:
-        names = self.section(group).names()
+        names = [group.name, *self.section(group).names()]
         return [".Nm " + name + (" ," if name != names[-1] else "") for name in names]
 
     def synopsis(self, group: Group) -> list[str]:

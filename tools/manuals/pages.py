@@ -159,7 +159,8 @@ class Manuals:
         self._add(Manual("quorra", 3, "quorra.3.in", {}, {
             "header_begin": lambda: functions.text("\n\n".join(before[1:-1])),
             "groups": groups,
-            "header_end": lambda: functions.text("\n\n".join(after[1:])),
+            "header_end": lambda: functions.text(
+                re.sub(r"\s+at the end of\s+this file", "", "\n\n".join(after[1:]))),
             "codes": lambda: [*functions.codes(table), *functions.text(
                 after[0].replace('"Link codes" below', '"Link codes"'))],
         }, [*pages, "quorra(1)"]))
