@@ -10,7 +10,7 @@
 itself are in `quorra.lib`."""
 
 from quorra import des, lib
-from quorra._library import LibraryNotFound, library_path
+from quorra._library import LibraryNotFound, path_of_library
 from quorra._prototypes import CONSTANTS as _CONSTANTS
 from quorra.bench import Bench, BenchError, VirtualReader, find_program, new_card, virtual
 from quorra.card import Card
@@ -28,6 +28,6 @@ __all__ = [
     "Bench", "BenchError", "Card", "CardState", "Closed", "CodeKind", "Error", "InUse", "KINDS", "Kind",
     "LastAttempt", "LibraryNotFound", "Locked", "NoCard", "NoReader", "NotWritten", "ProcessorCard", "Reader",
     "Recognition", "Refused", "Response", "Unanswered", "UncertainKind", "Unsupported", "VirtualReader",
-    "WrongCard", "WrongCode", "Zone", "__version__", "des", "find_program", "kind_named", "lib", "library_path",
+    "WrongCard", "WrongCode", "Zone", "__version__", "des", "find_program", "kind_named", "lib", "path_of_library",
     "new_card", "open", "status_word", "virtual", "word_for", "words_for",
 ]

@@ -91,7 +91,7 @@ def library() -> ctypes.CDLL:
     raise LibraryNotFound(f"{NAME} is not found; {VARIABLE} may name it{why}")
 
 
-def library_path() -> Path:
+def path_of_library() -> Path:
     """The file of the library that is loaded."""
     return Path(library()._name if os.path.isabs(library()._name) else _mapped_path())
 

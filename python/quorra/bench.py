@@ -16,7 +16,7 @@ from types import TracebackType
 from typing import Any
 
 from quorra import errors
-from quorra._library import LibraryNotFound, library_path
+from quorra._library import LibraryNotFound, path_of_library
 from quorra._session import CONFIGURATION_VARIABLE
 from quorra.card import Card
 from quorra.kinds import KINDS, Kind, kind_named
@@ -40,7 +40,7 @@ def find_program() -> str:
     if found := shutil.which(_PROGRAM):
         return found
     try:
-        folder = library_path().parent
+        folder = path_of_library().parent
     except LibraryNotFound:
         folder = Path(__file__).parent
     for place in (folder, folder / "bin", folder.parent / "bin", folder.parent.parent / "bin"):

@@ -33,7 +33,7 @@ def exported(library: str) -> set[str]:
 
 
 def test_nothing_that_is_exported_is_missing() -> None:
-    names = exported(str(quorra.library_path()))
+    names = exported(str(quorra.path_of_library()))
     assert len(names) > 200
     assert names == set(FUNCTIONS) | set(VARIABLES)
     for name in names:

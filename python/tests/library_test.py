@@ -16,7 +16,7 @@ import pytest
 
 import quorra
 
-WHERE = "import quorra; print(quorra.library_path())"
+WHERE = "import quorra; print(quorra.path_of_library())"
 # Not the python of a virtual environment in which the tests may run.
 PACKAGE = Path(quorra.__file__).parent
 
@@ -38,7 +38,7 @@ def library(tmp_path: Path) -> Path:
     """A copy of the library in a folder of its own."""
     folder = tmp_path / "lib"
     folder.mkdir(exist_ok=True)
-    return Path(shutil.copy(quorra.library_path(), folder / "quorra.so"))
+    return Path(shutil.copy(quorra.path_of_library(), folder / "quorra.so"))
 
 
 @pytest.fixture
@@ -52,7 +52,7 @@ def site(tmp_path: Path) -> Path:
 def test_the_library_that_is_named(library: Path, tmp_path: Path) -> None:
     found = run(WHERE, folder=tmp_path, PYTHONPATH=str(PACKAGE.parent), QUORRA_LIBRARY=str(library))
     assert output(found) == str(library)
-    relative = "import os, quorra; os.chdir('/'); print(quorra.library_path())"
+    relative = "import os, quorra; os.chdir('/'); print(quorra.path_of_library())"
     found = run(relative, folder=tmp_path, PYTHONPATH=str(PACKAGE.parent), QUORRA_LIBRARY="lib/quorra.so")
     assert output(found) == str(library)
 
@@ -105,7 +105,7 @@ def test_the_package_needs_no_library_to_be_imported(tmp_path: Path) -> None:
 def test_the_package_beside_the_library_comes_first(library: Path, tmp_path: Path) -> None:
     """As in a build folder: Python looks for a package before it looks for an extension module."""
     (library.parent / "quorra").symlink_to(PACKAGE)
-    told = run("import quorra; print(quorra.__file__); print(quorra.library_path())", folder=library.parent)
+    told = run("import quorra; print(quorra.__file__); print(quorra.path_of_library())", folder=library.parent)
     assert output(told).splitlines() == [str(library.parent / "quorra" / "__init__.py"), str(library)]
 
 
@@ -179,7 +179,7 @@ def test_pytest_finds_the_plugin_of_an_installed_package(environment: str, tmp_p
         "def test_mine(quorra_card):\n"
         "    assert quorra_card.read(3, 4) == b'mine'\n")
     done = run("import pytest, sys; sys.exit(pytest.main(['-q', '-p', 'no:cacheprovider', '--strict-markers']))",
-               folder=tmp_path / "project", python=environment, QUORRA_LIBRARY=str(quorra.library_path()),
+               folder=tmp_path / "project", python=environment, QUORRA_LIBRARY=str(quorra.path_of_library()),
                QUORRA_SIM=quorra.find_program())
     assert done.returncode == 0, done.stdout + done.stderr
     assert "1 passed" in done.stdout

@@ -304,6 +304,9 @@ def surroundings(home: Path, programs: list[str], installed: Path | None) -> dic
         "LC_ALL": "C.UTF-8",
         "NO_COLOR": "1",
         "PATH": os.pathsep.join([*programs, os.environ.get("PATH", os.defpath)]),
+        # The package for Python works as it lies in the tree.
+        "PYTHONDONTWRITEBYTECODE": "1",
+        "PYTHONPATH": str(Path(__file__).resolve().parents[2] / "python"),
         "TERM": "dumb",
         "XDG_RUNTIME_DIR": str(home),
     }
