@@ -182,8 +182,9 @@ class Person : public Operator {
                       "gives the row to this card, --resume-row skip to none",
                       situation));
     }
-    if (is_wanted(fmt::format("{}. Give it {}?", situation, name_of(row)))) return Resume::again;
-    if (is_wanted(fmt::format("Leave {} out?", name_of(row)))) return Resume::skip;
+    if (is_wanted(fmt::format("{}. This card gets {}.", situation, name_of(row))))
+      return Resume::again;
+    if (is_wanted(fmt::format("No card gets {}.", name_of(row)))) return Resume::skip;
     return Resume::other_card;
   }
 

@@ -193,6 +193,88 @@ TEST_F(BatchCommand, EndsBySignalWithTotals) {
   EXPECT_NE(outcome.errors.find("interrupted"), std::string::npos) << outcome.errors;
 }
 
+// The card that was begun is gone; the one in the reader may be another one.
+class BegunCommand : public BatchCommand {
+ protected:
+  BegunCommand() : file(plan(2)), images{card(1), card(2), card(3)} {
+    const Reader reader({images[0]});
+    {
+      Process process({QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file});
+      while (count_of(journal(), "\"event\":\"done\"") == 0) {
+        std::this_thread::yield();
+      }
+      process.signal(SIGKILL);
+    }
+    // The claim of the second row, as a run leaves it that is killed right behind it.
+    const std::string begun =
+        R"({"time":"2026-11-22T10:02:47Z","event":"begun","row":2,"before":")" +
+        std::string(14, 'F') + "\"}\n";
+    write_file(folder / "plan.toml.log.jsonl", journal() + begun);
+  }
+
+  // Runs the command at a terminal, and gives these answers to what it asks.
+  Outcome run_asked(const std::vector<std::string>& answers) {
+    const Reader reader({images[1]});
+    const Terminal terminal;
+    Surroundings surroundings;
+    surroundings.streams = {{0, terminal.line()}, {2, terminal.line()}};
+    Process process({QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file},
+                    surroundings);
+    for (const std::string& answer : answers) {
+      shown += terminal.read_until("[y/N] ");
+      terminal.type(answer);
+    }
+    return process.wait();
+  }
+
+  Outcome run_with(const Arguments& options) const {
+    const Reader reader({images[1]});
+    return run_quorra(Arguments{"batch", "--config", reader.configuration(), file} + options);
+  }
+
+  std::string file;
+  std::vector<std::string> images;
+  std::string shown;
+};
+
+TEST_F(BegunCommand, AsksWhetherTheCardGetsTheRow) {
+  EXPECT_EQ(run_asked({"y\n"}).status, 0);
+  EXPECT_NE(shown.find("row 2 was begun on a card when the last run broke off. This card holds "
+                       "nothing of it; it may be that card, or another one. This card gets row 2. "
+                       "Go on? "),
+            std::string::npos)
+      << shown;
+  expect_all_rows_once(images, 2);
+}
+
+TEST_F(BegunCommand, LeavesTheRowOutIfItIsTold) {
+  const Outcome outcome = run_asked({"n\n", "y\n"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.output.find(", 1 left out, 0 left."), std::string::npos) << outcome.output;
+  EXPECT_EQ(text_on(images[1]), std::string(14, 'F'));
+}
+
+TEST_F(BegunCommand, WritesNothingWithoutAnAnswer) {
+  const Outcome outcome = run_with({});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.errors.find("--resume-row again gives the row to this card, --resume-row skip "
+                                "to none\n"),
+            std::string::npos)
+      << outcome.errors;
+  EXPECT_EQ(text_on(images[1]), std::string(14, 'F'));
+  EXPECT_EQ(run_with({"--resume-row", "again"}).status, 0);
+  expect_all_rows_once(images, 2);
+}
+
+TEST_F(BegunCommand, LeavesTheRowOutWithAnOption) {
+  const Outcome outcome = run_with({"--resume-row", "skip", "--json"});
+  EXPECT_EQ(outcome.status, 1);
+  const auto told = nlohmann::json::parse(outcome.output);
+  EXPECT_EQ(told["skipped"], 1);
+  EXPECT_EQ(told["left"], 0);
+  EXPECT_EQ(text_on(images[1]), std::string(14, 'F'));
+}
+
 TEST_F(BatchCommand, IsForOneAtATime) {
   const std::string file = plan(2);
   const Reader reader({});

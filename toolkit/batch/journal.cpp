@@ -153,14 +153,15 @@ Journal::Journal(const SeriesPlan& plan, const SeriesRows& rows)
 
 void Journal::read(const SeriesPlan& plan, const SeriesRows& rows) {
   const std::string content = content_of(file_.number(), path_);
-  const std::size_t whole = content.rfind('\n') + 1;
+  const std::size_t last_end = content.rfind('\n');
   text_of_results_ = results_header();
-  if (whole == 0) {
+  if (last_end == std::string::npos) {
     const std::size_t shared = std::min(content.size(), head_start.size());
     if (content.substr(0, shared) != head_start.substr(0, shared)) refuse_other_file();
     cut(0);
     return begin(plan, rows);
   }
+  const std::size_t whole = last_end + 1;
   const std::string_view lines = std::string_view(content).substr(0, whole);
   const std::string changed = changed_file(lines.substr(0, lines.find('\n')), plan, rows);
   std::vector<JournalRecord> records;

@@ -315,12 +315,13 @@ class PlanReader {
     const int most = format == FieldFormat::bcd ? 0x0F : 0xFF;
     if (format == FieldFormat::number) keys.fail("pad", "a number fills its field by itself");
     if (node->is_integer()) return static_cast<unsigned>(*keys.number("pad", 0, most));
+    const bool is_text = format == FieldFormat::text;
     const auto text = node->value_exact<std::string>();
-    if (format == FieldFormat::text && text && text->size() == 1) {
-      return static_cast<unsigned char>(text->front());
+    if (!is_text || !text || text->size() != 1) {
+      keys.fail("pad", fmt::format("is a number up to 0x{:X}{}", most,
+                                   is_text ? ", or one character" : ""));
     }
-    keys.fail("pad", fmt::format("is a number up to 0x{:X}{}", most,
-                                 format == FieldFormat::text ? ", or one character" : ""));
+    return static_cast<unsigned char>(text->front());
   }
 
   static Field read_form(TableReader& keys) {
