@@ -342,7 +342,8 @@ def main() -> int:
     try:
         for page in given.pages:
             if given.not_run:
-                print("\n".join(examples_of(Page.of(page))[1]))
+                for excuse in examples_of(Page.of(page))[1]:
+                    print(excuse)
             else:
                 check(page, given.path, given.install)
     except (BadPage, Failure) as error:

@@ -13,7 +13,7 @@ ROOT = Path(__file__).resolve().parents[2]
 
 
 def pages(root: Path) -> list[Path]:
-    return sorted([*root.glob("*.md"), *(root / "docs").rglob("*.md")])
+    return sorted([*root.glob("*.md"), *root.glob("examples/*.md"), *(root / "docs").rglob("*.md")])
 
 
 def broken(root: Path) -> list[str]:
