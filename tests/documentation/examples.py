@@ -194,6 +194,7 @@ class Shell:
         asked = time.monotonic()
         deadline = asked + limit
         typed = list(command.typed)
+        unanswered = list(command.output)
         status = None
         wanted = pattern_of(command.output, command.varying)
         while True:
@@ -211,7 +212,7 @@ class Shell:
             if self._read() or status is not None:
                 asked = time.monotonic()
                 continue
-            if answer := self._answer(self._text.split("\n")[-1], command, typed):
+            if answer := self._answer(self._text.split("\n")[-1], unanswered, typed):
                 os.write(self._terminal, answer.encode() + b"\n")
             elif self._text.endswith(" ") and time.monotonic() > asked + QUESTION_LIMIT:
                 raise Stuck(f"the page has no answer to this question:\n{printed}")
@@ -240,15 +241,21 @@ class Shell:
             raise Stuck(f"the shell has ended:\n{self._text}") from error
         return True
 
-    def _answer(self, question: str, command: Command, typed: list[str]) -> str | None:
-        """What the page has behind a question that waits on the last line."""
+    @staticmethod
+    def _answer(question: str, unanswered: list[str], typed: list[str]) -> str | None:
+        """What the page has behind a question that waits on the last line. The same question may be
+        there once more further down."""
         if not question.endswith(" "):
             return None
-        for line in command.output:
+        for at, line in enumerate(unanswered):
+            answer = None
             if line.rstrip() == question.rstrip() and typed:
-                return typed.pop(0)
-            if line.startswith(question) and line != question:
-                return line.removeprefix(question)
+                answer = typed.pop(0)
+            elif line.startswith(question) and line != question:
+                answer = line.removeprefix(question)
+            if answer is not None:
+                del unanswered[: at + 1]
+                return answer
         return None
 
     def close(self) -> None:

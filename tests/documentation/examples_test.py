@@ -82,6 +82,8 @@ class Examples(unittest.TestCase):
         ask = "read -r -p 'Go on? [y/N] ' answer; echo got $answer"
         self.run_blocks(f"```console\n$ {ask}\nGo on? [y/N] y\ngot y\n```")
         self.expect_failure("+got y", f"```console\n$ {ask}\nGo on? [y/N] y\ngot n\n```")
+        twice = "for i in 1 2; do read -r -p '> ' word; echo got $word; done"
+        self.run_blocks(f"```console\n$ {twice}\n> a\ngot a\n> b\ngot b\n```")
         secret = "read -r -s -p 'Code: ' code; echo; echo got $code"
         self.run_blocks(f"<!-- types: 1234 -->\n```console\n$ {secret}\nCode:\ngot 1234\n```")
 
