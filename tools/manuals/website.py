@@ -23,6 +23,8 @@ class Website:
         self._pages = pages
         self._manuals = manuals.manuals
         self._folder = folder
+        self._documents = sorted(str(path.relative_to(source)) for path in
+                                 [*source.glob("*.md"), *(source / "docs").rglob("*.md")])
         # Which file a reference such as srd_4442(3) leads to.
         self._references = {f"{name}({manual.section})": f"man/{manual.name}.{manual.section}.html"
                             for manual in self._manuals for name in (manual.name, *manual.aliases)}
@@ -31,11 +33,10 @@ class Website:
         shutil.rmtree(self._folder, ignore_errors=True)
         (self._folder / "man").mkdir(parents=True)
         shutil.copy(HERE / "style.css", self._folder)
-        documents = sorted([*self._source.glob("*.md"), *(self._source / "docs").rglob("*.md")])
-        titles = {}
-        for path in documents:
-            name = str(path.relative_to(self._source))
-            titles[name] = self._document(name, path.read_text(encoding="utf-8"))
+        titles: dict[str, str] = {}
+        # Pages to which others lead are added as they are met.
+        for name in self._documents:
+            titles[name] = self._document(name, (self._source / name).read_text(encoding="utf-8"))
         texts = {}
         for manual in self._manuals:
             name = f"{manual.name}.{manual.section}"
@@ -90,6 +91,8 @@ class Website:
             return link[0]
         target = os.path.normpath(os.path.join(os.path.dirname(name), path))
         if path.endswith(".md"):
+            if target not in self._documents:
+                self._documents.append(target)
             return f'{link[1]}="{html.escape(path.removesuffix(".md") + ".html" + mark + anchor)}"'
         if (self._source / target).is_file():
             (self._folder / target).parent.mkdir(parents=True, exist_ok=True)
