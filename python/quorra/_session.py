@@ -48,15 +48,16 @@ def find_configuration() -> Path:
 
 
 def _device_in(configuration: Path) -> str | None:
-    """The serial device that a configuration file names; None for the reader at a serial terminal."""
+    """The serial device that a configuration file names; None for the reader at a serial terminal. The
+    library takes the last character of a line for its line end, whatever it is."""
     try:
         text = configuration.read_bytes()
     except OSError as error:
         raise errors.NoReader(f"{_OPENING}: {configuration}: {error.strerror}", code=-1,
                               word="no_configuration") from None
-    for line in text.split(b"\n"):
-        if line.startswith(b"P") and b"=" in line:
-            return os.fsdecode(line.partition(b"=")[2].strip())
+    for line in text.splitlines(keepends=True):
+        if line.startswith(b"P"):
+            return os.fsdecode(line.partition(b"=")[2][:-1].replace(b" ", b"").replace(b"\r", b""))
     return None
 
 
@@ -115,7 +116,9 @@ class Session:
     def __init__(self, configuration: Path, speed: int) -> None:
         self.configuration = configuration
         self.speed = speed
+        # Below 0 while the line is lost, too.
         self._handle = -1
+        self._is_closed = False
         self._device: _Device | None = None
         self._process = os.getpid()
         self._is_disturbed = False
@@ -144,16 +147,21 @@ class Session:
     @property
     def handle(self) -> int:
         """The handle, for functions of `quorra.lib`."""
-        self._expect_open()
-        return self._handle
+        with _one_call:
+            self._expect_open()
+            return self._handle
 
     @property
     def is_closed(self) -> bool:
-        return self._handle < 0
+        return self._is_closed
 
     def close(self) -> None:
         """Ends the session. In a child of fork() it only closes the child's descriptors: the session is
         the parent's."""
+        self._is_closed = True
+        self._end()
+
+    def _end(self) -> None:
         if self._handle < 0:
             return
         handle, self._handle = self._handle, -1
@@ -173,25 +181,29 @@ class Session:
         self._process = os.getpid()
 
     def reopen(self) -> None:
-        """Closes the session and opens it again."""
-        self._expect_open()
-        self.close()
-        self._open()
+        """Closes the session and opens it again. Where that fails, the next operation tries it, too."""
+        with _one_call:
+            self._expect_own()
+            self._end()
+            self._open()
 
-    def _expect_open(self) -> None:
-        if self._handle < 0:
+    def _expect_own(self) -> None:
+        if self._is_closed:
             raise errors.Closed("the session is closed", word="closed")
         if self._process != os.getpid():
             raise errors.Closed(f"the session belongs to process {self._process}; take_over() makes it "
                                 "this one's", word="another_process")
+
+    def _expect_open(self) -> None:
+        self._expect_own()
+        if self._is_disturbed or self._handle < 0:
+            self.reopen()
 
     def attempt(self, function: Any, *arguments: Any) -> int:
         """What a function of `quorra.lib` returns for the handle and these arguments. After a lost or
         spoilt reply the session is opened anew first."""
         with _one_call:
             self._expect_open()
-            if self._is_disturbed:
-                self.reopen()
             result: int = function(self._handle, *arguments)
             return result
 
@@ -219,7 +231,9 @@ class Session:
         """Whether the reader says that it is a virtual one."""
         if self._is_virtual is None:
             version = bytearray(18)
-            if self.attempt(lib.srd_ver, len(version), version) < 0:
+            result = self.attempt(lib.srd_ver, len(version), version)
+            self.note(result)
+            if result < 0:
                 return False
             self._is_virtual = version.startswith(b"KWSPC-VIRTUAL")
         return self._is_virtual

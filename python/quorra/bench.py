@@ -10,6 +10,7 @@ import shutil
 import socket
 import subprocess
 import tempfile
+import weakref
 from collections.abc import Mapping
 from pathlib import Path
 from types import TracebackType
@@ -84,6 +85,12 @@ def _run(words: list[str]) -> None:
         raise BenchError(done.stderr.strip() or f"{words[0]} ended with {done.returncode}", word="bench")
 
 
+def _terminate(process: subprocess.Popen[str], starter: int) -> None:
+    if os.getpid() == starter and process.poll() is None:
+        process.terminate()
+        process.wait()
+
+
 class Bench:
     """A running virtual reader, and what can be done with it from outside."""
 
@@ -106,6 +113,8 @@ class Bench:
         if line_speed is not None:
             words += ["--line-speed", str(line_speed)]
         self._process = self._start(words)
+        # A program that ends without a word must not leave the reader behind.
+        self._finalizer = weakref.finalize(self, _terminate, self._process, os.getpid())
 
     def _start(self, words: list[str]) -> subprocess.Popen[str]:
         environment = {name: value for name, value in os.environ.items() if name != CONFIGURATION_VARIABLE}
@@ -193,6 +202,7 @@ class Bench:
         if self._socket is not None:
             self._socket.close()
             self._socket = None
+        self._finalizer.detach()
         if self._process.poll() is None:
             self._process.terminate()
         try:

@@ -7,6 +7,7 @@ from __future__ import annotations
 import ctypes
 import os
 import subprocess
+import sys
 import tempfile
 import termios
 import threading
@@ -137,6 +138,27 @@ def test_a_lost_line_is_opened_anew(reader: quorra.VirtualReader) -> None:
     assert reader.bench.state()["device"] != "" != device
 
 
+def test_a_reader_that_comes_back_is_found_again(tmp_path: Path) -> None:
+    configuration = tmp_path / "reader.conf"
+    with quorra.Bench() as first:
+        configuration.write_bytes(first.configuration.read_bytes())
+        reader = quorra.open(configuration)
+        first.fault("wrong_check", on=0xB7)
+        with pytest.raises(quorra.Unanswered):
+            reader.memory.read(0, 1)
+    configuration.write_text("P=/dev/quorra-nowhere\n")
+    for _ in range(2):
+        with pytest.raises(quorra.NoReader):
+            reader.memory.read(0, 1)
+        assert not reader.is_closed
+    with quorra.Bench() as second:
+        configuration.write_bytes(second.configuration.read_bytes())
+        assert reader.memory.read(0, 1) == b"\xff"
+        reader.close()
+        with pytest.raises(quorra.Closed):
+            reader.memory.read(0, 1)
+
+
 def test_a_status_leaves_the_session_good(reader: quorra.VirtualReader) -> None:
     handle = reader.handle
     reader.bench.fault("status", status=5, on="0xB7")
@@ -214,6 +236,40 @@ def test_a_longer_name_of_a_device_leaves_nothing_behind() -> None:
                 assert reader.answers()
             with quorra.open(bench.configuration) as reader:
                 assert reader.answers()
+
+
+def test_a_line_without_its_end_is_cut_as_the_library_cuts_it(tmp_path: Path) -> None:
+    configuration = tmp_path / "reader.conf"
+    with quorra.Bench() as bench:
+        device = bench.state()["device"]
+        configuration.write_text(f"# a comment\nP = {device}x")
+        with quorra.open(configuration) as reader:
+            assert reader.answers()
+            with pytest.raises(quorra.InUse):
+                quorra.open(device=device)
+
+
+def test_a_reader_at_a_serial_terminal(tmp_path: Path) -> None:
+    image = quorra.new_card("24c02", tmp_path / "card.toml", data={0: b"terminal"})
+    code = "import quorra, sys\nwith quorra.open() as r: data = r.card('24c02').read(0, 8)\nprint(data.decode())"
+    done = subprocess.run([quorra.find_program(), "--card", image, "--terminal", "--", sys.executable, "-c", code],
+                          stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+    assert (done.returncode, done.stdout.strip(), done.stderr) == (0, "terminal", "")
+
+
+def test_a_program_that_ends_without_closing(tmp_path: Path) -> None:
+    code = ("import os, quorra\n"
+            "reader = quorra.virtual()\n"
+            "print(reader.bench.process_id, reader.configuration, flush=True)\n"
+            "if os.fork() == 0: raise SystemExit\n"
+            "os.wait()\n"
+            "assert reader.answers()\n")
+    done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=False)
+    assert (done.returncode, done.stderr) == (0, "")
+    process, configuration = done.stdout.split()
+    with pytest.raises(ProcessLookupError):
+        os.kill(int(process), 0)
+    assert not Path(configuration).exists()
 
 
 def test_one_program_has_the_reader(reader: quorra.VirtualReader, program: str) -> None:
