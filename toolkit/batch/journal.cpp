@@ -28,15 +28,15 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 struct EventRow {
-  SeriesEvent event;
   std::string_view name;
+  SeriesEvent event;
   bool is_result;
 };
 
 constexpr EventRow events[] = {
-    {SeriesEvent::begun, "begun", false},    {SeriesEvent::resumed, "resumed", false},
-    {SeriesEvent::done, "done", true},       {SeriesEvent::failed, "failed", true},
-    {SeriesEvent::skipped, "skipped", true}, {SeriesEvent::refused, "refused", true},
+    {"begun", SeriesEvent::begun, false},    {"resumed", SeriesEvent::resumed, false},
+    {"done", SeriesEvent::done, true},       {"failed", SeriesEvent::failed, true},
+    {"skipped", SeriesEvent::skipped, true}, {"refused", SeriesEvent::refused, true},
 };
 
 const EventRow& row_of(SeriesEvent event) {

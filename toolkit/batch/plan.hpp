@@ -28,8 +28,8 @@ struct SeriesCounter {
 };
 
 struct SeriesField {
-  int line;
-  Range range;  // of all zones of the card
+  int line = 0;
+  Range range = {};  // of all zones of the card
   Field field;
   Template value;
 };

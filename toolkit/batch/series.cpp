@@ -86,6 +86,8 @@ void Series::run() {
     if (outcome == Outcome::skipped) continue;
     was_there_ = false;
     if (options_.has_one_card || has_to_stop_) return;
+    // The next card may take what this one has refused.
+    if (RefusedCodes* refused = session_.refused_codes()) refused->clear();
     if (outcome == Outcome::failed && options_.stops_on_failure) return;
     leave();
   }
