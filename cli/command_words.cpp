@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "cli/parse.hpp"
 #include "toolkit/kinds/card.hpp"
 #include "toolkit/session/serial_devices.hpp"
 #include "toolkit/text.hpp"

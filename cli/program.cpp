@@ -15,6 +15,7 @@
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/secret.hpp"
 #include "cli/terminal/help_format.hpp"
 #include "toolkit/text.hpp"
 
@@ -111,8 +112,9 @@ constexpr Command commands[] = {
     {"doctor", add_doctor},   {"speed", add_speed},
     {"beep", add_beep},       {"power", add_power},
     {"eject", add_eject},     {"des", add_des},
-    {"run", add_run},         {"tap", add_tap},
-    {"trace", add_trace},     {"help", add_help},
+    {"run", add_run},         {"shell", add_shell},
+    {"tap", add_tap},         {"trace", add_trace},
+    {"help", add_help},
 };
 
 constexpr std::string_view version = "--version";
@@ -139,6 +141,12 @@ void expect_all_words(const CLI::App& app) {
   for (const CLI::App* command : app.get_subcommands(&CLI::App::parsed)) {
     expect_all_words(*command);
   }
+}
+
+bool any_secret_in(const CLI::App& app) {
+  return std::ranges::any_of(app.get_options(), is_secret) ||
+         std::ranges::any_of(app.get_subcommands(&CLI::App::parsed),
+                             [](const CLI::App* command) { return any_secret_in(*command); });
 }
 
 }  // namespace
@@ -176,6 +184,8 @@ void Program::check(const std::vector<std::string>& words) {
   });
   static_cast<void>(parse(words));
 }
+
+bool Program::holds_secrets() const { return any_secret_in(app_); }
 
 std::string Program::complete(const std::vector<std::string>& words) const {
   return cli::complete(app_, words);

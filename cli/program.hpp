@@ -32,6 +32,9 @@ class Program {
   // UsageError.
   void check(const std::vector<std::string>& words);
 
+  // Whether the words that were read last hold codes or keys.
+  bool holds_secrets() const;
+
   // What may take the place of the last word, as `complete` of command_words.hpp tells it.
   std::string complete(const std::vector<std::string>& words) const;
 

@@ -100,7 +100,9 @@ void add_other_ways(CLI::App& command, const std::string& noun, Secret& secret) 
 void add_secret(CLI::App& command, const std::string& noun, Secret& secret,
                 const std::string& description) {
   secret.name = "--" + noun;
-  command.add_option(secret.name, secret.hex, description + "; '-' asks for it")->type_name("HEX");
+  command.add_option(secret.name, secret.hex, description + "; '-' asks for it")
+      ->type_name("HEX")
+      ->configurable(false);
   add_other_ways(command, noun, secret);
 }
 
@@ -114,8 +116,16 @@ void add_secret_words(CLI::App& command, const std::string& name, const std::str
             secret.hex = fmt::format("{}", fmt::join(words, " "));
           },
           description + "; '-' asks for it")
-      ->type_name("");
+      ->type_name("")
+      ->configurable(false);
   add_other_ways(command, noun, secret);
+}
+
+// No configuration file has the options of commands, so the mark has this meaning alone. The
+// options that ask for help have it, too.
+bool is_secret(const CLI::Option* option) {
+  return !option->get_configurable() && option->get_items_expected_max() > 0 &&
+         option->count() > 0 && option->results() != std::vector<std::string>{"-"};
 }
 
 void expect_given(const Secret& secret) {

@@ -30,6 +30,9 @@ void add_secret(CLI::App& command, const std::string& noun, Secret& secret,
 void add_secret_words(CLI::App& command, const std::string& name, const std::string& noun,
                       Secret& secret, const std::string& description);
 
+// Whether that is an option or argument of these, and a code was typed there.
+bool is_secret(const CLI::Option* option);
+
 // What was given, and as what.
 struct GivenSecret {
   std::string name;  // "--code-file"

@@ -35,6 +35,7 @@ void add_apdu(CLI::App& program, const Settings& settings);
 void add_atr(CLI::App& program, const Settings& settings);
 void add_memory(CLI::App& program, const Settings& settings);
 void add_run(CLI::App& program, const Settings& settings);
+void add_shell(CLI::App& program, const Settings& settings);
 void add_security(CLI::App& program, const Settings& settings);
 void add_doctor(CLI::App& program, const Settings& settings);
 void add_help(CLI::App& program, const Settings& settings);

@@ -22,7 +22,7 @@ namespace quorra::cli {
 namespace {
 
 constexpr Operation changing_speed{"changing the reader's speed"};
-constexpr Operation looking{"looking for the reader's speed", OperationKind::opening};
+constexpr Operation searching{"looking for the reader's speed", OperationKind::opening};
 
 // Those that a reader can be told.
 constexpr int reader_speeds[] = {1200, 2400, 4800, 9600, 19200, 38400};
@@ -98,16 +98,16 @@ void run_find(const Settings& settings) {
     const Interruption interruption;
     const Device device = configuration.open_device();
     speed = chk_baud(configuration.path().c_str());
-    stop_if_interrupted(interruption, looking);
+    stop_if_interrupted(interruption, searching);
   }
   if (speed < 0) {
     std::string text =
-        fmt::format("{}: {} ({})", looking.doing, words_for(speed, looking.kind), speed);
+        fmt::format("{}: {} ({})", searching.doing, words_for(speed, searching.kind), speed);
     if (speed == -141) {
       text += fmt::format("; on {} only {} can be reached", line_name(),
                           findable_speeds(configuration));
     }
-    const Particulars particulars = particulars_of(speed, looking.kind);
+    const Particulars particulars = particulars_of(speed, searching.kind);
     if (speed == -141) throw NoReader(text, particulars);
     throw Failure(text, particulars);
   }

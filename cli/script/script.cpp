@@ -17,10 +17,10 @@
 namespace quorra::cli {
 namespace {
 
-constexpr std::size_t largest_script = std::size_t{1024} * 1024;
+constexpr std::size_t largest_command_file = std::size_t{1024} * 1024;
 
 // Some editors begin a text in UTF-8 with it.
-constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+constexpr std::string_view utf8_mark = "\xEF\xBB\xBF";
 
 std::string name_of_place(const Script& script, int line) {
   return fmt::format("{}:{}", script.name, line);
@@ -146,7 +146,7 @@ Expectation expectation_of(const std::vector<std::string>& words) {
 std::string describe_mismatch(const Expectation& expectation, const Heard& heard) {
   constexpr std::size_t most = 64;
   std::string got = expectation.got(heard.object);
-  if (got.size() > most) got = got.substr(0, most) + "...";
+  if (got.size() > most) got.replace(most, std::string::npos, "...");
   std::string text = fmt::format("expected {}, got {}", expectation.text(), got);
   if (!heard.error.empty()) text += ": " + heard.error;
   return text;
@@ -154,12 +154,12 @@ std::string describe_mismatch(const Expectation& expectation, const Heard& heard
 
 Script Script::of_file(const std::string& file) {
   Script script{.name = file == standard_stream ? "standard input" : file, .commands = {}};
-  const Bytes content = read_file(file, largest_script + 1);
-  if (content.size() > largest_script) {
-    throw UsageError(fmt::format("{} holds more than {} bytes", script.name, largest_script));
+  const Bytes content = read_file(file, largest_command_file + 1);
+  if (content.size() > largest_command_file) {
+    throw UsageError(fmt::format("{} holds more than {} bytes", script.name, largest_command_file));
   }
   std::string_view rest(reinterpret_cast<const char*>(content.data()), content.size());
-  if (rest.starts_with(byte_order_mark)) rest.remove_prefix(byte_order_mark.size());
+  if (rest.starts_with(utf8_mark)) rest.remove_prefix(utf8_mark.size());
   for (int number = 1; !rest.empty(); ++number) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));

@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/script/series.hpp"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cctype>
 #include <exception>
 #include <iterator>
 #include <memory>
@@ -12,6 +14,7 @@
 #include <string_view>
 
 #include "cli/exit_status.hpp"
+#include "toolkit/wire/table.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -34,15 +37,26 @@ constexpr Refusal refusals[] = {
 };
 
 // Behind these the card may have other codes, or may be another one.
-constexpr std::string_view changing[] = {"code change", "personalise", "restore", "eject"};
+constexpr std::string_view changing_commands[] = {"code change", "personalise", "restore", "eject"};
 // Behind these, too, if the codes lie in the memory.
-constexpr std::string_view writing[] = {"write", "fill", "erase"};
+constexpr std::string_view writing_commands[] = {"write", "fill", "erase"};
 
 bool may_change_codes(const std::string& command, const Json& object) {
-  if (std::ranges::find(changing, command) != std::end(changing)) return true;
-  if (std::ranges::find(writing, command) == std::end(writing)) return false;
+  if (std::ranges::find(changing_commands, command) != std::end(changing_commands)) return true;
+  if (std::ranges::find(writing_commands, command) == std::end(writing_commands)) return false;
   const Card* card = find_card(object.value("card", ""));
   return card != nullptr && !card->memory.areas.empty();
+}
+
+// Whether it may be an APDU that carries a code.
+bool holds_code(std::string_view word) {
+  std::string digits;
+  std::ranges::copy_if(word, std::back_inserter(digits),
+                       [](unsigned char character) { return std::isxdigit(character) != 0; });
+  constexpr std::size_t instruction_ends = 4;
+  if (digits.size() < instruction_ends) return false;
+  const Bytes bytes = parse_hex("APDU", digits.substr(0, instruction_ends));
+  return wire::find_instruction_with_code(bytes.back()) != nullptr;
 }
 
 void expect_allowed(std::string_view command) {
@@ -89,6 +103,14 @@ void Series::check(const std::vector<std::string>& words) {
   }
   expect_allowed(checked_.command);
   expect_same_reader(settings_, checked_);
+}
+
+bool Series::has_secrets(const std::vector<std::string>& words) const {
+  if (checker_.holds_secrets()) return true;
+  if (checked_.command != "apdu") return false;
+  const std::string together = fmt::format("{}", fmt::join(words, ""));
+  return std::ranges::any_of(words, holds_code) ||
+         holds_code(together.substr(together.find("apdu") + 4));
 }
 
 Series::Outcome Series::run(const std::vector<std::string>& words) {

@@ -26,6 +26,14 @@ class Series {
   // Throws UsageError if these words make no command, or none that can be one of several.
   void check(const std::vector<std::string>& words);
 
+  // Whether a command that was checked last holds codes or keys.
+  bool has_secrets(const std::vector<std::string>& words) const;
+
+  // What may take the place of the last word, as `complete` of command_words.hpp tells it.
+  std::string complete(const std::vector<std::string>& words) const {
+    return checker_.complete(words);
+  }
+
   // What became of a command, which tells neither objects nor errors.
   struct Outcome {
     int status;

@@ -96,8 +96,8 @@ bool take_all(Splitter& splitter, std::string_view line) {
 std::vector<std::string> words_of(std::string_view line) {
   Splitter splitter;
   take_all(splitter, line);
-  if (splitter.quote() != '\0') throw UsageError("a quote is not closed");
-  if (splitter.is_escaped()) throw UsageError("nothing stands behind the backslash");
+  if (splitter.quote() != '\0') throw toolkit::UsageError("a quote is not closed");
+  if (splitter.is_escaped()) throw toolkit::UsageError("nothing stands behind the backslash");
   splitter.end_word();
   return std::move(splitter.words());
 }

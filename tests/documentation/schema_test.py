@@ -22,7 +22,7 @@ VALIDATOR = Draft202012Validator(SCHEMA)
 # Commands that tell what passes, one object a line.
 STREAMS = {"tap", "trace"}
 # Commands that carry out others, each of which tells an object.
-SERIES = {"run"}
+SERIES = {"run", "shell"}
 
 # What a run of these lines tells is what the commands tell.
 LINES = """\

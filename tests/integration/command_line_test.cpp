@@ -75,7 +75,8 @@ TEST_F(CommandLine, HelpsWithEachSubcommand) {
                                       {"des"},
                                       {"des", "encrypt"},
                                       {"des", "decrypt"},
-                                      {"run"}}) {
+                                      {"run"},
+                                      {"shell"}}) {
     Arguments arguments = subcommand;
     arguments.emplace_back("--help");
     const Outcome help = run_quorra(arguments);
@@ -112,8 +113,10 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
   const Case cases[] = {
       {{},
        "quorra wants one of these behind it: info, detect, kinds, map, read, write, erase, fill, "
-       "verify, backup, restore, diff, code, protect, personalise, fuse, units, apdu, atr, memory, "
-       "security, value, setup, doctor, speed, beep, power, eject, des, run, tap, trace, help" +
+       "verify, backup, restore, diff, batch, code, protect, personalise, fuse, units, apdu, atr, "
+       "memory, "
+       "security, value, setup, doctor, speed, beep, power, eject, des, run, shell, tap, trace, "
+       "help" +
            parse_hint},
       {{"fly"}, "The following argument was not expected: fly" + parse_hint},
       {{"read", "--fast"}, "The following argument was not expected: --fast" + parse_hint},
