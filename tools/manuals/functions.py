@@ -52,7 +52,7 @@ GROUPS = [
 def parameter(text: str) -> str:
     """The name of a parameter: the one in brackets, or the last word."""
     inner = re.search(r"\(\*(\w+)\)", text)
-    return inner[1] if inner else re.findall(r"\w+", text)[-1]
+    return inner[1] if inner else text.replace("*", " ").split()[-1]
 
 
 class Functions:

@@ -31,6 +31,9 @@ class List:
     items: list[str]
 
 
+Block = Paragraph | Code | Table | List
+
+
 @dataclass
 class Section:
     """A heading, and what stands under it up to the next heading of whatever level."""
@@ -38,7 +41,7 @@ class Section:
     level: int
     title: str
     anchor: str
-    blocks: list[Paragraph | Code | Table | List] = field(default_factory=list)
+    blocks: list[Block] = field(default_factory=list)
 
     @property
     def command(self) -> str | None:

@@ -111,8 +111,7 @@ def _told(block: markdown.Table, cells: list[str]) -> str:
     return "; ".join([*([cells[main]] if main >= 0 else []), *named])
 
 
-def blocks(found: list[markdown.Paragraph | markdown.Code | markdown.Table | markdown.List],
-           resolve: Resolve) -> list[str]:
+def blocks(found: list[markdown.Block], resolve: Resolve) -> list[str]:
     lines: list[str] = []
     for block in found:
         match block:
@@ -134,10 +133,10 @@ def tidy(lines: list[str]) -> list[str]:
     """No paragraph at the beginning of a section or list, nor before what begins one itself."""
     found: list[str] = []
     for line in lines:
-        follows = next((other for other in reversed(found)), "")
-        if line == ".Pp" and re.match(r"\.(Sh|Ss|Pp|It|Bl|Bd)\b", follows):
+        before = found[-1] if found else ""
+        if line == ".Pp" and re.match(r"\.(Sh|Ss|Pp|It|Bl|Bd)\b", before):
             continue
-        if follows == ".Pp" and re.match(r"\.(Sh|Ss|Bl|Bd)\b", line):
+        if before == ".Pp" and re.match(r"\.(Sh|Ss|Bl|Bd)\b", line):
             found.pop()
         found.append(line)
     return found

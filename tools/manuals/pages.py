@@ -11,10 +11,12 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 from . import markdown, mdoc, program
-from .functions import GROUPS, Functions
+from .functions import GROUPS, Functions, Group
 from .header import Header
 
 Fill = Callable[[], list[str]]
+# A section of a page in docs/, with the name of that page.
+Held = tuple[str, markdown.Section]
 
 # Pages of docs/ that are no manual pages of their own: the first two are in the pages of the programs,
 # the others are for those who work on quorra.
@@ -37,7 +39,7 @@ class Manual:
     parts: dict[str, Fill]
     see_also: list[str]
     # The sections of pages of docs/ that are in it.
-    holds: list[tuple[str, markdown.Section]] = field(default_factory=list)
+    holds: list[Held] = field(default_factory=list)
     aliases: list[str] = field(default_factory=list)
 
     @property
@@ -122,19 +124,21 @@ class Manuals:
     def _prose(self, manual: Manual, file: str, section: markdown.Section, title: bool) -> list[str]:
         """A section of a page in docs/ without the options of commands, which the programs tell."""
         resolve = self._resolver(manual, file)
-        blocks = []
+        blocks: list[markdown.Block] = []
         for block in section.blocks:
             if is_contents(block):
                 continue
             if isinstance(block, markdown.Table) and (
                     block.head[0].startswith("Option") or block.rows[0][0].startswith("`quorra-sim ")):
+                if section.title == COMMON:
+                    blocks.append(markdown.Paragraph("They are told under OPTIONS."))
                 continue
             blocks.append(block)
         heading = [f".Ss {mdoc.title(section.title.replace('`', ''))}"] if title and blocks else []
         return [*heading, *mdoc.blocks(blocks, resolve)]
 
     def _held(self, manual: Manual, first_title: bool = True) -> list[str]:
-        lines = []
+        lines: list[str] = []
         for number, (file, section) in enumerate(manual.holds):
             lines += self._prose(manual, file, section, first_title or number > 0)
         return lines
@@ -165,20 +169,23 @@ class Manuals:
                 after[0].replace('"Link codes" below', '"Link codes"'))],
         }, [*pages, "quorra(1)"]))
         for number, group in enumerate(GROUPS):
-            def returns(group=group) -> list[str]:
-                lines = functions.returns(group)
-                return [".Sh RETURN VALUES", *lines] if lines else []
-
             near = pages[max(number - 1, 0):number + 2]
-            self._add(Manual(group.name, 3, "quorra-functions.3.in",
-                             {"TITLE": group.name.upper(), "ABOUT": mdoc.title(group.about)}, {
-                                 "names": lambda group=group: functions.names(group),
-                                 "synopsis": lambda group=group: functions.synopsis(group),
-                                 "description": lambda group=group: functions.description(group),
-                                 "returns": returns,
-                                 "errors": lambda group=group: functions.errors(group),
-                             }, ["quorra(3)", "quorra_session(3)", *near],
-                             aliases=functions.section(group).names()))
+            self._add_group(functions, group, ["quorra(3)", "quorra_session(3)", *near])
+
+    def _add_group(self, functions: Functions, group: Group, see_also: list[str]) -> None:
+        def returns() -> list[str]:
+            lines = functions.returns(group)
+            return [".Sh RETURN VALUES", *lines] if lines else []
+
+        self._add(Manual(
+            group.name, 3, "quorra-functions.3.in",
+            {"TITLE": group.name.upper(), "ABOUT": mdoc.title(group.about)}, {
+                "names": lambda: functions.names(group),
+                "synopsis": lambda: functions.synopsis(group),
+                "description": lambda: functions.description(group),
+                "returns": returns,
+                "errors": lambda: functions.errors(group),
+            }, see_also, aliases=functions.section(group).names()))
 
     # Section 5.
 
@@ -208,35 +215,13 @@ class Manuals:
     def _add_commands(self, quorra: program.Command) -> None:
         file = "docs/command-line.md"
         page = self._docs[file]
-        common: list[tuple[str, markdown.Section]] = []
-        own: dict[str, list[tuple[str, markdown.Section]]] = {one.words[1]: [] for one in quorra.commands}
-        near: dict[str, set[str]] = {name: set() for name in own}
-        for chapter in (section for section in page.sections if section.level == 2):
-            sections = page.under(chapter)
-            commands = {section.command.split()[0] for section in sections if section.command} & own.keys()
-            for name in commands:
-                near[name] |= {f"quorra-{other}(1)" for other in commands}
-            command = ""
-            for section in sections:
-                if section is chapter:
-                    for name in commands:
-                        own[name].append((file, section))
-                if section.command and section.command.split()[0] in own:
-                    command = section.command.split()[0]
-                    level = section.level
-                elif command and section.level <= level:
-                    command = ""
-                if command:
-                    own[command].append((file, section))
-                elif not (section is chapter and commands) and chapter.title != ERRORS \
-                        and section.title not in LEFT_OUT:
-                    common.append((file, section))
-
+        names = [one.words[1] for one in quorra.commands]
+        common, own, near = self._divided(file, names)
         errors = page.titled(ERRORS)
         statuses = next(block for block in errors.blocks if isinstance(block, markdown.Table))
         main = self._add(Manual("quorra", 1, "quorra.1.in", {}, {}, [
             "quorra(3)", "quorra-sim(1)", "quorra-reader.conf(5)", "quorra-image(5)",
-            *(f"quorra-{name}(1)" for name in own)], [*common, *((file, one) for one in page.under(errors))]))
+            *(f"quorra-{name}(1)" for name in names)], [*common, *((file, one) for one in page.under(errors))]))
 
         def exit_status(manual: Manual) -> list[str]:
             return mdoc.table(statuses, self._resolver(manual, file))
@@ -247,15 +232,6 @@ class Manuals:
                 lines += [f".It {self.bold('quorra-' + one.words[1] + '(1)')}", *program.sentence(one.summary)]
             return [*lines, ".El"]
 
-        def common_sections() -> list[str]:
-            lines = []
-            for name, section in common:
-                lines += self._prose(main, name, section, True)
-                if section.title == COMMON:
-                    at = next(number for number, line in enumerate(lines) if line.startswith("Without one"))
-                    lines[at:at] = ["They are told under", ".Sx OPTIONS .", ".Pp"]
-            return lines
-
         def diagnostics() -> list[str]:
             lines = [".Sh DIAGNOSTICS"]
             for section in page.under(errors):
@@ -265,13 +241,41 @@ class Manuals:
             return lines
 
         main.parts |= {
-            "commands": listed, "common_sections": common_sections, "diagnostics": diagnostics,
+            "commands": listed, "diagnostics": diagnostics,
+            "common_sections": lambda: [line for name, section in common
+                                        for line in self._prose(main, name, section, True)],
             "options": lambda: program.option_list(quorra), "exit_status": lambda: exit_status(main),
             "examples": lambda: mdoc.display(quorra.examples)}
         for one in quorra.commands:
             self._add_command(one, own[one.words[1]], near[one.words[1]], exit_status)
 
-    def _add_command(self, command: program.Command, holds: list[tuple[str, markdown.Section]],
+    def _divided(self, file: str, names: list[str]) -> tuple[list[Held], dict[str, list[Held]], dict[str, set[str]]]:
+        """The sections of the page of the commands: those of no command, those of each command, with
+        what stands at the beginning of the chapter; and the pages of the commands in its chapter."""
+        page = self._docs[file]
+        common: list[Held] = []
+        own: dict[str, list[Held]] = {name: [] for name in names}
+        near: dict[str, set[str]] = {name: set() for name in names}
+        for chapter in (section for section in page.sections if section.level == 2):
+            sections = page.under(chapter)
+            commands = {section.command.split()[0] for section in sections if section.command} & own.keys()
+            for name in commands:
+                near[name] |= {f"quorra-{other}(1)" for other in commands}
+                own[name].append((file, chapter))
+            current: markdown.Section | None = None
+            for section in sections:
+                if section.command and section.command.split()[0] in own:
+                    current = section
+                elif current and section.level <= current.level:
+                    current = None
+                if current and current.command:
+                    own[current.command.split()[0]].append((file, section))
+                elif not (section is chapter and commands) and chapter.title != ERRORS \
+                        and section.title not in LEFT_OUT:
+                    common.append((file, section))
+        return common, own, near
+
+    def _add_command(self, command: program.Command, holds: list[Held],
                      near: set[str], exit_status: Callable[[Manual], list[str]]) -> None:
         name = f"quorra-{command.words[1]}"
         leaves = command.leaves()
@@ -310,7 +314,7 @@ class Manuals:
         file = "docs/virtual-reader.md"
         page = self._docs[file]
 
-        def chapters(titles: tuple[str, ...]) -> list[tuple[str, markdown.Section]]:
+        def chapters(titles: tuple[str, ...]) -> list[Held]:
             return [(file, section) for title in titles for section in page.under(page.titled(title))]
 
         def options() -> list[str]:
@@ -348,7 +352,7 @@ class Manuals:
             holds = [(file, section) for section in page.sections]
             self._add_page(f"quorra-{stem}", about(page.sections[1].title), holds)
 
-    def _add_page(self, name: str, text: str, holds: list[tuple[str, markdown.Section]]) -> None:
+    def _add_page(self, name: str, text: str, holds: list[Held]) -> None:
         def sections() -> list[str]:
             lines = []
             for file, section in manual.holds:

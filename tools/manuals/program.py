@@ -110,11 +110,9 @@ def synopsis(command: Command) -> list[str]:
         # The longest name tells most.
         lines.append(f".Op {option(entry.names[-1:], entry)}")
     for word in command.usage:
-        if word == "[OPTIONS]":
-            continue
-        name, dots = re.fullmatch(r"\[?(.*?)(\.\.\.)?\]?", word).groups()
-        if word.startswith("["):
-            lines.append(f".Op Ar {mdoc.argument(name)}" + (" ..." if dots else ""))
-        else:
-            lines.append(f".Ar {mdoc.argument(name)}" + (" ..." if dots else ""))
+        if word != "[OPTIONS]":
+            optional = "Op Ar" if word.startswith("[") else "Ar"
+            name = word.strip("[]")
+            dots = " ..." if name.endswith("...") else ""
+            lines.append(f".{optional} {mdoc.argument(name.removesuffix('...'))}{dots}")
     return lines

@@ -115,9 +115,10 @@ class Website:
                 continue
             lines += [f"<h2>{title}</h2>", "<ul>"]
             for manual in manuals:
-                said = re.search(r'<span class="Nd">(.*?)</span>', texts[f"{manual.name}.{section}"], re.DOTALL)
+                text = texts[f"{manual.name}.{section}"]
+                about = text.partition('<span class="Nd">')[2].partition("</span>")[0]
                 lines.append(f'<li><a href="man/{manual.name}.{section}.html">{manual.reference}</a>: '
-                             f'{" ".join(said[1].split())}</li>')
+                             f'{" ".join(about.split())}</li>')
             lines.append("</ul>")
         lines += ["<h2>All names of the library</h2>", '<ul class="names">']
         names = {alias: manual for manual in self._manuals for alias in manual.aliases}
