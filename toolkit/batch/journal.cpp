@@ -3,7 +3,6 @@
 #include "toolkit/batch/journal.hpp"
 
 #include <fcntl.h>
-#include <fmt/chrono.h>
 #include <fmt/core.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -48,7 +47,14 @@ constexpr std::string_view head_start = R"({"schema_version":)";
 
 std::string error_words() { return std::generic_category().message(errno); }
 
-std::string now() { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr))); }
+std::string now() {
+  const std::time_t time = std::time(nullptr);
+  std::tm parts{};
+  gmtime_r(&time, &parts);
+  std::array<char, 32> text{};
+  const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+  return {text.data(), size};
+}
 
 std::string new_id() {
   std::random_device device;
