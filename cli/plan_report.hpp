@@ -11,12 +11,13 @@
 
 namespace quorra::cli {
 
-// One or two lines: bytes, frames, bits, erasures, attempts.
-std::string words_for_plan(const Plan& plan);
+// Bytes, frames, bits, erasures, attempts; then what is erased and written. To
+// addresses `told_from` is added.
+std::string words_for_plan(const Plan& plan, int told_from = 0);
 
-Json plan_fields(const Plan& plan);
+Json plan_fields(const Plan& plan, int told_from = 0);
 
-// "0x0020", or "0x0020-0x002F"
-std::string addresses(Range range);
+// Bytes that are left as they are although others are wanted, and why: a line for each range.
+std::string words_for_obstacles(const Plan& plan, int told_from = 0);
 
 }  // namespace quorra::cli

@@ -28,6 +28,21 @@ Kind kind_of(const std::exception& error) {
   return {"failed", exit_failed};
 }
 
+Json json_of(const std::vector<Range>& ranges) {
+  Json list = Json::array();
+  for (const Range& range : ranges) {
+    list.push_back({{"address", range.address}, {"count", range.count}});
+  }
+  return list;
+}
+
+Json describe(const Extent& extent) {
+  return {{"written", json_of(extent.written)},
+          {"erased", json_of(extent.erased)},
+          {"unknown", json_of(extent.unknown)},
+          {"not_written", json_of(extent.not_written)}};
+}
+
 Json describe(const std::exception& error) {
   Json object{{"kind", kind_of(error).name}, {"message", error.what()}};
   const auto* failure = dynamic_cast<const Failure*>(&error);
@@ -37,6 +52,7 @@ Json describe(const std::exception& error) {
   if (!particulars.word.empty()) object["word"] = particulars.word;
   if (particulars.address) object["address"] = *particulars.address;
   if (particulars.attempts_left) object["attempts_left"] = *particulars.attempts_left;
+  if (particulars.extent) object.update(describe(*particulars.extent));
   return object;
 }
 

@@ -3,19 +3,26 @@
 
 // quorra fill, and quorra erase, which fills with FF where cards have no erase of their own
 
-#include <fmt/core.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <bit>
+#include <iterator>
 #include <memory>
 
 #include "cli/card_in_reader.hpp"
 #include "cli/commands/commands.hpp"
-#include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/place.hpp"
+#include "cli/plan_report.hpp"
 #include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
+#include "cli/writing.hpp"
+#include "toolkit/memory/layout.hpp"
 #include "toolkit/memory/transfer.hpp"
+#include "toolkit/memory/writing.hpp"
 #include "toolkit/text.hpp"
 
 namespace quorra::cli {
@@ -23,7 +30,6 @@ namespace {
 
 constexpr Operation erasing{.doing = "erasing the card", .done = "erased"};
 constexpr Operation filling{.doing = "filling the card", .done = "filled"};
-constexpr Operation reading_read_only{.doing = "reading the read-only bytes", .done = "read"};
 constexpr Operation reading_back_erased{.doing = "reading back what was erased",
                                         .done = "read back"};
 
@@ -31,71 +37,15 @@ constexpr unsigned char erased_byte = 0xFF;
 
 struct FillOptions {
   std::string byte;
-  std::optional<int> zone;
-  std::optional<int> address;
+  PlaceOptions place;
   std::optional<int> count;
   CodeOptions code;
   Secret erase_code;
+  WritingOptions writing;
   std::optional<std::string> yes;
-  bool no_verify = false;
+
+  bool names_bytes() const { return place.has_address() || count; }
 };
-
-// What the range is to hold, and how many of its bytes stay as they are.
-struct Filling {
-  Bytes data;
-  int kept = 0;
-};
-
-// Bytes that are read-only for good keep their value.
-Filling filling_for(const Connection& connection, const Card& card, Range range,
-                    unsigned char byte) {
-  Filling result{.data = Bytes(static_cast<std::size_t>(range.count), byte)};
-  const std::vector<bool> is_protected = read_protection(connection, card, range);
-  if (std::find(is_protected.begin(), is_protected.end(), true) == is_protected.end()) {
-    return result;
-  }
-  const Range front{range.address, static_cast<int>(is_protected.size())};
-  const Bytes held = read_memory(connection, card.memory, front, reading_read_only);
-  for (std::size_t at = 0; at < is_protected.size(); ++at) {
-    if (!is_protected[at]) continue;
-    result.data[at] = held[at];
-    ++result.kept;
-  }
-  return result;
-}
-
-std::string describe(const Filling& content, unsigned char byte, Range range,
-                     std::string_view read_back) {
-  const std::string all = counted(range.count, "byte");
-  if (content.kept == 0) {
-    return fmt::format("Wrote {:02X} to {} at 0x{:04X}{}.\n", byte, all, range.address, read_back);
-  }
-  return fmt::format("Wrote {:02X} to {} of {} at 0x{:04X}{}; read-only bytes: {}.\n", byte,
-                     range.count - content.kept, all, range.address, read_back, content.kept);
-}
-
-// An erase of a personalised zone leaves its flags as they are.
-void expect_erased(const Connection& connection, const Memory& memory, Range range) {
-  Bytes held = read_memory(connection, memory, range, reading_back_erased);
-  if (memory.flags && range.contains(memory.flags->address)) {
-    held[static_cast<std::size_t>(memory.flags->address - range.address)] |= write_flag | read_flag;
-  }
-  const Bytes wanted(held.size(), erased_byte);
-  if (const auto difference = find_difference(wanted, held, range.address)) {
-    throw Failure(fmt::format("{}: {}", reading_back_erased.doing, describe(*difference)));
-  }
-}
-
-// Erases with the card's own command.
-void erase_all(const Connection& connection, const Card& card, Range range, bool verify) {
-  connection.run(erasing, card.erase_all);
-  if (!verify) return;
-  expect_erased(connection, card.memory, range);
-}
-
-std::string warning_of_all(Range range, std::string_view name) {
-  return fmt::format("All {} of {} are overwritten.", counted(range.count, "byte"), name);
-}
 
 // What a command does with the bytes.
 struct Task {
@@ -104,124 +54,292 @@ struct Task {
   bool is_erase;
 };
 
-std::string_view words_for_read_back(const FillOptions& options) {
-  return options.no_verify ? "" : " and read them back";
-}
-
-std::string overwrite(const Connection& connection, const Card& card, Range range,
-                      const FillOptions& options, const Task& task) {
-  const std::string_view read_back = words_for_read_back(options);
-  if (task.is_erase && range.count == card.memory.writable && card.erase_all != nullptr) {
-    erase_all(connection, card, range, !options.no_verify);
-    return fmt::format("Erased all {} with the card's own command{}.\n",
-                       counted(range.count, "byte"), read_back);
-  }
-  const Filling content = filling_for(connection, card, range, task.byte);
-  write_memory(connection, card.memory, range, content.data, task.operation, !options.no_verify);
-  return describe(content, task.byte, range, read_back);
-}
+// The card, and what becomes of it.
+struct Job {
+  const Card* card;
+  Place place;
+  Task task;
+  Segments wanted;
+  Keys keys;
+  PlanOptions how;
+  bool with_command_for_all = false;  // the card's own command erases it
+  bool by_erasing = false;            // the range is erased, whatever it holds
+};
 
 // The data, without codes and counters. An erase takes the flags in front of them along.
-Range data_range(const Card& card, const Memory& memory, bool with_flags) {
+std::optional<Range> data_range(const Memory& memory, bool with_flags) {
   const auto data = std::ranges::find(memory.areas, AreaRole::data, &Area::role);
-  if (data == memory.areas.end()) {
-    throw UsageError(
-        fmt::format("{} has no data beside codes and counters: give --address and --count",
-                    name_of(card, memory)));
-  }
+  if (data == memory.areas.end()) return std::nullopt;
   const auto next = std::next(data);
   const int end = next == memory.areas.end() ? memory.size : next->first;
   const int first = with_flags ? memory.flags->address : data->first;
-  return {first, end - first};
+  return Range{first, end - first};
 }
 
-Range range_to_overwrite(const Card& card, const Memory& memory, const FillOptions& options,
-                         const Task& task) {
-  if (options.address.has_value() != options.count.has_value()) {
+// The data of the zone that is named, or of all.
+std::vector<Range> data_ranges(const Place& place, bool with_flags) {
+  std::vector<const Memory*> zones{place.zone};
+  if (place.zone == nullptr) {
+    zones = {&place.card->memory};
+    for (const Memory& zone : place.card->further_zones) {
+      zones.push_back(&zone);
+    }
+  }
+  std::vector<Range> ranges;
+  for (const Memory* zone : zones) {
+    const std::optional<Range> data = data_range(*zone, with_flags);
+    if (data) ranges.push_back(moved(*data, first_address_of(*place.card, *zone)));
+  }
+  if (ranges.empty()) {
+    throw UsageError(fmt::format(
+        "{} has no data beside codes and counters: give --address and --count", place.holder));
+  }
+  return ranges;
+}
+
+void expect_writable(const Card& card, Range range) {
+  for (const Piece& piece : pieces_of(card, range)) {
+    static_cast<void>(writable_range(card, *piece.zone, piece.range.address, piece.range.count));
+  }
+}
+
+// Without a count, up to the end of what can be written.
+Range range_up_to_end(const Place& place, std::optional<int> count) {
+  const Memory& memory = place.card->memory;
+  if (place.room.count < memory.size) return place.range(count);
+  return writable_range(*place.card, memory, place.address, count);
+}
+
+std::vector<Range> ranges_to_overwrite(const Place& place, const FillOptions& options,
+                                       const Task& task) {
+  const Card& card = *place.card;
+  if (!card.memory.keeps_zeros) {
+    const Range range = range_up_to_end(place, options.count);
+    expect_writable(card, range);
+    return {range};
+  }
+  if (!options.names_bytes()) return data_ranges(place, task.is_erase);
+  if (!options.place.region && options.place.address.has_value() != options.count.has_value()) {
     throw UsageError(
         "give --address and --count, or none of them for all data of the card or zone");
   }
-  if (!options.address) return data_range(card, memory, task.is_erase);
-  return task.is_erase ? readable_range(card, memory, *options.address, options.count)
-                       : writable_range(card, memory, *options.address, options.count);
+  const Range range = place.range(options.count);
+  if (!task.is_erase) expect_writable(card, range);
+  return {range};
 }
 
-void expect_erase_may_begin(const Card& card, const Memory& memory, Range range) {
-  if (!memory.no_erase_from || !memory.no_erase_from->contains(range.address)) return;
-  throw UsageError(fmt::format(
-      "on {}, an erase does not begin at 0x{:04X} to 0x{:04X}; one that begins before may run on",
-      name_of(card, memory), memory.no_erase_from->address, memory.no_erase_from->end() - 1));
-}
-
-std::string overwrite(const Connection& connection, const Memory& memory, Range range,
-                      bool erases_first, const FillOptions& options, const Task& task) {
-  const std::string bytes =
-      fmt::format("{} at 0x{:04X}", counted(range.count, "byte"), range.address);
-  if (erases_first) {
-    erase_memory(connection, memory, range, erasing);
-    if (!options.no_verify) expect_erased(connection, memory, range);
+Segments filled(const std::vector<Range>& ranges, unsigned char byte) {
+  SegmentCollector collector;
+  for (const Range& range : ranges) {
+    collector.add(0, range.address, Bytes(static_cast<std::size_t>(range.count), byte));
   }
-  if (task.is_erase) return fmt::format("Erased {}{}.\n", bytes, words_for_read_back(options));
-  const Bytes data(static_cast<std::size_t>(range.count), task.byte);
-  with_progress(erases_first ? "; the bytes were erased before" : "", [&] {
-    write_memory(connection, memory, range, data, task.operation, !options.no_verify);
-  });
-  return fmt::format("Wrote {:02X} to {}{}.\n", task.byte, bytes, words_for_read_back(options));
+  return collector.collect();
 }
 
-Json fill_fields(const Card& card, const Memory& memory, Range range, const Task& task,
-                 const FillOptions& options) {
-  Json fields = fields_of(card, memory, range);
-  if (!task.is_erase) fields["byte"] = task.byte;
-  fields["verified"] = !options.no_verify;
+// The zone in which all of the bytes are, or the first one.
+const Memory& zone_of(const Card& card, const Place& place, Range range) {
+  if (place.zone != nullptr) return *place.zone;
+  const std::vector<Piece> pieces = pieces_of(card, range);
+  const bool is_one = pieces.front().zone == pieces.back().zone;
+  return is_one ? *pieces.front().zone : card.memory;
+}
+
+void expect_erase_may_begin(const Card& card, const Place& place, Range range) {
+  for (const Piece& piece : pieces_of(card, range)) {
+    const Memory& zone = *piece.zone;
+    if (!zone.no_erase_from || !zone.no_erase_from->contains(piece.range.address)) continue;
+    throw UsageError(fmt::format(
+        "on {}, an erase does not begin at 0x{:04X} to 0x{:04X}; one that begins before may run on",
+        place.holder, zone.no_erase_from->address, zone.no_erase_from->end() - 1));
+  }
+}
+
+// What an erase of bytes of a security memory card does.
+Plan plan_of_erasing(const Job& job, const Held& held) {
+  Plan plan;
+  for (const Segment& segment : job.wanted) {
+    for (const Piece& piece : pieces_of(*job.card, segment.range())) {
+      const int address = segment.address + piece.done;
+      if (!plan.erasures.empty() && plan.erasures.back().zone == piece.zone &&
+          plan.erasures.back().range.end() == piece.range.address) {
+        plan.erasures.back().range.count += piece.range.count;
+      } else {
+        plan.erasures.push_back({piece.zone, piece.range, address});
+      }
+    }
+    for (int at = segment.address; at < segment.end(); ++at) {
+      const unsigned char now = held.bytes.at(at).value_or(erased_byte);
+      plan.bits_set += std::popcount(static_cast<unsigned>(~now & erased_byte));
+      if (now != erased_byte) ++plan.bytes_changed;
+    }
+  }
+  if (job.keys.erase_code && job.keys.erase_code->code->counter) {
+    plan.erasures_counted = static_cast<int>(plan.erasures.size());
+  }
+  plan.attempts = std::ranges::any_of(job.how.codes,
+                                      [](const Code* code) { return code->counter.has_value(); });
+  return plan;
+}
+
+// The card's own command is one frame, and needs none of those that were planned.
+Plan with_one_command(Plan plan, const Job& job) {
+  if (!job.with_command_for_all) return plan;
+  plan.writes = {{&job.card->memory, nullptr, job.wanted.span(), job.wanted.front().bytes, 0}};
+  plan.frames = 1;
+  plan.bytes_sent = 0;
+  return plan;
+}
+
+Plan plan_job(const Connection& connection, const Job& job, bool only_plans, Held& held) {
+  if (job.by_erasing && !only_plans) return plan_of_erasing(job, held);
+  if (job.with_command_for_all && !only_plans) return with_one_command({}, job);
+  held = read_for_plan(connection, *job.card, job.wanted, job.how, only_plans, job.place.told_from);
+  if (job.by_erasing) return plan_of_erasing(job, held);
+  return with_one_command(make_plan(*job.card, held, job.wanted, job.how), job);
+}
+
+// Erases with the card's own command.
+void erase_all(const Connection& connection, const Job& job, bool verify) {
+  connection.run(erasing, job.card->erase_all);
+  if (!verify) return;
+  const Segment& wanted = job.wanted.front();
+  const Bytes held = read_memory(connection, job.card->memory, wanted.range(), reading_back_erased);
+  if (const auto difference = find_difference(wanted.bytes, held, wanted.address)) {
+    throw Failure(fmt::format("{}: {}", reading_back_erased.doing, describe(*difference)),
+                  {.word = "differs", .address = difference->address});
+  }
+}
+
+int count_read_only(const Plan& plan) {
+  int count = 0;
+  for (const ObstacleAt& at : plan.obstacles) {
+    if (at.obstacle == Obstacle::read_only) count += at.range.count;
+  }
+  return count;
+}
+
+std::string words_for_kept(const Plan& plan, int kept) {
+  if (kept == 0) return {};
+  std::vector<std::string> where;
+  for (const ObstacleAt& at : plan.obstacles) {
+    if (at.obstacle == Obstacle::read_only) where.push_back(addresses(at.range));
+  }
+  return fmt::format("; read-only bytes: {} ({})", kept, fmt::join(where, ", "));
+}
+
+std::string describe(const Job& job, const Plan& plan, const WritingOptions& options) {
+  const int count = job.wanted.count();
+  const std::string bytes = counted(count, "byte");
+  const std::string where = words_for(job.place, job.wanted);
+  const std::string back = read_back(count, options.no_verify);
+  if (job.with_command_for_all) {
+    return fmt::format("Erased all {} with the card's own command{}.\n", bytes, back);
+  }
+  if (job.by_erasing) return fmt::format("Erased {} {}{}.\n", bytes, where, back);
+  const int kept = count_read_only(plan);
+  const std::string stays = words_for_kept(plan, kept);
+  if (plan.sends_nothing()) {
+    return fmt::format("Nothing to write: {} {} {} {:02X} already{}.\n", bytes, where,
+                       count == 1 ? "is" : "are", job.task.byte, stays);
+  }
+  const bool are_all_sent = plan.bytes_sent >= count;
+  if (are_all_sent && kept == 0) {
+    return fmt::format("Wrote {:02X} to {} {}{}.\n", job.task.byte, bytes, where, back);
+  }
+  return fmt::format("Wrote {:02X} to {} of {} {}{}{}{}.\n", job.task.byte,
+                     are_all_sent ? count - kept : plan.bytes_changed, bytes, where, back,
+                     are_all_sent ? "" : "; the others are so already", stays);
+}
+
+Json fill_fields(const Job& job, const WritingOptions& options) {
+  Json fields = fields_of(job.place, job.wanted);
+  if (!job.task.is_erase) fields["byte"] = job.task.byte;
+  if (!options.plan) fields["verified"] = !options.no_verify;
   return fields;
 }
 
-void run_on_security_card(const Settings& settings, CardInReader& slot, const Memory& memory,
-                          const FillOptions& options, const Task& task) {
-  const Card& card = slot.kind();
-  const bool erases_first = task.is_erase || options.erase_code.is_given();
-  if (erases_first && memory.erase == nullptr) {
-    throw UsageError(fmt::format("{} cannot be erased", name_of(card, memory)));
+std::string warning_of(const Job& job, const FillOptions& options) {
+  if (options.erase_code.is_given()) {
+    return fmt::format("If the card is personalised, all data of {} are erased.",
+                       name_of(*job.card, *job.how.whole_zone));
   }
-  const Range range = range_to_overwrite(card, memory, options, task);
-  if (erases_first) expect_erase_may_begin(card, memory, range);
-  const Keys keys = parse_keys(card, memory, options.code, options.erase_code);
-  const std::string warning =
-      options.erase_code.is_given()
-          ? fmt::format("If the card is personalised, all data of {} are erased.",
-                        name_of(card, memory))
-          : warning_of_all(range, name_of(card, memory));
-  const bool takes_all = !options.address || options.erase_code.is_given();
-  const Consent consent({task.operation, warning, &card}, options.yes || !takes_all);
-  std::string done;
-  {
-    const Connection connection = slot.connect();
-    consent.get(connection);
-    present(connection, card, keys, confirm_unless(options.yes, card, connection));
-    done = overwrite(connection, memory, range, erases_first, options, task);
+  const bool is_zoned = job.card->memory.keeps_zeros;
+  return fmt::format("All {} of {} are overwritten.", counted(job.wanted.count(), "byte"),
+                     is_zoned ? job.place.holder : "the card");
+}
+
+// Whether the user named less than all.
+bool takes_all(const Job& job, const FillOptions& options) {
+  if (job.card->memory.keeps_zeros && (!options.names_bytes() || options.erase_code.is_given()))
+    return true;
+  return job.wanted.count() == size_of(*job.card) ||
+         job.wanted.count() == job.card->memory.writable;
+}
+
+Job job_for(const Card& card, const FillOptions& options, const Task& task) {
+  const bool is_security_card = card.memory.keeps_zeros;
+  const bool erases = is_security_card && (task.is_erase || options.erase_code.is_given());
+  if (erases && card.memory.erase == nullptr) {
+    throw UsageError(fmt::format("a {} card cannot be erased", card.name));
   }
-  tell(settings, done, fill_fields(card, memory, range, task, options));
+  Job job{.card = &card,
+          .place = find_place(card, options.place),
+          .task = task,
+          .wanted = {},
+          .keys = {},
+          .how = {.all = options.writing.all}};
+  const std::vector<Range> ranges = ranges_to_overwrite(job.place, options, task);
+  job.wanted = filled(ranges, task.byte);
+  job.by_erasing = task.is_erase && is_security_card;
+  job.with_command_for_all = task.is_erase && !is_security_card && card.erase_all != nullptr &&
+                             job.wanted.count() == card.memory.writable;
+  if (erases) {
+    for (const Range& range : ranges) {
+      expect_erase_may_begin(card, job.place, range);
+    }
+  }
+  const Memory& zone = zone_of(card, job.place, job.wanted.span());
+  job.keys = parse_keys(card, zone, options.code, options.erase_code);
+  if (options.erase_code.is_given()) job.how.whole_zone = &zone;
+  if (job.keys.code) job.how.codes.push_back(job.keys.code->code);
+  return job;
 }
 
 void run_fill(const Settings& settings, const FillOptions& options, const Task& task) {
   CardInReader slot(settings, options.yes);
-  const Card& card = slot.kind();
-  const Memory& memory = memory_of(card, options.zone);
-  if (memory.keeps_zeros) return run_on_security_card(settings, slot, memory, options, task);
-  const Range range = writable_range(card, memory, options.address.value_or(0), options.count);
-  const Keys keys = parse_keys(card, memory, options.code, options.erase_code);
-  const bool takes_all = range.count == memory.writable;
-  const Consent consent({task.operation, warning_of_all(range, "the card"), &card},
-                        options.yes || !takes_all);
-  std::string done;
+  const Job job = job_for(slot.kind(), options, task);
+  const bool only_plans = options.writing.plan;
+  const Consent consent({task.operation, warning_of(job, options), job.card},
+                        options.yes || only_plans || !takes_all(job, options));
+  Plan plan;
+  WithoutCode without;
   {
     const Connection connection = slot.connect();
     consent.get(connection);
-    present(connection, card, keys, confirm_unless(options.yes, card, connection));
-    done = overwrite(connection, card, range, options, task);
+    if (!only_plans)
+      present(connection, *job.card, job.keys, confirm_unless(options.yes, *job.card, connection));
+    Held held;
+    plan = plan_job(connection, job, only_plans, held);
+    if (only_plans) {
+      without = look_without_code(connection, *job.card, job.keys, held, plan);
+    } else if (job.with_command_for_all) {
+      erase_all(connection, job, !options.writing.no_verify);
+    } else {
+      expect_possible(task.operation, *job.card, plan, options.writing, job.place.told_from);
+      carry_out(connection, plan,
+                {.erasing = erasing,
+                 .writing = task.operation,
+                 .verify = !options.writing.no_verify,
+                 .told_from = job.place.told_from,
+                 .before = &held});
+    }
   }
-  tell(settings, done, fill_fields(card, memory, range, task, options));
+  Json fields = fill_fields(job, options.writing);
+  if (only_plans) {
+    return tell_plan(settings, plan, without, options.writing, fields, job.place.told_from);
+  }
+  fields["plan"] = plan_fields(plan, job.place.told_from);
+  tell(settings, describe(job, plan, options.writing), fields);
 }
 
 unsigned char parse_byte(std::string_view name, std::string_view text) {
@@ -233,13 +351,14 @@ unsigned char parse_byte(std::string_view name, std::string_view text) {
 }
 
 void add_common(CLI::App& command, FillOptions& options) {
-  add_zone(command, options.zone);
-  add_address(command, options.address);
+  // Bytes that are read-only for good are always left out.
+  options.writing.skip_protected = true;
+  add_place(command, options.place);
   add_number(command, "--count", options.count, "Number of bytes; without it, up to the end");
   add_present_code(command, options.code);
   add_erase_code(command, options.erase_code);
+  add_writing(command, options.writing);
   add_yes(command, options.yes);
-  add_no_verify(command, options.no_verify);
 }
 
 }  // namespace

@@ -59,7 +59,7 @@ constexpr Sign signs[] = {
 const Sign& sign_of(AreaRole role) { return *std::ranges::find(signs, role, &Sign::role); }
 
 // An area with the bytes that were read from it.
-struct Place {
+struct DrawnArea {
   const Memory* memory;
   Area area;
   Bytes bytes;
@@ -67,7 +67,7 @@ struct Place {
 
 struct Picture {
   const Card* card = nullptr;
-  std::vector<Place> places;
+  std::vector<DrawnArea> places;
   std::string state;              // whether it is personalised
   std::vector<std::string> left;  // what counters say, for each place
 };
@@ -90,7 +90,7 @@ void add_places(Picture& picture, const Connection& connection, const Memory& me
 // Codes are shown to the issuer only, who has presented the master code.
 std::string state_of(const Picture& picture, const Keys& keys) {
   constexpr std::string_view unknown = "It does not tell whether it is personalised.";
-  const auto master = std::ranges::find_if(picture.places, [](const Place& place) {
+  const auto master = std::ranges::find_if(picture.places, [](const DrawnArea& place) {
     return place.area.role == AreaRole::code && place.area.number == 0;
   });
   if (!keys.code || keys.code->code != &picture.card->codes.front()) return std::string(unknown);
@@ -132,14 +132,14 @@ Picture take_picture(const Connection& connection, const Card& card, const Keys&
     }
     picture.state = state_of(picture, keys);
   }
-  for (const Place& place : picture.places) {
+  for (const DrawnArea& place : picture.places) {
     picture.left.push_back(words_for_counter(connection, card, place.area));
   }
   return picture;
 }
 
 // Each zone has a colour of its own; what guards it is drawn in bright letters.
-fmt::text_style style_of(const Place& place, bool colour) {
+fmt::text_style style_of(const DrawnArea& place, bool colour) {
   constexpr fmt::terminal_color zones[] = {fmt::terminal_color::cyan, fmt::terminal_color::blue,
                                            fmt::terminal_color::green, fmt::terminal_color::magenta,
                                            fmt::terminal_color::yellow};
@@ -154,7 +154,7 @@ fmt::text_style style_of(const Place& place, bool colour) {
 // as it is larger, and each is to be seen.
 std::vector<int> widths_of(const Picture& picture, int columns) {
   std::vector<int> widths;
-  for (const Place& place : picture.places) {
+  for (const DrawnArea& place : picture.places) {
     widths.push_back(static_cast<int>(std::ceil(std::sqrt(place.bytes.size()))));
   }
   const int wanted = std::accumulate(widths.begin(), widths.end(), 0);
@@ -171,7 +171,7 @@ std::string strip_of(const Picture& picture, bool colour) {
   const std::vector<int> widths = widths_of(picture, strip_width - zones - 1);
   std::string strip = "|";
   for (std::size_t i = 0; i < widths.size(); ++i) {
-    const Place& place = picture.places[i];
+    const DrawnArea& place = picture.places[i];
     const std::string letters(static_cast<std::size_t>(widths[i]), sign_of(place.area.role).letter);
     strip += fmt::format(style_of(place, colour), "{}", letters);
     const bool is_last = i + 1 == widths.size();
@@ -198,17 +198,17 @@ std::string words_for_bytes(const Bytes& bytes) {
   return used == 0 ? all + ", all of them FF" : fmt::format("{}, {} of them not FF", all, used);
 }
 
-bool may_be_hidden(const Picture& picture, const Place& place) {
+bool may_be_hidden(const Picture& picture, const DrawnArea& place) {
   if (sign_of(place.area.role).guards) return all_are(place.bytes, 0xFF) || all_are(place.bytes, 0);
   if (place.area.role != AreaRole::data || !place.memory->flags) return false;
-  const auto flags = std::ranges::find_if(picture.places, [&place](const Place& other) {
+  const auto flags = std::ranges::find_if(picture.places, [&place](const DrawnArea& other) {
     return other.memory == place.memory && other.area.role == AreaRole::flags;
   });
   return (flags->bytes.front() & read_flag) == 0 && all_are(place.bytes, 0xFF);
 }
 
 std::string words_for(const Picture& picture, std::size_t index) {
-  const Place& place = picture.places[index];
+  const DrawnArea& place = picture.places[index];
   switch (place.area.role) {
     case AreaRole::attempts:
     case AreaRole::erasures:
@@ -225,7 +225,7 @@ std::string words_for(const Picture& picture, std::size_t index) {
 }
 
 std::string row_of(const Picture& picture, std::size_t index, bool colour) {
-  const Place& place = picture.places[index];
+  const DrawnArea& place = picture.places[index];
   const int first = place.area.first;
   const int last = first + static_cast<int>(place.bytes.size()) - 1;
   const std::string addresses =
@@ -240,7 +240,7 @@ std::string draw(const Picture& picture, std::string_view size, bool colour) {
                                  strip_of(picture, colour));
   const Memory* memory = nullptr;
   for (std::size_t i = 0; i < picture.places.size(); ++i) {
-    const Place& place = picture.places[i];
+    const DrawnArea& place = picture.places[i];
     if (place.memory != memory) {
       memory = place.memory;
       text += picture.card->has_zones()
@@ -255,7 +255,7 @@ std::string draw(const Picture& picture, std::string_view size, bool colour) {
 Json describe_for_programs(const Picture& picture) {
   Json areas = Json::array();
   for (std::size_t i = 0; i < picture.places.size(); ++i) {
-    const Place& place = picture.places[i];
+    const DrawnArea& place = picture.places[i];
     Json area = fields_of(*picture.card, *place.memory,
                           {place.area.first, static_cast<int>(place.bytes.size())});
     area.erase("card");

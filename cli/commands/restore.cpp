@@ -16,25 +16,32 @@
 #include "cli/plan_report.hpp"
 #include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
+#include "cli/writing.hpp"
 #include "toolkit/files/data_file.hpp"
 #include "toolkit/memory/backup.hpp"
+#include "toolkit/memory/layout.hpp"
+#include "toolkit/memory/protection.hpp"
+#include "toolkit/memory/writing.hpp"
 #include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
 
-constexpr Operation reading_before{.doing = "reading what the card holds", .done = "read"};
+constexpr Operation reading_card_before{.doing = "reading what the card holds", .done = "read"};
 constexpr Operation erasing_for_restore{.doing = "erasing what has to be", .done = "erased"};
+constexpr Operation protecting_for_restore{.doing = "protecting what was protected",
+                                           .done = "protected"};
 constexpr Operation restoring{.doing = "restoring the card", .done = "restored"};
 
-struct RestoreOptions {
+struct RestoreCommand {
   std::optional<std::string> file;
+  std::optional<int> zone;
   CodeOptions code;
-  bool all = false;
-  bool plan = false;
+  Secret erase_code;
+  WritingOptions writing;
   bool erase = false;
+  bool protect = false;
   std::optional<std::string> yes;
-  bool no_verify = false;
 };
 
 Json restoration_fields(const Restoration& restoration) {
@@ -47,6 +54,10 @@ Json restoration_fields(const Restoration& restoration) {
       loss["count"] = lost.range.count;
     }
     fields["losses"].push_back(loss);
+  }
+  fields["protects"] = Json::array();
+  for (const Range& range : restoration.to_protect) {
+    fields["protects"].push_back({{"address", range.address}, {"count", range.count}});
   }
   fields["counters"] = Json::array();
   for (const CounterDifference& counter : restoration.counters) {
@@ -74,20 +85,70 @@ std::string describe_losses(const Restoration& restoration) {
   return text;
 }
 
-// Bytes that are not what the backup has, although it knows them.
-bool is_hindered(const Plan& plan) {
-  return std::ranges::any_of(plan.obstacles, [](const ObstacleAt& at) {
-    return at.obstacle == Obstacle::read_only || at.obstacle == Obstacle::zero_stays;
-  });
+// Whether that is the user's wish, or nothing that the backup knows. The card keeps its codes.
+bool is_missed(const LostBytes& lost, const Card& card, const WritingOptions& options) {
+  switch (lost.loss) {
+    case Loss::read_only:
+    case Loss::protected_since:
+    case Loss::protection:
+      return !options.skip_protected;
+    case Loss::hidden: {
+      const auto regions = regions_of(card);
+      const auto region = std::ranges::find(regions, lost.region, &Region::name);
+      return region != regions.end() && region->role == AreaRole::data;
+    }
+    default:
+      return true;
+  }
 }
 
-std::string words_for_done(const Plan& plan, bool verified) {
-  if (plan.sends_nothing()) return "Nothing to write: the card holds all that can come back.\n";
-  return fmt::format("Restored {} in {}{}.\n", counted(plan.bytes_changed, "byte"),
-                     counted(plan.frames, "frame"), verified ? " and read them back" : "");
+bool is_complete(const Restoration& restoration, const Card& card, const WritingOptions& options) {
+  return std::ranges::none_of(
+      restoration.losses, [&](const LostBytes& lost) { return is_missed(lost, card, options); });
 }
 
-void run_restore(const Settings& given, const RestoreOptions& options) {
+std::string describe_protecting(const Restoration& restoration) {
+  std::string text;
+  for (const Range& range : restoration.to_protect) {
+    text += fmt::format("{} protected\n", addresses(range));
+  }
+  return text;
+}
+
+std::string words_for_done(const Restoration& restoration, bool no_verify) {
+  const Plan& plan = restoration.plan;
+  const std::string is_protected = describe_protecting(restoration);
+  if (plan.sends_nothing()) {
+    return "Nothing to write: the card holds all that can come back.\n" + is_protected;
+  }
+  return fmt::format("Restored {} in {}{}.\n{}", counted(plan.bytes_changed, "byte"),
+                     counted(plan.frames, "frame"), read_back(plan.bytes_changed, no_verify),
+                     is_protected);
+}
+
+const Memory& zone_of_erase_code(const Card& card, const RestoreCommand& options) {
+  if (options.erase_code.is_given() && card.has_zones() && !options.zone) {
+    throw UsageError(
+        "--erase-code: name its zone with --zone; one zone is restored at a time then");
+  }
+  return memory_of(card, options.zone);
+}
+
+void make_so(const Connection& connection, const Backup& backup, const Restoration& restoration,
+             const Held& held, const RestoreCommand& options) {
+  carry_out(connection, restoration.plan,
+            {.erasing = erasing_for_restore,
+             .writing = restoring,
+             .verify = !options.writing.no_verify,
+             .before = &held});
+  for (const Range& range : restoration.to_protect) {
+    const auto first = backup.memory.begin() + range.address;
+    protect_bytes(connection, *backup.card, range, {first, first + range.count},
+                  protecting_for_restore);
+  }
+}
+
+void run_restore(const Settings& given, const RestoreCommand& options) {
   const Backup backup = parse_backup(*options.file, read_file(*options.file, largest_file));
   const Card& card = *backup.card;
   if (given.card != nullptr && given.card != &card) {
@@ -96,51 +157,67 @@ void run_restore(const Settings& given, const RestoreOptions& options) {
   }
   Settings settings = given;
   settings.card = &card;
-  const Keys keys = parse_keys(card, options.code);
+  const Memory& zone = zone_of_erase_code(card, options);
+  const Keys keys = parse_keys(card, zone, options.code, options.erase_code);
+  const bool only_plans = options.writing.plan;
   const std::string warning =
       fmt::format("The {} card becomes what {} says.", card.name, *options.file);
-  const Consent consent({restoring, warning, &card}, options.yes || options.plan);
+  const Consent consent({restoring, warning, &card}, options.yes || only_plans);
   CardInReader slot(settings, options.yes);
+  toolkit::RestoreOptions how{.plan = {.all = options.writing.all, .may_erase = options.erase},
+                              .zone = options.zone ? &zone : nullptr,
+                              .protects = options.protect};
+  if (keys.code) how.plan.codes.push_back(keys.code->code);
+  if (keys.erase_code) how.plan.whole_zone = &zone;
   Restoration restoration;
+  WithoutCode without;
   {
     const Connection connection = slot.connect();
-    present(connection, card, keys, confirm_unless(options.yes, card, connection));
-    const Backup now = take_backup(connection, card, reading_before);
-    PlanOptions how{.all = options.all, .may_erase = options.erase};
-    if (keys.code) how.codes.push_back(keys.code->code);
+    if (!only_plans) present(connection, card, keys, confirm_unless(options.yes, card, connection));
+    const Backup now = take_backup(connection, card, reading_card_before);
     restoration = plan_restoration(backup, now, how);
     const std::string losses = describe_losses(restoration);
     if (!settings.json && !losses.empty()) print(losses);
-    if (!options.plan && !restoration.plan.sends_nothing()) {
+    const Held held = now.held();
+    if (only_plans) {
+      without = look_without_code(connection, card, keys, held, restoration.plan);
+    } else if (!restoration.plan.sends_nothing() || !restoration.to_protect.empty()) {
       consent.get(connection);
-      carry_out(connection, restoration.plan, erasing_for_restore, restoring, !options.no_verify);
+      make_so(connection, backup, restoration, held, options);
     }
   }
   Json fields{{"card", card.name}, {"file", *options.file}};
+  if (options.zone) fields["zone"] = *options.zone;
   fields.update(restoration_fields(restoration));
-  if (!options.plan) {
-    return tell(settings, words_for_done(restoration.plan, !options.no_verify), fields);
+  std::string text = words_for_done(restoration, options.writing.no_verify);
+  bool is_done = is_complete(restoration, card, options.writing);
+  if (only_plans) {
+    text = words_for_plan(restoration.plan) + describe_protecting(restoration) +
+           words_without_code(without);
+    add_fields(fields, without);
+    is_done = is_done && !without.lacks_code;
   }
-  const std::string text = words_for_plan(restoration.plan);
-  if (is_hindered(restoration.plan)) tell_and_fail(settings, text, fields);
+  if (!is_done) tell_and_fail(settings, text, fields);
   tell(settings, text, fields);
 }
 
 }  // namespace
 
 void add_restore(CLI::App& program, const Settings& settings) {
-  const auto options = std::make_shared<RestoreOptions>();
+  const auto options = std::make_shared<RestoreCommand>();
   CLI::App* command = program.add_subcommand(
       "restore", "Make the card what a backup says, and tell first what cannot come back");
   add_file(*command, "FILE", options->file, "The backup ('-': standard input)")->required();
+  add_number(*command, "--zone", options->zone, "Restore nothing but this zone");
   add_present_code(*command, options->code);
+  add_erase_code(*command, options->erase_code);
   command->add_flag("--erase", options->erase,
                     "Erase bytes of a security memory card where a 0 has to become 1; its issuer "
                     "may, with the code");
-  command->add_flag("--all", options->all, "Write also what the card holds already");
-  command->add_flag("--plan", options->plan, "Tell what would be done, and write nothing");
+  command->add_flag("--protect", options->protect,
+                    "Make bytes read-only for good that were so when the backup was made");
+  add_writing(*command, options->writing);
   add_yes(*command, options->yes);
-  add_no_verify(*command, options->no_verify);
   add_examples(*command, {"quorra restore --config reader.conf card.json --plan",
                           "quorra restore --config reader.conf card.json --code FFFFFF"});
   command->callback([&settings, options] { run_restore(settings, *options); });

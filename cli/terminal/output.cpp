@@ -12,6 +12,7 @@
 #include "cli/options.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "toolkit/files/data_file.hpp"
 #include "toolkit/session/errors.hpp"
 #include "toolkit/text.hpp"
 
@@ -24,6 +25,12 @@ struct NamedFile {
   std::string_view option;
   std::string file;
 };
+
+FileFormat format_of(const OutputOptions& options) {
+  if (options.format) return parse_format(*options.format);
+  if (options.raw || !options.has_formats || !options.file) return FileFormat::raw;
+  return format_of_name(*options.file);
+}
 
 Json addresses_of(const std::vector<bool>& flags, int first) {
   Json addresses = Json::array();
@@ -54,7 +61,19 @@ void add_output(CLI::App& command, OutputOptions& options) {
   command.add_flag("--raw", options.raw, "Write the bytes as they are, not as a hex dump");
 }
 
+void add_output_format(CLI::App& command, OutputOptions& options) {
+  options.has_formats = true;
+  command
+      .add_option("--format", options.format,
+                  fmt::format("The format of the bytes: {}; without it, the name of the file tells",
+                              format_names()))
+      ->type_name("FORMAT");
+}
+
 void expect_other_file(const OutputOptions& options, const Settings& settings) {
+  if (format_of(options) != FileFormat::raw && options.raw) {
+    throw UsageError("--raw and --format name two formats: give one of them");
+  }
   const std::string name = options.file.value_or(std::string(standard_stream));
   if (settings.json && !options.wants_dump() && is_standard_output(name)) {
     throw UsageError("--json goes to standard output, and the bytes cannot go there, too");
@@ -74,20 +93,24 @@ void expect_other_file(const OutputOptions& options, const Settings& settings) {
 }
 
 void show_or_save(const Settings& settings, const OutputOptions& options, Json fields, int address,
-                  const Bytes& bytes, const std::vector<bool>& is_protected) {
+                  const Bytes& bytes, const std::vector<bool>& is_protected,
+                  std::string_view remark) {
   if (options.wants_dump()) {
     fields["data"] = plain_hex(bytes);
     if (!is_protected.empty()) fields["protected"] = addresses_of(is_protected, address);
-    tell(settings, hex_dump(address, bytes, is_protected, wants_colour(STDOUT_FILENO)), fields);
+    const std::string dump = hex_dump(address, bytes, is_protected, wants_colour(STDOUT_FILENO));
+    tell(settings, dump + std::string(remark), fields);
     return;
   }
   const std::string file = options.file.value_or(std::string(standard_stream));
-  write_file(file, bytes);
+  const FileFormat format = format_of(options);
+  write_file(file, to_data_file(Segments(address, bytes), format));
   if (is_standard_output(file)) return;
   fields["file"] = file;
+  if (options.has_formats) fields["format"] = name_of(format);
   tell(settings,
-       fmt::format("Read {} at 0x{:04X} into {}.\n",
-                   counted(static_cast<int>(bytes.size()), "byte"), address, file),
+       fmt::format("Read {} at 0x{:04X} into {}.\n{}",
+                   counted(static_cast<int>(bytes.size()), "byte"), address, file, remark),
        fields);
 }
 

@@ -24,6 +24,12 @@ inline constexpr char refused_write[] =
     "not written: it is protected, or the code is missing (-35)";
 inline constexpr char refused_code[] = "quorra: presenting the code: the code is wrong (-36)";
 
+// The error of a write to a byte that is read-only for good.
+inline std::string protected_byte(const std::string& address) {
+  return "quorra: writing the card: 1 byte cannot become what it should, at " + address +
+         ": read-only for good; nothing was written; --skip-protected leaves them out\n";
+}
+
 Arguments operator+(Arguments left, const Arguments& right);
 
 Outcome run_quorra(const Arguments& arguments, Surroundings surroundings = {});

@@ -179,7 +179,7 @@ TEST_F(Cards, FillingLeavesReadOnlyBytesAlone) {
   expect_success(run_quorra(Arguments{"fill", "--byte", "00", "--yes", "4442", "--code", "FFFFFF"} +
                             at(image, "4442")),
                  "Wrote 00 to 243 of 256 bytes at 0x0000 and read them back; read-only bytes: "
-                 "13.\n");
+                 "13 (0x0000-0x0003, 0x0006-0x0008, 0x0015-0x001A).\n");
   expect_success(run_quorra(Arguments{"read", "--count", "48"} + at(image, "4442")),
                  "0000  A2*13*10*91*00 00 81*15* AA*00 00 00 00 00 00 00  |................|\n"
                  "0010  00 00 00 00 00 FF*FF*FF* FF*FF*FF*00 00 00 00 00  |................|\n"
@@ -292,7 +292,7 @@ TEST_F(Cards, HalfWordsOfA93c46aKeepTheirOtherHalf) {
       run_quorra(Arguments{"read", "--address", "0", "--count", "7"} + at(image, "93c46a")),
       "0000  01 A1 A2 A3 A4 06 FF                              |.......         |\n");
   expect_success(run_quorra(Arguments{"write", "--address", "126", "B1"} + at(image, "93c46a")),
-                 "Wrote 1 byte at 0x007E and read them back.\n");
+                 "Wrote 1 byte at 0x007E and read it back.\n");
   expect_success(run_quorra(Arguments{"read", "--address", "125"} + at(image, "93c46a")),
                  "0070                                          FF B1 FF  |             ...|\n");
 }
@@ -314,8 +314,9 @@ TEST_F(Cards, TellsThatThereIsNo45d041) {
                "first byte (-128)\n");
   expect_error(
       run_quorra(Arguments{"write", "--force", "--address", "0", "AA"} + at(image, "45d041")), 1,
-      "quorra: writing the card: the card is not there, or a byte could not be sent to the reader "
-      "(-129)\n");
+      "quorra: reading what the card holds: the card is not there, or the reader's reply has a "
+      "wrong "
+      "first byte (-128)\n");
 }
 
 // ---- info and detect

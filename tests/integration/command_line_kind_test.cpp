@@ -206,7 +206,7 @@ TEST_F(InJson, ErrorsHaveTheirParticulars) {
 
   const Outcome refused = run_quorra(
       {"write", "--virtual", image, "--address", "8", "--code", "FFFFFF", "01020304", "--json"});
-  EXPECT_EQ(object_of(refused).at("error").at("address"), 8);
+  EXPECT_EQ(object_of(refused).at("error").at("address"), 10);
   EXPECT_EQ(object_of(refused).at("command"), "write");
 
   const Outcome usage = run_quorra({"read", "--nonsense", "--json"});

@@ -58,7 +58,7 @@ TEST_F(Run, LinesHaveTheWordsOfAShell) {
   const auto expect_text = [this](const std::string& quoted, const std::string& text) {
     SCOPED_TRACE(quoted);
     const Outcome outcome =
-        run_lines("write --no-verify --address 0x40 --code FFFFFF --text " + quoted +
+        run_lines("write --all --no-verify --address 0x40 --code FFFFFF --text " + quoted +
                   "\nread --address 0x40 --raw --count " + std::to_string(text.size()));
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.output,
@@ -102,7 +102,7 @@ TEST_F(Run, AllLinesAreReadFirst) {
        "The following arguments were not expected: --cuont 1; did you mean '--count'? See quorra "
        "--help"},
       {"read --address x", "--address: 'x' is not a number, such as 32 or 0x20"},
-      {"write 00", "--address is required; see quorra --help"},
+      {"write 00", "--address is required, or --at: what is given has no address of its own"},
       {"code", "code wants one of these behind it: present, change, counter; see quorra --help"},
       {"'read", "a quote is not closed"},
       {"read \"", "a quote is not closed"},

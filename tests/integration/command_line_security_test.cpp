@@ -120,6 +120,9 @@ TEST_F(SecurityCards, RefusesWrongUsageBeforeItDoesAnything) {
        "--security: a 4442 card has no command of its own for writing security areas"},
       {"102",
        {"write", "--file", "/dev/zero", "--address", "0"},
+       "--file: /dev/zero holds more than the 178 bytes of a 102 card"},
+      {"102",
+       {"write", "--zone", "0", "--file", "/dev/zero", "--address", "0"},
        "--file: /dev/zero holds more than the 22 bytes of zone 0 of a 102 card"},
       {"1604",
        {"write", "--address", "0", "00", "--code", "112233"},
@@ -143,10 +146,10 @@ TEST_F(SecurityCards, RefusesWrongUsageBeforeItDoesAnything) {
        "on a 4404 card, an erase does not begin at 0x000E to 0x0027; one that begins before may "
        "run on"},
       {"102",
-       {"erase", "--yes", "102"},
+       {"erase", "--zone", "0", "--yes", "102"},
        "zone 0 of a 102 card has no data beside codes and counters: give --address and --count"},
       {"102",
-       {"fill", "--byte", "00", "--yes", "102"},
+       {"fill", "--byte", "00", "--zone", "0", "--yes", "102"},
        "zone 0 of a 102 card has no data beside codes and counters: give --address and --count"},
       {"101",
        {"erase", "--address", "22", "--yes", "101"},
@@ -268,6 +271,8 @@ class EachSecurityCard : public SecurityCards, public ::testing::WithParamInterf
 TEST_P(EachSecurityCard, IsWrittenComparedAndErased) {
   const auto& [kind, zone, address] = GetParam();
   insert(kind);
+  std::string next = address;
+  ++next.back();
   const Arguments at = zone + Arguments{"--address", address};
   const Arguments code = {"--code", "FFFF"};
   const std::string refused_write =
@@ -277,21 +282,21 @@ TEST_P(EachSecurityCard, IsWrittenComparedAndErased) {
               "Wrote 2 bytes at " + address + " and read them back.\n");
   expect_done(Arguments{"verify", "F00F"} + at,
               "The card holds the same 2 bytes at " + address + ".\n");
+  const std::string both = address + "-" + next;
   expect_refused(Arguments{"write", "FFF0"} + at + code,
-                 refused_write +
-                     " the card holds F0, not FF; a 0 bit in 2 bytes would have to "
-                     "become 1: erase first\n");
+                 "quorra: writing the card: 2 bytes cannot become what they should, at " + both +
+                     ": a 0 bit cannot become 1; nothing was written; erase first\n");
   expect_refused(Arguments{"fill", "--byte", "0F", "--count", "2"} + at + code,
-                 "quorra: filling the card: " + std::string(refused_write_status) + ": at " +
-                     address +
-                     " the card holds 00, not 0F; a 0 bit in 2 bytes would have to "
-                     "become 1: erase first\n");
+                 "quorra: filling the card: 1 byte cannot become what it should, at " + address +
+                     ": a 0 bit cannot become 1; nothing was written; erase first\n");
+  expect_done(Arguments{"verify", "F00F"} + at,
+              "The card holds the same 2 bytes at " + address + ".\n");
   if (kind == "4404") return;  // No erase begins there.
   expect_refused(Arguments{"erase", "--count", "2"} + at,
                  std::string("quorra: erasing the card: ") + refused_write_status + "\n");
   expect_done(Arguments{"erase", "--count", "1"} + at + code,
-              "Erased 1 byte at " + address + " and read them back.\n");
-  expect_done(Arguments{"verify", "FF00"} + at,
+              "Erased 1 byte at " + address + " and read it back.\n");
+  expect_done(Arguments{"verify", "FF0F"} + at,
               "The card holds the same 2 bytes at " + address + ".\n");
 }
 
@@ -369,7 +374,7 @@ TEST_F(SecurityCards, CodesAreWrittenOnlyWithTheCommandForThem) {
   }
   insert("1604b");
   expect_done({"write", "--code", "FFFF", "--zone", "4", "--address", "457", "--security", "12"},
-              "Wrote 1 byte at 0x01C9 and read them back.\n");
+              "Wrote 1 byte at 0x01C9 and read it back.\n");
 }
 
 TEST_F(SecurityCards, EachCodeIsPresentedChangedAndCounted) {
@@ -636,11 +641,11 @@ TEST_F(SecurityCards, ProtectsAPersonalisedZoneAgainstBoth) {
 TEST_F(SecurityCards, The4406CannotBeErased) {
   insert("4406");
   const Arguments write = {"write", "--address", "3", "--code", "FFFFFF"};
-  expect_done(write + Arguments{"F0"}, "Wrote 1 byte at 0x0003 and read them back.\n");
-  expect_refused(write + Arguments{"0F"},
-                 std::string("quorra: writing the card: ") + refused_write_status +
-                     ": at 0x0003 the card holds 00, not 0F; a 0 bit in 1 byte would have to "
-                     "become 1: this card cannot do that\n");
+  expect_done(write + Arguments{"F0"}, "Wrote 1 byte at 0x0003 and read it back.\n");
+  expect_refused(
+      write + Arguments{"0F"},
+      "quorra: writing the card: 1 byte cannot become what it should, at 0x0003: a 0 bit "
+      "cannot become 1; nothing was written; this card cannot do that\n");
 }
 
 TEST_F(SecurityCards, The4406CountsUnitsOnceItIsPersonalised) {

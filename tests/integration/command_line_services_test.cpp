@@ -192,7 +192,7 @@ TEST_F(Services, CardIsPoweredAndEjected) {
   expect_success(run_quorra(Arguments{"code", "present", "FFFFFF"} + config),
                  "The code is right.\n");
   expect_success(run_quorra(Arguments{"write", "--address", "0x20", "01"} + config),
-                 "Wrote 1 byte at 0x0020 and read them back.\n");
+                 "Wrote 1 byte at 0x0020 and read it back.\n");
   expect_success(run_quorra(Arguments{"power", "off"} + config), "The card's power is off.\n");
   expect_success(run_quorra(Arguments{"power", "on"} + config), "The card's power is on.\n");
   EXPECT_EQ(run_quorra(Arguments{"write", "--address", "0x20", "02"} + config).status, 1);

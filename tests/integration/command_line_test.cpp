@@ -123,7 +123,7 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"read", "--address"}, "--address: 1 required N missing" + parse_hint},
       {{"code"}, "code wants one of these behind it: present, change, counter" + parse_hint},
       {{"code", "fly"}, "The following argument was not expected: fly" + parse_hint},
-      {{"write", "AA"}, "--address is required" + parse_hint},
+      {{"write", "AA"}, "--address is required, or --at: what is given has no address of its own"},
       {{"code", "present"}, "HEX is required, or --code-file or --code-fd" + parse_hint},
       {{"code", "change", "112233"},
        "--code is required, or --code-file or --code-fd" + parse_hint},
@@ -179,7 +179,7 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"write", "--card", "4432", "--address", "0", "--code", "FFFFFF", "A1"},
        "a 4432 card has no code"},
 
-      {{"verify", "AA"}, "--address is required" + parse_hint},
+      {{"verify", "AA"}, "--address is required, or --at: what is given has no address of its own"},
       {{"verify", "--address", "0"}, "nothing to compare: give HEX, --text or --file"},
       {{"verify", "--address", "255", "AABB"},
        "2 bytes at 0x00FF do not fit: the memory of a 4442 card ends at 0x00FF"},
@@ -407,7 +407,9 @@ TEST_F(CommandLine, WriteNamesTheFirstByteThatIsProtected) {
   const std::string image = new_card("4442", {"--protect", "10-11"});
   expect_error(
       run_quorra({"write", "--virtual", image, "--address", "8", "--code", "FFFFFF", "01020304"}),
-      1, refused_write + std::string(": at 0x000A the card holds FF, not 03\n"));
+      1,
+      "quorra: writing the card: 2 bytes cannot become what they should, at 0x000A-0x000B: "
+      "read-only for good; nothing was written; --skip-protected leaves them out\n");
 }
 
 TEST_F(CommandLine, WriteWithAWrongCodeWritesNothing) {
@@ -484,7 +486,7 @@ TEST_F(CommandLine, ProtectLastsInTheImage) {
                      std::string(legend));
   expect_error(
       run_quorra({"write", "--virtual", image, "--address", "8", "--code", "FFFFFF", "01"}), 1,
-      refused_write + std::string(": at 0x0008 the card holds FF, not 01\n"));
+      protected_byte("0x0008"));
 }
 
 TEST_F(CommandLine, ProtectTellsWhatIsProtectedAlready) {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
 
@@ -112,17 +113,19 @@ TEST_F(Transfer, IsInterruptedBetweenTwoFrames) {
   write_file(folder / "data", std::string(8192, '\x5A'));
   std::size_t done = 0;
   {
-    const Bench bench(image, {"--speed", "9600"});
+    const Bench bench(image, {"--speed", "38400"});
     const Terminal terminal;
     Process program({QUORRA_PROGRAM, "write", "--config", bench.configuration(), "--force",
                      "--card", "24c64", "--address", "0", "--file", folder / "data"},
                     {.input = {},
                      .streams = {{STDERR_FILENO, terminal.line()}},
                      .environment = {{"NO_COLOR", "1"}}});
-    const std::string bar = terminal.read_until("left");
-    EXPECT_TRUE(
-        std::regex_match(bar, std::regex("\r\x1b\\[K\\[#*-*\\] " + under_way("8192", "written"))))
-        << bar;
+    // What the card holds is read first.
+    std::string bars = terminal.read_until("written");
+    bars += terminal.read_until("left");
+    EXPECT_TRUE(std::regex_search(
+        bars, std::regex("\r\x1b\\[K\\[#*-*\\] " + under_way("8192", "written") + "$")))
+        << bars;
     program.signal(SIGINT);
     const Outcome outcome = program.wait();
     EXPECT_EQ(outcome.signal, SIGINT);
@@ -133,8 +136,10 @@ TEST_F(Transfer, IsInterruptedBetweenTwoFrames) {
     std::smatch words;
     ASSERT_TRUE(std::regex_search(
         last, words,
-        std::regex("\r\x1b\\[Kquorra: writing the card: interrupted; (\\d+) of 8192 bytes "
-                   "written\n$")))
+        std::regex(
+            "\r\x1b\\[Kquorra: writing the card: interrupted; (\\d+) of 8192 bytes "
+            "written; written: 0x0000-0x[0-9A-F]{4}(; not known: 0x[0-9A-F]{4}-0x[0-9A-F]{4})?"
+            "; not written: 0x[0-9A-F]{4}-0x1FFF\n$")))
         << last;
     done = std::stoul(words[1]);
     EXPECT_GT(done, 0U);
@@ -252,14 +257,65 @@ TEST_F(Transfer, DoesNotWaitForATerminalThatIsStopped) {
 
 // A transfer that fails on its way tells how far it came.
 TEST_F(Transfer, TellsHowFarItCameBeforeItFailed) {
-  const std::string image = new_card("4418", {"--protect", "0x200"});
+  const Bench bench(new_card("24c16"));
+  bench.arm(R"("kind":"status","status":35,"every":2,"on":"0x62")");
   write_file(folder / "data", std::string(700, '\0'));
-  const Outcome outcome = run_quorra({"write", "--virtual", image, "--card", "4418", "--address",
-                                      "0x100", "--file", folder / "data"});
-  expect_error(
-      outcome, 1,
-      refused_write + std::string(": at 0x0200 the card holds FF, not 00; 144 of 700 bytes "
-                                  "written\n"));
+  const Arguments write = {"write",  "--config", bench.configuration(),
+                           "--card", "24c16",    "--address",
+                           "0x100",  "--file",   folder / "data"};
+  expect_error(run_quorra(write + Arguments{"--force"}), 1,
+               refused_write +
+                   std::string(": at 0x0190 the card holds FF, not 00; 144 of 700 bytes written; "
+                               "written: 0x0100-0x018F; not written: 0x0190-0x03BB\n"));
+}
+
+// What the card holds is read first, frames that differ are written, and read back.
+TEST_F(Transfer, OnlyFramesThatDifferAreSent) {
+  const std::string image = new_card("24c16");
+  std::string bytes(2048, '\xFF');
+  bytes[1000] = '\0';
+  write_file(folder / "data", bytes);
+  constexpr int opening = 1;
+  constexpr int frames = 15;
+  const auto exchanges = [&](const Arguments& options) {
+    const Bench bench(image);
+    const Outcome outcome =
+        run_quorra(Arguments{"write", "--config", bench.configuration(), "--force", "--card",
+                             "24c16", "--address", "0", "--file", folder / "data", "--quiet"} +
+                   options);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    return bench.exchanges();
+  };
+  EXPECT_EQ(exchanges({"--plan"}), opening + frames);
+  EXPECT_EQ(exchanges({}), opening + frames + 2);
+  EXPECT_EQ(exchanges({}), opening + frames);
+  EXPECT_EQ(exchanges({"--all"}), opening + 3 * frames);
+  EXPECT_EQ(exchanges({"--all", "--no-verify"}), opening + 2 * frames);
+}
+
+// The card leaves the slot while the second frame is written.
+TEST_F(Transfer, TellsWhatIsWrittenOfACardThatWasPulled) {
+  const Bench bench(new_card("24c16"));
+  write_file(folder / "data", std::string(432, '\0'));
+  const Arguments write = {"write",  "--config",     bench.configuration(), "--card",
+                           "24c16",  "--force",      "--address",           "0x10",
+                           "--file", folder / "data"};
+  bench.arm(R"("kind":"pull_card","every":2,"on":"0x62")");
+  const Outcome outcome = run_quorra(write + Arguments{"--json"});
+  EXPECT_EQ(outcome.status, 1);
+  const auto error = nlohmann::json::parse(outcome.output).at("error");
+  const auto ranges = [](int address, int count) {
+    return nlohmann::json::array({{{"address", address}, {"count", count}}});
+  };
+  EXPECT_EQ(error.at("written"), ranges(0x10, 144));
+  EXPECT_EQ(error.at("unknown"), ranges(0xA0, 144));
+  EXPECT_EQ(error.at("not_written"), ranges(0x130, 144));
+  EXPECT_EQ(error.at("erased"), nlohmann::json::array());
+  const auto message = error.at("message").get<std::string>();
+  EXPECT_TRUE(
+      message.ends_with("; written: 0x0010-0x009F; not known: 0x00A0-0x012F; not written: "
+                        "0x0130-0x01BF"))
+      << message;
 }
 
 // ---- What was done before a failure
@@ -319,11 +375,13 @@ const Disturbed disturbed[] = {
      std::string("reading the flags: ") + spoilt + "; the flag may be cleared now"},
     {"FillingAfterAnErase",
      "102",
-     {},
-     {"fill", "--zone", "2", "--byte", "00", "--address", "0x10", "--count", "4", "--code", "FFFF",
+     {"--data", "0x6C:00"},
+     {"fill", "--zone", "2", "--byte", "0F", "--address", "0x10", "--count", "4", "--code", "FFFF",
       "--erase-code", "FFFFFFFF", "--yes", "102"},
      R"("kind":"wrong_start","on":"0x60")",
-     std::string("filling the card: ") + spoilt + "; the bytes were erased before"},
+     std::string("filling the card: ") + spoilt +
+         "; written: 0x0000-0x000F, 0x0014-0x003F; "
+         "not known: 0x0010-0x0013"},
     {"Value",
      "4442",
      {},
@@ -382,7 +440,7 @@ const Disturbed disturbed[] = {
     {"WritingWhatIsHeld",
      "24c16",
      {},
-     {"write", "--address", "0", "FF"},
+     {"write", "--address", "0", "FF", "--all"},
      R"("kind":"status","status":35,"on":"0x62")",
      std::string("writing the card: ") + refused},
     {"Probe",

@@ -14,6 +14,7 @@
 #include "toolkit/memory/codes.hpp"
 #include "toolkit/memory/protection.hpp"
 #include "toolkit/memory/transfer.hpp"
+#include "toolkit/memory/writing.hpp"
 #include "toolkit/processor/conversation.hpp"
 #include "toolkit/session/frames.hpp"
 
@@ -341,7 +342,7 @@ void Series::personalise(const SeriesRow& row, const Plan& plan) {
     present_code(session_, *plan_.card, key, refuse_last);
     code_counts_ = true;
   }
-  carry_out(session_, plan, erasing, writing, plan_.verifies);
+  carry_out(session_, plan, {.erasing = erasing, .writing = writing, .verify = plan_.verifies});
   protect();
 }
 

@@ -69,16 +69,20 @@ std::string describe_size(const Card& card) {
 }
 
 Range range_within(int size, std::string_view name, int address, std::optional<int> count) {
-  if (address >= size) {
-    throw UsageError(fmt::format("address 0x{:04X} is not in {}, which is 0x0000 to 0x{:04X}",
-                                 address, name, size - 1));
+  return range_within(Range{0, size}, name, address, count);
+}
+
+Range range_within(Range room, std::string_view name, int address, std::optional<int> count) {
+  if (!room.contains(address)) {
+    throw UsageError(fmt::format("address 0x{:04X} is not in {}, which is 0x{:04X} to 0x{:04X}",
+                                 address, name, room.address, room.end() - 1));
   }
-  const int room = size - address;
-  const Range range{address, count.value_or(room)};
+  const int left = room.end() - address;
+  const Range range{address, count.value_or(left)};
   if (range.count < 1) throw UsageError("a count of 0 leaves nothing to do");
-  if (range.count > room) {
+  if (range.count > left) {
     throw UsageError(fmt::format("{} at 0x{:04X} do not fit: {} ends at 0x{:04X}",
-                                 counted(range.count, "byte"), address, name, size - 1));
+                                 counted(range.count, "byte"), address, name, room.end() - 1));
   }
   return range;
 }

@@ -9,18 +9,10 @@
 #include <string>
 #include <string_view>
 
+#include "toolkit/range.hpp"
 #include "toolkit/session/errors.hpp"
 
 namespace quorra::toolkit {
-
-// `count` bytes of a memory, from `address`.
-struct Range {
-  int address;
-  int count;
-
-  int end() const { return address + count; }
-  bool contains(int at) const { return at >= address && at < end(); }
-};
 
 // These read, write or erase `count` bytes at `address`, both in bytes. The result is the
 // library's, here and below.
@@ -116,6 +108,7 @@ struct Memory {
   std::optional<Code> erase_code = std::nullopt;
   std::optional<Flags> flags = std::nullopt;
   std::span<const Area> areas = {};  // absent where all bytes are data
+  int told_from = 0;                 // messages add this to addresses
 };
 
 // A counter of units that takes the place of the code when the card is personalised. A unit is a
@@ -167,6 +160,8 @@ std::string describe_size(const Card& card);
 // The range that starts at `address` and, without a count, ends with the memory's `size` bytes.
 // Throws UsageError if it is empty or not within them; `name` names the memory in the message.
 Range range_within(int size, std::string_view name, int address, std::optional<int> count);
+// The same for bytes that do not begin at 0.
+Range range_within(Range room, std::string_view name, int address, std::optional<int> count);
 
 // The same for all bytes of a memory, and for those that can be written.
 Range readable_range(const Card& card, const Memory& memory, int address, std::optional<int> count);

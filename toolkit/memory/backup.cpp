@@ -238,30 +238,32 @@ Backup backup_in(const json& object) {
   return backup;
 }
 
-bool all_are(const Bytes& memory, Range range, unsigned char value) {
-  const auto first = memory.begin() + range.address;
-  return std::all_of(first, first + range.count, [value](auto byte) { return byte == value; });
+bool all_are(const Segments& bytes, unsigned char value) {
+  return std::ranges::all_of(bytes, [value](const Segment& segment) {
+    return std::ranges::count(segment.bytes, value) == segment.range().count;
+  });
 }
 
 // The first byte of the zone of this region tells whether everybody may read it.
-bool lacks_read_flag(const Backup& backup, const Region& region) {
-  for (const Memory* zone : zones_of(*backup.card)) {
-    const int first = first_address_of(*backup.card, *zone);
+bool lacks_read_flag(const Card& card, const Held& held, const Region& region) {
+  for (const Memory* zone : zones_of(card)) {
+    const int first = first_address_of(card, *zone);
     if (!zone->flags || !Range{first, zone->size}.contains(region.range.address)) continue;
-    const int address = first + zone->flags->address;
-    return (backup.memory.at(static_cast<std::size_t>(address)) & read_flag) == 0;
+    return (held.bytes.at(first + zone->flags->address).value_or(read_flag) & read_flag) == 0;
   }
   return false;
 }
 
-bool is_hidden(const Backup& backup, const Region& region) {
-  const bool all_set = all_are(backup.memory, region.range, 0xFF);
+bool is_hidden(const Card& card, const Held& held, const Region& region) {
+  const Segments bytes = held.bytes.within(region.range);
+  if (bytes.empty()) return false;
+  const bool all_set = all_are(bytes, 0xFF);
   switch (*region.role) {
     case AreaRole::code:
     case AreaRole::erase_code:
-      return all_set || all_are(backup.memory, region.range, 0);
+      return all_set || all_are(bytes, 0);
     case AreaRole::data:
-      return all_set && lacks_read_flag(backup, region);
+      return all_set && lacks_read_flag(card, held, region);
     default:
       return false;
   }
@@ -336,6 +338,17 @@ std::vector<Range> find_left_alone(const Backup& backup, const Backup& present,
   return left_alone;
 }
 
+// What of other zones does not come back is not missed.
+void leave_out_other_zones(Restoration& restoration, int zone) {
+  const std::string own = fmt::format("zone{}.", zone);
+  std::erase_if(restoration.losses, [&own](const LostBytes& lost) {
+    return !lost.region.empty() && !lost.region.starts_with(own);
+  });
+  std::erase_if(restoration.counters, [&own](const CounterDifference& counter) {
+    return !counter.name.starts_with(own);
+  });
+}
+
 // A code that lies outside of the memory.
 bool has_code_elsewhere(const Card& card) {
   const auto regions = regions_of(card);
@@ -399,12 +412,16 @@ bool is_backup(const Bytes& content) {
   return text_of(content).find(fmt::format("\"{}\"", content_name)) != std::string_view::npos;
 }
 
-std::vector<Region> hidden_regions(const Backup& backup) {
+std::vector<Region> hidden_regions(const Card& card, const Held& held) {
   std::vector<Region> hidden;
-  for (Region& region : regions_of(*backup.card, backup.is_personalised)) {
-    if (is_hidden(backup, region)) hidden.push_back(std::move(region));
+  for (Region& region : regions_of(card, held.is_personalised)) {
+    if (is_hidden(card, held, region)) hidden.push_back(std::move(region));
   }
   return hidden;
+}
+
+std::vector<Region> hidden_regions(const Backup& backup) {
+  return hidden_regions(*backup.card, backup.held());
 }
 
 bool BackupDifferences::none() const {
@@ -437,18 +454,26 @@ std::string_view words_for(Loss loss) {
 }
 
 Restoration plan_restoration(const Backup& backup, const Backup& present,
-                             const PlanOptions& options) {
+                             const RestoreOptions& options) {
   Restoration result;
   const Card& card = *backup.card;
+  const Range scope = options.zone == nullptr
+                          ? Range{0, size_of(card)}
+                          : Range{first_address_of(card, *options.zone), options.zone->size};
   const std::vector<Range> left_alone = find_left_alone(backup, present, result.losses);
   if (has_code_elsewhere(card)) result.losses.push_back({Loss::hidden, "code", {0, 0}});
-  result.plan = make_plan(card, present.held(), without(backup.bytes(), left_alone), options);
+  const Segments wanted = without(backup.bytes(), left_alone).within(scope);
+  result.plan = make_plan(card, present.held(), wanted, options.plan);
   const std::vector<Region> regions = regions_of(card, present.is_personalised);
   for (const ObstacleAt& at : result.plan.obstacles) {
     result.losses.push_back(
         {loss_for(at.obstacle), region_at(regions, at.range.address).name, at.range});
   }
   for (const Range& range : without(backup.protected_bytes, present.protected_bytes)) {
+    if (options.protects) {
+      result.to_protect.push_back(range);
+      continue;
+    }
     result.losses.push_back({Loss::protection, region_at(regions, range.address).name, range});
   }
   for (const Range& range : without(present.protected_bytes, backup.protected_bytes)) {
@@ -461,6 +486,7 @@ Restoration plan_restoration(const Backup& backup, const Backup& present,
   for (const CounterDifference& counter : result.counters) {
     result.losses.push_back({Loss::counter, counter.name, {0, 0}});
   }
+  if (options.zone != nullptr) leave_out_other_zones(result, options.zone->zone);
   return result;
 }
 

@@ -54,7 +54,8 @@ Backup parse_backup(std::string_view file_name, const Bytes& content);
 bool is_backup(const Bytes& content);
 
 // What cannot be read without a code, and shows one value for all of its bytes: codes, and the data
-// of a zone without its read flag.
+// of a zone without its read flag. Of what is held, regions that it has no bytes of are none.
+std::vector<Region> hidden_regions(const Card& card, const Held& held);
 std::vector<Region> hidden_regions(const Backup& backup);
 
 struct CounterDifference {
@@ -99,14 +100,22 @@ struct LostBytes {
 // "read-only for good"
 std::string_view words_for(Loss loss);
 
+// What is wanted of a restoration beside the bytes.
+struct RestoreOptions {
+  PlanOptions plan = {};
+  const Memory* zone = nullptr;  // nothing but this one comes back
+  bool protects = false;         // bytes that were read-only become so again
+};
+
 struct Restoration {
   Plan plan;
+  std::vector<Range> to_protect;
   std::vector<LostBytes> losses;
   std::vector<CounterDifference> counters;  // what was left then, and what is now
 };
 
 // What makes the card, which holds `present`, what it was. Both are of one kind.
 Restoration plan_restoration(const Backup& backup, const Backup& present,
-                             const PlanOptions& options = {});
+                             const RestoreOptions& options = {});
 
 }  // namespace quorra::toolkit

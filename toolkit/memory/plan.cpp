@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "toolkit/memory/codes.hpp"
@@ -28,8 +29,6 @@ constexpr ObstacleRow obstacle_words[] = {
     {Obstacle::guard, "codes and counters are left alone"},
     {Obstacle::zero_stays, "a 0 bit cannot become 1"},
 };
-
-Range moved(Range range, int by) { return {range.address + by, range.count}; }
 
 // Erasing begins only where the card lets it begin; what lies between is erased, too.
 Range with_beginning(const Memory& zone, Range range) {
@@ -61,6 +60,19 @@ void add(std::vector<ObstacleAt>& obstacles, int address, Obstacle obstacle) {
   } else {
     obstacles.push_back({{address, 1}, obstacle});
   }
+}
+
+// Reading does not mind which function writes.
+std::vector<Piece> in_whole_zones(const std::vector<Piece>& pieces) {
+  std::vector<Piece> whole;
+  for (const Piece& piece : pieces) {
+    if (!whole.empty() && whole.back().zone == piece.zone) {
+      whole.back().range.count += piece.range.count;
+    } else {
+      whole.push_back(piece);
+    }
+  }
+  return whole;
 }
 
 class Planner {
@@ -101,13 +113,18 @@ class Planner {
     });
   }
 
+  WriteFunction writer_of(const Piece& piece) const {
+    const WriteFunction security = piece.zone->write_security;
+    return options_.with_security && security != nullptr ? security : piece.write;
+  }
+
   bool can_erase(const Memory& zone) const {
     return zone.erase != nullptr && (options_.may_erase || options_.whole_zone == &zone);
   }
 
   std::optional<Obstacle> obstacle_for(const Piece& piece, const Region& region, int address,
                                        unsigned char byte) const {
-    if (piece.write == nullptr) return Obstacle::no_command;
+    if (writer_of(piece) == nullptr) return Obstacle::no_command;
     if (is_guard(*region.role) && !options_.with_guards) return Obstacle::guard;
     if (held_.is_read_only(address)) return Obstacle::read_only;
     const bool sets_bits = (byte & ~held_at(address)) != 0;
@@ -125,6 +142,7 @@ class Planner {
     if (obstacle && byte != now) add(plan_.obstacles, address, *obstacle);
     if (obstacle == Obstacle::no_command || obstacle == Obstacle::guard) return;
     target_[address] = obstacle ? now : byte;
+    if (is_guard(*region.role)) guards_.insert(address);
     if (piece.zone->keeps_zeros && !obstacle && (byte & ~now) != 0) {
       to_erase_.emplace_back(piece.zone, address);
     }
@@ -197,24 +215,41 @@ class Planner {
     }
   }
 
-  void plan_frame(const Piece& piece, Range range, const Bytes& bytes, int address) {
-    bool differs = options_.all;
-    for (int at = 0; at < range.count && !differs; ++at) {
-      differs = bytes[static_cast<std::size_t>(at)] != before_writing(address + at);
+  // What a code hides may read as what is wanted.
+  bool is_to_send(int address, unsigned char byte) const {
+    return options_.all || byte != before_writing(address) || guards_.contains(address);
+  }
+
+  // A frame with a byte that is to be sent. Where each bit is written by itself, the bytes before
+  // and behind those are left out: the card may refuse them.
+  void plan_frame(const Piece& piece, Range range, Bytes bytes, int address) {
+    const auto is_idle = [&](int at) {
+      return !is_to_send(address + at, bytes[static_cast<std::size_t>(at)]);
+    };
+    int first = 0;
+    while (first < range.count && is_idle(first))
+      ++first;
+    if (first == range.count) return;
+    if (piece.zone->keeps_zeros) {
+      int end = range.count;
+      while (is_idle(end - 1))
+        --end;
+      bytes = {bytes.begin() + first, bytes.begin() + end};
+      range = {range.address + first, end - first};
+      address += first;
     }
-    if (!differs) return;
     ++plan_.frames;
     plan_.bytes_sent += range.count;
     if (!plan_.writes.empty()) {
       PlannedWrite& before = plan_.writes.back();
-      if (before.zone == piece.zone && before.write == piece.write &&
+      if (before.zone == piece.zone && before.write == writer_of(piece) &&
           before.range.end() == range.address) {
         before.range.count += range.count;
         before.bytes.insert(before.bytes.end(), bytes.begin(), bytes.end());
         return;
       }
     }
-    plan_.writes.push_back({piece.zone, piece.write, range, bytes, address});
+    plan_.writes.push_back({piece.zone, writer_of(piece), range, bytes, address});
   }
 
   const Card& card_;
@@ -223,6 +258,7 @@ class Planner {
   std::vector<Region> regions_;
   std::size_t region_ = 0;
   std::map<int, unsigned char> target_;
+  std::set<int> guards_;  // addresses of codes and counters that are to be written
   std::vector<std::pair<const Memory*, int>> to_erase_;
   Plan plan_;
 };
@@ -267,21 +303,23 @@ std::vector<Range> ranges_to_read(const Card& card, const Segments& wanted,
 }
 
 Segments read_ranges(const Session& session, const Card& card, const std::vector<Range>& ranges,
-                     const Operation& operation) {
+                     const Operation& operation, int told_from) {
   SegmentCollector collector;
   for (const Range& range : ranges) {
-    for (const Piece& piece : pieces_of(card, range)) {
+    for (const Piece& piece : in_whole_zones(pieces_of(card, range))) {
+      Memory zone = *piece.zone;
+      zone.told_from = first_address_of(card, zone) + told_from;
       collector.add(0, range.address + piece.done,
-                    read_memory(session, *piece.zone, piece.range, operation));
+                    read_memory(session, zone, piece.range, operation));
     }
   }
   return collector.collect();
 }
 
 Held read_held(const Session& session, const Card& card, const std::vector<Range>& ranges,
-               const Operation& operation) {
+               const Operation& operation, int told_from) {
   Held held;
-  held.bytes = read_ranges(session, card, ranges, operation);
+  held.bytes = read_ranges(session, card, ranges, operation, told_from);
   held.is_personalised = is_known_as_personalised(session, card);
   const Range all = held.bytes.span();
   const std::vector<bool> flags = read_protection(session, card, all);
@@ -293,18 +331,6 @@ Held read_held(const Session& session, const Card& card, const std::vector<Range
 Plan make_plan(const Card& card, const Held& held, const Segments& wanted,
                const PlanOptions& options) {
   return Planner(card, held, options).make(wanted);
-}
-
-void carry_out(const Session& session, const Plan& plan, const Operation& erasing,
-               const Operation& writing, bool verify) {
-  for (const PlannedErasure& erasure : plan.erasures) {
-    erase_memory(session, *erasure.zone, erasure.range, erasing);
-  }
-  for (const PlannedWrite& planned : plan.writes) {
-    Memory zone = *planned.zone;
-    zone.write = planned.write;
-    write_memory(session, zone, planned.range, planned.bytes, writing, verify);
-  }
 }
 
 }  // namespace quorra::toolkit

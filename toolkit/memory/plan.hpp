@@ -27,6 +27,7 @@ struct Held {
 struct PlanOptions {
   bool all = false;                     // frames that would change nothing, too
   bool with_guards = false;             // codes and counters, too
+  bool with_security = false;           // by the command that reaches those
   bool may_erase = false;               // bytes of a security memory card one by one, as its issuer
   const Memory* whole_zone = nullptr;   // erased as a whole, after its erase code, if need be
   std::vector<const Code*> codes = {};  // those that are presented
@@ -81,21 +82,17 @@ struct Plan {
 std::vector<Range> ranges_to_read(const Card& card, const Segments& wanted,
                                   const PlanOptions& options = {});
 
-// Reads these ranges. Throws Failure.
+// Reads these ranges. Messages add `told_from` to addresses. Throws Failure.
 Segments read_ranges(const Session& session, const Card& card, const std::vector<Range>& ranges,
-                     const Operation& operation);
+                     const Operation& operation, int told_from = 0);
 
 // The same, and what is protected there and whether the card is personalised.
 Held read_held(const Session& session, const Card& card, const std::vector<Range>& ranges,
-               const Operation& operation);
+               const Operation& operation, int told_from = 0);
 
 // What is wanted lies on the card, and `held` has the ranges to read. Of a frame's length, no part
 // crosses a page or zone; halves of words that are not wanted stay as they are.
 Plan make_plan(const Card& card, const Held& held, const Segments& wanted,
                const PlanOptions& options = {});
-
-// Erases and writes. With `verify`, what is written is read back. Throws Failure.
-void carry_out(const Session& session, const Plan& plan, const Operation& erasing,
-               const Operation& writing, bool verify);
 
 }  // namespace quorra::toolkit

@@ -13,52 +13,10 @@
 namespace quorra::toolkit {
 namespace {
 
-constexpr Operation reading_back_written{.doing = "reading back what was written",
-                                         .done = "read back"};
-constexpr Operation reading_other_half{.doing = "reading the other half of a word"};
-
 Range in_whole_units(const Memory& memory, Range range) {
   const int address = range.address - range.address % memory.unit;
   const int after = range.end() + memory.unit - 1;
   return {address, after - after % memory.unit - address};
-}
-
-// Where writing turns bits from 1 to 0 only: how many bytes cannot hold what is wanted before they
-// are erased.
-std::string lost_bits(const Memory& memory, const Bytes& wanted, const Bytes& held) {
-  if (!memory.keeps_zeros) return {};
-  int bytes = 0;
-  for (std::size_t at = 0; at < wanted.size(); ++at) {
-    if ((wanted[at] & ~held[at]) != 0) ++bytes;
-  }
-  if (bytes == 0) return {};
-  return fmt::format("; a 0 bit in {} would have to become 1: {}", counted(bytes, "byte"),
-                     memory.erase == nullptr ? "this card cannot do that" : "erase first");
-}
-
-void write_units(const Session& session, const Memory& memory, Range range, const Bytes& data,
-                 const Operation& operation, bool verify) {
-  const MovePiece write = [&](Range piece, int done) {
-    return session.attempt(operation, memory.write, piece.address, piece.count, data.data() + done);
-  };
-  const ExplainFailure compare = [&](int result, Range piece, int done) -> std::string {
-    if (!verify || !is_status(result, memory.writing)) return {};
-    const auto first = data.begin() + done;
-    const Bytes held = read_memory(session, memory, piece, reading_back_written);
-    const Bytes wanted(first, first + piece.count);
-    const auto difference = find_difference(wanted, held, piece.address);
-    return difference ? ": " + describe(*difference) + lost_bits(memory, wanted, held)
-                      : std::string();
-  };
-  transfer(session, memory, range, {operation.doing, memory.writing, operation.done}, write,
-           compare);
-  if (!verify) return;
-  const Bytes held = read_memory(session, memory, range, reading_back_written);
-  if (const auto difference = find_difference(data, held, range.address)) {
-    throw Failure(fmt::format("{}: {}{}", reading_back_written.doing, describe(*difference),
-                              lost_bits(memory, data, held)),
-                  {.word = "differs", .address = difference->address});
-  }
 }
 
 }  // namespace
@@ -68,7 +26,7 @@ std::string how_far(int done, int total, std::string_view done_word) {
 }
 
 void transfer(const Session& session, const Memory& memory, Range range, const Operation& operation,
-              const MovePiece& move, const ExplainFailure& explain) {
+              const MovePiece& move, const ExplainFailure& explain, const PieceThrough& through) {
   const Progress progress = session.watch(operation, range.count);
   const int first_page = range.address - range.address % memory.page;
   for (int address = range.address; address < range.end();) {
@@ -82,12 +40,13 @@ void transfer(const Session& session, const Memory& memory, Range range, const O
         if (explain) error += if_possible([&] { return explain(result, piece, done); });
         if (done > 0) error += so_far();
         Particulars particulars = particulars_of(result, operation.kind);
-        particulars.address = piece.address;
+        particulars.address = piece.address + memory.told_from;
         throw Failure(error, particulars);
       }
     } catch (const Interrupted& interruption) {
       throw Interrupted(interruption.what() + so_far());
     }
+    if (through) through(piece);
     address = piece.end();
     if (progress) progress(address - range.address);
   }
@@ -104,25 +63,6 @@ Bytes read_memory(const Session& session, const Memory& memory, Range range,
            });
   const auto first = bytes.begin() + (range.address - units.address);
   return {first, first + range.count};
-}
-
-void write_memory(const Session& session, const Memory& memory, Range range, const Bytes& data,
-                  const Operation& operation, bool verify) {
-  const Range units = in_whole_units(memory, range);
-  if (units.count == range.count) {
-    write_units(session, memory, range, data, operation, verify);
-    return;
-  }
-  Bytes with_other_halves = read_memory(session, memory, units, reading_other_half);
-  std::copy(data.begin(), data.end(), with_other_halves.begin() + (range.address - units.address));
-  write_units(session, memory, units, with_other_halves, operation, verify);
-}
-
-void erase_memory(const Session& session, const Memory& memory, Range range,
-                  const Operation& operation) {
-  transfer(session, memory, range, operation, [&](Range piece, int /*done*/) {
-    return session.attempt(operation, memory.erase, piece.address, piece.count);
-  });
 }
 
 std::optional<Difference> find_difference(const Bytes& wanted, const Bytes& held, int address) {

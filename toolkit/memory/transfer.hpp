@@ -29,23 +29,17 @@ using MovePiece = std::function<int(Range piece, int done)>;
 // Adds to the message when a piece failed; what it returns follows the words for the result.
 using ExplainFailure = std::function<std::string(int result, Range piece, int done)>;
 
+// Is told of each piece that went through.
+using PieceThrough = std::function<void(Range piece)>;
+
 // Moves `range` of a memory. Throws Failure or Interrupted, with the number of bytes that are
 // through.
 void transfer(const Session& session, const Memory& memory, Range range, const Operation& operation,
-              const MovePiece& move, const ExplainFailure& explain = nullptr);
+              const MovePiece& move, const ExplainFailure& explain = nullptr,
+              const PieceThrough& through = nullptr);
 
 // Reads `range` of a memory. Throws Failure.
 Bytes read_memory(const Session& session, const Memory& memory, Range range,
-                  const Operation& operation);
-
-// Writes `data` to `range`, which is as long; where the card has words, a half one keeps its other
-// half. With `verify` the bytes are read back and compared; where they differ because a 0 cannot
-// become 1, the message says so. Throws Failure.
-void write_memory(const Session& session, const Memory& memory, Range range, const Bytes& data,
-                  const Operation& operation, bool verify);
-
-// Erases `range` of a memory, with the command that it has for that. Throws Failure.
-void erase_memory(const Session& session, const Memory& memory, Range range,
                   const Operation& operation);
 
 // In what way bytes of a card are not the ones that are wanted.

@@ -8,8 +8,19 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "toolkit/range.hpp"
 
 namespace quorra::toolkit {
+
+// What became of the bytes that were to be written.
+struct Extent {
+  std::vector<Range> written = {};
+  std::vector<Range> erased = {};  // and not written again
+  std::vector<Range> unknown = {};
+  std::vector<Range> not_written = {};
+};
 
 // What is known of a failure, for programs.
 struct Particulars {
@@ -17,6 +28,7 @@ struct Particulars {
   std::string_view word = {};             // a name for what went wrong: "timeout"
   std::optional<int> address = {};        // of the first byte that it concerns
   std::optional<int> attempts_left = {};  // at the code that was presented
+  std::optional<Extent> extent = {};      // of a writing that ended before its time
 };
 
 // The operation failed. The text is "<what was being done>: <what went wrong>".

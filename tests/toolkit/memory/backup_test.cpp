@@ -358,7 +358,7 @@ TEST(Restoration, LeavesCodesFlagsAndCountersOfSecurityCards) {
             "code 10+1 codes are left alone; "
             "data 30+1 a 0 bit cannot become 1");
   EXPECT_EQ(restoration.plan.bytes_changed, 1);
-  const Restoration erasing = plan_restoration(backup, present, {.may_erase = true});
+  const Restoration erasing = plan_restoration(backup, present, {.plan = {.may_erase = true}});
   EXPECT_EQ(erasing.plan.bytes_changed, 2);
   EXPECT_EQ(erasing.plan.erasures.size(), 1U);
 }

@@ -3,6 +3,7 @@
 
 // What is sent to a card that holds something already, and that it then holds what was wanted.
 #include "toolkit/memory/plan.hpp"
+#include "toolkit/memory/writing.hpp"
 
 #include <gtest/gtest.h>
 
@@ -233,8 +234,8 @@ TEST(Plan, ErasesWhatNeedsIt) {
                               {.may_erase = true});
   EXPECT_EQ(obstacles(plan), "");
   EXPECT_EQ(erasures(plan), "0:31+2 0:34+1");
-  EXPECT_EQ(writes(plan), "0:30+5");
-  EXPECT_EQ(plan.writes.front().bytes, (Bytes{0x0E, 0x1E, 0x3C, 0x0F, 0xFF}));
+  EXPECT_EQ(writes(plan), "0:30+3");
+  EXPECT_EQ(plan.writes.front().bytes, (Bytes{0x0E, 0x1E, 0x3C}));
   EXPECT_EQ(plan.erasures_counted, 0);
   EXPECT_EQ(plan.bits_set, 1 + 2 + 4);
   const Plan blank = make_plan(kind, filled(kind, 0x0F), {30, {0xFF}}, {.may_erase = true});
@@ -290,7 +291,9 @@ class PlanForCard : public ::testing::Test {
     const auto to_read = toolkit::ranges_to_read(kind, wanted, options);
     const Held held = toolkit::read_held(session, kind, to_read, {"reading the card"});
     Plan plan = make_plan(kind, held, wanted, options);
-    toolkit::carry_out(session, plan, {"erasing the card"}, {"writing the card"}, true);
+    const toolkit::Operation erasing{"erasing the card"};
+    const toolkit::Operation writing{"writing the card"};
+    toolkit::carry_out(session, plan, {.erasing = erasing, .writing = writing, .verify = true});
     return plan;
   }
 
