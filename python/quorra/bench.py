@@ -17,6 +17,7 @@ from types import TracebackType
 from typing import Any
 
 from quorra import errors
+from quorra._folder import Folder
 from quorra._library import LibraryNotFound, path_of_library
 from quorra._session import CONFIGURATION_VARIABLE
 from quorra.card import Card
@@ -97,10 +98,10 @@ class Bench:
     def __init__(self, card: str | os.PathLike[str] | None = None, *,
                  sams: Mapping[int, str | os.PathLike[str]] | None = None, speed: int | None = None,
                  line_speed: int | None = None) -> None:
-        self._folder = tempfile.TemporaryDirectory(prefix="quorra-")
+        self._folder = Folder()
         #: The configuration file that leads to the reader.
-        self.configuration = Path(self._folder.name, "reader.conf")
-        self._socket_path = Path(self._folder.name, "control")
+        self.configuration = self._folder.path / "reader.conf"
+        self._socket_path = self._folder.path / "control"
         self._socket: socket.socket | None = None
         self._received = b""
         words = [find_program(), "--config", str(self.configuration), "--socket", str(self._socket_path)]
@@ -124,7 +125,7 @@ class Bench:
                                        text=True, env=environment)
         except OSError as error:
             complaints.close()
-            self._folder.cleanup()
+            self._folder.remove()
             raise BenchError(f"{words[0]} cannot be run: {error.strerror}", word="no_program") from None
         assert process.stdout is not None
         # The configuration file, and the control socket: both are there when they are named.
@@ -136,7 +137,7 @@ class Bench:
             process.wait()
             complaints.seek(0)
             why = complaints.read().strip()
-        self._folder.cleanup()
+        self._folder.remove()
         raise BenchError(why or f"{words[0]} ended with {process.returncode}", word="bench")
 
     @property
@@ -212,7 +213,7 @@ class Bench:
             status = self._process.wait()
         if self._process.stdout is not None:
             self._process.stdout.close()
-        self._folder.cleanup()
+        self._folder.remove()
         if status == 2:
             raise BenchError("a changed card could not be saved", word="image_not_saved")
 

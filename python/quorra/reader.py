@@ -6,7 +6,6 @@ from __future__ import annotations
 
 import ctypes
 import os
-import tempfile
 import warnings
 from dataclasses import dataclass
 from pathlib import Path
@@ -14,6 +13,7 @@ from types import TracebackType
 from typing import TypeVar
 
 from quorra import errors, lib
+from quorra._folder import Folder
 from quorra._session import Session, find_configuration
 from quorra.card import Card
 from quorra.kinds import Kind, kind_named
@@ -331,18 +331,18 @@ class _DeviceReader(Reader):
         if len(os.fsencode(device)) > 56:
             raise errors.NoReader(f"the name {device} is too long for a configuration file: 56 characters fit",
                                   word="bad_length")
-        self._folder = tempfile.TemporaryDirectory(prefix="quorra-")
-        file = Path(self._folder.name, "reader.conf")
+        self._folder = Folder()
+        file = self._folder.path / "reader.conf"
         file.write_text(f"P={device}\n", encoding="utf-8")
         try:
             super().__init__(file, speed)
         except BaseException:
-            self._folder.cleanup()
+            self._folder.remove()
             raise
 
     def close(self) -> None:
         super().close()
-        self._folder.cleanup()
+        self._folder.remove()
 
 
 def open_reader(configuration: str | os.PathLike[str] | None = None, *,

@@ -134,6 +134,30 @@ def test_a_write_is_read_back(insert: Callable[..., Card]) -> None:
     assert card.read(3, 1) == b"\x0f"
 
 
+def test_reading_back_can_be_left_out(insert: Callable[..., Card], reader: quorra.VirtualReader) -> None:
+    card = insert("24c02")
+
+    def frames(**options: bool) -> int:
+        before: int = reader.bench.state()["exchanges"]
+        card.write(8, b"\x01\x02", **options)
+        after: int = reader.bench.state()["exchanges"]
+        return after - before
+
+    assert (frames(), frames(verify=True), frames(verify=False)) == (2, 2, 1)
+
+
+def test_an_erase_cannot_begin_everywhere(insert: Callable[..., Card], reader: quorra.VirtualReader) -> None:
+    card = insert("4404")
+    before = reader.bench.state()["exchanges"]
+    for address in (14, 39):
+        with pytest.raises(quorra.Unsupported) as refused:
+            card.erase(address, 1)
+        assert (refused.value.word, refused.value.address) == ("bad_address", address)
+    assert reader.bench.state()["exchanges"] == before
+    card.erase(13, 2)
+    card.erase(40, 1)
+
+
 def test_what_is_not_held_is_told(insert: Callable[..., Card]) -> None:
     card = insert("24c02")
     with pytest.raises(quorra.NotWritten, match="at 18 the card holds FF, not 01") as differs:

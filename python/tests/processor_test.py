@@ -10,6 +10,7 @@ from pathlib import Path
 import pytest
 
 import quorra
+from quorra._blocks import Line
 from quorra.processor import _read_offer
 
 NEW = bytes.fromhex("3B860151554F5252418D")  # T=1
@@ -103,6 +104,27 @@ def test_blocks_are_asked_for_again(quorra_new_card: Callable[..., Path]) -> Non
         reader.bench.fault("status", status=5, on=0x21, times=3)
         with pytest.raises(quorra.Refused):
             card.transmit(SELECT_MF)
+
+
+class Sent:
+    """In place of a session: keeps the frame."""
+
+    frame = b""
+
+    def exchange_frame(self, frame: bytes, *, long_wait: bool = False) -> tuple[int, bytes]:
+        self.frame = frame
+        return 0, b""
+
+
+@pytest.mark.parametrize("sam, frame", [
+    (None, "AA 21 80 07 20 00 00 00 00 12 34 0A"),
+    # The check byte of a frame to a SAM leaves out the bytes for it.
+    (3, "AA 21 80 07 21 00 00 00 00 12 34 2D"),
+])
+def test_frames_for_cards_and_for_sams(sam: int | None, frame: str) -> None:
+    sent = Sent()
+    Line(sent, "sending", sam).exchange(b"\x12\x34")  # type: ignore[arg-type]
+    assert sent.frame.hex(" ").upper() == frame
 
 
 def test_sams_are_cards(quorra_new_card: Callable[..., Path]) -> None:

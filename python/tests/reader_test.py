@@ -257,13 +257,14 @@ def test_a_reader_at_a_serial_terminal(tmp_path: Path) -> None:
     assert (done.returncode, done.stdout.strip(), done.stderr) == (0, "terminal", "")
 
 
-def test_a_program_that_ends_without_closing(tmp_path: Path) -> None:
+@pytest.mark.parametrize("start", ["reader = quorra.virtual(); bench = reader.bench", "bench = quorra.Bench()"])
+def test_a_program_that_ends_without_closing(start: str) -> None:
     code = ("import os, quorra\n"
-            "reader = quorra.virtual()\n"
-            "print(reader.bench.process_id, reader.configuration, flush=True)\n"
+            f"{start}\n"
+            "print(bench.process_id, bench.configuration, flush=True)\n"
             "if os.fork() == 0: raise SystemExit\n"
             "os.wait()\n"
-            "assert reader.answers()\n")
+            "assert bench.state()['exchanges'] < 2\n")
     done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=False)
     assert (done.returncode, done.stderr) == (0, "")
     process, configuration = done.stdout.split()
@@ -363,7 +364,9 @@ def test_after_fork_the_session_is_the_parent_s(reader: quorra.VirtualReader) ->
         reader.close()
         assert reader.is_closed
 
+    settings = termios.tcgetattr(reader.handle)
     assert in_child(child) == 0
+    assert termios.tcgetattr(reader.handle) == settings
     assert reader.answers()
     assert reader.bench.is_running
 

@@ -40,11 +40,12 @@ def told_by(program: str, bench: quorra.Bench) -> tuple[str, str]:
     return told.get("card", ""), told.get("names", told.get("card", ""))
 
 
-@pytest.mark.parametrize("is_blank", [True, False], ids=["blank", "written"])
+@pytest.mark.parametrize("written", ["blank", "zeros", "random"])
 @pytest.mark.parametrize("name", [name for name in KINDS if name != "45d041"])
-def test_the_program_comes_to_the_same(name: str, is_blank: bool, program: str, bench: quorra.Bench,
+def test_the_program_comes_to_the_same(name: str, written: str, program: str, bench: quorra.Bench,
                                        quorra_new_card: Callable[..., Path]) -> None:
-    image = quorra_new_card(name, memory=None if is_blank else content(KINDS[name]))
+    contents = {"blank": None, "zeros": bytes(len(content(KINDS[name]))), "random": content(KINDS[name])}
+    image = quorra_new_card(name, memory=contents[written])
     before = image.read_bytes()
     bench.insert(image)
     with quorra.open(bench.configuration) as reader:
@@ -53,8 +54,10 @@ def test_the_program_comes_to_the_same(name: str, is_blank: bool, program: str, 
     card, names = told_by(program, bench)
     assert str(found.kind or "") == card
     assert set(re.findall(r"[\w]+", str(found))) - {"or"} == set(re.findall(r"[\w]+", names)) - {"or"}
-    assert name in [kind.name for kind in (found.kind, *found.others) if kind is not None]
-    if not is_blank and name not in ("4432", "4428", "101", "24c01a", "24c02", "24c04", "24c08", "24c32", "93c46a",
+    # A card whose identification is gone cannot be told.
+    if written != "zeros":
+        assert name in [kind.name for kind in (found.kind, *found.others) if kind is not None]
+    if written == "random" and name not in ("4432", "4428", "101", "24c01a", "24c02", "24c04", "24c08", "24c32", "93c46a",
                                      "93c46", "93c57"):
         assert found.kind is KINDS[name] and not found.others
     assert image.read_bytes() == before
