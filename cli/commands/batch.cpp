@@ -72,9 +72,9 @@ void note_equal_rows(const Settings& settings, const SeriesPlan& plan, const Ser
   const bool may_differ = std::ranges::any_of(
       plan.fields, [](const SeriesField& field) { return !field.value.names().empty(); });
   if (!may_differ) return;
-  std::map<Bytes, int> seen;
+  std::map<std::string, int> seen;
   for (const SeriesRow& row : rows.rows) {
-    const auto [earlier, is_new] = seen.emplace(joined(row.bytes), row.number);
+    const auto [earlier, is_new] = seen.emplace(plain_hex(joined(row.bytes)), row.number);
     if (is_new) continue;
     return note(settings, fmt::format("{}: rows {} and {} write the same bytes", plan.file,
                                       earlier->second, row.number));

@@ -253,7 +253,7 @@ class PlanReader {
     if (given != 1) {
       fail_at(
           file_, code.line,
-          "code: one of column = \"NAME\", file = \"NAME\" and ask = true says where it is from");
+          R"(code: one of column = "NAME", file = "NAME" and ask = true says where it is from)");
     }
     plan_.code = code;
   }

@@ -17,6 +17,7 @@
 #include "toolkit/memory/writing.hpp"
 #include "toolkit/processor/conversation.hpp"
 #include "toolkit/session/frames.hpp"
+#include "toolkit/text.hpp"
 
 namespace quorra::toolkit {
 namespace {
@@ -65,7 +66,7 @@ Series::Series(const Session& session, const SeriesPlan& plan, const SeriesRows&
       options_(std::move(options)),
       known_(session) {
   for (const SeriesRow& row : rows.rows) {
-    rows_by_bytes_[joined(row.bytes)].push_back(row.number);
+    rows_by_digits_[plain_hex(joined(row.bytes))].push_back(row.number);
   }
 }
 
@@ -198,8 +199,8 @@ bool Series::is_begun_card(const SeriesRow& row, const Bytes& bytes) const {
 
 // The finished row that the card carries.
 std::optional<int> Series::carried_row(const Bytes& bytes) const {
-  const auto found = rows_by_bytes_.find(bytes);
-  if (found == rows_by_bytes_.end()) return std::nullopt;
+  const auto found = rows_by_digits_.find(plain_hex(bytes));
+  if (found == rows_by_digits_.end()) return std::nullopt;
   for (const int row : found->second) {
     if (journal_.state(row) != RowState::open) return row;
   }

@@ -101,7 +101,7 @@ class Series {
   Operator& person_;
   SeriesOptions options_;
   KnownKind known_;
-  std::map<Bytes, std::vector<int>> rows_by_bytes_;
+  std::map<std::string, std::vector<int>> rows_by_digits_;
   bool has_power_ = false;     // the card that `has_card` saw last
   bool had_power_ = false;     // when it was done with
   int last_row_ = 0;           // that was done
