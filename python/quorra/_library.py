@@ -32,29 +32,23 @@ class LibraryNotFound(OSError):
     """There is no quorra.so where it could be, or the one that is there cannot be loaded."""
 
 
-def _library_folders(prefix: Path) -> list[Path]:
-    multiarch = sysconfig.get_config_var("MULTIARCH")
-    names = ["lib", f"lib/{multiarch}", "lib64"] if multiarch else ["lib", "lib64"]
-    return [prefix / name for name in names]
-
-
 def _installed_places() -> Iterator[Path]:
     """Where an installation puts the library, as seen from this package and from the programs."""
-    here = Path(__file__).parent
+    multiarch = sysconfig.get_config_var("MULTIARCH")
+    folders = ["lib", *([f"lib/{multiarch}"] if multiarch else []), "lib64"]
     # Beside the package, as in a build folder, or in a folder above it, as in /usr/local/lib.
-    for folder in list(here.parents)[:-1]:
+    for folder in list(Path(__file__).parents)[1:-1]:
         yield folder / NAME
-        for below in _library_folders(folder)[1:2]:
-            yield folder / below.name / NAME
+        if multiarch:
+            yield folder / multiarch / NAME
     prefixes = [Path(sys.prefix), Path("/usr/local"), Path("/usr")]
-    program = shutil.which("quorra-sim") or shutil.which("quorra")
-    if program:
-        bin_folder = Path(program).resolve().parent
-        prefixes.insert(0, bin_folder.parent)
-        yield bin_folder.parent / NAME
+    if program := shutil.which("quorra-sim") or shutil.which("quorra"):
+        prefix = Path(program).resolve().parent.parent
+        yield prefix / NAME
+        prefixes.insert(0, prefix)
     for prefix in prefixes:
-        for folder in _library_folders(prefix):
-            yield folder / NAME
+        for name in folders:
+            yield prefix / name / NAME
 
 
 def _load(name: str) -> ctypes.CDLL:

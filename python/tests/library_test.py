@@ -164,6 +164,12 @@ def test_an_installed_package_comes_before_a_library_in_the_way(environment: str
     assert output(run(others, folder=tmp_path, python=environment)) == "True\nNo module named 'quorra_x'"
 
 
+def test_the_package_in_the_tree_comes_before_a_library_in_the_way(library: Path, root: Path) -> None:
+    show = "import quorra; print(quorra.__file__)"
+    told = run(show, folder=library.parent, PYTHONPATH=str(root / "python"))
+    assert output(told) == str(root / "python" / "quorra" / "__init__.py")
+
+
 def test_without_it_python_would_take_the_library_for_a_module(site: Path, library: Path) -> None:
     """What the above is for: so Python looks for modules."""
     told = run("import quorra", folder=library.parent, PYTHONPATH=str(site))
