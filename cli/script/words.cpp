@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/script/words.hpp"
 
-#include <optional>
+#include <utility>
 
 #include "toolkit/session/errors.hpp"
 
@@ -24,12 +24,12 @@ class Splitter {
     const char character = line[at];
     if (is_escaped_) {
       is_escaped_ = false;
-      word_->push_back(character);
+      word_.push_back(character);
     } else if (quote_ != '\0') {
       take_quoted(character, line.substr(at + 1));
     } else if (contains(blanks, character)) {
       end_word();
-    } else if (character == '#' && !word_) {
+    } else if (character == '#' && !is_in_word_) {
       return false;
     } else {
       begin_word(at);
@@ -39,13 +39,14 @@ class Splitter {
   }
 
   void end_word() {
-    if (word_) words_.push_back(*word_);
-    word_.reset();
+    if (is_in_word_) words_.push_back(word_);
+    is_in_word_ = false;
   }
 
   void begin_word(std::size_t at) {
-    if (word_) return;
-    word_.emplace();
+    if (is_in_word_) return;
+    is_in_word_ = true;
+    word_.clear();
     begins_ = at;
   }
 
@@ -62,7 +63,7 @@ class Splitter {
                contains(escaped_in_quotes, rest.front())) {
       is_escaped_ = true;
     } else {
-      word_->push_back(character);
+      word_.push_back(character);
     }
   }
 
@@ -72,12 +73,13 @@ class Splitter {
     } else if (character == '\\') {
       is_escaped_ = true;
     } else {
-      word_->push_back(character);
+      word_.push_back(character);
     }
   }
 
   std::vector<std::string> words_;
-  std::optional<std::string> word_;  // the one that is under way
+  std::string word_;  // the one that is under way
+  bool is_in_word_ = false;
   std::size_t begins_ = 0;
   char quote_ = '\0';
   bool is_escaped_ = false;
