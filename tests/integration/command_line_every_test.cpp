@@ -93,6 +93,7 @@ const Command commands[] = {
     {"des decrypt", Needs::nothing, nullptr, {"--key-file", "FOLDER/key.txt", "85E813540F0AB405"}},
     {"tap", Needs::nothing, nullptr, {}},
     {"trace", Needs::nothing, nullptr, {}},
+    {"shell", Needs::nothing, nullptr, {}},
     {"batch", Needs::nothing, nullptr, {}},
     {"kinds", Needs::nothing, nullptr, {}},
     {"run", Needs::reader, "4442", {"FOLDER/commands.txt"}},
