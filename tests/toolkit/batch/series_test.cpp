@@ -113,7 +113,7 @@ class SeriesOfCards : public ::testing::Test, protected Operator {
     return true;
   }
 
-  Bytes bytes_on(const std::string& file, int address, int count) {
+  static Bytes bytes_on(const std::string& file, int address, int count) {
     const simulator::Image image = simulator::load_image(file);
     const auto memory = image.field("memory");
     return {memory.begin() + address, memory.begin() + address + count};
@@ -491,7 +491,7 @@ class SeriesWithCode : public SeriesOfCards {
         "[[protect]]\naddress = 10\ncount = 4\n");
   }
 
-  std::string protected_on(const std::string& file) {
+  static std::string protected_on(const std::string& file) {
     const auto image = simulator::load_image(file);
     std::string all;
     for (const std::string& range : simulator::address_list(image.field("protected"))) {
