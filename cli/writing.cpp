@@ -12,13 +12,23 @@
 #include "toolkit/memory/backup.hpp"
 #include "toolkit/memory/codes.hpp"
 #include "toolkit/memory/layout.hpp"
+#include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
 
 namespace quorra::cli {
 namespace {
 
 constexpr Operation reading_before{.doing = "reading what the card holds", .done = "read"};
+constexpr Operation reading_identification{"reading what identifies the card"};
 constexpr Operation reading_code{"reading whether the code is presented"};
+
+bool is_held(const Connection& connection, const Card& card, const Segment& segment) {
+  const std::vector<Piece> pieces = pieces_of(card, segment.range());
+  return std::ranges::all_of(pieces, [&](const Piece& piece) {
+    const Bytes held = read_memory(connection, *piece.zone, piece.range, reading_identification);
+    return std::equal(held.begin(), held.end(), segment.bytes.begin() + piece.done);
+  });
+}
 
 // What it means for a command that has to write these bytes.
 struct Hindrance {
@@ -68,6 +78,21 @@ void add_flags(std::vector<Range>& ranges, const Card& card) {
 }
 
 }  // namespace
+
+void confirm_identification(const Connection& connection, const Operation& operation,
+                            const Card& card, const Segments& bytes,
+                            const std::optional<std::string>& yes) {
+  if (yes) return;
+  for (const Region& region : regions_of(card)) {
+    if (region.role != AreaRole::identification) continue;
+    const Segments wanted = bytes.within(region.range);
+    if (std::ranges::all_of(
+            wanted, [&](const Segment& segment) { return is_held(connection, card, segment); })) {
+      continue;
+    }
+    connection.confirm({operation, "Bytes that identify the card become others.", &card});
+  }
+}
 
 void add_writing(CLI::App& command, WritingOptions& options) {
   command.add_flag("--all", options.all, "Write also what the card holds already");

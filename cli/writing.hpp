@@ -30,6 +30,12 @@ void add_writing(CLI::App& command, WritingOptions& options);
 // " and read it back", " and read them back"; nothing if that is not done.
 std::string read_back(int count, bool no_verify);
 
+// If bytes that identify the card would become others: has the user type the card's kind, unless it
+// was given with --yes. Throws what `confirm` throws.
+void confirm_identification(const Connection& connection, const Operation& operation,
+                            const Card& card, const Segments& bytes,
+                            const std::optional<std::string>& yes);
+
 // What a plan cannot know or do without a code: it is not presented, because that writes to the
 // card.
 struct WithoutCode {

@@ -316,8 +316,10 @@ void run_fill(const Settings& settings, const FillOptions& options, const Task& 
   {
     const Connection connection = slot.connect();
     consent.get(connection);
-    if (!only_plans)
+    if (!only_plans) {
+      confirm_identification(connection, task.operation, *job.card, job.wanted, options.yes);
       present(connection, *job.card, job.keys, confirm_unless(options.yes, *job.card, connection));
+    }
     Held held;
     plan = plan_job(connection, job, only_plans, held);
     if (only_plans) {

@@ -117,7 +117,10 @@ void run_write(const Settings& settings, const WriteOptions& options) {
   {
     const Connection connection = slot.connect();
     const bool only_plans = options.writing.plan;
-    if (!only_plans) present(connection, card, keys, confirm_unless(options.yes, card, connection));
+    if (!only_plans) {
+      confirm_identification(connection, writing, card, data.bytes, options.yes);
+      present(connection, card, keys, confirm_unless(options.yes, card, connection));
+    }
     const Held held = read_for_plan(connection, card, data.bytes, how, only_plans, place.told_from);
     plan = make_plan(card, held, data.bytes, how);
     if (only_plans) {

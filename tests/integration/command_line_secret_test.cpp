@@ -171,5 +171,24 @@ TEST_F(Secrets, YesIsForTheKindThatItNames) {
                  "The card is personalised.\n");
 }
 
+TEST_F(Secrets, WhatIdentifiesACardIsNotChangedByTheWay) {
+  const std::string image = new_card("101", {"--force"});
+  const std::string before = content_of(image);
+  const Arguments code = {"--virtual", image, "--code", "FFFF"};
+  const std::string warning =
+      "Bytes that identify the card become others. Confirm with --yes 101.\n";
+  expect_error(run_quorra(Arguments{"write", "--address", "0", "0000"} + code), 2,
+               "quorra: writing the card: " + warning);
+  expect_error(
+      run_quorra(Arguments{"fill", "--byte", "00", "--address", "9", "--count", "1"} + code), 2,
+      "quorra: filling the card: " + warning);
+  EXPECT_EQ(content_of(image), before);
+  // What it holds already may be written, and so may the bytes behind.
+  EXPECT_EQ(run_quorra(Arguments{"write", "--address", "0", "0F0F"} + code).status, 0);
+  EXPECT_EQ(run_quorra(Arguments{"write", "--address", "13", "00"} + code).status, 0);
+  EXPECT_EQ(run_quorra(Arguments{"write", "--address", "0", "0000", "--yes", "101"} + code).status,
+            0);
+}
+
 }  // namespace
 }  // namespace quorra::testing
