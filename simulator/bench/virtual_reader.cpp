@@ -116,7 +116,7 @@ void VirtualReader::stop() noexcept {
   stopping_ = true;
   const std::uint64_t one = 1;
   // The counter cannot overflow, and a wake-up that is pending already is enough.
-  static_cast<void>(::write(parts_->wake_up.get(), &one, sizeof(one)));
+  [[maybe_unused]] const ssize_t written = ::write(parts_->wake_up.get(), &one, sizeof(one));
   errno = interrupted_error;
 }
 
