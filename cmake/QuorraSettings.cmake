@@ -27,9 +27,13 @@ if(NOT QUORRA_COVERAGE)
     "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>")
 endif()
 
+# Whoever builds with a compiler, or options, that we have not tried may set this to OFF.
+if(NOT DEFINED CMAKE_COMPILE_WARNING_AS_ERROR)
+  set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
+endif()
 add_library(quorra_warnings INTERFACE)
 target_compile_options(quorra_warnings INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 sees overlapping copies in its own std::string where a literal is added to one.
   target_compile_options(quorra_warnings INTERFACE -Wno-restrict)

@@ -28,7 +28,7 @@ constexpr std::string_view erase_line = "\r\x1b[K";
 void tell_progress(int descriptor, std::string_view doing, int done, int total) {
   const std::string line =
       fmt::format("{{\"doing\":\"{}\",\"done\":{},\"total\":{}}}\n", doing, done, total);
-  static_cast<void>(write(descriptor, line.data(), line.size()));
+  [[maybe_unused]] const ssize_t written = write(descriptor, line.data(), line.size());
 }
 
 ProgressDisplay::ProgressDisplay(std::string_view done_word, int total, bool shown)
