@@ -21,6 +21,7 @@
 #include "cli/report.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "toolkit/memory/layout.hpp"
 #include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
 
@@ -35,39 +36,40 @@ struct MapOptions {
   std::optional<std::string> yes;
 };
 
-// How an area is drawn. The name is followed by the number where the card has several.
+// How an area is drawn.
 struct Sign {
-  std::string_view name;
   AreaRole role;
   char letter;
   bool guards;  // a code or a counter
 };
 
 constexpr Sign signs[] = {
-    {"identification", AreaRole::identification, 'i', false},
-    {"issuer's own", AreaRole::issuer, 'o', false},
-    {"code", AreaRole::code, 'C', true},
-    {"attempts", AreaRole::attempts, 'a', true},
-    {"flags", AreaRole::flags, 'f', false},
-    {"data", AreaRole::data, '-', false},
-    {"erase code", AreaRole::erase_code, 'E', true},
-    {"erasures", AreaRole::erasures, 'e', true},
-    {"personalisation", AreaRole::personalisation, 'p', true},
-    {"stage", AreaRole::units, 'u', false},
+    {AreaRole::identification, 'i', false}, {AreaRole::protectable, 'r', false},
+    {AreaRole::issuer, 'o', false},         {AreaRole::code, 'C', true},
+    {AreaRole::attempts, 'a', true},        {AreaRole::flags, 'f', false},
+    {AreaRole::data, '-', false},           {AreaRole::erase_code, 'E', true},
+    {AreaRole::erasures, 'e', true},        {AreaRole::personalisation, 'p', true},
+    {AreaRole::units, 'u', false},
 };
 
+// Every role has one.
 const Sign& sign_of(AreaRole role) { return *std::ranges::find(signs, role, &Sign::role); }
 
-// An area with the bytes that were read from it.
+// An area with the bytes that were read from it. Those of a card that is nothing but data are not
+// read: they may be many.
 struct DrawnArea {
   const Memory* memory;
   Area area;
+  int count;
   Bytes bytes;
 };
+
+constexpr Area only_data[] = {{0, AreaRole::data}};
 
 struct Picture {
   const Card* card = nullptr;
   std::vector<DrawnArea> places;
+  std::vector<Region> regions;    // the same, as other commands name them
   std::string state;              // whether it is personalised
   std::vector<std::string> left;  // what counters say, for each place
 };
@@ -78,12 +80,18 @@ bool all_are(const Bytes& bytes, unsigned char value) {
 
 void add_places(Picture& picture, const Connection& connection, const Memory& memory,
                 std::span<const Area> areas) {
-  const Bytes held = read_memory(connection, memory, {0, memory.size}, reading_card);
+  Bytes held;
+  if (areas.empty()) {
+    areas = only_data;
+  } else {
+    held = read_memory(connection, memory, {0, memory.size}, reading_card);
+  }
   for (std::size_t i = 0; i < areas.size(); ++i) {
+    const int first = areas[i].first;
     const int end = i + 1 < areas.size() ? areas[i + 1].first : memory.size;
-    picture.places.push_back({.memory = &memory,
-                              .area = areas[i],
-                              .bytes = {held.begin() + areas[i].first, held.begin() + end}});
+    DrawnArea place{.memory = &memory, .area = areas[i], .count = end - first, .bytes = {}};
+    if (!held.empty()) place.bytes = {held.begin() + first, held.begin() + end};
+    picture.places.push_back(std::move(place));
   }
 }
 
@@ -119,9 +127,10 @@ std::string words_for_counter(const Connection& connection, const Card& card, co
 }
 
 Picture take_picture(const Connection& connection, const Card& card, const Keys& keys) {
-  Picture picture{.card = &card, .places = {}, .state = {}, .left = {}};
+  Picture picture{.card = &card, .places = {}, .regions = {}, .state = {}, .left = {}};
+  const bool is_personalised = is_known_as_personalised(connection, card);
+  picture.regions = regions_of(card, is_personalised);
   if (card.units) {
-    const bool is_personalised = is_known_as_personalised(connection, card);
     add_places(picture, connection, card.memory,
                is_personalised ? card.units->areas : card.memory.areas);
     picture.state = is_personalised ? "It is personalised." : "It is not personalised.";
@@ -130,7 +139,7 @@ Picture take_picture(const Connection& connection, const Card& card, const Keys&
     for (const Memory& zone : card.further_zones) {
       add_places(picture, connection, zone, zone.areas);
     }
-    picture.state = state_of(picture, keys);
+    if (card.personalise != nullptr) picture.state = state_of(picture, keys);
   }
   for (const DrawnArea& place : picture.places) {
     picture.left.push_back(words_for_counter(connection, card, place.area));
@@ -155,7 +164,7 @@ fmt::text_style style_of(const DrawnArea& place, bool colour) {
 std::vector<int> widths_of(const Picture& picture, int columns) {
   std::vector<int> widths;
   for (const DrawnArea& place : picture.places) {
-    widths.push_back(static_cast<int>(std::ceil(std::sqrt(place.bytes.size()))));
+    widths.push_back(static_cast<int>(std::ceil(std::sqrt(place.count))));
   }
   const int wanted = std::accumulate(widths.begin(), widths.end(), 0);
   for (int& width : widths) {
@@ -178,12 +187,6 @@ std::string strip_of(const Picture& picture, bool colour) {
     if (is_last || picture.places[i + 1].memory != place.memory) strip += '|';
   }
   return strip + "\n";
-}
-
-std::string name_in(const Card& card, const Area& area) {
-  const Sign& sign = sign_of(area.role);
-  const bool is_numbered = area.role == AreaRole::units || (sign.guards && card.codes.size() > 1);
-  return is_numbered ? fmt::format("{} {}", sign.name, area.number) : std::string(sign.name);
 }
 
 std::string words_for_flags(unsigned char flags) {
@@ -220,32 +223,42 @@ std::string words_for(const Picture& picture, std::size_t index) {
     case AreaRole::units:
       return counted(std::popcount(place.bytes.front()), "unit") + " left";
     default:
+      if (place.bytes.empty()) return counted(place.count, "byte");
       return words_for_bytes(place.bytes) + (may_be_hidden(picture, place) ? ", or hidden" : "");
   }
+}
+
+std::size_t width_of_names(const Picture& picture) {
+  const auto longest = std::ranges::max_element(
+      picture.regions, {}, [](const Region& region) { return region.name.size(); });
+  return longest->name.size();
 }
 
 std::string row_of(const Picture& picture, std::size_t index, bool colour) {
   const DrawnArea& place = picture.places[index];
   const int first = place.area.first;
-  const int last = first + static_cast<int>(place.bytes.size()) - 1;
+  const int last = first + place.count - 1;
   const std::string addresses =
       first == last ? fmt::format("{:04X}", first) : fmt::format("{:04X}-{:04X}", first, last);
-  return fmt::format("  {}  {:9}  {:15}  {}\n",
+  return fmt::format("  {}  {:9}  {:{}}  {}\n",
                      fmt::format(style_of(place, colour), " {} ", sign_of(place.area.role).letter),
-                     addresses, name_in(*picture.card, place.area), words_for(picture, index));
+                     addresses, picture.regions[index].name, width_of_names(picture),
+                     words_for(picture, index));
 }
 
 std::string draw(const Picture& picture, std::string_view size, bool colour) {
-  std::string text = fmt::format("{} card, {}. {}\n\n{}", picture.card->name, size, picture.state,
-                                 strip_of(picture, colour));
+  std::string text =
+      fmt::format("{} card, {}.{}{}\n\n{}", picture.card->name, size,
+                  picture.state.empty() ? "" : " ", picture.state, strip_of(picture, colour));
   const Memory* memory = nullptr;
   for (std::size_t i = 0; i < picture.places.size(); ++i) {
     const DrawnArea& place = picture.places[i];
     if (place.memory != memory) {
       memory = place.memory;
-      text += picture.card->has_zones()
-                  ? fmt::format("\nzone {}, {}\n", memory->zone, counted(memory->size, "byte"))
-                  : "\n";
+      text += picture.card->has_zones() ? fmt::format("\nzone {}, {} from 0x{:04X}\n", memory->zone,
+                                                      counted(memory->size, "byte"),
+                                                      first_address_of(*picture.card, *memory))
+                                        : "\n";
     }
     text += row_of(picture, i, colour);
   }
@@ -256,11 +269,11 @@ Json describe_for_programs(const Picture& picture) {
   Json areas = Json::array();
   for (std::size_t i = 0; i < picture.places.size(); ++i) {
     const DrawnArea& place = picture.places[i];
-    Json area = fields_of(*picture.card, *place.memory,
-                          {place.area.first, static_cast<int>(place.bytes.size())});
+    Json area = fields_of(*picture.card, *place.memory, {place.area.first, place.count});
     area.erase("card");
-    area["name"] = name_in(*picture.card, place.area);
-    area["data"] = plain_hex(place.bytes);
+    area["name"] = picture.regions[i].name;
+    area["card_address"] = picture.regions[i].range.address;
+    if (!place.bytes.empty()) area["data"] = plain_hex(place.bytes);
     area["words"] = words_for(picture, i);
     areas.push_back(area);
   }
@@ -270,9 +283,6 @@ Json describe_for_programs(const Picture& picture) {
 void run_map(const Settings& settings, const MapOptions& options) {
   CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
-  if (card.personalise == nullptr) {
-    throw UsageError(fmt::format("there is no map of a {} card; quorra read shows it", card.name));
-  }
   const Keys keys = parse_keys(card, options.code);
   Picture picture;
   {
@@ -289,7 +299,7 @@ void run_map(const Settings& settings, const MapOptions& options) {
 void add_map(CLI::App& program, const Settings& settings) {
   const auto options = std::make_shared<MapOptions>();
   CLI::App* command = program.add_subcommand(
-      "map", "Draw what is where on a security memory card, and what its counters say");
+      "map", "Draw what is where on a card, by names that --at takes, and what its counters say");
   add_present_code(*command, options->code);
   add_yes(*command, options->yes);
   add_examples(*command, {"quorra map --config reader.conf --card 1604",

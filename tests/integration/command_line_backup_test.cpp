@@ -115,6 +115,72 @@ TEST_F(BackupCommands, RestoreTellsFirstWhatDoesNotComeBack) {
             "0 bytes to change in 0 frames; bits 1->0: 0, 0->1: 0; erasures: 0; attempts: 1.\n");
 }
 
+TEST_F(BackupCommands, RestoreErasesAZoneWithItsEraseCode) {
+  const std::string image = new_card("1604", {"--data", "0x4D0:4142"});
+  EXPECT_EQ(
+      run_quorra({"personalise", "--virtual", image, "--code", "FFFF", "--yes", "1604"}).status, 0);
+  const std::string backup = backup_of(image, "b.json");
+  const Arguments code = {"--virtual", image, "--code-number", "2", "--code", "FFFF"};
+  EXPECT_EQ(run_quorra(Arguments{"write", "--zone", "2", "--address", "5", "0000"} + code).status,
+            0);
+  const Arguments restore = Arguments{"restore", backup, "--yes", "1604"} + code;
+  const Outcome without = run_quorra(restore);
+  EXPECT_EQ(without.status, 1);
+  EXPECT_EQ(without.errors, "");
+  EXPECT_NE(without.output.find("0x04D0-0x04D1  zone2.data: a 0 bit cannot become 1\n"),
+            std::string::npos)
+      << without.output;
+  const Arguments erase = {"--erase-code", "FFFF"};
+  expect_error(run_quorra(restore + erase), 2,
+               "quorra: --erase-code: name its zone with --zone; one zone is restored at a time "
+               "then\n");
+  const Outcome planned = run_quorra(restore + erase + Arguments{"--zone", "2", "--plan"});
+  EXPECT_EQ(planned.status, 0) << planned.output;
+  EXPECT_NE(planned.output.find("erasures: 1; attempts: 0.\n0x04CB-0x05CA erased\n"),
+            std::string::npos)
+      << planned.output;
+  const Outcome done = run_quorra(restore + erase + Arguments{"--zone", "2"});
+  EXPECT_EQ(done.status, 0) << done.output << done.errors;
+  EXPECT_EQ(run_quorra({"verify", "--virtual", image, "--address", "0x4D0", "4142"}).status, 0);
+}
+
+TEST_F(BackupCommands, RestorePlansWithoutTheCode) {
+  const std::string image = new_card("4442", {"--data", "0x20:55"});
+  const std::string backup = backup_of(image, "b.json");
+  const std::string other = new_card("4442", {"--force"});
+  const std::string before = content_of(other);
+  const Arguments plan = {"restore", backup, "--virtual", other, "--plan"};
+  const Outcome planned = run_quorra(plan + Arguments{"--code", "000000"});
+  EXPECT_EQ(planned.status, 0) << planned.output;
+  EXPECT_NE(planned.output.find("1 byte to change in 1 frame; bits 1->0: 4, 0->1: 0; erasures: 0; "
+                                "attempts: 1.\n"),
+            std::string::npos)
+      << planned.output;
+  EXPECT_EQ(run_quorra(plan).status, 1) << "the code is missing";
+  EXPECT_EQ(content_of(other), before);
+}
+
+TEST_F(BackupCommands, RestoreProtectsAgain) {
+  const std::string image = new_card("4442", {"--data", "8:55", "--protect", "8"});
+  const std::string backup = backup_of(image, "b.json");
+  const std::string other = new_card("4442", {"--force"});
+  const Arguments restore = {"restore", backup,   "--virtual", other,
+                             "--code",  "FFFFFF", "--yes",     "4442"};
+  const Outcome without = run_quorra(restore);
+  EXPECT_EQ(without.status, 1);
+  EXPECT_NE(without.output.find("0x0008  protectable: was read-only, and is not made so again\n"),
+            std::string::npos)
+      << without.output;
+  EXPECT_EQ(run_quorra(restore + Arguments{"--skip-protected"}).status, 0);
+  const Outcome done = run_quorra(restore + Arguments{"--protect"});
+  EXPECT_EQ(done.status, 0) << done.output << done.errors;
+  EXPECT_NE(done.output.find("0x0008 protected\n"), std::string::npos) << done.output;
+  const Outcome read = run_quorra({"read", "--virtual", other, "--address", "8", "--count", "2"});
+  EXPECT_EQ(read.output.substr(0, 4), "0000");
+  EXPECT_NE(read.output.find("55*FF "), std::string::npos) << read.output;
+  EXPECT_EQ(run_quorra({"diff", backup, "--virtual", other}).status, 0);
+}
+
 TEST_F(BackupCommands, RestoreErasesWhereItsIssuerMay) {
   const std::string image = new_card("101");
   const std::string backup = backup_of(image, "b.json");

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -221,7 +222,6 @@ TEST_F(SecurityCards, RefusesWrongUsageBeforeItDoesAnything) {
        {"protect", "--address", "8", "--reading", "--yes", "4442"},
        "--reading: the bytes of a 4442 card can always be read"},
 
-      {"24c02", {"map"}, "there is no map of a 24c02 card; quorra read shows it"},
       {"4442", {"personalise", "--yes", "4442"}, "a 4442 card is not personalised"},
       {"4404",
        {"personalise", "--code", "FFFF"},
@@ -723,14 +723,14 @@ TEST_F(SecurityCards, MapShowsWhatIsWhere) {
               "\n"
               "|iiiiiiiiiiiiCCCCCCCCaaaaooooooooffff--------------------EEEEEEEEeeeeeeeeeeee|\n"
               "\n"
-              "   i   0000-0007  identification   81 24 FF FF FF FF FF FF\n"
-              "   C   0008-0009  code             FF FF, or hidden\n"
-              "   a   000A       attempts         2 attempts left\n"
-              "   o   000B-000D  issuer's own     FF FF FF\n"
-              "   f   000E       flags            may be written, read by everybody\n"
-              "   -   000F-0027  data             25 bytes, 2 of them not FF\n"
-              "   E   0028-002B  erase code       FF FF FF FF, or hidden\n"
-              "   e   002C-0033  erasures         64 erasures left\n");
+              "   i   0000-0007  identification  81 24 FF FF FF FF FF FF\n"
+              "   C   0008-0009  code            FF FF, or hidden\n"
+              "   a   000A       attempts        2 attempts left\n"
+              "   o   000B-000D  issuer          FF FF FF\n"
+              "   f   000E       flags           may be written, read by everybody\n"
+              "   -   000F-0027  data            25 bytes, 2 of them not FF\n"
+              "   E   0028-002B  erase_code      FF FF FF FF, or hidden\n"
+              "   e   002C-0033  erasures        64 erasures left\n");
 }
 
 TEST_F(SecurityCards, MapShowsZonesAndCountersAtTheirEnd) {
@@ -739,24 +739,59 @@ TEST_F(SecurityCards, MapShowsZonesAndCountersAtTheirEnd) {
   const std::string map = quorra({"map"}).output;
   for (const char* row : {
            "1604 card, 2007 bytes in 5 zones. It does not tell whether it is personalised.\n\n|ii",
-           "zone 0, 27 bytes\n",
-           "   C   000A-000B  code 0           FF FF, or hidden\n",
-           "   a   0017       attempts 1       0 attempts left: locked for good\n",
-           "   e   001A       erasures 1       1 erasure left\n",
-           "zone 1, 1200 bytes\n"
-           "   f   0000       flags            no more writing, read with the code only\n"
-           "   -   0001-04AA  data             1194 bytes, all of them FF, or hidden\n"
-           "   C   04AB-04AC  code 2           FF FF, or hidden\n",
-           "zone 2, 261 bytes\n"
-           "   f   0000       flags            no more writing, read by everybody\n"
-           "   -   0001-00FF  data             255 bytes, all of them FF\n",
-           "zone 4, 258 bytes\n",
+           "zone 0, 27 bytes from 0x0000\n",
+           "   C   000A-000B  zone0.code            FF FF, or hidden\n",
+           "   a   0017       zone1.attempts        0 attempts left: locked for good\n",
+           "   e   001A       zone1.erasures        1 erasure left\n",
+           "zone 1, 1200 bytes from 0x001B\n"
+           "   f   0000       zone1.flags           no more writing, read with the code only\n"
+           "   -   0001-04AA  zone1.data            1194 bytes, all of them FF, or hidden\n"
+           "   C   04AB-04AC  zone2.code            FF FF, or hidden\n",
+           "zone 2, 261 bytes from 0x04CB\n"
+           "   f   0000       zone2.flags           no more writing, read by everybody\n"
+           "   -   0001-00FF  zone2.data            255 bytes, all of them FF\n",
+           "zone 4, 258 bytes from 0x06D5\n",
        }) {
     EXPECT_NE(map.find(row), std::string::npos) << row << "is not in\n" << map;
   }
   const std::string issuers = quorra({"map", "--code", "1234"}).output;
   EXPECT_NE(issuers.find(" It is not personalised.\n"), std::string::npos) << issuers;
-  EXPECT_NE(issuers.find("  code 0           12 34\n"), std::string::npos) << issuers;
+  EXPECT_NE(issuers.find("  zone0.code            12 34\n"), std::string::npos) << issuers;
+}
+
+TEST_F(SecurityCards, MapNamesTheRegionsOfEveryCard) {
+  insert("4442");
+  expect_done({"map"},
+              "4442 card, 256 bytes.\n"
+              "\n"
+              "|rrrrrrrrrrrrrrrrrrrrr-------------------------------------------------------|\n"
+              "\n"
+              "   r   0000-001F  protectable  32 bytes, 6 of them not FF\n"
+              "   -   0020-00FF  data         224 bytes, all of them FF\n");
+  insert("4428", {"--force"});
+  const std::string map = quorra({"map"}).output;
+  EXPECT_NE(map.find("   a   03FD       attempts  8 attempts left\n"
+                     "   C   03FE-03FF  code      00 00, or hidden\n"),
+            std::string::npos)
+      << map;
+  insert("45d041", {"--force"});
+  EXPECT_NE(quorra({"map"}).output.find("   -   0000-83FFF  data  540672 bytes\n"),
+            std::string::npos);
+}
+
+// What the map names, --at takes.
+TEST_F(SecurityCards, RegionsOfTheMapAreTaken) {
+  for (const char* kind : {"4442", "4404", "4406", "101", "102", "1604", "1604b"}) {
+    insert(kind, {"--force"});
+    const auto areas = nlohmann::json::parse(quorra({"map", "--json"}).output).at("areas");
+    EXPECT_GT(areas.size(), 1U);
+    for (const auto& area : areas) {
+      const auto name = area.at("name").get<std::string>();
+      const auto read = nlohmann::json::parse(quorra({"read", "--at", name, "--json"}).output);
+      EXPECT_EQ(read.at("data"), area.at("data")) << kind << ": " << name;
+      EXPECT_EQ(read.at("address"), area.at("card_address")) << kind << ": " << name;
+    }
+  }
 }
 
 TEST_F(SecurityCards, MapTellsNothingByACodeThatIsHiddenAsItself) {
@@ -769,8 +804,8 @@ TEST_F(SecurityCards, MapShowsAHiddenZoneToWhoeverPresentsTheCode) {
   insert("102", {"--data", "22:3F4142"});
   const auto expect_data = [this](const Arguments& command, const std::string& words) {
     const std::string map = quorra(command).output;
-    EXPECT_NE(map.find("flags            no more writing, read with the code only\n"
-                       "   -   0001-003F  data             63 bytes, " +
+    EXPECT_NE(map.find("zone1.flags           no more writing, read with the code only\n"
+                       "   -   0001-003F  zone1.data            63 bytes, " +
                        words + "\n"),
               std::string::npos)
         << map;
@@ -787,7 +822,7 @@ TEST_F(SecurityCards, MapOfA4406ChangesWhenItIsPersonalised) {
               "|iiiiiiiiiiiiiiiiooooooooooooooooooooooooooooppppppppaaaaaaaaCCCCCCCCCCCCCCCC|\n"
               "\n"
               "   i   0000-0002  identification   98 20 FF\n"
-              "   o   0003-0007  issuer's own     FF FF FF FF FF\n"
+              "   o   0003-0007  issuer           FF FF FF FF FF\n"
               "   p   0008       personalisation  FF\n"
               "   a   0009       attempts         1 attempt left: the last one\n"
               "   C   000A-000C  code             00 00 00, or hidden\n");
@@ -797,13 +832,13 @@ TEST_F(SecurityCards, MapOfA4406ChangesWhenItIsPersonalised) {
               "\n"
               "|iiiiiiiiiiiiiii--------------------------uuuuuuuuuuuuuuuuuuuuuuuuuuuuuuuuuuu|\n"
               "\n"
-              "   i   0000-0002  identification   98 20 FF\n"
-              "   -   0003-0007  data             FF FF FF FF FF\n"
-              "   u   0008       stage 1          7 units left\n"
-              "   u   0009       stage 2          1 unit left\n"
-              "   u   000A       stage 3          7 units left\n"
-              "   u   000B       stage 4          8 units left\n"
-              "   u   000C       stage 5          0 units left\n");
+              "   i   0000-0002  identification  98 20 FF\n"
+              "   -   0003-0007  data            FF FF FF FF FF\n"
+              "   u   0008       stage1          7 units left\n"
+              "   u   0009       stage2          1 unit left\n"
+              "   u   000A       stage3          7 units left\n"
+              "   u   000B       stage4          8 units left\n"
+              "   u   000C       stage5          0 units left\n");
 }
 
 TEST_F(SecurityCards, MapsHave80ColumnsAtMost) {
