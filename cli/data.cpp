@@ -104,6 +104,10 @@ CardData card_data_from(const DataOptions& options, const PlaceOptions& place_op
 
 void want_address(CLI::App& command) {
   command.parse_complete_callback([&command] {
+    // A word that is not understood is told first, by whoever it has fallen through to.
+    for (const CLI::App* app = &command; app != nullptr; app = app->get_parent()) {
+      if (app->remaining_size() > 0) return;
+    }
     if (command.count("--file") + command.count("--address") + command.count("--at") > 0) return;
     throw UsageError(fmt::format("{}: what is given has no address of its own", no_address));
   });
