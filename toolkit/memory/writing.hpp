@@ -13,7 +13,7 @@ namespace quorra::toolkit {
 struct Writing {
   const Operation& erasing;
   const Operation& writing;
-  bool verify;                   // what was written and erased is read back
+  bool verify = true;            // what was written and erased is read back
   int told_from = 0;             // messages add this to addresses
   const Held* before = nullptr;  // what the card holds, as far as it is known
 };

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "toolkit/range.hpp"
@@ -34,9 +35,9 @@ struct Particulars {
 // The operation failed. The text is "<what was being done>: <what went wrong>".
 class Failure : public std::runtime_error {
  public:
-  explicit Failure(const std::string& text, const Particulars& particulars = {})
+  explicit Failure(const std::string& text, Particulars particulars = {})
       : std::runtime_error(text),
-        particulars_(particulars) {}
+        particulars_(std::move(particulars)) {}
 
   const Particulars& particulars() const { return particulars_; }
 
