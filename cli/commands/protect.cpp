@@ -14,6 +14,7 @@
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
+#include "cli/place.hpp"
 #include "cli/report.hpp"
 #include "cli/terminal/consent.hpp"
 #include "cli/terminal/hex_dump.hpp"
@@ -30,8 +31,7 @@ constexpr Operation reading_flags{.doing = "reading the flags", .done = "read"};
 constexpr Operation protecting{.doing = "protecting", .done = "protected"};
 
 struct ProtectOptions {
-  std::optional<int> zone;
-  std::optional<int> address;
+  PlaceOptions place;
   std::optional<int> count;
   bool reading = false;
   CodeOptions code;
@@ -44,14 +44,16 @@ int count_protected(const std::vector<bool>& is_protected) {
 
 void protect_bytes(const Settings& settings, CardInReader& slot, const ProtectOptions& options) {
   const Card& card = slot.kind();
-  if (!options.address) throw UsageError("--address is required; see quorra --help");
+  if (!options.place.has_address()) {
+    throw UsageError("--address or --at is required; see quorra --help");
+  }
   if (options.reading) {
     throw UsageError(
         fmt::format("--reading: the bytes of a {} card can always be read", card.name));
   }
   const Range range = range_within(
       card.protection->bytes, fmt::format("the part of a {} card that can be protected", card.name),
-      *options.address, options.count.value_or(1));
+      find_place(card, options.place).address, options.count.value_or(1));
   const Keys keys = parse_keys(card, options.code);
   const Consent consent({protecting, "Protecting these bytes cannot be undone.", &card},
                         options.yes.has_value());
@@ -108,8 +110,8 @@ void protect_zone(const Settings& settings, CardInReader& slot, const Memory& me
   const Card& card = slot.kind();
   const std::string name =
       card.has_zones() ? name_of(card, memory) : "the zone of " + name_of(card, memory);
-  if (options.address || options.count) {
-    throw UsageError(fmt::format("--address and --count: {} is protected as a whole", name));
+  if (options.place.has_address() || options.count) {
+    throw UsageError(fmt::format("--address, --at and --count: {} is protected as a whole", name));
   }
   const Keys keys = parse_keys(card, options.code);
   const unsigned char flag = options.reading ? read_flag : write_flag;
@@ -144,7 +146,7 @@ void protect_zone(const Settings& settings, CardInReader& slot, const Memory& me
 void run_protect(const Settings& settings, const ProtectOptions& options) {
   CardInReader slot(settings, options.yes);
   const Card& card = slot.kind();
-  const Memory& memory = memory_of(card, options.zone);
+  const Memory& memory = memory_of(card, options.place.zone);
   if (memory.flags) return protect_zone(settings, slot, memory, options);
   if (card.protection) return protect_bytes(settings, slot, options);
   throw UsageError(fmt::format("the bytes of {} cannot be protected", name_of(card, memory)));
@@ -156,8 +158,7 @@ void add_protect(CLI::App& program, const Settings& settings) {
   const auto options = std::make_shared<ProtectOptions>();
   CLI::App* command = program.add_subcommand(
       "protect", "Make bytes of the card, or a zone of it, read-only for good");
-  add_zone(*command, options->zone);
-  add_address(*command, options->address);
+  add_place(*command, options->place);
   add_number(*command, "--count", options->count, "Number of bytes; without it, 1");
   command->add_flag("--reading", options->reading,
                     "Instead: let the zone be read only after its code was presented");

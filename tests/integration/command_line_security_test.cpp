@@ -210,10 +210,10 @@ TEST_F(SecurityCards, RefusesWrongUsageBeforeItDoesAnything) {
       {"102", {"protect", "--yes", "102"}, "the bytes of zone 0 of a 102 card cannot be protected"},
       {"102",
        {"protect", "--zone", "1", "--address", "0", "--yes", "102"},
-       "--address and --count: zone 1 of a 102 card is protected as a whole"},
+       "--address, --at and --count: zone 1 of a 102 card is protected as a whole"},
       {"4404",
        {"protect", "--count", "1", "--yes", "4404"},
-       "--address and --count: the zone of a 4404 card is protected as a whole"},
+       "--address, --at and --count: the zone of a 4404 card is protected as a whole"},
       {"102",
        {"protect", "--zone", "1"},
        "protecting: Once the card is personalised, zone 1 of a 102 card is not written any more. "

@@ -127,7 +127,7 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
       {{"code", "present"}, "HEX is required, or --code-file or --code-fd" + parse_hint},
       {{"code", "change", "112233"},
        "--code is required, or --code-file or --code-fd" + parse_hint},
-      {{"protect"}, "--address is required" + parse_hint},
+      {{"protect"}, "--address or --at is required" + parse_hint},
       {{"read", "--card", "4443"},
        "--card: '4443' is no kind of card; did you mean '4442'? There are 4442, 4432, 4428, 4418, "
        "24c01a, 24c02, 24c04, "
@@ -509,6 +509,16 @@ TEST_F(CommandLine, ProtectNeedsTheCode) {
 }
 
 // ---- On a terminal
+
+TEST_F(CommandLine, ProtectTakesARegion) {
+  const std::string image = new_card("4442");
+  expect_success(run_quorra({"protect", "--virtual", image, "--at", "protectable+9", "--count", "2",
+                             "--code", "FFFFFF", "--yes", "4442"}),
+                 "Protected 2 bytes at 0x0009.\n");
+  expect_error(run_quorra({"protect", "--virtual", image, "--at", "data", "--yes", "4442"}), 2,
+               "quorra: address 0x0020 is not in the part of a 4442 card that can be protected, "
+               "which is 0x0000 to 0x001F\n");
+}
 
 TEST_F(CommandLine, ProtectAsksOnATerminal) {
   const std::string image = new_card("4442", {"--data", "8:4142"});
