@@ -38,7 +38,7 @@ Bytes data_from(const DataOptions& options, int limit, std::string_view holder,
 // The same for bytes of a card. What a file tells addresses of may have holes.
 struct CardData {
   Segments bytes;
-  bool is_from_file;
+  bool is_from_file = false;
 };
 
 // The bytes at their addresses, all of which are in the place that the options name. Throws

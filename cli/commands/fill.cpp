@@ -176,8 +176,9 @@ Plan plan_of_erasing(const Job& job, const Held& held) {
   if (job.keys.erase_code && job.keys.erase_code->code->counter) {
     plan.erasures_counted = static_cast<int>(plan.erasures.size());
   }
-  plan.attempts = std::ranges::any_of(job.how.codes,
-                                      [](const Code* code) { return code->counter.has_value(); });
+  const bool has_counter = std::ranges::any_of(
+      job.how.codes, [](const Code* code) { return code->counter.has_value(); });
+  plan.attempts = has_counter ? 1 : 0;
   return plan;
 }
 
