@@ -28,7 +28,7 @@ void add_place(CLI::App& command, PlaceOptions& options);
 // Addresses are those of all of the card, in which its zones follow each other. People see those of
 // a zone that they have named.
 struct Place {
-  const Card* card;
+  const Card* card = nullptr;
   const Memory* zone = nullptr;  // the one of --zone
   std::string holder;            // "zone 1 of a 102 card", "zone1.data of a 102 card"
   std::string name = {};         // "the memory of zone 1 of a 102 card"

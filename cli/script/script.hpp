@@ -25,11 +25,11 @@ Expectation expectation_of(const std::vector<std::string>& words);
 struct ScriptCommand {
   // Something that is wanted, and the number of its line.
   struct Wanted {
-    int line;
+    int line = 0;
     Expectation expectation;
   };
 
-  int line;
+  int line = 0;
   std::vector<std::string> words;
   std::vector<Wanted> wanted = {};
 };

@@ -36,8 +36,8 @@ class Series {
 
   // What became of a command, which tells neither objects nor errors.
   struct Outcome {
-    int status;
-    bool json;  // it was to tell them as JSON
+    int status = 0;
+    bool json = false;  // it was to tell them as JSON
     Heard heard;
   };
   Outcome run(const std::vector<std::string>& words);

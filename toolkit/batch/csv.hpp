@@ -11,7 +11,7 @@
 namespace quorra::toolkit {
 
 struct CsvRow {
-  int line;  // the one in which it begins
+  int line = 0;  // the one in which it begins
   std::vector<std::string> fields;
 };
 

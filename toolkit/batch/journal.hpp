@@ -54,7 +54,7 @@ enum class RowState { open, done, skipped };
 
 // A row that was begun, of which nobody knows how it ended.
 struct BegunRow {
-  int row;
+  int row = 0;
   Bytes before;
 };
 

@@ -20,7 +20,7 @@ inline constexpr std::size_t largest_plan = 64UL << 10;
 
 // A value that grows from row to row, whichever card the row is written to.
 struct SeriesCounter {
-  int line;
+  int line = 0;
   std::string name;
   std::int64_t start = 1;
   std::int64_t step = 1;
@@ -36,8 +36,8 @@ struct SeriesField {
 
 // The code that is presented to each card.
 struct SeriesCode {
-  int line;
-  const Code* code;
+  int line = 0;
+  const Code* code = nullptr;
   // One of them.
   std::optional<std::string> column;
   std::optional<std::string> file;

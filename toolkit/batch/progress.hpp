@@ -19,7 +19,7 @@ enum class CardProgress {
 
 struct HeldProgress {
   CardProgress progress;
-  int written;  // bytes, from the first one, that are the wanted ones
+  int written = 0;  // bytes, from the first one, that are the wanted ones
 };
 
 // All have the same size. `unit`: bytes that the card writes at once.

@@ -18,8 +18,8 @@ namespace quorra::toolkit {
 inline constexpr std::size_t largest_data = 64UL << 20;
 
 struct SeriesRow {
-  int number;  // from 1
-  int line;    // in the file with the data; 0 without one
+  int number = 0;  // from 1
+  int line = 0;    // in the file with the data; 0 without one
   std::string label;
   Segments bytes;  // of the same addresses in all rows
   Bytes code;      // of the card, if each has its own
