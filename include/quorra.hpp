@@ -98,6 +98,12 @@ constexpr Result<Value> value_or_error(int code, Value value) {
   return value;
 }
 
+// A number as a function wants its second one: some are signed, and some are not.
+template <typename Number, typename... Others>
+constexpr Number number_for(int (*)(int, Number, Others...), int number) {
+  return static_cast<Number>(number);
+}
+
 // A value that a function of the library stores.
 template <typename Value, typename Function, typename... Arguments>
 Result<int> counted(Function function, Arguments... arguments) {
@@ -409,7 +415,8 @@ class ZonedCard : public Card {
     return Result<>(cesc(handle(), zone, detail::count_of(code.size()), code.data()));
   }
   Result<> change_erase_code(int zone, std::span<const Byte> code) const {
-    return Result<>(wesc(handle(), zone, detail::count_of(code.size()), code.data()));
+    return Result<>(
+        wesc(handle(), detail::number_for(wesc, zone), detail::count_of(code.size()), code.data()));
   }
   Result<> read_erase_code(int zone, std::span<Byte> code) const {
     return Result<>(resc(handle(), zone, detail::count_of(code.size()), code.data()));

@@ -34,7 +34,8 @@ bool fits(std::string_view pattern, std::string_view text) {
     text = text.substr(0, pattern.size());
   }
   return std::ranges::equal(lower_case(pattern), lower_case(text), [is_hex](char wanted, char got) {
-    return wanted == got || (wanted == '?' && (is_hex || is_digit(got)));
+    return wanted == got ||
+           (wanted == '?' && (is_hex || is_digit(static_cast<unsigned char>(got))));
   });
 }
 

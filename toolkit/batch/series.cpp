@@ -23,7 +23,6 @@ namespace quorra::toolkit {
 namespace {
 
 constexpr Operation waiting{"waiting for a card"};
-constexpr Operation recognising{"recognising the card"};
 constexpr Operation looking{.doing = "reading what the card holds", .done = "read"};
 constexpr Operation erasing{"erasing the card"};
 constexpr Operation writing{.doing = "writing the card", .done = "written"};
