@@ -98,10 +98,11 @@ constexpr Result<Value> value_or_error(int code, Value value) {
   return value;
 }
 
-// A number as a function wants its second one: some are signed, and some are not.
-template <typename Number, typename... Others>
-constexpr Number number_for(int (*)(int, Number, Others...), int number) {
-  return static_cast<Number>(number);
+// Calls a function whose numbers are signed where those of its neighbours are not, or the other way
+// round.
+template <typename... Wanted, typename... Given>
+int call(int (*function)(Wanted...), Given... given) {
+  return function(static_cast<Wanted>(given)...);
 }
 
 // A value that a function of the library stores.
@@ -412,14 +413,13 @@ class ZonedCard : public Card {
   Result<> clear_read_flag(int zone) const { return Result<>(clrrd(handle(), zone)); }
   // Its size is that of the zone's erase code.
   Result<> present_erase_code(int zone, std::span<const Byte> code) const {
-    return Result<>(cesc(handle(), zone, detail::count_of(code.size()), code.data()));
+    return Result<>(detail::call(cesc, handle(), zone, detail::count_of(code.size()), code.data()));
   }
   Result<> change_erase_code(int zone, std::span<const Byte> code) const {
-    return Result<>(
-        wesc(handle(), detail::number_for(wesc, zone), detail::count_of(code.size()), code.data()));
+    return Result<>(detail::call(wesc, handle(), zone, detail::count_of(code.size()), code.data()));
   }
   Result<> read_erase_code(int zone, std::span<Byte> code) const {
-    return Result<>(resc(handle(), zone, detail::count_of(code.size()), code.data()));
+    return Result<>(detail::call(resc, handle(), zone, detail::count_of(code.size()), code.data()));
   }
   Result<int> erasures_left(int zone) const {
     return detail::counted<unsigned>(resct, handle(), zone);
