@@ -70,6 +70,7 @@ void expect_subcommand(const CLI::App& command) {
   const auto all = command.get_subcommands([](const CLI::App*) { return true; });
   if (all.empty() || std::ranges::any_of(all, &CLI::App::parsed)) return;
   std::vector<std::string> names;
+  names.reserve(all.size());
   for (const CLI::App* subcommand : all) {
     names.push_back(subcommand->get_name());
   }
