@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/script/completion.hpp"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
@@ -30,7 +32,8 @@ void add_files(std::vector<std::string>& words, const std::string& word) {
        std::filesystem::directory_iterator(folder.empty() ? "." : folder, error)) {
     const std::string found = entry.path().filename();
     if (!found.starts_with(name) || (found.starts_with('.') && name.empty())) continue;
-    words.push_back(before + folder + found + (entry.is_directory(error) ? "/" : ""));
+    words.push_back(
+        fmt::format("{}{}{}{}", before, folder, found, entry.is_directory(error) ? "/" : ""));
   }
 }
 

@@ -146,7 +146,10 @@ Expectation expectation_of(const std::vector<std::string>& words) {
 std::string describe_mismatch(const Expectation& expectation, const Heard& heard) {
   constexpr std::size_t most = 64;
   std::string got = expectation.got(heard.object);
-  if (got.size() > most) got.replace(most, std::string::npos, "...");
+  if (got.size() > most) {
+    got.resize(most);
+    got += "...";
+  }
   std::string text = fmt::format("expected {}, got {}", expectation.text(), got);
   if (!heard.error.empty()) text += ": " + heard.error;
   return text;

@@ -18,7 +18,7 @@ enum class CardProgress {
 };
 
 struct HeldProgress {
-  CardProgress progress;
+  CardProgress progress = CardProgress::other;
   int written = 0;  // bytes, from the first one, that are the wanted ones
 };
 
