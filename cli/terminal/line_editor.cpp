@@ -42,6 +42,7 @@ class EditLibrary {
     find(library, "el_init", init);
     find(library, "el_end", end);
     find(library, "el_set", set);
+    find(library, "el_wset", set_wide);
     find(library, "el_get", get);
     find(library, "el_gets", gets);
     find(library, "el_line", line);
@@ -55,6 +56,7 @@ class EditLibrary {
   decltype(&el_init) init = nullptr;
   decltype(&el_end) end = nullptr;
   decltype(&el_set) set = nullptr;
+  decltype(&el_wset) set_wide = nullptr;
   decltype(&el_get) get = nullptr;
   decltype(&el_gets) gets = nullptr;
   decltype(&el_line) line = nullptr;
@@ -138,7 +140,8 @@ class LineEditor::Editor {
     library().set(edit_, EL_SIGNAL, 1);
     library().set(edit_, EL_HIST, library().history, history_);
     library().set(edit_, EL_GETCFN, &next_character);
-    library().set(edit_, EL_ADDFN, "complete-word", "Complete the word", &complete_word);
+    // el_set would make copies of the texts, which nobody frees.
+    library().set_wide(edit_, EL_ADDFN, L"complete-word", L"Complete the word", &complete_word);
     library().set(edit_, EL_BIND, "\t", "complete-word", nullptr);
     library().set(edit_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
   }
@@ -198,7 +201,7 @@ class LineEditor::Editor {
     }
   }
 
-  static unsigned char complete_word(EditLine* edit, int /*key*/) { return of(edit).complete(); }
+  static unsigned char complete_word(EditLine* edit, wint_t /*key*/) { return of(edit).complete(); }
 
   unsigned char complete() {
     const LineInfo* line = library().line(edit_);
