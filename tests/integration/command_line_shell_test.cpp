@@ -252,7 +252,7 @@ TEST_F(ShellTest, WordsAreCompleted) {
       "read --coun\t1 --ca\t444\x32",
       "0000  A2*                                               |.               |\n" +
           std::string(legend));
-  const std::string write = "write --code FFFFFF --address 0x40 --no-ver\t ";
+  const std::string write = "write --code FFFFFF --all --address 0x40 --no-ver\t ";
   shell->expect_shown(write + "--fil\t" + folder / "a\t", "Wrote 1 byte at 0x0040.\n");
   shell->expect_shown(write + "--file '" + folder / "a f\t", "Wrote 1 byte at 0x0040.\n");
   shell->expect_shown(write + "--file=" + folder / "so\tfo\to\t", "Wrote 2 bytes at 0x0040.\n");
