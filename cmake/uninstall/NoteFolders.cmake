@@ -4,6 +4,7 @@
 # Notes in install_folders.txt which folders the installation is about to make: the destinations that
 # the scripts of the installation name, and those above them, as far as they are not there. What an
 # installation before this one has made stays in the list.
+cmake_policy(VERSION 3.25)
 set(quorra_folders "")
 if(EXISTS "${quorra_build}/install_folders.txt")
   file(STRINGS "${quorra_build}/install_folders.txt" quorra_folders)
