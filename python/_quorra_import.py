@@ -15,9 +15,9 @@ class _PackageFinder:
         if name != "quorra":
             return None
         for entry in sys.path:
-            spec = PathFinder.find_spec(name, [entry], target)
-            if spec is not None and not isinstance(spec.loader, ExtensionFileLoader):
-                return spec
+            found = PathFinder.find_spec(name, [entry], target)
+            if found is not None and not isinstance(found.loader, ExtensionFileLoader):
+                return found
         return None
 
 
