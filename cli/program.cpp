@@ -195,17 +195,23 @@ std::string Program::parse(const std::vector<std::string>& words) {
   try {
     app_.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   } catch (const CLI::Success& request) {  // help or version
+    if (app_.get_subcommands().empty() && app_.remaining_size(true) > 0) {
+      return refuse(words, CLI::ExtrasError(app_.remaining(true)));
+    }
     std::ostringstream text;
     app_.exit(request, text);
     return text.str();
   } catch (const CLI::ParseError& error) {
-    // What was meant may be another command.
-    if (!is_whole_) return Program(settings_).parse(words);
-    const std::string what = explain(app_, error);
-    throw UsageError(
-        fmt::format("{}{} quorra --help", what, what.ends_with('?') ? " See" : "; see"));
+    return refuse(words, error);
   }
   return {};
+}
+
+std::string Program::refuse(const std::vector<std::string>& words, const CLI::ParseError& error) {
+  // What was meant may be another command.
+  if (!is_whole_) return Program(settings_).parse(words);
+  const std::string what = explain(app_, error);
+  throw UsageError(fmt::format("{}{} quorra --help", what, what.ends_with('?') ? " See" : "; see"));
 }
 
 }  // namespace quorra::cli

@@ -41,6 +41,7 @@ class Program {
  private:
   // Returns what help there is, if the words want that.
   std::string parse(const std::vector<std::string>& words);
+  std::string refuse(const std::vector<std::string>& words, const CLI::ParseError& error);
 
   Settings& settings_;
   bool is_whole_ = false;

@@ -72,6 +72,7 @@ TEST_F(CommandLine, MistypedWordsGetTheNearestOne) {
   };
   const std::string unexpected = "The following argument was not expected: ";
   expect_suggestion({"raed"}, unexpected + "raed; did you mean 'read'?");
+  expect_suggestion({"raed", "--help"}, unexpected + "raed; did you mean 'read'?");
   expect_suggestion({"verfy"}, unexpected + "verfy; did you mean 'verify'?");
   expect_suggestion({"speed", "fnid"}, unexpected + "fnid; did you mean 'find'?");
   expect_suggestion({"write", "--fil", "00"}, unexpected + "--fil; did you mean '--file'?");
