@@ -184,9 +184,10 @@ class Bench:
         self.command("remove")
 
     def fault(self, kind: str, *, times: int | None = None, every: int | None = None,
-              on: int | str | None = None, **parameter: int) -> None:
+              on: int | str | None = None, **parameter: float) -> None:
         """Arms a fault by its name, "silence" for example: for the next exchange, the next `times`, or every
-        `every`-th one; with `on`, of those with that command byte."""
+        `every`-th one; with `on`, of those with that command byte. "random" has a seed, and for each kind
+        the probability that an exchange is hit."""
         fields: dict[str, Any] = {"times": times, "every": every, "on": on, **parameter}
         self.command("fault", kind=kind, **{name: value for name, value in fields.items() if value is not None})
 

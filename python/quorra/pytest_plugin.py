@@ -34,7 +34,7 @@ class Fault(Protocol):
     """Arms a fault by its name."""
 
     def __call__(self, kind: str, *, times: int | None = None, every: int | None = None,
-                 on: int | str | None = None, **parameter: int) -> None: ...
+                 on: int | str | None = None, **parameter: float) -> None: ...
 
 
 @pytest.fixture

@@ -57,6 +57,19 @@ def test_faults_by_name(quorra_card: quorra.Card, quorra_fault: Fault, quorra_be
         quorra_fault("fly")
 
 
+def test_faults_by_chance(quorra_card: quorra.Card, quorra_fault: Fault, quorra_bench: quorra.Bench) -> None:
+    quorra_fault("random", seed=7, wrong_check=1, bit_error=0.0)
+    with pytest.raises(quorra.Unanswered):
+        quorra_card.read(0, 1)
+    quorra_bench.clear_faults()
+    quorra_fault("pull_card", clock=3, on=0x61)
+    with pytest.raises(quorra.Error):
+        quorra_card.read(0, 1)
+    assert quorra_bench.state()["injected"] == {"pull_card": 1}
+    with pytest.raises(quorra.BenchError, match="probability from 0 to 1"):
+        quorra_fault("random", wrong_check=1.5)
+
+
 def test_a_program_under_test_has_the_reader(quorra_configuration: Path, program: str) -> None:
     told = subprocess.run([program, "info", "--json", "--config", quorra_configuration], capture_output=True,
                           text=True, check=True)

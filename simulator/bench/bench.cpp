@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "simulator/bench/taken_back.hpp"
 #include "simulator/cards/kinds.hpp"
 #include "simulator/error.hpp"
 #include "simulator/firmware/firmware.hpp"
@@ -36,6 +37,8 @@ Bench::Bench(const Options& options, const std::filesystem::path& configuration,
   if (!options.card.empty()) insert(options.card);
   for (const auto& [number, file] : options.sams)
     insert_sam(number, file);
+  for (const FaultOrder& order : options.faults)
+    arm(order);
   configuration_.name_device(terminal_.device());
 }
 
@@ -87,6 +90,8 @@ State Bench::state() const {
   state.card_present = reader_.slot.occupied();
   state.card_powered = reader_.slot.powered();
   state.faults = faults_.list();
+  state.fault_odds = faults_.odds();
+  state.injected_faults = faults_.injected();
   state.exchanges = exchanges_;
   state.device = terminal_.device();
   if (card_) {
@@ -149,7 +154,12 @@ void Bench::change_speed(unsigned speed) {
   outgoing_.set_byte_time(byte_time_);
 }
 
+void Bench::arm(const FaultOrder& order) {
+  std::visit([this](const auto& faults) { faults_.arm(faults); }, order);
+}
+
 void Bench::take(std::uint8_t byte, Time arrival) {
+  byte = faults_.receive(byte);
   if (parser_.has_begun() && arrival - last_arrival_ > patience) parser_.reset();
   last_arrival_ = arrival;
 
@@ -159,7 +169,7 @@ void Bench::take(std::uint8_t byte, Time arrival) {
     exchange_ = std::move(fresh);
     faults_.begin(parser_.request().command);
     faults_.apply(FaultStage::request, exchange_);
-    if (exchange_.request_is_cut) return;
+    if (exchange_.request_is_cut) return faults_.finish(exchange_);
   }
   const auto result = parser_.push(byte);
   if (result != RequestParser::Result::incomplete)
@@ -174,18 +184,18 @@ void Bench::answer(bool check_byte_is_right, Time arrival) {
   const auto frame = reply.finish(carry_out(check_byte_is_right, reply));
   exchange_.reply.assign(frame.begin(), frame.end());
   faults_.apply(FaultStage::reply, exchange_);
-  if (exchange_.line_hangs_up) return hang_up();
-  send_reply(arrival);
+  if (exchange_.line_hangs_up) {
+    hang_up();
+  } else {
+    send_reply(arrival);
+  }
+  faults_.finish(exchange_);
 }
 
 std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
   if (exchange_.status) return *exchange_.status;
   Status status = Status::wrong_check_byte;
-  if (check_byte_is_right) {
-    reader_.card_will_slip = exchange_.card_slips;
-    status = execute(reader_, parser_.request(), reply);
-    reader_.card_will_slip = false;
-  }
+  if (check_byte_is_right) status = execute_with_faults(reply);
   if (!save_cards()) {
     status = Status::image_not_saved;
     // What is not saved would be lost with the card, so it does not leave.
@@ -194,6 +204,28 @@ std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
   if (!reader_.slot.occupied()) card_.reset();
   if (reader_.slot.processor() == nullptr) live_card_.reset();
   return static_cast<std::uint8_t>(status);
+}
+
+Status Bench::execute_with_faults(Reply& reply) {
+  std::optional<TakenBack> taken_back;
+  if (exchange_.fate != WriteFate::stays) taken_back.emplace(reader_, chips());
+  reader_.card_will_slip = exchange_.card_slips;
+  reader_.slot.remove_at_clock(exchange_.last_clock);
+  const Status status = execute(reader_, parser_.request(), reply);
+  exchange_.card_has_left = exchange_.card_slips != reader_.card_will_slip ||
+                            (exchange_.last_clock != 0 && reader_.slot.clocks_until_removal() == 0);
+  reader_.card_will_slip = false;
+  reader_.slot.remove_at_clock(0);
+  if (taken_back) exchange_.cells_were_taken_back = taken_back->take_back(exchange_.fate);
+  return status;
+}
+
+std::vector<Chip*> Bench::chips() {
+  std::vector<Chip*> chips;
+  if (card_) chips.push_back(&card_->chip());
+  for (auto& sam : sams_)
+    if (sam) chips.push_back(&sam->chip());
+  return chips;
 }
 
 bool Bench::save_cards() {

@@ -11,6 +11,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "simulator/bench/configuration_file.hpp"
 #include "simulator/bench/options.hpp"
@@ -61,7 +62,7 @@ class Bench {
   // Error if that cannot be done.
   void save();
   // Throws Error if a number is out of range.
-  void arm(const Fault& fault) { faults_.arm(fault); }
+  void arm(const FaultOrder& order);
   void clear_faults() { faults_.clear(); }
   State state() const;
   // From now on `listener` gets every frame as it goes over the line; null for none.
@@ -79,6 +80,9 @@ class Bench {
   void take(std::uint8_t byte, Time arrival);
   void answer(bool check_byte_is_right, Time arrival);
   std::uint8_t carry_out(bool check_byte_is_right, Reply& reply);
+  Status execute_with_faults(Reply& reply);
+  // Of all cards that have an image.
+  std::vector<Chip*> chips();
   void insert_sam(std::size_t number, const std::filesystem::path& file);
   bool save_cards();
   void send_reply(Time arrival);

@@ -6,6 +6,9 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <vector>
+
+#include "simulator/line/faults.hpp"
 
 namespace quorra::simulator {
 
@@ -27,6 +30,8 @@ struct Options {
   // The speed at which the reader insists that hosts talk to it, in bits per second: 1200, 2400,
   // 4800, 9600, 19200 or 38400; 0: any speed will do.
   unsigned line_speed = 0;
+  // The faults that are armed at the start.
+  std::vector<FaultOrder> faults;
   // 1 to 18 printable characters.
   std::string version_text = "KWSPC-VIRTUAL V1.0";
   // 16 printable characters.

@@ -40,6 +40,10 @@ struct State {
   // The speed that hosts must have, in bits per second; 0: any will do.
   unsigned line_speed = 0;
   std::vector<Fault> faults;
+  // Faults by chance, if they are armed.
+  std::optional<FaultOdds> fault_odds;
+  // Since the faults were cleared last.
+  std::vector<InjectedFaults> injected_faults;
   // How many requests have arrived whole.
   std::uint64_t exchanges = 0;
   // The host's side of the pseudo-terminal.

@@ -130,9 +130,9 @@ void VirtualReader::remove() {
   parts_->bench.remove();
 }
 
-void VirtualReader::arm(const Fault& fault) {
+void VirtualReader::arm(const FaultOrder& order) {
   const std::lock_guard lock(mutex_);
-  parts_->bench.arm(fault);
+  parts_->bench.arm(order);
 }
 
 void VirtualReader::clear_faults() {

@@ -46,7 +46,7 @@ class VirtualReader {
   // the card stays in the slot, without power.
   void remove();
   // Throws Error if a number is out of range.
-  void arm(const Fault& fault);
+  void arm(const FaultOrder& order);
   void clear_faults();
   // Writes the image files of all cards that have changed since they were last written. Throws
   // Error if that cannot be done.

@@ -57,6 +57,11 @@ class Chip {
   }
   void forget_changed_cells() { first_changed_ = last_changed_ = nullptr; }
 
+  // Gives the cells that differ from an earlier content of the same chip that content again, as if
+  // they had never been programmed. The first half of them, rounded down, keeps the new content if
+  // `half_stays`. Returns whether there were any.
+  bool take_back(const Image& earlier, bool half_stays);
+
  protected:
   Image& image() { return image_; }
   void pull_io_low(bool low) { pulls_io_low_ = low; }

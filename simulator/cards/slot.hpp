@@ -34,9 +34,18 @@ class Slot {
     processor_ = nullptr;
   }
 
+  // From now on, the card leaves instead of seeing rising edge number `clock` of CLK; 0: it does
+  // not.
+  void remove_at_clock(unsigned clock) { clocks_left_ = clock; }
+  // 0 when there are none, or when it has left.
+  unsigned clocks_until_removal() const { return clocks_left_; }
+
   void set_vcc(bool level) { set(&Contacts::vcc, level); }
   void set_rst(bool level) { set(&Contacts::rst, level); }
-  void set_clk(bool level) { set(&Contacts::clk, level); }
+  void set_clk(bool level) {
+    if (level && !contacts_.clk && clocks_left_ != 0 && --clocks_left_ == 0) return remove();
+    set(&Contacts::clk, level);
+  }
   void set_io(bool level) { set(&Contacts::io, level); }
   void set_c4(bool level) { set(&Contacts::c4, level); }
   void set_c8(bool level) { set(&Contacts::c8, level); }
@@ -70,6 +79,7 @@ class Slot {
   // The same as contacts_, except while the chip is being told of a change. A read is thousands of
   // changes; to copy all contacts for each of them takes almost as long as what the chip does.
   Contacts before_;
+  unsigned clocks_left_ = 0;
   Chip* chip_ = nullptr;
   ProcessorCard* processor_ = nullptr;
 };

@@ -11,66 +11,17 @@
 #include <vector>
 
 #include "simulator/cards/kinds.hpp"
+#include "simulator/control/fault_order.hpp"
+#include "simulator/control/fields.hpp"
 #include "simulator/error.hpp"
 #include "simulator/text.hpp"
 
 namespace quorra::simulator {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 std::string to_line(const Json& object) {
   return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
-
-// Looks things up in a request; throws Error with a text for the answer.
-class Fields {
- public:
-  explicit Fields(const Json& object) : object_(object) {}
-
-  bool has(std::string_view name) const { return object_.contains(name); }
-
-  std::string text(std::string_view name) const {
-    const Json& value = require(name);
-    if (!value.is_string()) throw Error(fmt::format("\"{}\" must be a string", name));
-    auto text = value.get<std::string>();
-    if (text.find('\0') != std::string::npos)
-      throw Error(fmt::format("\"{}\" has a character that is not allowed", name));
-    return text;
-  }
-
-  bool flag(std::string_view name) const {
-    const Json& value = require(name);
-    if (!value.is_boolean()) throw Error(fmt::format("\"{}\" must be true or false", name));
-    return value.get<bool>();
-  }
-
-  // A number, or a string that holds one, so that 0x61 can be written.
-  unsigned number(std::string_view name, unsigned least, unsigned most) const {
-    const Json& value = require(name);
-    std::optional<std::uint64_t> number;
-    if (value.is_number_unsigned()) number = value.get<std::uint64_t>();
-    if (value.is_string()) number = parse_number(value.get<std::string>());
-    if (!number || *number < least || *number > most)
-      throw Error(fmt::format("\"{}\" must be a number from {} to {}", name, least, most));
-    return static_cast<unsigned>(*number);
-  }
-
-  void refuse_all_but(std::span<const std::string_view> known) const {
-    for (const auto& item : object_.items())
-      if (std::ranges::find(known, item.key()) == known.end())
-        throw Error(fmt::format("unknown field \"{}\"", item.key()));
-  }
-
- private:
-  const Json& require(std::string_view name) const {
-    const auto found = object_.find(name);
-    if (found == object_.end()) throw Error(fmt::format("\"{}\" is missing", name));
-    return *found;
-  }
-
-  const Json& object_;
-};
 
 Json field_as_json(const Field& field, std::span<const std::uint8_t> value) {
   switch (field.form) {
@@ -109,20 +60,6 @@ Json sam_as_json(const SamState& sam) {
   return json;
 }
 
-Json fault_as_json(const Fault& fault) {
-  const FaultRule& rule = rule_of(fault.kind);
-  Json json{{"kind", rule.name}};
-  if (!rule.parameter.empty() && fault.parameter)
-    json[std::string(rule.parameter)] = *fault.parameter;
-  if (fault.on) json["on"] = *fault.on;
-  if (fault.every != 0) {
-    json["every"] = fault.every;
-  } else {
-    json["times"] = fault.times;
-  }
-  return json;
-}
-
 void insert(ControlContext& context, const Fields& fields, Json& /*answer*/) {
   context.bench.insert(fields.text("file"));
 }
@@ -131,31 +68,20 @@ void remove(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/)
   context.bench.remove();
 }
 
-void fault(ControlContext& context, const Fields& fields, Json& /*answer*/) {
-  constexpr unsigned most = 1'000'000'000;
-  const std::string kind = fields.text("kind");
-  const auto rules = fault_rules();
-  const auto rule = std::ranges::find(rules, kind, &FaultRule::name);
-  if (rule == rules.end())
-    throw Error(fmt::format("unknown kind of fault \"{}\" (known: {})", kind, list_names(rules)));
-  for (const FaultRule& other : rules)
-    if (other.parameter != rule->parameter && fields.has(other.parameter))
-      throw Error(fmt::format("{} has no \"{}\"", rule->name, other.parameter));
-  if (fields.has("times") && fields.has("every"))
-    throw Error(R"("times" and "every" exclude each other)");
-
-  Fault fault;
-  fault.kind = rule->kind;
-  if (fields.has(rule->parameter))
-    fault.parameter = fields.number(rule->parameter, 0, rule->largest_parameter);
-  if (fields.has("on")) fault.on = static_cast<std::uint8_t>(fields.number("on", 0, 0xFF));
-  if (fields.has("times")) fault.times = fields.number("times", 1, most);
-  if (fields.has("every")) fault.every = fields.number("every", 1, most);
-  context.bench.arm(fault);
+// A seed that was chosen here is told.
+void fault(ControlContext& context, const Fields& fields, Json& answer) {
+  const FaultOrder order = parse_fault(fields);
+  context.bench.arm(order);
+  if (const auto* const odds = std::get_if<FaultOdds>(&order)) answer["seed"] = odds->seed;
 }
 
-void clear_faults(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
+// What happened by chance is told before it is forgotten.
+void clear_faults(ControlContext& context, const Fields& /*fields*/, Json& answer) {
+  const State state = context.bench.state();
   context.bench.clear_faults();
+  if (!state.fault_odds) return;
+  answer["seed"] = state.fault_odds->seed;
+  answer["injected"] = to_json(state.injected_faults);
 }
 
 void trace(ControlContext& context, const Fields& fields, Json& /*answer*/) {
@@ -176,7 +102,9 @@ void state(ControlContext& context, const Fields& /*fields*/, Json& answer) {
   answer["line_speed"] = state.line_speed == 0 ? Json() : Json(state.line_speed);
   answer["faults"] = Json::array();
   for (const Fault& armed : state.faults)
-    answer["faults"].push_back(fault_as_json(armed));
+    answer["faults"].push_back(to_json(armed));
+  if (state.fault_odds) answer["faults"].push_back(to_json(*state.fault_odds));
+  answer["injected"] = to_json(state.injected_faults);
   answer["exchanges"] = state.exchanges;
   answer["device"] = state.device;
   answer["configuration"] = context.bench.configuration().string();
@@ -187,13 +115,12 @@ void stop(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
 }
 
 constexpr std::array<std::string_view, 2> fields_of_insert{"command", "file"};
-constexpr std::array<std::string_view, 8> fields_of_fault{"command", "kind", "times",  "every",
-                                                          "on",      "ms",   "status", "count"};
 constexpr std::array<std::string_view, 2> fields_of_trace{"command", "on"};
 constexpr std::array<std::string_view, 1> no_more_fields{"command"};
 
 struct ControlCommand {
   std::string_view name;
+  // Empty: run() refuses unknown fields itself.
   std::span<const std::string_view> fields;
   void (*run)(ControlContext& context, const Fields& fields, Json& answer);
 };
@@ -201,7 +128,7 @@ struct ControlCommand {
 constexpr std::array commands{
     ControlCommand{"insert", fields_of_insert, insert},
     ControlCommand{"remove", no_more_fields, remove},
-    ControlCommand{"fault", fields_of_fault, fault},
+    ControlCommand{"fault", {}, fault},
     ControlCommand{"clear_faults", no_more_fields, clear_faults},
     ControlCommand{"trace", fields_of_trace, trace},
     ControlCommand{"state", no_more_fields, state},
@@ -219,7 +146,7 @@ std::string carry_out(ControlContext& context, std::string_view line) {
     const auto* const command = std::ranges::find(commands, name, &ControlCommand::name);
     if (command == commands.end())
       throw Error(fmt::format("unknown command \"{}\" (known: {})", name, list_names(commands)));
-    fields.refuse_all_but(command->fields);
+    if (!command->fields.empty()) fields.refuse_all_but(command->fields);
     Json answer{{"ok", true}};
     command->run(context, fields, answer);
     return to_line(answer);

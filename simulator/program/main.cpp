@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "simulator/bench/options.hpp"
+#include "simulator/control/fault_order.hpp"
 #include "simulator/error.hpp"
 #include "simulator/files.hpp"
 #include "simulator/program/control_client.hpp"
@@ -40,6 +41,14 @@ void add_sam(Options& options, const std::string& text) {
     throw Error(fmt::format("there are two SAMs for slot {}", *number));
 }
 
+void add_fault(Options& options, const std::string& text) {
+  try {
+    options.faults.push_back(parse_fault(text));
+  } catch (const Error& error) {
+    throw Error(fmt::format("fault: {}", error.what()));
+  }
+}
+
 // A name that is empty is a mistake of a script, and does not mean that there is none.
 CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
                       const std::string& description) {
@@ -53,7 +62,7 @@ CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
 // A recording is a reader of its own, with nothing of others but a line.
 void expect_nothing_but_a_replay(const CLI::App& app) {
   for (const char* const other : {"--card", "--sam", "--socket", "--speed", "--line-speed",
-                                  "--version-text", "--serial", "--terminal"})
+                                  "--fault", "--version-text", "--serial", "--terminal"})
     if (app.get_option(other)->count() > 0)
       throw Error(fmt::format("--replay does not go with {}", other));
 }
@@ -87,6 +96,13 @@ int dispatch(int argument_count, const char* const* arguments) {
                  "1200, 2400, 4800, 9600, 19200 or 38400: the host must have the same; without it "
                  "any speed will do")
       ->type_name("N");
+  std::vector<std::string> faults;
+  app.add_option(
+         "--fault", faults,
+         "arm a fault from the start, any number of times: its kind and its fields, such as "
+         "status,status=6,on=0x61 or random,seed=7,silence=0.01, or a JSON object")
+      ->type_name("KIND[,FIELD=VALUE...]")
+      ->allow_extra_args(false);
   app.add_option("--version-text", options.version_text, "1 to 18 characters")
       ->type_name("T")
       ->capture_default_str();
@@ -108,6 +124,8 @@ int dispatch(int argument_count, const char* const* arguments) {
   std::function<int()> action = [&] {
     for (const std::string& sam : sams)
       add_sam(options, sam);
+    for (const std::string& fault : faults)
+      add_fault(options, fault);
     if (!recording.empty()) {
       expect_nothing_but_a_replay(app);
       return replay(recording, options.configuration);

@@ -10,6 +10,8 @@
 
 #include "simulator/bench/configuration_file.hpp"
 #include "simulator/bench/virtual_reader.hpp"
+#include "simulator/control/fault_order.hpp"
+#include "simulator/error.hpp"
 #include "simulator/files.hpp"
 #include "simulator/line/auxiliary_port.hpp"
 #include "simulator/line/serial_terminal.hpp"
@@ -52,6 +54,19 @@ void save_for_the_last_time(VirtualReader& reader) {
   }
 }
 
+// Whoever wants the same faults again needs their seed.
+void tell_seed(const VirtualReader& reader) {
+  if (const auto odds = reader.state().fault_odds)
+    complain(fmt::format("random faults: seed {}", odds->seed));
+}
+
+void tell_injected_faults(const VirtualReader& reader) {
+  const State state = reader.state();
+  if (state.fault_odds)
+    complain(fmt::format("random faults: seed {}, {} exchanges, injected: {}",
+                         state.fault_odds->seed, state.exchanges, to_text(state.injected_faults)));
+}
+
 }  // namespace
 
 int run(const Options& options) {
@@ -62,8 +77,10 @@ int run(const Options& options) {
   VirtualReader reader(options);
   print(fmt::format("{}\ncontrol socket: {}\n", reader.configuration().string(),
                     reader.socket().string()));
+  tell_seed(reader);
   const SignalsStop signals_stop(reader);
   reader.run();
+  tell_injected_faults(reader);
   save_for_the_last_time(reader);
   return 0;
 }
@@ -86,8 +103,10 @@ int run_on_terminal(Options options, std::vector<std::string> command) {
     throw Error(fmt::format("environment: {}", system_error_text()));
   options.configuration.clear();
   RunningReader reader(options);
+  tell_seed(*reader);
   SerialTerminal terminal(std::move(command), reader->state().device);
   const int status = terminal.run();
+  tell_injected_faults(*reader);
   save_for_the_last_time(*reader);
   return status;
 }

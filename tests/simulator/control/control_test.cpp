@@ -116,6 +116,63 @@ TEST_F(ControlSocket, arms_faults_that_come_again) {
   }
 }
 
+TEST_F(ControlSocket, arms_faults_by_chance) {
+  const json order = json::parse(
+      R"({"command":"fault","kind":"random","seed":7,"silence":0,"status":1,"bit_error":0.0})");
+  EXPECT_EQ(client.ask(order.dump()), (json{{"ok", true}, {"seed", 7}}));
+  EXPECT_EQ(host.exchange(read_version), reply(5));
+  const json state = client.ask(R"({"command":"state"})");
+  EXPECT_EQ(state.at("faults"), json::parse(R"([{"kind":"random","seed":7,"status":1.0}])"));
+  EXPECT_EQ(state.at("injected"), json::parse(R"({"status":1})"));
+  EXPECT_EQ(client.ask(R"({"command":"clear_faults"})"),
+            json::parse(R"({"ok":true,"seed":7,"injected":{"status":1}})"));
+  EXPECT_EQ(host.exchange(read_version), version);
+  EXPECT_EQ(client.ask(R"({"command":"state"})").at("injected"), json::object());
+  EXPECT_EQ(client.ask(R"({"command":"clear_faults"})"), ok);
+}
+
+TEST_F(ControlSocket, chooses_a_seed_and_tells_it) {
+  const json answer = client.ask(R"({"command":"fault","kind":"random","bit_error":"0.5"})");
+  EXPECT_EQ(answer.at("ok"), true);
+  const json state = client.ask(R"({"command":"state"})");
+  EXPECT_EQ(state.at("faults").at(0).at("seed"), answer.at("seed"));
+  EXPECT_EQ(state.at("faults").at(0).at("bit_error"), 0.5);
+}
+
+TEST_F(ControlSocket, takes_a_probability_for_every_kind_of_fault) {
+  json order{{"command", "fault"}, {"kind", "random"}, {"seed", 4294967295}, {"on", "0x61"}};
+  for (const FaultRule& rule : fault_rules())
+    order[std::string(rule.name)] = 0.25;
+  EXPECT_EQ(client.ask(order.dump()).at("ok"), true);
+  json expected = order;
+  expected.erase("command");
+  expected["on"] = 0x61;
+  EXPECT_EQ(client.ask(R"({"command":"state"})").at("faults").at(0), expected);
+}
+
+TEST_F(ControlSocket, refuses_chances_it_does_not_understand) {
+  const std::pair<const char*, const char*> cases[] = {
+      {R"("silence":1.01)", "\"silence\" must be a probability from 0 to 1"},
+      {R"("silence":-0.01)", "\"silence\" must be a probability from 0 to 1"},
+      {R"("silence":"often")", "\"silence\" must be a probability from 0 to 1"},
+      {R"("silence":"nan")", "\"silence\" must be a probability from 0 to 1"},
+      {R"("silence":"0.1 ")", "\"silence\" must be a probability from 0 to 1"},
+      {R"("silence":null)", "\"silence\" must be a probability from 0 to 1"},
+      {R"("bit_error":2)", "\"bit_error\" must be a probability from 0 to 1"},
+      {R"("fire":0.1)", "unknown field \"fire\""},
+      {R"("silence":0.1,"times":3)", "random has no \"times\""},
+      {R"("silence":0.1,"ms":3)", "random has no \"ms\""},
+      {R"("silence":0.1,"seed":-1)", "\"seed\" must be a number from 0 to 4294967295"},
+      {R"("silence":0.1,"seed":4294967296)", "\"seed\" must be a number from 0 to 4294967295"},
+      {R"("silence":0.1,"on":256)", "\"on\" must be a number from 0 to 255"},
+      {R"("seed":7)", "random needs a probability"}};
+  for (const auto& [fields, error] : cases)
+    EXPECT_THAT(
+        client.error_of(std::string(R"({"command":"fault","kind":"random",)") + fields + "}"),
+        HasSubstr(error));
+  EXPECT_FALSE(reader->state().fault_odds);
+}
+
 TEST_F(ControlSocket, knows_every_kind_of_fault) {
   for (const FaultRule& rule : fault_rules()) {
     json fault{{"command", "fault"}, {"kind", rule.name}};
@@ -136,6 +193,10 @@ TEST_F(ControlSocket, refuses_faults_it_does_not_understand) {
        "\"status\" must be a number from 0 to 255"},
       {R"({"command":"fault","kind":"status","status":-1})",
        "\"status\" must be a number from 0 to 255"},
+      {R"({"command":"fault","kind":"pull_card","clock":0})",
+       "\"clock\" must be a number from 1 to"},
+      {R"({"command":"fault","kind":"silence","clock":1})", "silence has no \"clock\""},
+      {R"({"command":"fault","kind":"silence","seed":1})", "unknown field \"seed\""},
       {R"({"command":"fault","kind":"silence","on":1.5})", "\"on\" must be a number from 0 to 255"},
       {R"({"command":"fault","kind":"silence","times":0})", "\"times\" must be a number from 1"},
       {R"({"command":"fault","kind":"silence","every":"x"})", "\"every\" must be a number from 1"},

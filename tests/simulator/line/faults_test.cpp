@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <thread>
 
 #include "simulator/bench/virtual_reader.hpp"
@@ -175,6 +176,105 @@ TEST_F(FaultsOnTheLine, pull_card_needs_something_to_program) {
   EXPECT_EQ(host.exchange(request(0x64, "79 00 00 00 00 FF FF FF")), reply(0));
 }
 
+// A write of one byte to a 4442 that has power. The command takes 26 rising edges of CLK, the start
+// and the stop condition included. The cell is erased when CLK falls after them, and has its
+// content 255 clocks later.
+class PullCardAtClock : public FaultsOnTheLine, public ::testing::WithParamInterface<unsigned> {
+ protected:
+  void SetUp() override {
+    EXPECT_EQ(host.exchange(request(0x64, "79 00 00 00 00 FF FF FF")), reply(0));
+    EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 11")), reply(0));
+  }
+  // What the byte holds when the card leaves at that clock.
+  unsigned byte_after(unsigned clock) {
+    arm(FaultKind::pull_card, clock);
+    EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 22")), reply(0x21));
+    EXPECT_FALSE(reader->state().card);
+    return load_image(file).field("memory")[0x20];
+  }
+};
+
+TEST_F(PullCardAtClock, before_anything_was_done) { EXPECT_EQ(byte_after(1), 0x11U); }
+TEST_F(PullCardAtClock, in_the_stop_condition) { EXPECT_EQ(byte_after(26), 0x11U); }
+TEST_F(PullCardAtClock, in_the_first_clock_of_programming) { EXPECT_EQ(byte_after(27), 0xFFU); }
+TEST_F(PullCardAtClock, in_the_last_clock_of_programming) { EXPECT_EQ(byte_after(281), 0xFFU); }
+TEST_F(PullCardAtClock, when_the_byte_is_read_back) { EXPECT_EQ(byte_after(282), 0x22U); }
+
+TEST_F(PullCardAtClock, that_the_command_does_not_have) {
+  arm(FaultKind::pull_card, 1'000'000);
+  EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 22")), reply(0));
+  EXPECT_TRUE(reader->state().injected_faults.empty());
+  for (int i = 0; i < 50; ++i)
+    EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 33 44 55 66 77 88 99 AA")), reply(0))
+        << "the clocks of other commands do not count";
+}
+
+TEST_F(FaultsOnTheLine, pull_card_at_a_clock_of_a_command_that_reads) {
+  arm(FaultKind::pull_card, 5);
+  EXPECT_EQ(host.exchange(request(0x61, "79 00 00 00 00 00 01")), reply(0x21));
+  EXPECT_EQ(host.exchange(read_status), reply(0, "00"));
+}
+
+class WritesThatAreNotDone : public FaultsOnTheLine {
+ protected:
+  void SetUp() override {
+    EXPECT_EQ(host.exchange(request(0x64, "79 00 00 00 00 FF FF FF")), reply(0));
+    EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 11 12 13 14 15")), reply(0));
+  }
+  const Bytes write = request(0x60, "79 00 00 00 20 21 22 23 24 25");
+  const Bytes read = request(0x61, "79 00 00 00 20 00 05");
+};
+
+TEST_F(WritesThatAreNotDone, lie) {
+  arm(FaultKind::lie);
+  EXPECT_EQ(host.exchange(write), reply(0));
+  EXPECT_EQ(host.exchange(read), reply(0, "11 12 13 14 15"));
+  EXPECT_EQ(load_image(file).field("memory")[0x20], 0x11);
+  EXPECT_EQ(host.exchange(write), reply(0)) << "the card is open as before";
+  EXPECT_EQ(host.exchange(read), reply(0, "21 22 23 24 25"));
+}
+
+TEST_F(WritesThatAreNotDone, lie_about_all_that_a_command_programs) {
+  EXPECT_EQ(host.exchange(request(0x66, "79 00 00 00 00 12 34 56")), reply(0));
+  arm(FaultKind::lie);
+  EXPECT_EQ(host.exchange(request(0x66, "79 00 00 00 00 65 43 21")), reply(0));
+  EXPECT_EQ(host.exchange(request(0xB2, "80 00 00 00 00")), reply(0));
+  arm(FaultKind::lie);
+  EXPECT_EQ(host.exchange(request(0x64, "79 00 00 00 00 65 43 21")), reply(0x24));
+  EXPECT_EQ(load_image(file).field("counter")[0], 7) << "no attempt was used up";
+  EXPECT_EQ(host.exchange(request(0x64, "79 00 00 00 00 12 34 56")), reply(0));
+}
+
+TEST_F(WritesThatAreNotDone, lie_about_the_memory_of_the_reader) {
+  arm(FaultKind::lie);
+  EXPECT_EQ(host.exchange(request(0xB6, "80 00 00 00 10 AB")), reply(0));
+  EXPECT_EQ(host.exchange(request(0xB7, "80 00 00 00 10 00 01")), reply(0, "FF"));
+  EXPECT_THAT(reader->state().injected_faults, ::testing::SizeIs(1));
+}
+
+TEST_F(WritesThatAreNotDone, partial) {
+  arm(FaultKind::partial);
+  EXPECT_EQ(host.exchange(write), reply(0));
+  EXPECT_EQ(host.exchange(read), reply(0, "21 22 13 14 15"));
+  arm(FaultKind::partial);
+  EXPECT_EQ(host.exchange(write), reply(0));
+  EXPECT_EQ(host.exchange(read), reply(0, "21 22 23 14 15")) << "bytes that do not change";
+}
+
+TEST_F(WritesThatAreNotDone, partial_in_the_memory_of_the_reader) {
+  arm(FaultKind::partial);
+  EXPECT_EQ(host.exchange(request(0xB6, "80 00 00 00 10 A1 A2 A3")), reply(0));
+  EXPECT_EQ(host.exchange(request(0xB7, "80 00 00 00 10 00 03")), reply(0, "A1 FF FF"));
+}
+
+TEST_F(WritesThatAreNotDone, need_something_that_is_programmed) {
+  arm(FaultKind::lie);
+  arm(FaultKind::partial);
+  EXPECT_EQ(host.exchange(read), reply(0, "11 12 13 14 15"));
+  EXPECT_TRUE(reader->state().faults.empty());
+  EXPECT_TRUE(reader->state().injected_faults.empty());
+}
+
 TEST_F(FaultsOnTheLine, together) {
   arm(FaultKind::noise, 1);
   arm(FaultKind::long_reply, 1);
@@ -259,13 +359,160 @@ TEST(Faults, refuse_numbers_that_make_no_sense) {
   fault.kind = FaultKind::status;
   fault.parameter = 256;
   EXPECT_THROW(faults.arm(fault), Error);
+  fault.kind = FaultKind::pull_card;
+  fault.parameter = 0;
+  EXPECT_THROW(faults.arm(fault), Error) << "clocks are counted from 1";
   EXPECT_TRUE(faults.list().empty());
 }
 
 TEST(Faults, have_a_rule_for_each_kind) {
   for (const FaultRule& rule : fault_rules())
     EXPECT_EQ(&rule_of(rule.kind), &rule);
-  EXPECT_EQ(fault_rules().size(), static_cast<std::size_t>(FaultKind::pull_card) + 1);
+  EXPECT_EQ(fault_rules().size(), fault_kind_count);
+}
+
+FaultOdds odds_of(FaultKind kind, double probability, std::uint32_t seed = 1) {
+  FaultOdds odds;
+  odds.seed = seed;
+  odds.of_kind.at(static_cast<std::size_t>(kind)) = probability;
+  return odds;
+}
+
+std::uint64_t count_of(const Faults& faults, std::string_view name) {
+  for (const InjectedFaults& injected : faults.injected())
+    if (injected.name == name) return injected.count;
+  return 0;
+}
+
+// The reply of 64 bytes that comes of each of so many exchanges.
+std::vector<Bytes> replies(const FaultOdds& odds, int count, Faults& faults) {
+  faults.arm(odds);
+  std::vector<Bytes> all;
+  for (int i = 0; i < count; ++i) {
+    faults.begin(0x61);
+    Exchange exchange;
+    exchange.reply.assign(64, 0x5A);
+    faults.apply(FaultStage::request, exchange);
+    faults.apply(FaultStage::reply, exchange);
+    faults.finish(exchange);
+    all.push_back(exchange.reply);
+  }
+  return all;
+}
+
+std::vector<Bytes> replies(const FaultOdds& odds, int count) {
+  Faults faults;
+  return replies(odds, count, faults);
+}
+
+TEST(FaultsByChance, are_the_same_with_the_same_seed) {
+  FaultOdds odds = odds_of(FaultKind::silence, 0.1);
+  odds.of_bit = 0.001;
+  const auto first = replies(odds, 500);
+  EXPECT_EQ(replies(odds, 500), first);
+  odds.seed = 2;
+  EXPECT_NE(replies(odds, 500), first);
+}
+
+// More than five standard deviations away from the middle is once in a million seeds; the seed
+// is always the same.
+TEST(FaultsByChance, are_as_likely_as_they_are_told) {
+  Faults faults;
+  FaultOdds odds = odds_of(FaultKind::silence, 0.25);
+  odds.of_bit = 0.01;
+  odds.of_kind.at(static_cast<std::size_t>(FaultKind::wrong_check)) = 0.5;
+  replies(odds, 4000, faults);
+  EXPECT_NEAR(static_cast<double>(count_of(faults, "silence")), 1000, 140);
+  EXPECT_NEAR(static_cast<double>(count_of(faults, "wrong_check")), 2000, 160);
+  // Where there is silence there are no bits.
+  EXPECT_NEAR(static_cast<double>(count_of(faults, "bit_error")), 3000 * 64 * 8 * 0.01, 700);
+  EXPECT_EQ(count_of(faults, "noise"), 0U);
+}
+
+TEST(FaultsByChance, hit_always_or_never) {
+  Faults faults;
+  for (const Bytes& reply : replies(odds_of(FaultKind::silence, 1), 100, faults))
+    EXPECT_TRUE(reply.empty());
+  EXPECT_EQ(count_of(faults, "silence"), 100U);
+  for (const Bytes& reply : replies(odds_of(FaultKind::silence, 0), 100))
+    EXPECT_EQ(reply, Bytes(64, 0x5A));
+}
+
+TEST(FaultsByChance, do_not_depend_on_each_other) {
+  const auto silent = [](const std::vector<Bytes>& all) {
+    std::vector<bool> result;
+    for (const Bytes& reply : all)
+      result.push_back(reply.empty());
+    return result;
+  };
+  FaultOdds odds = odds_of(FaultKind::silence, 0.3);
+  const auto alone = silent(replies(odds, 200));
+  odds.of_kind.at(static_cast<std::size_t>(FaultKind::wrong_start)) = 0.5;
+  odds.of_bit = 0.1;
+  EXPECT_EQ(silent(replies(odds, 200)), alone);
+}
+
+TEST(FaultsByChance, invert_bits_of_replies) {
+  FaultOdds odds;
+  odds.of_bit = 1;
+  for (const Bytes& reply : replies(odds, 3))
+    EXPECT_EQ(reply, Bytes(64, 0xA5));
+}
+
+TEST(FaultsByChance, invert_bits_of_requests_unless_they_are_for_one_command) {
+  Faults faults;
+  FaultOdds odds;
+  EXPECT_EQ(faults.receive(0xAA), 0xAA) << "none are armed";
+  odds.of_bit = 1;
+  faults.arm(odds);
+  EXPECT_EQ(faults.receive(0xAA), 0x55);
+  EXPECT_EQ(count_of(faults, "bit_error"), 8U);
+  EXPECT_EQ(faults.names_of_hits(), "bit_error");
+  odds.on = 0x61;
+  faults.arm(odds);
+  EXPECT_EQ(faults.receive(0xAA), 0xAA);
+}
+
+TEST(FaultsByChance, hit_only_the_command_they_are_for) {
+  Faults faults;
+  FaultOdds odds = odds_of(FaultKind::silence, 1);
+  odds.of_bit = 1;
+  odds.on = 0x61;
+  faults.arm(odds);
+  Exchange exchange;
+  exchange.reply = hex("55 00");
+  faults.begin(0x60);
+  faults.apply(FaultStage::reply, exchange);
+  EXPECT_EQ(exchange.reply, hex("55 00"));
+  faults.begin(0x61);
+  faults.apply(FaultStage::reply, exchange);
+  EXPECT_TRUE(exchange.reply.empty());
+}
+
+TEST(FaultsByChance, refuse_what_is_no_probability) {
+  Faults faults;
+  for (const double bad : {-0.001, 1.001, std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_THROW(faults.arm(odds_of(FaultKind::noise, bad)), Error) << bad;
+    FaultOdds odds;
+    odds.of_bit = bad;
+    EXPECT_THROW(faults.arm(odds), Error) << bad;
+  }
+  EXPECT_FALSE(faults.odds());
+}
+
+TEST(FaultsByChance, are_forgotten_with_what_they_did) {
+  Faults faults;
+  replies(odds_of(FaultKind::silence, 1), 3, faults);
+  faults.clear();
+  EXPECT_FALSE(faults.odds());
+  EXPECT_TRUE(faults.injected().empty());
+}
+
+TEST_F(FaultsOnTheLine, by_chance) {
+  reader->arm(odds_of(FaultKind::status, 1));
+  EXPECT_EQ(host.exchange(read_version), reply(5));
+  reader->clear_faults();
+  expect_recovery();
 }
 
 }  // namespace

@@ -100,6 +100,43 @@ TEST_F(Program, removes_its_files_when_a_signal_ends_it) {
   }
 }
 
+TEST_F(Program, arms_faults_from_the_start) {
+  auto reader = start({"--fault", "status,status=6,on=0xB0", "--fault",
+                       R"({"kind":"random","seed":7,"status":1,"on":185})"});
+  const RawClient host(reader.read_line());
+  EXPECT_EQ(host.exchange(request(0xB0, "80 00 00 00 00 00 0A")), reply(6));
+  EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(5));
+  EXPECT_EQ(host.exchange(request(0xB8, "80 00 00 00 00")), reply(0x21));
+  reader.signal(SIGTERM);
+  const Outcome outcome = reader.wait();
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.errors,
+            "quorra-sim: random faults: seed 7\n"
+            "quorra-sim: random faults: seed 7, 3 exchanges, injected: status 2\n");
+}
+
+TEST_F(Program, tells_when_chance_has_done_nothing) {
+  auto reader = start({"--fault", "random,seed=0x10,silence=0.5"});
+  reader.read_line();
+  reader.signal(SIGTERM);
+  EXPECT_THAT(reader.wait().errors, HasSubstr("seed 16, 0 exchanges, injected: none\n"));
+}
+
+TEST_F(Program, refuses_faults_it_does_not_understand) {
+  expect_refusal({"--fault", "fire"}, "fault: unknown kind of fault \"fire\" (known: silence, ");
+  expect_refusal({"--fault", ""}, "fault: unknown kind of fault \"\"");
+  expect_refusal({"--fault", "silence,times"}, "fault: FIELD=VALUE is expected: times");
+  expect_refusal({"--fault", "silence,=1"}, "fault: FIELD=VALUE is expected: =1");
+  expect_refusal({"--fault", "silence,times=1,times=2"}, "fault: times is there twice");
+  expect_refusal({"--fault", "silence,times=0"}, "\"times\" must be a number from 1 to");
+  expect_refusal({"--fault", "silence,fire=1"}, "unknown field \"fire\"");
+  expect_refusal({"--fault", "random,silence=2"}, "\"silence\" must be a probability from 0 to 1");
+  expect_refusal({"--fault", R"({"kind":)"}, "fault: this is not a JSON object: {\"kind\":");
+  expect_refusal({"--fault", R"({"command":"fault","kind":"silence"})"},
+                 "unknown field \"command\"");
+  expect_refusal({"--replay", "x", "--fault", "silence"}, "--replay does not go with --fault");
+}
+
 TEST_F(Program, can_be_started_again_after_it_was_killed) {
   const std::vector<std::string> arguments{"--config", path("reader.conf"), "--socket",
                                            path("socket")};
