@@ -1141,8 +1141,9 @@ int sam_protocol(int handle, int n, const unsigned char *block, unsigned char *b
  * Single DES in electronic-codebook fashion, without a session. A key has 8 bytes, whose lowest
  * bits do not matter. Input is padded with zeros to a multiple of 8 bytes; that is the room that
  * `output` needs. Output may be the input's own place, but not overlap it otherwise. Nothing of key
- * or text is left behind in the library's memory. The functions do nothing when a pointer that they
- * need is null.
+ * or text is left behind in the library's memory. How long a call takes, and which memory it
+ * touches, depends on lengths alone, not on key or text. The functions do nothing when a pointer
+ * that they need is null.
  */
 
 /* Returns the length of the output; one that does not fit an int is INT_MAX. */

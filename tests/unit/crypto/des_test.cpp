@@ -218,9 +218,13 @@ Bytes random_bytes(std::mt19937& engine, std::size_t count) {
 
 TEST(Des, AgreesWithOpenSslForAllLengths) {
   std::mt19937 engine(7);
-  std::vector<std::size_t> lengths = {7992, 7993, 7999,  8000,  8001,  8007,
-                                      8008, 8009, 15999, 16000, 16001, 20000};
-  for (std::size_t length = 0; length <= 33; ++length)
+  // Around these many blocks are worked on in another way, or in one go more.
+  std::vector<std::size_t> lengths;
+  for (const std::size_t round : {512U, 1024U, 1536U, 2048U, 8000U, 8192U}) {
+    for (std::size_t length = round - 9; length <= round + 9; ++length)
+      lengths.push_back(length);
+  }
+  for (std::size_t length = 0; length <= 97; ++length)
     lengths.push_back(length);
   for (int i = 0; i < 10; ++i)
     lengths.push_back(engine() % 20'000);
@@ -228,6 +232,38 @@ TEST(Des, AgreesWithOpenSslForAllLengths) {
     SCOPED_TRACE(length);
     const Bytes key = random_bytes(engine, 8);
     const Bytes input = random_bytes(engine, length);
+    EXPECT_TRUE(encrypted(key, input) == by_openssl(DES_ENCRYPT, key, input));
+    EXPECT_TRUE(decrypted(key, input) == by_openssl(DES_DECRYPT, key, input));
+  }
+}
+
+// Each block in its place, also when it is one of many that are worked on at the same time.
+TEST(Des, KeepsBlocksApart) {
+  std::mt19937 engine(17);
+  for (const std::size_t blocks : {4U, 64U, 128U, 200U}) {
+    const Bytes key = random_bytes(engine, 8);
+    const Bytes input = random_bytes(engine, blocks * 8);
+    const Bytes output = encrypted(key, input);
+    for (std::size_t changed = 0; changed < blocks; ++changed) {
+      SCOPED_TRACE(changed);
+      Bytes other = input;
+      other[changed * 8 + changed % 8] ^= 0x10U;
+      const Bytes other_output = encrypted(key, other);
+      for (std::size_t at = 0; at < blocks * 8; at += 8) {
+        const bool same = std::equal(&output[at], &output[at] + 8, &other_output[at]);
+        ASSERT_EQ(same, at != changed * 8) << at;
+      }
+    }
+  }
+}
+
+// Of many blocks under one key, too, each entry of the substitution tables is reached.
+TEST(Des, AgreesWithOpenSslForManyKeysAndManyBlocks) {
+  std::mt19937 engine(19);
+  for (int i = 0; i < 50; ++i) {
+    SCOPED_TRACE(i);
+    const Bytes key = random_bytes(engine, 8);
+    const Bytes input = random_bytes(engine, 2048);
     EXPECT_TRUE(encrypted(key, input) == by_openssl(DES_ENCRYPT, key, input));
     EXPECT_TRUE(decrypted(key, input) == by_openssl(DES_DECRYPT, key, input));
   }
@@ -288,7 +324,7 @@ TEST(Des, DoesNothingWithoutAPointerThatItNeeds) {
 }
 
 TEST(Des, DecryptsWithResultZeroWhateverTheLength) {
-  for (const unsigned length : {1U, 8U, 9U, 8001U}) {
+  for (const unsigned length : {1U, 8U, 9U, 64U, 1023U, 8001U}) {
     const Bytes input = counting(length);
     GuardedBytes output(Bytes(padded(length), untouched));
     EXPECT_EQ(ic_decrypt(example_key.data(), input.data(), length, output.data()), 0);
@@ -304,7 +340,8 @@ TEST(Des, ChainsNothing) {
 
 TEST(Des, WorksInPlace) {
   for (const std::size_t length :
-       {std::size_t{1}, std::size_t{8}, std::size_t{8001}, std::size_t{16'008}}) {
+       {std::size_t{1}, std::size_t{8}, std::size_t{24}, std::size_t{40}, std::size_t{41},
+        std::size_t{1025}, std::size_t{8001}, std::size_t{16'008}}) {
     Bytes input = counting(length, 0x17);
     GuardedBytes place(input + Bytes(padded(length) - length, untouched));
     const auto size = static_cast<unsigned>(length);

@@ -25,8 +25,8 @@ constexpr unsigned char fresh = 0xA5;
 // What the calls work on. It does not lie on the stack that is looked at.
 struct Texts {
   unsigned char key[8];
-  unsigned char input[24];
-  unsigned char output[24];
+  unsigned char input[1600];
+  unsigned char output[1600];
   unsigned char round_keys[16][48];
   unsigned char packed[16][6];
 };
@@ -132,7 +132,9 @@ constexpr Call calls[] = {
     {"ic_encrypt", [] { ic_encrypt(texts.key, texts.input, 24, texts.output); }},
     {"ic_decrypt", [] { ic_decrypt(texts.key, texts.input, 24, texts.output); }},
     {"DES_Encrypt", [] { DES_Encrypt(texts.key, 5, texts.input, 17, texts.output); }},
-    {"DES_Decrypt", [] { DES_Decrypt(texts.key, 8, texts.input, 24, texts.output); }},
+    {"DES_Decrypt", [] { DES_Decrypt(texts.key, 8, texts.input, 8, texts.output); }},
+    {"DES_Encrypt_many", [] { DES_Encrypt(texts.key, 5, texts.input, 100, texts.output); }},
+    {"DES_Decrypt_many", [] { DES_Decrypt(texts.key, 8, texts.input, 1600, texts.output); }},
     {"Gen_Childkey1", [] { Gen_Childkey1(texts.key, texts.round_keys); }},
     {"Gen_Childkey2", [] { Gen_Childkey2(texts.key, texts.packed); }},
 };
