@@ -10,6 +10,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
+from mutation.__main__ import files_of
 from mutation.changes import enumerations, mutants_of
 from mutation.source import Source
 
@@ -53,6 +54,15 @@ class Script(unittest.TestCase):
             )
             self.assertEqual(done.returncode, 2, place)
             self.assertIn(f"--only: '{place}' is not FILE:LINE", done.stderr)
+
+
+    def test_leaves_out_what_a_tool_makes(self) -> None:
+        checkout = HERE.parents[1]
+        made = "src/crypto/circuits.hpp"
+        found = files_of(checkout, ["src/crypto"])
+        self.assertIn("src/crypto/circuit.hpp", found)
+        self.assertNotIn(made, found)
+        self.assertEqual(files_of(checkout, [made]), [made])
 
 
 class Changes(unittest.TestCase):

@@ -165,11 +165,16 @@ def _arguments() -> argparse.Namespace:
     return parser.parse_args()
 
 
-def _files(root: Path, paths: list[str]) -> list[str]:
+def _is_written(file: Path) -> bool:
+    """Whether people write it. What a tool makes says so on its first lines."""
+    return "\n// Made by " not in "\n".join(file.read_text().splitlines()[:6])
+
+
+def files_of(root: Path, paths: list[str]) -> list[str]:
     found: list[str] = []
     for path in paths or ["src"]:
         place = (root / path).resolve()
-        files = [place] if place.is_file() else sorted(place.rglob("*.[ch]pp"))
+        files = [place] if place.is_file() else sorted(filter(_is_written, place.rglob("*.[ch]pp")))
         if not files:
             raise BuildError(f"{path}: no sources there")
         found += [str(file.relative_to(root)) for file in files]
@@ -201,10 +206,10 @@ class Choice:
     @classmethod
     def of(cls, arguments: argparse.Namespace, root: Path) -> "Choice":
         only = arguments.only
-        files = _files(root, [only[0]] if only else arguments.paths)
+        files = files_of(root, [only[0]] if only else arguments.paths)
         sources = {file: Source.read(root, file) for file in files}
         tops = sorted({file.split("/")[0] for file in files})
-        others = enumerations(Source.read(root, file) for file in _files(root, tops))
+        others = enumerations(Source.read(root, file) for file in files_of(root, tops))
         every = [mutant for file in files for mutant in mutants_of(sources[file], others)]
         numbered = _numbered(every)
         if only:
