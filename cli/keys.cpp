@@ -9,7 +9,7 @@
 namespace quorra::cli {
 
 Key parse_key(const Code& code, std::string_view noun, const GivenSecret& given) {
-  Key key{.code = &code, .bytes = parse_hex(given.name, given.hex)};
+  Key key{.code = &code, .bytes = parse_secret_hex(given.name, given.hex)};
   const auto size = static_cast<int>(key.bytes.size());
   if (size != code.size) {
     throw UsageError(

@@ -59,7 +59,11 @@ unsigned parse_large_number(std::string_view name, std::string_view text) {
   return parse_number_as<unsigned>(name, text);
 }
 
-Bytes parse_hex(std::string_view name, std::string_view text) {
+namespace {
+
+// What `show` makes of a wrong group of digits is in the message.
+template <typename Show>
+Bytes parse_hex_groups(std::string_view name, std::string_view text, Show show) {
   Bytes bytes;
   for (std::string_view rest = text;;) {
     rest.remove_prefix(std::min(rest.find_first_not_of(separators), rest.size()));
@@ -71,11 +75,11 @@ Bytes parse_hex(std::string_view name, std::string_view text) {
     remove_hex_mark(digits);
     const auto bad = digits.find_first_not_of("0123456789abcdefABCDEF");
     if (digits.empty() || bad != std::string_view::npos) {
-      throw UsageError(fmt::format("{}: '{}' is not hexadecimal", name, group));
+      throw UsageError(fmt::format("{}: {} is not hexadecimal", name, show(group)));
     }
     if (digits.size() % 2 != 0) {
       throw UsageError(
-          fmt::format("{}: '{}' has an odd number of digits; a byte has two", name, group));
+          fmt::format("{}: {} has an odd number of digits; a byte has two", name, show(group)));
     }
     for (; !digits.empty(); digits.remove_prefix(2)) {
       unsigned char byte = 0;
@@ -84,6 +88,17 @@ Bytes parse_hex(std::string_view name, std::string_view text) {
     }
   }
   return bytes;
+}
+
+}  // namespace
+
+Bytes parse_hex(std::string_view name, std::string_view text) {
+  return parse_hex_groups(name, text,
+                          [](std::string_view group) { return fmt::format("'{}'", group); });
+}
+
+Bytes parse_secret_hex(std::string_view name, std::string_view text) {
+  return parse_hex_groups(name, text, [](std::string_view) { return "what was given"; });
 }
 
 }  // namespace quorra::cli

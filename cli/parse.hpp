@@ -23,4 +23,7 @@ unsigned parse_large_number(std::string_view name, std::string_view text);
 // Pairs of hex digits. Blanks and colons may stand between bytes, and 0x before them.
 Bytes parse_hex(std::string_view name, std::string_view text);
 
+// The same of a code or a key: the message does not show it.
+Bytes parse_secret_hex(std::string_view name, std::string_view text);
+
 }  // namespace quorra::cli

@@ -35,7 +35,7 @@ Bytes key_from(const DesOptions& options) {
   Secret given = options.key;
   if (!given.is_given()) given.hex = "-";
   const auto [name, hex] = get(given);
-  Bytes key = parse_hex(name, hex);
+  Bytes key = parse_secret_hex(name, hex);
   if (key.size() != key_size) {
     throw UsageError(fmt::format("{}: a key is {}, not {}", name,
                                  counted(static_cast<int>(key_size), "byte"), key.size()));

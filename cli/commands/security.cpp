@@ -36,7 +36,7 @@ struct SecurityOptions {
 };
 
 Bytes parse_reader_code(const GivenSecret& given) {
-  Bytes code = parse_hex(given.name, given.hex);
+  Bytes code = parse_secret_hex(given.name, given.hex);
   if (code.size() != code_size) {
     throw UsageError(fmt::format("{}: the reader's security code is {}, not {}", given.name,
                                  counted(code_size, "byte"), code.size()));

@@ -102,7 +102,7 @@ TEST_F(Des, RefusesWrongUsage) {
        "give one of --key, --key-file and --key-fd, not several"},
       {{plain, "--key", "13345779"}, "--key: a key is 8 bytes, not 4"},
       {{plain, "--key", "133457799BBCDFF100"}, "--key: a key is 8 bytes, not 9"},
-      {{plain, "--key", "secret"}, "--key: 'secret' is not hexadecimal"},
+      {{plain, "--key", "secret"}, "--key: what was given is not hexadecimal"},
       {{plain, "--key-file", folder / "short"}, "--key-file: a key is 8 bytes, not 3"},
       {{plain, "--key-file", folder / "long"}, "--key-file: a key is 8 bytes, not 9"},
       {{plain, "--key-file", folder / "nowhere"},

@@ -76,7 +76,7 @@ TEST_F(Secrets, EveryWrongWayIsRefusedBeforeAnythingIsSent) {
       {{"code", "change", "--code", "FFFFFF", "-"},
        "NEW: there is nobody to ask; give --new-code-file or --new-code-fd"},
       {{"read", "--code", "-"}, "--code: there is nobody to ask; give --code-file or --code-fd"},
-      {{"code", "present", "--code-file", words}, "--code-file: 'no' is not hexadecimal"},
+      {{"code", "present", "--code-file", words}, "--code-file: what was given is not hexadecimal"},
       {{"code", "present", "--code-file", shorter},
        "--code-file: the code of a 4442 card is 3 bytes, not 2"},
       {{"code", "present", "--code-file", longer},
