@@ -179,6 +179,30 @@ TEST_F(BatchCommand, GoesOnAfterKillsAtAnyTime) {
   expect_all_rows_once(cards, rows);
 }
 
+// The second kill finds the card as the first one has left it, whatever is done first to a card.
+TEST_F(BatchCommand, GoesOnAfterASecondKillBeforeTheCardIsWritten) {
+  const std::vector<std::string> cards{card(1)};
+  const std::string file = plan(1, "after = \"eject\"\n");
+  const Reader reader(cards);
+  const Arguments command{QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file};
+  while (!reader.is_pile_empty()) {
+    std::this_thread::yield();
+  }
+  // Commands 60 write, and 61 read: no reply comes.
+  for (const char* silent : {"0x60", "0x61"}) {
+    EXPECT_TRUE(reader.control(R"({"command":"fault","kind":"silence","on":")" +
+                               std::string(silent) + R"("})"));
+    Process process(command);
+    std::this_thread::sleep_for(2s);
+    process.signal(SIGKILL);
+    process.wait();
+    EXPECT_EQ(count_of(journal(), "\"begun\""), 1U) << journal();
+  }
+  const Outcome outcome = run(command);
+  EXPECT_EQ(outcome.status, 0) << outcome.output << outcome.errors << journal();
+  expect_all_rows_once(cards, 1);
+}
+
 TEST_F(BatchCommand, EndsBySignalWithTotals) {
   const std::string file = plan(2);
   const Reader reader({card(1)});

@@ -221,8 +221,11 @@ Series::Outcome Series::refuse(const std::string& word, const std::string& reaso
 Series::Outcome Series::treat(const SeriesRow& row) {
   is_last_card_ = false;
   try {
+    // Its kind is known, and finding it out anew would take its power: a break right then would
+    // leave nothing to know it by.
     const bool is_kept = is_kept_card(row);
-    if (const auto reason = other_kind()) return refuse("wrong_card", *reason);
+    const auto reason = is_kept ? std::nullopt : other_kind();
+    if (reason) return refuse("wrong_card", *reason);
     const Held held =
         read_held(session_, *plan_.card, ranges_to_read(*plan_.card, row.bytes), looking);
     const Bytes bytes = bytes_under(held.bytes, row.bytes);
