@@ -350,7 +350,12 @@ void Connection::take_shared(Subject subject) {
 // ic_init asks the same, but does not tell a reader that refuses from none.
 void Connection::expect_reader() const {
   std::array<unsigned char, 10> version{};
-  const int result = attempt(opening, srd_ver, static_cast<int>(version.size()), version.data());
+  const auto ask = [&] {
+    return attempt(opening, srd_ver, static_cast<int>(version.size()), version.data());
+  };
+  int result = ask();
+  // The request may have gone to the end of a frame that a program had begun when it was killed.
+  if (is_status(result, opening.kind)) result = ask();
   if (result >= 0) return;
   if (is_status(result, opening.kind)) fail(opening, result);
   throw NoReader(describe(opening, no_reader), particulars_of(no_reader, opening.kind));

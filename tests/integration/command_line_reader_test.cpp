@@ -127,6 +127,21 @@ TEST_F(ScriptedCard, RefusesAReaderThatAnswersBadly) {
   reader.expect_closed();
 }
 
+// The reader takes the first request for the end of what a program had begun when it was killed.
+TEST_F(ScriptedCard, OpensBehindHalfAFrame) {
+  Process program = start({"beep", "5"});
+  reader.serve(ask_version, reply(17, {}));
+  reader.serve_opening();
+  reader.serve(sealed("AA B4 00 07 80 00 00 00 00 00 05"), reply(0, {}));
+  expect_success(program.wait(), "");
+  Process refused = start({"beep", "5"});
+  reader.serve(ask_version, reply(17, {}));
+  reader.serve(ask_version, reply(17, {}));
+  reader.serve_identity();
+  EXPECT_EQ(refused.wait().status, 1);
+  reader.expect_closed();
+}
+
 TEST_F(ScriptedCard, WriteComparesWhatItReadsBack) {
   Process program = start({"write", "--address", "0x20", "DEAD"});
   reader.serve_opening();
