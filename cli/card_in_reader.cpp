@@ -56,11 +56,26 @@ CardState state_of_card(const Connection& connection) {
   return state;
 }
 
+std::string doubt_about(const Recognition& found) {
+  if (found.is_certain()) return {};
+  return found.card == nullptr ? "reading does not tell which kind it is"
+                               : fmt::format("a {} would be read alike", names_of(found));
+}
+
+// Each command tells it, also one that goes by what an earlier one has found.
+void tell_doubt(const Settings& settings, const Card& card, const std::string& doubt) {
+  if (doubt.empty()) return;
+  note(settings, fmt::format("that this is a {} could not be checked: {}", card.name, doubt));
+}
+
 // The kind of a card that nobody has named.
 const Card& find_kind(const Settings& settings, const Connection& connection) {
   const bool has_power = state_of_card(connection).has_power;
   const KnownKind known(connection);
-  if (const Card* card = has_power ? known.get() : nullptr) return *card;
+  if (const Card* card = has_power ? known.get() : nullptr) {
+    tell_doubt(settings, *card, known.doubt());
+    return *card;
+  }
   known.forget();
   const Recognition found = recognise(connection);
   if (found.card == nullptr) {
@@ -69,9 +84,8 @@ const Card& find_kind(const Settings& settings, const Connection& connection) {
                               recognising.doing),
                   {.word = "unknown_card"});
   }
-  if (found.is_certain()) {
-    known.set(*found.card);
-  } else {
+  known.set(*found.card, "", doubt_about(found));
+  if (!found.is_certain()) {
     note(settings, fmt::format("reading does not tell whether this is a {}; it is taken for a {}, "
                                "unless --card names another one",
                                names_of(found), found.card->name));
@@ -89,17 +103,13 @@ const Card& kind_for(const Settings& settings) {
 void expect_kind(const Settings& settings, const Connection& connection, const Card& card) {
   const bool has_power = state_of_card(connection).has_power;
   const KnownKind known(connection);
-  if (has_power && known.get() == &card) return;
+  if (has_power && known.get() == &card) return tell_doubt(settings, card, known.doubt());
   known.forget();
   const Recognition found = recognise(connection);
   if (found.card == nullptr && is_processor_card(connection)) refuse_processor_card();
   if (found.card != nullptr && !may_be(found, card)) refuse("a " + names_of(found), card);
-  known.set(card);
-  if (found.is_certain()) return;
-  note(settings,
-       fmt::format("that this is a {} could not be checked: {}", card.name,
-                   found.card == nullptr ? "reading does not tell which kind it is"
-                                         : "a " + names_of(found) + " would be read alike"));
+  known.set(card, "", doubt_about(found));
+  tell_doubt(settings, card, doubt_about(found));
 }
 
 void expect_kind_of_image(const Settings& settings, const Card& card) {

@@ -55,8 +55,20 @@ std::string KnownKind::tag() const {
   return tag;
 }
 
-void KnownKind::set(const Card& card, std::string_view tag) const {
-  if (!note_.empty()) std::ofstream(note_) << card.name << ' ' << tag << '\n';
+std::string KnownKind::doubt() const {
+  if (note_.empty()) return {};
+  std::string line;
+  std::ifstream note(note_);
+  std::getline(note, line);
+  std::getline(note, line);
+  return note ? line : std::string();
+}
+
+void KnownKind::set(const Card& card, std::string_view tag, std::string_view doubt) const {
+  if (note_.empty()) return;
+  std::ofstream note(note_);
+  note << card.name << ' ' << tag << '\n';
+  if (!doubt.empty()) note << doubt << '\n';
 }
 
 void KnownKind::forget() const {

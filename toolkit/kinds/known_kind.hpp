@@ -26,7 +26,9 @@ class KnownKind {
   const Card* get() const;
   // What else the last `set` said, if nobody has set or forgotten it since: whose card it is.
   std::string tag() const;
-  void set(const Card& card, std::string_view tag = {}) const;
+  // Why it may be another one, in a line, as the last `set` said; empty if it is certain.
+  std::string doubt() const;
+  void set(const Card& card, std::string_view tag = {}, std::string_view doubt = {}) const;
   void forget() const;
 
  private:
