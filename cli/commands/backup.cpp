@@ -13,6 +13,7 @@
 #include "cli/keys.hpp"
 #include "cli/options.hpp"
 #include "cli/report.hpp"
+#include "cli/terminal/output.hpp"
 #include "cli/virtual_card.hpp"
 #include "toolkit/memory/backup.hpp"
 #include "toolkit/text.hpp"
@@ -38,6 +39,8 @@ void expect_files(const Settings& settings, const BackupOptions& options) {
   if (settings.json && shows) {
     throw UsageError("--json: standard output is for the result, so the backup needs a file");
   }
+  if (options.file) expect_other_file("FILE", *options.file, settings);
+  if (options.image) expect_other_file("--image", *options.image, settings);
 }
 
 Bytes bytes_of(const std::string& text) { return {text.begin(), text.end()}; }

@@ -23,6 +23,7 @@
 #include "cli/options.hpp"
 #include "cli/shown_frames.hpp"
 #include "cli/terminal/interruption.hpp"
+#include "cli/terminal/output.hpp"
 #include "toolkit/session/configuration.hpp"
 #include "toolkit/session/descriptor.hpp"
 #include "toolkit/wire/pcapng.hpp"
@@ -209,10 +210,17 @@ void run_tap(const Settings& settings, const TapOptions& options) {
   const Tapped tapped = what_to_tap(settings, options);
   std::optional<wire::AuxiliaryStream> sequences;
   if (tapped.texts) sequences.emplace(tapped.texts->before, tapped.texts->after);
+  if (options.recording) expect_other_file("--output", *options.recording, settings);
+  if (options.written_configuration) {
+    expect_other_file("--write-config", *options.written_configuration, settings);
+  }
   const Interruption interruption;
   try {
     wire::Tap tap(tapped.device, sequences);
     serve_tap(settings, tapped, options, tap, interruption);
+  } catch (const DeviceMissing& error) {
+    throw NoReader(fmt::format("tapping {}: {}", tapped.device, error.what()),
+                   {.word = "no_reader"});
   } catch (const DeviceError& error) {
     fail_to_tap(tapped.device, error.what());
   } catch (const std::system_error& error) {

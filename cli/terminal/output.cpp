@@ -78,17 +78,22 @@ void expect_other_file(const OutputOptions& options, const Settings& settings) {
   if (settings.json && !options.wants_dump() && is_standard_output(name)) {
     throw UsageError("--json goes to standard output, and the bytes cannot go there, too");
   }
-  const bool to_standard_output = name == standard_stream;
+  expect_other_file("--output", name, settings);
+}
+
+void expect_other_file(std::string_view option, const std::string& file, const Settings& settings) {
+  const bool to_standard_output = file == standard_stream;
   for (const NamedFile& named : files_of(settings)) {
     // What cannot be looked at is no such file.
     std::error_code error;
-    if (!std::filesystem::equivalent(to_standard_output ? standard_output : name, named.file,
+    if (!std::filesystem::equivalent(to_standard_output ? standard_output : file, named.file,
                                      error)) {
       continue;
     }
-    throw UsageError(fmt::format("{} is the file of {}, which would be lost; name another one",
-                                 to_standard_output ? "standard output" : "--output: " + name,
-                                 named.option));
+    throw UsageError(
+        fmt::format("{} is the file of {}, which would be lost; name another one",
+                    to_standard_output ? "standard output" : fmt::format("{}: {}", option, file),
+                    named.option));
   }
 }
 

@@ -36,6 +36,10 @@ void add_output_format(CLI::App& command, OutputOptions& options);
 // file that the reader is made of, or if raw bytes would go between JSON.
 void expect_other_file(const OutputOptions& options, const Settings& settings);
 
+// Throws UsageError if what goes into the file that this option names would take the place of one
+// that the reader is made of.
+void expect_other_file(std::string_view option, const std::string& file, const Settings& settings);
+
 // Shows what was read at this address as a hex dump that marks protected bytes, or writes the bytes
 // to standard output, or saves them in a file and says so; with --json, `fields` go before them.
 // `remark` is a line that follows what is said. Throws as write_file does.

@@ -218,7 +218,17 @@ TEST_F(Tap, WantsADevice) {
   expect_error(
       run_quorra({"tap", "/dev/null"}), 1,
       "quorra: tapping /dev/null: /dev/null is a character device, not a terminal device\n");
+  expect_error(run_quorra({"tap", "/dev/nowhere"}), 3,
+               "quorra: tapping /dev/nowhere: /dev/nowhere cannot be opened: No such file or "
+               "directory: there is no such device\n");
   const Terminal terminal;
+  const std::string configuration = folder / "reader.conf";
+  write_file(configuration, "P=" + terminal.device() + "\n");
+  for (const char* option : {"--output", "--write-config"}) {
+    expect_error(run_quorra({"tap", "--config", configuration, option, configuration}), 2,
+                 "quorra: " + (option + (": " + configuration)) +
+                     " is the file of --config, which would be lost; name another one\n");
+  }
   expect_error(run_quorra({"tap", terminal.device(), "--output", folder / "no/file"}), 2,
                "quorra: --output: " + (folder / "no/file") + ": No such file or directory\n");
 }
