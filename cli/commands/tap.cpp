@@ -21,6 +21,7 @@
 #include "cli/commands/commands.hpp"
 #include "cli/files.hpp"
 #include "cli/options.hpp"
+#include "cli/report.hpp"
 #include "cli/shown_frames.hpp"
 #include "cli/terminal/interruption.hpp"
 #include "cli/terminal/output.hpp"
@@ -178,7 +179,11 @@ void show_now(const std::string& text) {
 std::string beginning(const Settings& settings, const std::string& configuration,
                       const std::string& name) {
   if (!settings.json) return configuration;
-  return nlohmann::ordered_json{{"terminal", name}, {"configuration", configuration}}.dump() + '\n';
+  return Json{{"schema_version", schema_version},
+              {"terminal", name},
+              {"configuration", configuration}}
+             .dump() +
+         '\n';
 }
 
 void serve_tap(const Settings& settings, const Tapped& tapped, const TapOptions& options,

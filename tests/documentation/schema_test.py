@@ -92,6 +92,9 @@ COMMANDS: list[tuple[str, str, int]] = [
     ("24c16", "restore before.json --plan", 0),
     ("24c16", "restore before.json --yes 24c16", 0),
     ("4442", "backup one.json --image one.toml", 0),
+    ("102", "backup zones.json", 0),
+    ("4428", "backup --image other.toml", 0),
+    ("4442", "backup --image 4442.toml", 2),
     ("", "batch plan.toml --dry-run", 0),
     ("24c16", "batch plan.toml --quiet", 0),
     ("24c16", "batch plan.toml", 0),
@@ -150,6 +153,9 @@ COMMANDS: list[tuple[str, str, int]] = [
     ("", "help fly", 2),
     ("", "--config nowhere.conf doctor", 2),
     ("", "--config nowhere.conf info", 2),
+    ("", "tap /dev/nowhere", 3),
+    ("", "tap", 2),
+    ("", "trace nowhere.pcapng", 2),
     ("", "fly", 2),
     ("", "", 2),
 ]
@@ -208,7 +214,8 @@ class Schema(unittest.TestCase):
             reader.kill()
         commands = helps(str(self.programs / "quorra"), []).keys() - {""} - STREAMS
         self.assertEqual({command for command, ok in self.seen if ok}, commands - SERIES)
-        self.assertEqual(set(SCHEMA["properties"]["command"]["enum"]), commands | {""})
+        self.assertEqual(set(SCHEMA["$defs"]["result"]["properties"]["command"]["enum"]),
+                         commands | STREAMS | {""})
 
     def test_each_kind_is_told_as_its_image_is(self) -> None:
         told = json.loads(self.run_program("quorra", "--json", "kinds").stdout)
@@ -229,6 +236,35 @@ class Schema(unittest.TestCase):
                     number = ["--number", "0"] if len(kind["codes"]) > 1 else []
                     done = self.run_program("quorra", "code", "present", "--virtual", image, *number, given)
                     self.assertIn(done.returncode, status, (name, done.stderr))
+
+    def test_so_is_every_frame(self) -> None:
+        self.run_program("quorra-sim", "new", "4442", "4442.toml")
+        frames = []
+        with subprocess.Popen(
+            [self.programs / "quorra-sim", "--card", "4442.toml", "--config", "reader.conf"],
+            text=True, cwd=self.folder.name, stdout=subprocess.PIPE) as reader:
+            reader.stdout.readline()
+            tap = [self.programs / "quorra", "tap", "--json", "--config", "reader.conf",
+                   "--write-config", "tapped.conf", "--output", "frames.pcapng"]
+            with subprocess.Popen(tap, text=True, cwd=self.folder.name, env=self.environment,
+                                  stdout=subprocess.PIPE) as tapped:
+                frames.append(json.loads(tapped.stdout.readline()))
+                words = ["--config", "tapped.conf", "--card", "4442", "--force"]
+                done = self.run_program("quorra", "write", *words, "--address", "64", "--code", "FFFFFF", "41")
+                self.assertEqual(done.returncode, 0, done.stderr)
+                tapped.terminate()
+                frames += [json.loads(line) for line in tapped.stdout]
+            reader.kill()
+        frames += [json.loads(line) for line in
+                   self.run_program("quorra", "trace", "--json", "frames.pcapng").stdout.splitlines()]
+        self.assertGreater(len(frames), 20)
+        for frame in frames:
+            self.assertEqual([problem.message for problem in VALIDATOR.iter_errors(frame)], [], frame)
+        one = next(frame for frame in frames if "**" in frame.get("data", ""))
+        for field, value in [("schema_version", 2), ("direction", "up"), ("number", 0), ("data", "4"),
+                             ("command", "trace"), ("more", 1)]:
+            self.assertFalse(VALIDATOR.is_valid({**one, field: value}), field)
+        self.assertFalse(VALIDATOR.is_valid({k: v for k, v in one.items() if k != "bytes"}))
 
     def test_so_is_every_line_of_a_run(self) -> None:
         self.run_program("quorra-sim", "new", "4442", "4442.toml")

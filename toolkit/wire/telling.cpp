@@ -15,6 +15,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr int schema_version = 1;
+
 constexpr std::size_t bytes_of_line = 16;
 constexpr std::string_view margin = "                ";
 
@@ -132,6 +134,7 @@ std::string in_words(const Decoded& decoded, Codes codes) {
 std::string as_json(const Decoded& decoded, Codes codes) {
   const Bytes& bytes = decoded.frame.bytes;
   Json told;
+  told["schema_version"] = schema_version;
   told["number"] = decoded.number;
   told["time"] = seconds(decoded.since_start);
   told["direction"] = decoded.frame.direction == Direction::request ? "request" : "reply";
