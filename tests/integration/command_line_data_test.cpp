@@ -93,7 +93,7 @@ TEST_F(DataCommands, FormatsAreNamedOrRecognised) {
   EXPECT_EQ(content_of(path("out.hex")), "\xDE\xAD");
 
   expect_error(on(image, two + Arguments{"--format", "elf"}), 2,
-               "quorra: 'elf' is no format of files: raw, ihex, srec, json\n");
+               "quorra: 'elf' is no format of files; there are raw, ihex, srec, json\n");
   expect_error(on(image, two + Arguments{"--format", "ihex", "--raw"}), 2,
                "quorra: --raw and --format name two formats: give one of them\n");
   expect_error(on(image, {"verify", "--address", "0", "A2", "--format", "raw"}), 2,

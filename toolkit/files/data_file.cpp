@@ -44,6 +44,12 @@ constexpr Extension extensions[] = {
     {".s37", FileFormat::srec},  {".mot", FileFormat::srec},  {".json", FileFormat::json},
 };
 
+// What --format takes beside the names and the endings of files.
+constexpr Extension other_names[] = {
+    {"bin", FileFormat::raw},       {"binary", FileFormat::raw},   {"intel-hex", FileFormat::ihex},
+    {"s-record", FileFormat::srec}, {"srecord", FileFormat::srec},
+};
+
 std::string in_lower_case(std::string_view text) {
   std::string result(text);
   std::ranges::transform(result, result.begin(),
@@ -114,11 +120,16 @@ std::string format_names() {
 }
 
 FileFormat parse_format(std::string_view name) {
-  const auto* const found = std::ranges::find(formats, in_lower_case(name), &FormatRow::name);
-  if (found == std::end(formats)) {
-    throw UsageError(fmt::format("'{}' is no format of files: {}", name, format_names()));
+  const std::string given = in_lower_case(name);
+  const auto* const found = std::ranges::find(formats, given, &FormatRow::name);
+  if (found != std::end(formats)) return found->format;
+  for (const auto& [text, format] : other_names) {
+    if (text == given) return format;
   }
-  return found->format;
+  for (const auto& [text, format] : extensions) {
+    if (text.substr(1) == given) return format;
+  }
+  throw UsageError(fmt::format("'{}' is no format of files; there are {}", name, format_names()));
 }
 
 FileFormat format_of_name(std::string_view file_name) {

@@ -147,8 +147,17 @@ TEST(DataFile, IsNamedByItsExtension) {
   EXPECT_EQ(toolkit::parse_format("IHEX"), FileFormat::ihex);
   EXPECT_EQ(toolkit::parse_format("raw"), FileFormat::raw);
   EXPECT_EQ(toolkit::name_of(FileFormat::srec), "srec");
-  EXPECT_EQ(complaint([] { toolkit::parse_format("hex"); }),
-            "'hex' is no format of files: raw, ihex, srec, json");
+  for (const char* name : {"hex", "ihx", "intel-hex", "Intel-HEX"}) {
+    EXPECT_EQ(toolkit::parse_format(name), FileFormat::ihex) << name;
+  }
+  for (const char* name : {"s19", "s37", "mot", "s-record", "srecord"}) {
+    EXPECT_EQ(toolkit::parse_format(name), FileFormat::srec) << name;
+  }
+  for (const char* name : {"bin", "binary"}) {
+    EXPECT_EQ(toolkit::parse_format(name), FileFormat::raw) << name;
+  }
+  EXPECT_EQ(complaint([] { toolkit::parse_format("elf"); }),
+            "'elf' is no format of files; there are raw, ihex, srec, json");
 }
 
 TEST(DataFile, IsRecognisedByItsContent) {
