@@ -82,7 +82,11 @@ void expect_target(const CardData& data, const Plan& plan) {
 std::string describe(const CardData& data, const Plan& plan, const Place& place,
                      const WritingOptions& options) {
   const int wanted = data.bytes.count();
-  const int sent = std::min(plan.bytes_sent, wanted);
+  int left = 0;
+  for (const ObstacleAt& at : plan.obstacles) {
+    left += at.range.count;
+  }
+  const int sent = std::min(plan.bytes_sent, wanted - left);
   const std::string where = words_for(place, data.bytes);
   const std::string left_out = words_for_obstacles(plan, place.told_from);
   if (sent == 0) {
