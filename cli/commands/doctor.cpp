@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <quorra.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -187,11 +188,18 @@ std::string device_named(const Configuration& configuration) {
   return terminal == nullptr ? "standard output" : terminal;
 }
 
+bool is_terminal_at(const std::string& path) {
+  struct stat found {};
+  return stat(path.c_str(), &found) == 0 && S_ISCHR(found.st_mode) &&
+         is_terminal_device(found.st_rdev);
+}
+
 // The device, which is opened and closed again; whether that went well.
 bool examine_device(Diagnosis& diagnosis, const Configuration& configuration) {
   constexpr std::string_view step = "device";
   const std::string name = device_named(configuration);
-  const std::string use = who_uses(name);
+  // Whoever has something else open is in nobody's way.
+  const std::string use = is_terminal_at(name) ? who_uses(name) : "";
   const std::string and_use = use.empty() ? "" : fmt::format(" ({})", use);
   try {
     const Device device = configuration.open_device();

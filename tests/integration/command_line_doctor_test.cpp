@@ -139,7 +139,8 @@ TEST_F(Doctor, DeviceThatIsNoneIsToldWithARemedy) {
   EXPECT_EQ(other.status, 1);
   expect_words(other.output,
                "TROUBLE  device         opening the session: /dev/null is a character "
-               "device, not a terminal device (rw-rw-rw-, owner root, group root; ");
+               "device, not a terminal device\n         -> Name the serial device at which the "
+               "reader is, one that you may use\n");
 }
 
 TEST_F(Doctor, ReaderThatAnswersNowhereIsNone) {
