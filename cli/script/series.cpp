@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "cli/exit_status.hpp"
+#include "toolkit/text.hpp"
 #include "toolkit/wire/table.hpp"
 
 namespace quorra::cli {
@@ -57,6 +58,32 @@ bool holds_code(std::string_view word) {
   if (digits.size() < instruction_ends) return false;
   const Bytes bytes = parse_hex("APDU", digits.substr(0, instruction_ends));
   return wire::find_instruction_with_code(bytes.back()) != nullptr;
+}
+
+// What stands behind an option, in a word of its own or in the same one.
+std::optional<std::string> value_of(const std::vector<std::string>& words,
+                                    std::string_view option) {
+  for (std::size_t at = 0; at < words.size(); ++at) {
+    const std::string& word = words[at];
+    if (word == option && at + 1 < words.size()) return words[at + 1];
+    if (word.starts_with(option) && word.substr(option.size()).starts_with('=')) {
+      return word.substr(option.size() + 1);
+    }
+  }
+  return std::nullopt;
+}
+
+// Whether bytes are typed that go where a code is, or where one may be: all of a card or zone.
+bool types_code(const std::string& command, const std::vector<std::string>& words) {
+  constexpr std::string_view commands[] = {"write", "fill", "verify"};
+  if (std::ranges::find(commands, command) == std::end(commands)) return false;
+  if (std::ranges::find(words, "--security") != words.end()) return true;
+  const auto given = value_of(words, "--at");
+  if (!given) return false;
+  std::string region = lower_case(*given);
+  std::erase_if(region, [](char character) { return character == '-' || character == '_'; });
+  const bool is_whole = region.find('.') == std::string::npos && region.starts_with("zone");
+  return region.find("code") != std::string::npos || region.starts_with("all") || is_whole;
 }
 
 void expect_allowed(std::string_view command) {
@@ -106,7 +133,7 @@ void Series::check(const std::vector<std::string>& words) {
 }
 
 bool Series::has_secrets(const std::vector<std::string>& words) const {
-  if (checker_.holds_secrets()) return true;
+  if (checker_.holds_secrets() || types_code(checked_.command, words)) return true;
   if (checked_.command != "apdu") return false;
   const std::string together = fmt::format("{}", fmt::join(words, ""));
   return std::ranges::any_of(words, holds_code) ||

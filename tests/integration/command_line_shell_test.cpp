@@ -173,6 +173,11 @@ TEST_F(ShellTest, TheHistoryHasNoCodes) {
       "apdu '00 20 00 01 03 FF FF FF'",
       "apdu 00 20 00 01 03 FF FF FF",
       "code presnt FFFFFF",
+      "write --at code FFFFFF",
+      "write --at=zone1.Erase-Code+1 FF",
+      "write --at zone0 FFFFFF",
+      "verify --at code FFFFFF",
+      "write --security --address 8 FFFF",
   };
   {
     const auto shell = start();
@@ -181,9 +186,13 @@ TEST_F(ShellTest, TheHistoryHasNoCodes) {
     shell->enter_line("read --count 1");
     shell->enter_line("  code   counter # FF");
     shell->enter_line("apdu 00A4000000");
+    shell->enter_line("read --at code");
+    shell->enter_line("write --at data FF");
     shell->end();
   }
-  EXPECT_EQ(history(), "read --count 1\n  code   counter # FF\napdu 00A4000000\n");
+  EXPECT_EQ(history(),
+            "read --count 1\n  code   counter # FF\napdu 00A4000000\nread --at code\n"
+            "write --at data FF\n");
   struct stat found {};
   ASSERT_EQ(stat((folder / "state/quorra/history").c_str(), &found), 0);
   EXPECT_EQ(found.st_mode & 0777U, 0600U);
