@@ -138,6 +138,8 @@ CardInReader::CardInReader(const Settings& settings, const std::optional<std::st
 Connection CardInReader::connect() {
   const std::shared_ptr<OpenReader> reader = Connection(settings_).reader();
   const Connection connection(settings_, reader);
+  // The card of the image may have been ejected by a command before this one.
+  if (settings_.image && settings_.shared != nullptr) expect_card(connection);
   if (settings_.card != nullptr) {
     if (settings_.image) {
       if (!settings_.force) expect_kind_of_image(settings_, *kind_);

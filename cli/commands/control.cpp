@@ -64,7 +64,12 @@ void run_power(const Settings& settings, const PowerOptions& options) {
 void run_eject(const Settings& settings) {
   {
     const Connection connection(settings, Subject::anything);
-    connection.run(ejecting, auto_pull);
+    try {
+      connection.run(ejecting, auto_pull);
+    } catch (const Failure& failure) {
+      expect_card_behind(failure, connection);
+      throw;
+    }
   }
   tell(settings, "The card is ejected.\n", Json::object());
 }

@@ -96,6 +96,7 @@ void detect_by_writing(const Settings& settings, bool yes) {
     const Connection connection(settings);
     consent.get(connection);
     probed = probe_for(connection, order);
+    if (probed.card == nullptr) expect_card(connection);
   }
   if (probed.card == nullptr) {
     throw Failure(fmt::format("{}: none recognised{}", detecting.doing, probed.explanation));

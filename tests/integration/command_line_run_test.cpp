@@ -375,6 +375,13 @@ TEST_F(Run, AnotherCardIsAskedForItsCode) {
   EXPECT_EQ(simulator.wait().status, 0);
 }
 
+TEST_F(Run, ACardThatWasEjectedIsNoCard) {
+  const Outcome outcome = run_lines("read --count 1\neject\nread --count 1\n");
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_TRUE(outcome.errors.ends_with(":3: recognising the card: no card is in the reader\n"))
+      << outcome.errors;
+}
+
 TEST_F(Run, OutputThatCannotBeWrittenEndsIt) {
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   ASSERT_GE(full, 0);
