@@ -125,6 +125,10 @@ int tell_error(const Settings& settings, const std::exception& error, const Json
   }
   try {
     print_object(object);
+    // Where it does not go, there is standard error.
+    flush_standard_output();
+  } catch (const OutputClosed&) {
+    throw;
   } catch (const Failure& of_output) {
     print_error(of_output.what());
   }
