@@ -166,6 +166,10 @@ void run_restore(const Settings& given, const RestoreCommand& options) {
   CardInReader slot(settings, options.yes);
   toolkit::RestoreOptions how{.plan = {.all = options.writing.all, .may_erase = options.erase},
                               .zone = options.zone ? &zone : nullptr,
+  if (options.yes && lower_case(*options.yes) != card.name) {
+    throw UsageError(fmt::format("--yes: {} is a backup of a {} card, not of a {}", *options.file,
+                                 card.name, *options.yes));
+  }
                               .protects = options.protect};
   if (keys.code) how.plan.codes.push_back(keys.code->code);
   if (keys.erase_code) how.plan.whole_zone = &zone;

@@ -63,6 +63,19 @@ TEST_F(BackupCommands, BackupIsRefusedWithoutAFile) {
   EXPECT_EQ(run_quorra({"backup", "--virtual", image, "--json", "-"}).status, 2);
 }
 
+// A backup lacks what cannot be read: the code, for example.
+TEST_F(BackupCommands, BackupLeavesTheCardItIsOfAlone) {
+  const std::string image = new_card("4442");
+  const std::string before = content_of(image);
+  expect_error(run_quorra({"backup", "--virtual", image, "--image", image}), 2,
+               "quorra: --image: " + image +
+                   " is the file of --virtual, which would be lost; name another one\n");
+  expect_error(run_quorra({"backup", "--virtual", image, image}), 2,
+               "quorra: FILE: " + image +
+                   " is the file of --virtual, which would be lost; name another one\n");
+  EXPECT_EQ(content_of(image), before);
+}
+
 TEST_F(BackupCommands, BackupMakesAVirtualCard) {
   for (const char* kind : {"4442", "4428", "24c16", "93c46a", "4406", "102", "1604b"}) {
     const std::string image = new_card(kind, {"--force"});
@@ -244,6 +257,8 @@ TEST_F(BackupCommands, DiffComparesAFileWithTheCard) {
   EXPECT_EQ(outcome.output, "- " + path("a.hex") +
                                 "\n+ the card\n0x0020-0x0021  data\n  0020  - DE AD\n"
                                 "  0020  + FF FF\n2 bytes differ.\n");
+  expect_error(run_quorra({"restore", "--virtual", other, backup, "--yes", "24c02"}), 2,
+               "quorra: --yes: " + backup + " is a backup of a 4442 card, not of a 24c02\n");
   EXPECT_EQ(
       run_quorra({"write", "--virtual", image, "--code", "FFFF", "--address", "0x20", "DE", "AD"})
           .status,
