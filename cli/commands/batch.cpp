@@ -104,6 +104,9 @@ void tell_dry_run(const Settings& settings, const SeriesPlan& plan, const Series
     text += fmt::format("Then read-only for good: {} at 0x{:04X}\n", counted(range.count, "byte"),
                         range.address);
   }
+  for (const ZoneGuard& guard : plan.guards) {
+    text += fmt::format("Then, once the card is personalised: {}\n", words_for(*plan.card, guard));
+  }
   tell(settings, text,
        {{"plan", plan.file},
         {"card", plan.card->name},
@@ -279,11 +282,13 @@ void run_series(const Settings& settings, const BatchOptions& options, const Ser
         fmt::format("--yes: the plan is for {} cards, not for {}", plan.card->name, *options.yes));
   }
   expect_one_reader(settings);
-  const bool is_final = !plan.protection.empty();
+  const bool is_final = plan.protects();
   const Consent consent(
       {personalising,
-       fmt::format("Each {} card of this series gets bytes that are read-only for good.",
-                   plan.card->name),
+       fmt::format("Each {} card of this series gets {}.", plan.card->name,
+                   plan.guards.empty() ? "bytes that are read-only for good"
+                                       : "zones that are guarded once it is personalised, which "
+                                         "only an erase before that undoes"),
        plan.card},
       options.yes.has_value() || !is_final);
   Journal journal(plan, rows);

@@ -19,6 +19,7 @@
 #include "cli/terminal/consent.hpp"
 #include "cli/terminal/hex_dump.hpp"
 #include "cli/terminal/terminal.hpp"
+#include "toolkit/memory/layout.hpp"
 #include "toolkit/memory/protection.hpp"
 #include "toolkit/memory/transfer.hpp"
 #include "toolkit/text.hpp"
@@ -27,7 +28,6 @@ namespace quorra::cli {
 namespace {
 
 constexpr Operation reading_range{.doing = "reading the bytes to protect", .done = "read"};
-constexpr Operation reading_flags{.doing = "reading the flags", .done = "read"};
 constexpr Operation protecting{.doing = "protecting", .done = "protected"};
 
 struct ProtectOptions {
@@ -83,28 +83,6 @@ void protect_bytes(const Settings& settings, CardInReader& slot, const ProtectOp
   tell(settings, words, fields);
 }
 
-bool has_flag(const Connection& connection, const Memory& memory, unsigned char flag) {
-  const Bytes flags = read_memory(connection, memory, {memory.flags->address, 1}, reading_flags);
-  return (flags.front() & flag) != 0;
-}
-
-// Once its write flag is 0, a zone refuses to write the rest of that byte. So the flag counts, and
-// not the answer to the write.
-void clear_flag(const Connection& connection, const Memory& memory, bool guards_reading) {
-  const Flags& flags = *memory.flags;
-  const int result = connection.attempt(
-      protecting, guards_reading ? flags.clear_read_flag : flags.clear_write_flag);
-  if (result < 0 && !is_status(result, protecting.kind)) {
-    throw Failure(connection.describe(protecting, result));
-  }
-  const bool is_set = with_progress("; the flag may be cleared now", [&] {
-    return has_flag(connection, memory, guards_reading ? read_flag : write_flag);
-  });
-  if (!is_set) return;
-  throw Failure(result < 0 ? connection.describe(protecting, result)
-                           : fmt::format("{}: the flag is still set", protecting.doing));
-}
-
 void protect_zone(const Settings& settings, CardInReader& slot, const Memory& memory,
                   const ProtectOptions& options) {
   const Card& card = slot.kind();
@@ -114,23 +92,22 @@ void protect_zone(const Settings& settings, CardInReader& slot, const Memory& me
     throw UsageError(fmt::format("--address, --at and --count: {} is protected as a whole", name));
   }
   const Keys keys = parse_keys(card, options.code);
-  const unsigned char flag = options.reading ? read_flag : write_flag;
-  const std::string effect =
-      options.reading ? "is read only after its code was presented" : "is not written any more";
+  const ZoneGuard guard{&memory, options.reading};
+  const std::string effect = words_for(card, guard);
   const Consent consent({protecting,
-                         fmt::format("Once the card is personalised, {} {}. Only an erase before "
+                         fmt::format("Once the card is personalised, {}. Only an erase before "
                                      "that undoes this.",
-                                     name, effect),
+                                     effect),
                          &card},
                         options.yes.has_value());
   bool was_protected = false;
   {
     const Connection connection = slot.connect();
-    was_protected = !has_flag(connection, memory, flag);
+    was_protected = is_guarded(connection, guard);
     if (!was_protected) {
       consent.get(connection);
       present(connection, card, keys, confirm_unless(options.yes, card, connection));
-      clear_flag(connection, memory, options.reading);
+      guard_zone(connection, guard, protecting);
     }
   }
   Json fields{{"card", card.name}};
@@ -138,15 +115,26 @@ void protect_zone(const Settings& settings, CardInReader& slot, const Memory& me
   fields["reading"] = options.reading;
   fields["protected_before"] = was_protected;
   tell(settings,
-       fmt::format("{}: once the card is personalised, {} {}.\n",
-                   was_protected ? "Already protected" : "Protected", name, effect),
+       fmt::format("{}: once the card is personalised, {}.\n",
+                   was_protected ? "Already protected" : "Protected", effect),
        fields);
 }
 
-void run_protect(const Settings& settings, const ProtectOptions& options) {
-  CardInReader slot(settings, options.yes);
+// The zone of which a region is named in place of its number. Nothing if that is not the case.
+const Memory* zone_of_region(const Card& card, const PlaceOptions& options) {
+  if (options.zone || !options.region || options.region->find('+') != std::string::npos) {
+    return nullptr;
+  }
+  return zone_with_flags(card, find_region(card, *options.region).range);
+}
+
+void run_protect(const Settings& settings, const ProtectOptions& given) {
+  CardInReader slot(settings, given.yes);
   const Card& card = slot.kind();
-  const Memory& memory = memory_of(card, options.place.zone);
+  ProtectOptions options = given;
+  const Memory* const named = zone_of_region(card, options.place);
+  if (named != nullptr) options.place = {};
+  const Memory& memory = named == nullptr ? memory_of(card, options.place.zone) : *named;
   if (memory.flags) return protect_zone(settings, slot, memory, options);
   if (card.protection) return protect_bytes(settings, slot, options);
   throw UsageError(fmt::format("the bytes of {} cannot be protected", name_of(card, memory)));

@@ -59,6 +59,10 @@ Json restoration_fields(const Restoration& restoration) {
   for (const Range& range : restoration.to_protect) {
     fields["protects"].push_back({{"address", range.address}, {"count", range.count}});
   }
+  fields["guards"] = Json::array();
+  for (const ZoneGuard& guard : restoration.to_guard) {
+    fields["guards"].push_back({{"zone", guard.zone->zone}, {"reading", guard.against_reading}});
+  }
   fields["counters"] = Json::array();
   for (const CounterDifference& counter : restoration.counters) {
     fields["counters"].push_back(
@@ -107,23 +111,27 @@ bool is_complete(const Restoration& restoration, const Card& card, const Writing
       restoration.losses, [&](const LostBytes& lost) { return is_missed(lost, card, options); });
 }
 
-std::string describe_protecting(const Restoration& restoration) {
+std::string describe_protecting(const Restoration& restoration, const Card& card) {
   std::string text;
   for (const Range& range : restoration.to_protect) {
     text += fmt::format("{} protected\n", addresses(range));
   }
+  for (const ZoneGuard& guard : restoration.to_guard) {
+    text += fmt::format("once the card is personalised, {}\n", words_for(card, guard));
+  }
   return text;
 }
 
-std::string words_for_done(const Restoration& restoration, bool no_verify) {
+std::string words_for_done(const Restoration& restoration, const Card& card, bool no_verify) {
   const Plan& plan = restoration.plan;
-  const std::string is_protected = describe_protecting(restoration);
+  const std::string is_protected = describe_protecting(restoration, card);
   if (plan.sends_nothing()) {
     return "Nothing to write: the card holds all that can come back.\n" + is_protected;
   }
-  return fmt::format("Restored {} in {}{}.\n{}", counted(plan.bytes_changed, "byte"),
-                     counted(plan.frames, "frame"), read_back(plan.bytes_changed, no_verify),
-                     is_protected);
+  const std::string how =
+      plan.frames == 0 ? "by an erase" : fmt::format("in {}", counted(plan.frames, "frame"));
+  return fmt::format("Restored {} {}{}.\n{}", counted(plan.bytes_changed, "byte"), how,
+                     read_back(plan.bytes_changed, no_verify), is_protected);
 }
 
 const Memory& zone_of_erase_code(const Card& card, const RestoreCommand& options) {
@@ -146,6 +154,9 @@ void make_so(const Connection& connection, const Backup& backup, const Restorati
     protect_bytes(connection, *backup.card, range, {first, first + range.count},
                   protecting_for_restore);
   }
+  for (const ZoneGuard& guard : restoration.to_guard) {
+    guard_zone(connection, guard, protecting_for_restore);
+  }
 }
 
 void run_restore(const Settings& given, const RestoreCommand& options) {
@@ -154,6 +165,10 @@ void run_restore(const Settings& given, const RestoreCommand& options) {
   if (given.card != nullptr && given.card != &card) {
     throw UsageError(fmt::format("{} is a backup of a {} card, not of a {}", *options.file,
                                  card.name, given.card->name));
+  }
+  if (options.yes && lower_case(*options.yes) != card.name) {
+    throw UsageError(fmt::format("--yes: {} is a backup of a {} card, not of a {}", *options.file,
+                                 card.name, *options.yes));
   }
   Settings settings = given;
   settings.card = &card;
@@ -166,10 +181,6 @@ void run_restore(const Settings& given, const RestoreCommand& options) {
   CardInReader slot(settings, options.yes);
   toolkit::RestoreOptions how{.plan = {.all = options.writing.all, .may_erase = options.erase},
                               .zone = options.zone ? &zone : nullptr,
-  if (options.yes && lower_case(*options.yes) != card.name) {
-    throw UsageError(fmt::format("--yes: {} is a backup of a {} card, not of a {}", *options.file,
-                                 card.name, *options.yes));
-  }
                               .protects = options.protect};
   if (keys.code) how.plan.codes.push_back(keys.code->code);
   if (keys.erase_code) how.plan.whole_zone = &zone;
@@ -185,7 +196,8 @@ void run_restore(const Settings& given, const RestoreCommand& options) {
     const Held held = now.held();
     if (only_plans) {
       without = look_without_code(connection, card, keys, held, restoration.plan);
-    } else if (!restoration.plan.sends_nothing() || !restoration.to_protect.empty()) {
+    } else if (!restoration.plan.sends_nothing() || !restoration.to_protect.empty() ||
+               !restoration.to_guard.empty()) {
       consent.get(connection);
       make_so(connection, backup, restoration, held, options);
     }
@@ -193,10 +205,10 @@ void run_restore(const Settings& given, const RestoreCommand& options) {
   Json fields{{"card", card.name}, {"file", *options.file}};
   if (options.zone) fields["zone"] = *options.zone;
   fields.update(restoration_fields(restoration));
-  std::string text = words_for_done(restoration, options.writing.no_verify);
+  std::string text = words_for_done(restoration, card, options.writing.no_verify);
   bool is_done = is_complete(restoration, card, options.writing);
   if (only_plans) {
-    text = words_for_plan(restoration.plan) + describe_protecting(restoration) +
+    text = words_for_plan(restoration.plan) + describe_protecting(restoration, card) +
            words_without_code(without);
     add_fields(fields, without);
     is_done = is_done && !without.lacks_code;
@@ -218,8 +230,10 @@ void add_restore(CLI::App& program, const Settings& settings) {
   command->add_flag("--erase", options->erase,
                     "Erase bytes of a security memory card where a 0 has to become 1; its issuer "
                     "may, with the code");
-  command->add_flag("--protect", options->protect,
-                    "Make bytes read-only for good that were so when the backup was made");
+  command->add_flag(
+      "--protect", options->protect,
+      "Make bytes read-only for good that were so when the backup was made, and guard "
+      "zones again");
   add_writing(*command, options->writing);
   add_yes(*command, options->yes);
   add_examples(*command, {"quorra restore --config reader.conf card.json --plan",

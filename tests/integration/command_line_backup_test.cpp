@@ -194,6 +194,46 @@ TEST_F(BackupCommands, RestoreProtectsAgain) {
   EXPECT_EQ(run_quorra({"diff", backup, "--virtual", other}).status, 0);
 }
 
+TEST_F(BackupCommands, RestoreGuardsZonesAgain) {
+  const std::string image = new_card("102", {"--data", "0x60:41"});
+  const std::string open = content_of(image);
+  const auto on = [&](const Arguments& words) {
+    return run_quorra(words + Arguments{"--virtual", image, "--code", "FFFF", "--yes", "102"});
+  };
+  EXPECT_EQ(on({"protect", "--zone", "2", "--reading"}).status, 0);
+  EXPECT_EQ(on({"protect", "--zone", "2"}).status, 0);
+  EXPECT_EQ(on({"protect", "--zone", "1"}).status, 0);
+  const std::string guarded = content_of(image);
+  const std::string backup = path("b.json");
+  EXPECT_EQ(on({"backup", backup}).status, 0);
+  write_file(image, open);
+  const Outcome left = on({"restore", backup});
+  EXPECT_EQ(left.status, 1);
+  EXPECT_NE(left.output.find("zone1.flags: flags are left alone"), std::string::npos)
+      << left.output;
+  EXPECT_EQ(content_of(image), open);
+  EXPECT_EQ(on({"restore", backup, "--protect", "--plan"}).status, 0);
+  EXPECT_EQ(content_of(image), open);
+  const Outcome of_zone = on({"restore", backup, "--protect", "--zone", "1"});
+  EXPECT_EQ(of_zone.status, 0) << of_zone.output << of_zone.errors;
+  EXPECT_NE(of_zone.output.find("\nonce the card is personalised, zone 1 of a 102 card is not "
+                                "written any more\n"),
+            std::string::npos)
+      << of_zone.output;
+  EXPECT_EQ(of_zone.output.find("zone 2 of"), std::string::npos) << of_zone.output;
+  EXPECT_NE(content_of(image), guarded);
+  const Outcome whole = on({"restore", backup, "--protect"});
+  EXPECT_EQ(whole.status, 0) << whole.output << whole.errors;
+  EXPECT_EQ(content_of(image), guarded);
+  // The other way about, flags stay 0 whatever is wanted.
+  const std::string of_open = path("open.json");
+  write_file(image, open);
+  EXPECT_EQ(on({"backup", of_open}).status, 0);
+  write_file(image, guarded);
+  EXPECT_EQ(on({"restore", of_open, "--protect"}).status, 1);
+  EXPECT_EQ(content_of(image), guarded);
+}
+
 TEST_F(BackupCommands, RestoreErasesWhereItsIssuerMay) {
   const std::string image = new_card("101");
   const std::string backup = backup_of(image, "b.json");
@@ -217,6 +257,8 @@ TEST_F(BackupCommands, RestoreRefusesAnotherKind) {
   expect_error(
       run_quorra({"restore", "--virtual", other, "--card", "24c02", backup, "--yes", "24c02"}), 2,
       "quorra: " + backup + " is a backup of a 4442 card, not of a 24c02\n");
+  expect_error(run_quorra({"restore", "--virtual", other, backup, "--yes", "24c02"}), 2,
+               "quorra: --yes: " + backup + " is a backup of a 4442 card, not of a 24c02\n");
   EXPECT_EQ(content_of(other), before);
 }
 
@@ -257,8 +299,6 @@ TEST_F(BackupCommands, DiffComparesAFileWithTheCard) {
   EXPECT_EQ(outcome.output, "- " + path("a.hex") +
                                 "\n+ the card\n0x0020-0x0021  data\n  0020  - DE AD\n"
                                 "  0020  + FF FF\n2 bytes differ.\n");
-  expect_error(run_quorra({"restore", "--virtual", other, backup, "--yes", "24c02"}), 2,
-               "quorra: --yes: " + backup + " is a backup of a 4442 card, not of a 24c02\n");
   EXPECT_EQ(
       run_quorra({"write", "--virtual", image, "--code", "FFFF", "--address", "0x20", "DE", "AD"})
           .status,

@@ -203,6 +203,42 @@ TEST_F(BatchCommand, GoesOnAfterASecondKillBeforeTheCardIsWritten) {
   expect_all_rows_once(cards, 1);
 }
 
+TEST_F(BatchCommand, GuardsZones) {
+  const std::string file = folder / "zones.toml";
+  write_file(folder / "code.txt", "FFFF");
+  write_file(
+      file,
+      "kind = \"102\"\nrows = 2\n[code]\nfile = \"code.txt\"\n[[write]]\nat = \"zone1.data\"\n"
+      "value = \"A\"\n[[protect]]\nat = \"zone1\"\n[[protect]]\nat = \"zone1.data\"\n"
+      "reading = true\n");
+  const Outcome shown = run_quorra({"batch", "--dry-run", file});
+  EXPECT_EQ(shown.status, 0) << shown.errors;
+  EXPECT_NE(
+      shown.output.find("Then, once the card is personalised: zone 1 of a 102 card is read only "
+                        "after its code was presented\n"
+                        "Then, once the card is personalised: zone 1 of a 102 card is not "
+                        "written any more\n"),
+      std::string::npos)
+      << shown.output;
+  const std::string image = card(1, "102");
+  const Arguments command{"batch", "--virtual", image, file, "--rows", "1"};
+  EXPECT_EQ(run_quorra(command).status, 2);
+  const Outcome outcome = run_quorra(command + Arguments{"--yes", "102"});
+  EXPECT_EQ(outcome.status, 1) << outcome.output << outcome.errors;
+  EXPECT_EQ(outcome.output.substr(0, 16), "1 of 2 rows done") << outcome.output;
+  const Outcome zone = run_quorra(
+      {"read", "--virtual", image, "--zone", "1", "--count", "2", "--code", "FFFF", "--json"});
+  EXPECT_EQ(nlohmann::json::parse(zone.output)["data"], "3F41");
+  // It looks blank now.
+  const std::string before = content_of(image);
+  const Outcome again = run_quorra(command + Arguments{"--yes", "102"});
+  EXPECT_NE(again.output.find("1 refused"), std::string::npos) << again.output;
+  EXPECT_NE(again.errors.find("zone 1 of a 102 card is guarded against reading already"),
+            std::string::npos)
+      << again.errors;
+  EXPECT_EQ(content_of(image), before);
+}
+
 TEST_F(BatchCommand, EndsBySignalWithTotals) {
   const std::string file = plan(2);
   const Reader reader({card(1)});

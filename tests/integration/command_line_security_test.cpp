@@ -545,6 +545,27 @@ TEST_F(SecurityCards, ProtectsAZoneAgainstReading) {
               "The card holds the same 1 byte at 0x0010.\n");
 }
 
+TEST_F(SecurityCards, ProtectsTheZoneThatARegionNames) {
+  insert("102");
+  const Arguments protect = {"protect", "--code", "FFFF", "--yes", kind(), "--at"};
+  constexpr char zone_1[] =
+      "once the card is personalised, zone 1 of a 102 card is not written any more.\n";
+  expect_done(protect + Arguments{"zone1.data"}, std::string("Protected: ") + zone_1);
+  for (const char* region : {"zone1", "zone1.flags"}) {
+    expect_done(protect + Arguments{region}, std::string("Already protected: ") + zone_1);
+  }
+  expect_error(quorra(protect + Arguments{"zone0.issuer"}), 2,
+               "quorra: the bytes of zone 0 of a 102 card cannot be protected\n");
+  insert("4404");
+  expect_done(
+      {"protect", "--code", "FFFF", "--yes", kind(), "--at", "data"},
+      "Protected: once the card is personalised, the zone of a 4404 card is not written any "
+      "more.\n");
+  expect_error(quorra({"protect", "--code", "FFFF", "--yes", kind(), "--at", "data+1"}), 2,
+               "quorra: --address, --at and --count: the zone of a 4404 card is protected as a "
+               "whole\n");
+}
+
 TEST_F(SecurityCards, ProtectsAZoneAgainstWriting) {
   insert("4404", {"--data", "0x10:00"});
   const Arguments protect = {"protect", "--code", "FFFF"};

@@ -155,6 +155,12 @@ class TableReader {
   std::vector<std::string> known_;
 };
 
+bool has_flags(const Card& card) {
+  return card.memory.flags || std::ranges::any_of(card.further_zones, [](const Memory& zone) {
+           return zone.flags.has_value();
+         });
+}
+
 class PlanReader {
  public:
   PlanReader(std::string_view file, const toml::table& table) : file_(file), top_(file, table, 1) {}
@@ -395,7 +401,26 @@ class PlanReader {
     }
   }
 
+  // A zone with flags is guarded as a whole.
+  void read_guard(const toml::table& table) {
+    TableReader keys(file_, table, line_of(table.source()));
+    const std::string at = keys.needed_text("at");
+    const bool against_reading = keys.flag("reading").value_or(false);
+    keys.finish();
+    const Region region = keys.made_of("at", [&] { return find_region(card(), at); });
+    const Memory* const zone = zone_with_flags(card(), region.range);
+    if (zone == nullptr) {
+      keys.fail("at", fmt::format("{} of a {} card has no flags", region.name, card().name));
+    }
+    const ZoneGuard guard{zone, against_reading};
+    if (std::ranges::find(plan_.guards, guard) != plan_.guards.end()) {
+      keys.fail("at", fmt::format("{} is guarded twice", name_of(card(), *zone)));
+    }
+    plan_.guards.insert(against_reading ? plan_.guards.begin() : plan_.guards.end(), guard);
+  }
+
   void read_protection(const toml::table& table) {
+    if (has_flags(card())) return read_guard(table);
     TableReader keys(file_, table, line_of(table.source()));
     Range range = read_place(keys);
     if (const auto count = keys.number("count", 1, range.count)) range.count = *count;

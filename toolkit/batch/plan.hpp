@@ -12,6 +12,7 @@
 
 #include "toolkit/batch/field.hpp"
 #include "toolkit/kinds/card.hpp"
+#include "toolkit/memory/protection.hpp"
 
 namespace quorra::toolkit {
 
@@ -60,6 +61,9 @@ struct SeriesPlan {
   std::vector<SeriesCounter> counters;
   std::vector<SeriesField> fields;  // the lowest address first, without overlaps
   std::vector<Range> protection;    // read-only in the end
+  std::vector<ZoneGuard> guards;    // those against reading first
+
+  bool protects() const { return !protection.empty() || !guards.empty(); }
 };
 
 // Throws UsageError, in one line, with the plan's line: "plan.toml:3: ...".

@@ -181,6 +181,14 @@ std::optional<std::string> Series::other_kind() {
   return std::nullopt;
 }
 
+// A zone that the plan guards against reading, and that is so already.
+const Memory* Series::hidden_zone() const {
+  for (const ZoneGuard& guard : plan_.guards) {
+    if (guard.against_reading && is_guarded(session_, guard)) return guard.zone;
+  }
+  return nullptr;
+}
+
 // What the card holds fits the row that was begun, and no other one that has been.
 bool Series::is_begun_card(const SeriesRow& row, const Bytes& bytes) const {
   const Bytes& before = journal_.pending()->before;
@@ -226,6 +234,11 @@ Series::Outcome Series::treat(const SeriesRow& row) {
     const bool is_kept = is_kept_card(row);
     const auto reason = is_kept ? std::nullopt : other_kind();
     if (reason) return refuse("wrong_card", *reason);
+    if (const auto* zone = is_kept ? nullptr : hidden_zone()) {
+      return refuse("guarded", fmt::format("{} is guarded against reading already, so what it "
+                                           "carries is not known",
+                                           name_of(*plan_.card, *zone)));
+    }
     const Held held =
         read_held(session_, *plan_.card, ranges_to_read(*plan_.card, row.bytes), looking);
     const Bytes bytes = bytes_under(held.bytes, row.bytes);
@@ -356,6 +369,9 @@ void Series::protect() const {
     if (std::ranges::find(is_protected, false) == is_protected.end()) continue;
     protect_bytes(session_, card, range, read_memory(session_, card.memory, range, looking),
                   protecting);
+  }
+  for (const ZoneGuard& guard : plan_.guards) {
+    guard_zone(session_, guard, protecting);
   }
 }
 

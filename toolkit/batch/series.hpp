@@ -84,6 +84,7 @@ class Series {
   void protect() const;
 
   std::optional<std::string> other_kind();
+  const Memory* hidden_zone() const;
   bool is_kept_card(const SeriesRow& row) const;
   bool is_begun_card(const SeriesRow& row, const Bytes& bytes) const;
   std::optional<int> carried_row(const Bytes& bytes) const;

@@ -321,9 +321,32 @@ bool have_same(const Backup& one, const Backup& other, Range range) {
   return std::equal(first, first + range.count, other.memory.begin() + range.address);
 }
 
-// Regions that are not written, whatever they hold.
+// The flags that were 0 and are not. Without its write flag a zone does not lose the other one.
+std::vector<ZoneGuard> missing_guards(const Backup& backup, const Backup& present,
+                                      const Memory& zone) {
+  const int address = first_address_of(*backup.card, zone) + zone.flags->address;
+  const auto at = static_cast<std::size_t>(address);
+  const unsigned missing = present.memory[at] & ~static_cast<unsigned>(backup.memory[at]);
+  std::vector<ZoneGuard> guards;
+  if ((missing & read_flag) != 0) guards.push_back({&zone, true});
+  if ((missing & write_flag) != 0) guards.push_back({&zone, false});
+  return guards;
+}
+
+// Whether all of the flags' byte comes back with them.
+bool are_all(const std::vector<ZoneGuard>& guards, unsigned char then, unsigned char now) {
+  unsigned cleared = 0;
+  for (const ZoneGuard& guard : guards) {
+    cleared |= guard.against_reading ? read_flag : write_flag;
+  }
+  return (now & ~cleared) == then;
+}
+
+// Regions that are not written, whatever they hold. Flags of this zone, or of all, come back where
+// that is wanted.
 std::vector<Range> find_left_alone(const Backup& backup, const Backup& present,
-                                   std::vector<LostBytes>& losses) {
+                                   const RestoreOptions& options, Restoration& result) {
+  std::vector<LostBytes>& losses = result.losses;
   std::vector<Range> left_alone;
   const std::vector<Region> hidden = hidden_regions(backup);
   for (const Region& region : regions_of(*backup.card, present.is_personalised)) {
@@ -331,7 +354,17 @@ std::vector<Range> find_left_alone(const Backup& backup, const Backup& present,
     const bool is_flags = region.role == AreaRole::flags;
     if (is_unknown) losses.push_back({Loss::hidden, region.name, region.range});
     if (is_flags && !have_same(backup, present, region.range)) {
-      losses.push_back({Loss::flags, region.name, region.range});
+      const Memory* const zone = zone_with_flags(*backup.card, region.range);
+      std::vector<ZoneGuard> guards;
+      if (options.protects && zone != nullptr &&
+          (options.zone == nullptr || options.zone == zone)) {
+        guards = missing_guards(backup, present, *zone);
+      }
+      const auto at = static_cast<std::size_t>(region.range.address);
+      if (!are_all(guards, backup.memory[at], present.memory[at])) {
+        losses.push_back({Loss::flags, region.name, region.range});
+      }
+      result.to_guard.insert(result.to_guard.end(), guards.begin(), guards.end());
     }
     if (is_unknown || is_flags || counts(*region.role)) left_alone.push_back(region.range);
   }
@@ -460,7 +493,7 @@ Restoration plan_restoration(const Backup& backup, const Backup& present,
   const Range scope = options.zone == nullptr
                           ? Range{0, size_of(card)}
                           : Range{first_address_of(card, *options.zone), options.zone->size};
-  const std::vector<Range> left_alone = find_left_alone(backup, present, result.losses);
+  const std::vector<Range> left_alone = find_left_alone(backup, present, options, result);
   if (has_code_elsewhere(card)) result.losses.push_back({Loss::hidden, "code", {0, 0}});
   const Segments wanted = without(backup.bytes(), left_alone).within(scope);
   result.plan = make_plan(card, present.held(), wanted, options.plan);

@@ -13,6 +13,7 @@
 #include "toolkit/kinds/card.hpp"
 #include "toolkit/memory/differences.hpp"
 #include "toolkit/memory/plan.hpp"
+#include "toolkit/memory/protection.hpp"
 #include "toolkit/session/session.hpp"
 
 namespace quorra::toolkit {
@@ -84,7 +85,7 @@ enum class Loss {
   no_command,
   code,             // codes are left alone
   hidden,           // the backup does not know it
-  flags,            // they can only be cleared, which is for good
+  flags,            // they can only be cleared, which is for good and has to be wanted
   counter,          // the card counts by itself
   protection,       // bytes of the backup are read-only, and restoring does not make them so
   protected_since,  // and the other way about
@@ -104,12 +105,13 @@ std::string_view words_for(Loss loss);
 struct RestoreOptions {
   PlanOptions plan = {};
   const Memory* zone = nullptr;  // nothing but this one comes back
-  bool protects = false;         // bytes that were read-only become so again
+  bool protects = false;         // bytes that were read-only become so again, and zones guarded
 };
 
 struct Restoration {
   Plan plan;
   std::vector<Range> to_protect;
+  std::vector<ZoneGuard> to_guard;  // in this order
   std::vector<LostBytes> losses;
   std::vector<CounterDifference> counters;  // what was left then, and what is now
 };

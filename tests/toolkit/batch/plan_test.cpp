@@ -176,6 +176,26 @@ TEST(SeriesPlan, LeavesCodesAndCountersAlone) {
             "plans/plan.toml:3: protect: of a 4442 card, the first 32 bytes can be protected");
 }
 
+TEST(SeriesPlan, GuardsZonesAsAWhole) {
+  const std::string row = "rows = 1\n[[write]]\nat = \"zone1.data\"\nvalue = \"AB\"\n";
+  const auto guard = [&](const std::string& lines) { return row + "[[protect]]\n" + lines; };
+  const SeriesPlan plan = parse("kind = \"102\"\n" + guard("at = \"zone2\"\n") +
+                                "[[protect]]\nat = \"zone1.data\"\nreading = true\n");
+  EXPECT_TRUE(plan.protects());
+  ASSERT_EQ(plan.guards.size(), 2U);
+  EXPECT_EQ(plan.guards[0].zone->zone, 1);
+  EXPECT_TRUE(plan.guards[0].against_reading);
+  EXPECT_EQ(plan.guards[1].zone->zone, 2);
+  EXPECT_FALSE(plan.guards[1].against_reading);
+  EXPECT_EQ(refusal(guard("at = \"zone0\"\n"), "102"),
+            "plans/plan.toml:7: at: zone0 of a 102 card has no flags");
+  EXPECT_EQ(refusal(guard("reading = true\n"), "102"), "plans/plan.toml:6: at is missing");
+  EXPECT_EQ(refusal(guard("at = \"zone1\"\ncount = 1\n"), "102"),
+            "plans/plan.toml:8: unknown key 'count'; there are at, reading");
+  EXPECT_EQ(refusal(guard("at = \"zone1\"\n[[protect]]\nat = \"zone1.flags\"\n"), "102"),
+            "plans/plan.toml:9: at: zone 1 of a 102 card is guarded twice");
+}
+
 TEST(SeriesPlan, WritesNoByteTwice) {
   const std::string first = "rows = 1\n[[write]]\naddress = 8\nvalue = \"ABCD\"\n";
   EXPECT_EQ(refusal(first + "[[write]]\naddress = 12\nvalue = \"X\"\n"), "");
