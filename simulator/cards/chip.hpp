@@ -26,6 +26,14 @@ struct Contacts {
   bool operator==(const Contacts&) const = default;
 };
 
+// What the card does on the lines with a pull-up.
+struct CardSide {
+  bool pulls_io_low = false;
+  bool pulls_c8_low = false;
+
+  bool operator==(const CardSide&) const = default;
+};
+
 // The chip of a card: it sees nothing but its contacts, and answers by pulling IO low, or C8.
 class Chip {
  public:
@@ -38,8 +46,14 @@ class Chip {
   // power is lost: then all of them go low at once.
   virtual void contacts_changed(const Contacts& before, const Contacts& now) = 0;
 
-  bool pulls_io_low() const { return pulls_io_low_; }
-  bool pulls_c8_low() const { return pulls_c8_low_; }
+  // So much time passes with nothing at the contacts that the chip finishes what it programs.
+  virtual void rest() {}
+
+  bool pulls_io_low() const { return card_side_.pulls_io_low; }
+  bool pulls_c8_low() const { return card_side_.pulls_c8_low; }
+  const CardSide& card_side() const { return card_side_; }
+  // IO is the chip's at the moment, also while it says something by letting it go.
+  bool answers_on_io() const { return answers_on_io_; }
 
   // The card as the reader's asynchronous interface sees it; null if it has no processor.
   virtual ProcessorCard* processor() { return nullptr; }
@@ -64,8 +78,13 @@ class Chip {
 
  protected:
   Image& image() { return image_; }
-  void pull_io_low(bool low) { pulls_io_low_ = low; }
-  void pull_c8_low(bool low) { pulls_c8_low_ = low; }
+  void pull_io_low(bool low) { card_side_.pulls_io_low = answers_on_io_ = low; }
+  void pull_c8_low(bool low) { card_side_.pulls_c8_low = low; }
+  // A bit for the reader: it is an answer also when it is a 1, for which the line is let go.
+  void put_out_on_io(bool bit) {
+    card_side_.pulls_io_low = !bit;
+    answers_on_io_ = true;
+  }
   // Gives a cell of the image its new content.
   void program(std::uint8_t& cell, std::uint8_t content) {
     if (cell == content) return;
@@ -81,8 +100,8 @@ class Chip {
   std::uint64_t changes_ = 0;
   const std::uint8_t* first_changed_ = nullptr;
   const std::uint8_t* last_changed_ = nullptr;
-  bool pulls_io_low_ = false;
-  bool pulls_c8_low_ = false;
+  CardSide card_side_;
+  bool answers_on_io_ = false;
 };
 
 }  // namespace quorra::simulator

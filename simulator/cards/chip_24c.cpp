@@ -64,6 +64,7 @@ void Chip24c::lose_power() {
 }
 
 void Chip24c::start_condition() {
+  pull_io_low(false);
   state_ = State::device_select;
   clocks_ = 0;
 }
@@ -71,6 +72,7 @@ void Chip24c::start_condition() {
 // Data counts when the stop condition follows the acknowledge of a whole byte: then the only clock
 // pulse is that of the stop condition itself.
 void Chip24c::stop_condition() {
+  pull_io_low(false);
   if (state_ == State::data && clocks_ == 1 && loaded_.any()) {
     begin_programming();
   } else {
@@ -93,11 +95,11 @@ void Chip24c::clock_falls() {
     clocks_ = 0;
     pull_io_low(false);
   }
-  if (state_ == State::idle) return;
+  if (state_ == State::idle) return pull_io_low(false);
   if (state_ == State::sending) {
     put_out_bit();
   } else if (clocks_ == bits_of_byte) {
-    pull_io_low(take_byte());
+    put_out_on_io(!take_byte());
   }
 }
 
@@ -151,8 +153,8 @@ void Chip24c::put_out_bit() {
     address_ = (address_ + 1) % memory_.size();
   }
   // In the ninth clock pulse it is the reader that acknowledges.
-  const bool bit = clocks_ == bits_of_byte || (unsigned{shift_register_} << clocks_ & 0x80U) != 0;
-  pull_io_low(!bit);
+  if (clocks_ == bits_of_byte) return pull_io_low(false);
+  put_out_on_io((unsigned{shift_register_} << clocks_ & 0x80U) != 0);
 }
 
 template <typename Function>
@@ -166,6 +168,10 @@ void Chip24c::begin_programming() {
   state_ = State::programming;
   changes_until_programmed_ = changes_to_program;
   for_each_loaded_cell([this](std::uint8_t& cell, std::uint8_t) { program(cell, erased_byte); });
+}
+
+void Chip24c::rest() {
+  if (state_ == State::programming) end_programming();
 }
 
 void Chip24c::end_programming() {

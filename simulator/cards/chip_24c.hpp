@@ -31,6 +31,7 @@ class Chip24c final : public Chip {
   explicit Chip24c(Image content);
 
   void contacts_changed(const Contacts& before, const Contacts& now) override;
+  void rest() override;
 
  private:
   enum class State : std::uint8_t {

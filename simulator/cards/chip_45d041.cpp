@@ -179,6 +179,10 @@ void Chip45d041::program_page() {
   busy_clocks_ = clocks_to_program;
 }
 
+void Chip45d041::rest() {
+  if (std::exchange(busy_clocks_, 0U) != 0) become_ready();
+}
+
 void Chip45d041::become_ready() {
   if (!is_programming_) return;
   const Page& buffer = buffers_.at(working_buffer_);

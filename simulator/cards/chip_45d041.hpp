@@ -30,6 +30,7 @@ class Chip45d041 final : public Chip {
   explicit Chip45d041(Image content);
 
   void contacts_changed(const Contacts& before, const Contacts& now) override;
+  void rest() override;
 
  private:
   static constexpr std::size_t page_size = 264;

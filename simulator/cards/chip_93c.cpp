@@ -90,7 +90,7 @@ void Chip93c::take_bit(bool bit) {
 // Behind the last word comes the first.
 void Chip93c::put_out_bit() {
   const bool bit = (unsigned{memory_[outgoing_bit_ / 8]} << outgoing_bit_ % 8 & 0x80U) != 0;
-  pull_io_low(!bit);
+  put_out_on_io(bit);
   outgoing_bit_ = (outgoing_bit_ + 1) % (memory_.size() * 8);
 }
 
@@ -144,6 +144,10 @@ void Chip93c::begin_programming(std::span<std::uint8_t> cells, std::uint32_t wor
   programmed_word_ = word;
   for (std::uint8_t& cell : programmed_)
     program(cell, erased_byte);
+}
+
+void Chip93c::rest() {
+  if (state_ == State::programming) end_programming();
 }
 
 void Chip93c::end_programming() {

@@ -33,6 +33,7 @@ class Chip93c final : public Chip {
   Chip93c(Image content, std::size_t bytes_per_word);
 
   void contacts_changed(const Contacts& before, const Contacts& now) override;
+  void rest() override;
 
  private:
   enum class State : std::uint8_t { waiting_for_start_bit, receiving, sending, programming };

@@ -115,8 +115,8 @@ void ProtectedChip::put_out_next_bit() {
   const std::size_t address = outgoing_bit_ / bits_for_each_byte;
   const std::size_t place = outgoing_bit_ % bits_for_each_byte;
   if (address == outgoing_.size()) return break_off();
-  pull_io_low(place < 8 ? (outgoing_[address] >> place & 1U) == 0
-                        : outgoing_protection_[address] != 0);
+  put_out_on_io(place < 8 ? (outgoing_[address] >> place & 1U) != 0
+                          : outgoing_protection_[address] == 0);
   ++outgoing_bit_;
 }
 

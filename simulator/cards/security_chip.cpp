@@ -24,6 +24,9 @@ void SecurityChip::contacts_changed(const Contacts& before, const Contacts& now)
     show();
   } else if (before.c4 && !now.c4) {
     show_bit();
+  } else if (now.c4 != before.c4) {
+    // From now on a bit on IO may be the reader's; one that is pulled low stays low.
+    pull_io_low(pulls_io_low());
   }
 }
 
@@ -88,7 +91,7 @@ void SecurityChip::show() {
   show_bit();
 }
 
-void SecurityChip::show_bit() { pull_io_low((shown_byte_ & addressed_bit()) == 0); }
+void SecurityChip::show_bit() { put_out_on_io((shown_byte_ & addressed_bit()) != 0); }
 
 bool SecurityChip::clear(std::size_t address, std::uint8_t bit) {
   const bool was_one = (memory_[address] & bit) != 0;

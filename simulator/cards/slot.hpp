@@ -7,6 +7,18 @@
 
 namespace quorra::simulator {
 
+// Sees all that happens at the contacts of a slot.
+class ContactsWatcher {
+ public:
+  ContactsWatcher() = default;
+  ContactsWatcher(const ContactsWatcher&) = delete;
+  ContactsWatcher& operator=(const ContactsWatcher&) = delete;
+  virtual ~ContactsWatcher() = default;
+
+  // The reader has put the contacts to these levels, and what the card pulls low is its answer.
+  virtual void contacts_changed(const Contacts& now, const CardSide& card) = 0;
+};
+
 // The card slot: the reader's hand on the contacts of the chip that is in it, if any. An empty
 // slot reads IO and C8 as the reader leaves them, for the pull-ups are the reader's. A card with a
 // processor is told of its power, and otherwise spoken to in commands.
@@ -56,6 +68,13 @@ class Slot {
   bool read_io() const { return contacts_.io && (chip_ == nullptr || !chip_->pulls_io_low()); }
   bool read_c8() const { return contacts_.c8 && (chip_ == nullptr || !chip_->pulls_c8_low()); }
 
+  // From now on `watcher` sees the contacts, beginning with how they are; null for nobody. It must
+  // stay alive until then.
+  void watch(ContactsWatcher* watcher) {
+    watcher_ = watcher;
+    show_watcher();
+  }
+
   // All contacts go low at once.
   void power_off() {
     contacts_ = Contacts{};
@@ -73,6 +92,11 @@ class Slot {
   void tell() {
     if (chip_ != nullptr) chip_->contacts_changed(before_, contacts_);
     if (processor_ != nullptr && before_.vcc != contacts_.vcc) processor_->set_power(contacts_.vcc);
+    show_watcher();
+  }
+  void show_watcher() const {
+    if (watcher_ != nullptr)
+      watcher_->contacts_changed(contacts_, chip_ == nullptr ? CardSide{} : chip_->card_side());
   }
 
   Contacts contacts_;
@@ -82,6 +106,7 @@ class Slot {
   unsigned clocks_left_ = 0;
   Chip* chip_ = nullptr;
   ProcessorCard* processor_ = nullptr;
+  ContactsWatcher* watcher_ = nullptr;
 };
 
 }  // namespace quorra::simulator
