@@ -123,6 +123,7 @@ std::unique_ptr<simulator::RunningReader> start_virtual_reader(const Settings& s
   simulator::Options options;
   options.card = settings.image.value_or("");
   options.has_control_socket = false;
+  options.waves = settings.waves.value_or("");
   for (const std::string& sam : settings.sams) {
     add_virtual_sam(options, sam);
   }
@@ -188,6 +189,9 @@ void expect_one_reader(const Settings& settings) {
   }
   if (settings.speed && settings.names_virtual_reader()) {
     throw UsageError("--speed belongs to --config; a virtual reader has no speed");
+  }
+  if (settings.waves && !settings.names_virtual_reader()) {
+    throw UsageError("--waves belongs to --virtual: the contacts of no other card are seen");
   }
   if (!settings.names_reader() && !found_file()) refuse_no_reader();
 }
@@ -255,11 +259,19 @@ class OpenReader {
       : image_(settings.image.value_or("")),
         speed_(settings.speed.value_or(default_speed)),
         configuration_(read_configuration(settings)),
+        waves_failure_(settings.waves_failure),
         virtual_(start_virtual_reader(settings)) {
     if (virtual_ != nullptr) configuration_.emplace((*virtual_)->configuration().string());
     expect_subject(subject);
     line_.emplace(*configuration_, speed_);
     is_on_terminal_ = term_flg != 1;
+  }
+
+  OpenReader(const OpenReader&) = delete;
+  OpenReader& operator=(const OpenReader&) = delete;
+  ~OpenReader() {
+    line_.reset();
+    if (virtual_ != nullptr) end_waves();
   }
 
   int handle() const { return line_->handle(); }
@@ -307,10 +319,19 @@ class OpenReader {
     int handle_;
   };
 
+  void end_waves() {
+    try {
+      (*virtual_)->stop_waves();
+    } catch (const simulator::Error& error) {
+      *waves_failure_ = error.what();
+    }
+  }
+
   std::string image_;
   int speed_;
   std::optional<Configuration> configuration_;
   Interruption interruption_;
+  std::shared_ptr<std::string> waves_failure_;
   std::unique_ptr<simulator::RunningReader> virtual_;
   std::optional<Line> line_;
   bool is_on_terminal_ = false;

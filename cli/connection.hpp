@@ -45,6 +45,7 @@ struct Settings {
   std::optional<int> speed;                  // of the line to the reader
   std::optional<std::string> image;          // the card image for a virtual reader
   std::vector<std::string> sams;             // the SAMs in it: "N=FILE"
+  std::optional<std::string> waves;          // the file for what happens at its card's contacts
   bool quiet = false;                        // no progress is shown
   std::optional<int> progress;               // the descriptor that is told the progress
   bool json = false;                         // what is told is for programs
@@ -53,6 +54,9 @@ struct Settings {
   Heard* heard = nullptr;                    // gets objects and errors in place of the user
   // What is told besides results and errors, with `json`.
   std::shared_ptr<std::vector<std::string>> notes = std::make_shared<std::vector<std::string>>();
+
+  // Why the file of waves does not hold all that happened; empty while it does.
+  std::shared_ptr<std::string> waves_failure = std::make_shared<std::string>();
 
   bool names_virtual_reader() const { return image || !sams.empty(); }
   bool names_reader() const { return configuration || device || names_virtual_reader(); }

@@ -16,6 +16,7 @@
 #include "cli/terminal/interruption.hpp"
 #include "cli/terminal/terminal.hpp"
 #include "simulator/files.hpp"
+#include "toolkit/session/errors.hpp"
 
 namespace quorra::cli {
 namespace {
@@ -37,6 +38,7 @@ int run_and_tell(const std::vector<std::string>& words) {
   settings.json = std::ranges::find(words, "--json") != words.end();
   try {
     run(settings, words);
+    if (!settings.waves_failure->empty()) throw Failure(*settings.waves_failure);
     close_standard_output();
     return exit_success;
   } catch (const OutputClosed&) {

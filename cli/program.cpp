@@ -73,6 +73,9 @@ void add_settings(CLI::App& program, Settings& settings) {
                   "In a virtual reader, the SAM N with this card image; any number of times")
       ->type_name("N=IMAGE")
       ->allow_extra_args(false);
+  add_file(program, "--waves", settings.waves,
+           "With a virtual reader, record what happens at the contacts of the card into this file "
+           "(VCD)");
   program.add_flag("--quiet", settings.quiet, "Do not show how far a long transfer is");
   program
       .add_option_function<std::string>(

@@ -54,9 +54,10 @@ class Subject {
   void begin() {
     bench_->clear_faults();
     try {
+      bench_->stop_waves();
       bench_->remove();
     } catch (const Error&) {
-      // The slot is empty.
+      // The slot is empty, or waves could not be written.
     }
     client_ = connect_to("control");
     ::fcntl(client_.get(), F_SETFL, O_NONBLOCK);

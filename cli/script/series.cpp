@@ -104,6 +104,7 @@ void expect_same_reader(const Settings& all, const Settings& one) {
   expect("--speed", one.speed == all.speed);
   expect("--virtual", one.image == all.image);
   expect("--virtual-sam", one.sams == all.sams);
+  expect("--waves", one.waves == all.waves);
 }
 
 }  // namespace

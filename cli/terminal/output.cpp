@@ -45,6 +45,7 @@ std::vector<NamedFile> files_of(const Settings& settings) {
   if (settings.configuration) files.push_back({"--config", *settings.configuration});
   if (settings.device) files.push_back({"--device", *settings.device});
   if (settings.image) files.push_back({"--virtual", *settings.image});
+  if (settings.waves) files.push_back({"--waves", *settings.waves});
   if (!settings.names_reader()) {
     if (auto file = found_file()) files.push_back({"the reader", std::move(*file)});
   }

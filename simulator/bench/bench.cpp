@@ -35,6 +35,7 @@ Bench::Bench(const Options& options, const std::filesystem::path& configuration,
                                      options.serial_number);
   reader_.version_text = options.version_text;
   if (!options.card.empty()) insert(options.card);
+  if (!options.waves.empty()) record_waves(options.waves);
   for (const auto& [number, file] : options.sams)
     insert_sam(number, file);
   for (const FaultOrder& order : options.faults)
@@ -85,6 +86,10 @@ void Bench::save() {
   if (failure) throw Error(*failure);
 }
 
+void Bench::record_waves(const std::filesystem::path& file) {
+  waves_.record(file, card_ ? card_->image().kind().name : std::string_view());
+}
+
 State Bench::state() const {
   State state;
   state.card_present = reader_.slot.occupied();
@@ -107,6 +112,7 @@ State Bench::state() const {
     if (const auto& sam = sams_.at(number))
       state.sams.push_back({number, sam->image(), sam->path(), reader_.sams.at(number).powered()});
   state.line_speed = line_speed_;
+  state.waves = waves_.file();
   return state;
 }
 
@@ -195,7 +201,11 @@ void Bench::answer(bool check_byte_is_right, Time arrival) {
 std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
   if (exchange_.status) return *exchange_.status;
   Status status = Status::wrong_check_byte;
-  if (check_byte_is_right) status = execute_with_faults(reply);
+  if (check_byte_is_right) {
+    waves_.begin_request(parser_.frame());
+    status = execute_with_faults(reply);
+    waves_.end_request();
+  }
   if (!save_cards()) {
     status = Status::image_not_saved;
     // What is not saved would be lost with the card, so it does not leave.

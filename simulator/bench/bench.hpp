@@ -23,6 +23,7 @@
 #include "simulator/line/faults.hpp"
 #include "simulator/line/pacing.hpp"
 #include "simulator/line/pseudo_terminal.hpp"
+#include "simulator/waves/slot_waves.hpp"
 
 namespace quorra::simulator {
 
@@ -64,6 +65,11 @@ class Bench {
   // Throws Error if a number is out of range.
   void arm(const FaultOrder& order);
   void clear_faults() { faults_.clear(); }
+  // From now on all that happens at the contacts of the card goes into that file of waves, and into
+  // no other. Throws Error if that cannot be done, or as stop_waves() does.
+  void record_waves(const std::filesystem::path& file);
+  // Ends that, if it has begun. Throws Error if the file does not hold all that happened.
+  void stop_waves() { waves_.stop(); }
   State state() const;
   // From now on `listener` gets every frame as it goes over the line; null for none.
   void trace(Listener listener) { listener_ = std::move(listener); }
@@ -93,6 +99,7 @@ class Bench {
   void change_speed(unsigned speed);
 
   Reader reader_;
+  SlotWaves waves_{reader_.slot};
   std::optional<CardFile> card_;
   // In the place of card_.
   std::unique_ptr<LiveCard> live_card_;

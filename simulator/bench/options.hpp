@@ -25,6 +25,9 @@ struct Options {
   bool has_control_socket = true;
   // Where the control socket is; empty: a temporary folder.
   std::filesystem::path socket;
+  // The file of waves into which all that happens at the contacts of the card is recorded; empty:
+  // none.
+  std::filesystem::path waves;
   // The line's speed in bits per second; 0: bytes take no time.
   unsigned speed = 0;
   // The speed at which the reader insists that hosts talk to it, in bits per second: 1200, 2400,

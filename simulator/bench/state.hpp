@@ -44,6 +44,8 @@ struct State {
   std::optional<FaultOdds> fault_odds;
   // Since the faults were cleared last.
   std::vector<InjectedFaults> injected_faults;
+  // The file of waves that is being recorded; empty if none is.
+  std::filesystem::path waves;
   // How many requests have arrived whole.
   std::uint64_t exchanges = 0;
   // The host's side of the pseudo-terminal.

@@ -145,6 +145,11 @@ void VirtualReader::save() {
   parts_->bench.save();
 }
 
+void VirtualReader::stop_waves() {
+  const std::lock_guard lock(mutex_);
+  parts_->bench.stop_waves();
+}
+
 State VirtualReader::state() const {
   const std::lock_guard lock(mutex_);
   return parts_->bench.state();

@@ -51,6 +51,9 @@ class VirtualReader {
   // Writes the image files of all cards that have changed since they were last written. Throws
   // Error if that cannot be done.
   void save();
+  // Ends the recording of waves, if there is one. Throws Error if the file does not hold all that
+  // happened.
+  void stop_waves();
   State state() const;
 
  private:

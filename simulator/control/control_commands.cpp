@@ -88,6 +88,13 @@ void trace(ControlContext& context, const Fields& fields, Json& /*answer*/) {
   context.traces = fields.flag("on");
 }
 
+void waves(ControlContext& context, const Fields& fields, Json& /*answer*/) {
+  const bool on = !fields.has("on") || fields.flag("on");
+  if (on) return context.bench.record_waves(fields.text("file"));
+  if (fields.has("file")) throw Error(R"(with "on":false there is no "file")");
+  context.bench.stop_waves();
+}
+
 void state(ControlContext& context, const Fields& /*fields*/, Json& answer) {
   const State state = context.bench.state();
   answer["present"] = state.card_present;
@@ -100,6 +107,7 @@ void state(ControlContext& context, const Fields& /*fields*/, Json& answer) {
   answer["selected_sam"] = state.selected_sam;
   answer["sam_speed"] = state.sam_speed;
   answer["line_speed"] = state.line_speed == 0 ? Json() : Json(state.line_speed);
+  answer["waves"] = state.waves.empty() ? Json() : Json(state.waves.string());
   answer["faults"] = Json::array();
   for (const Fault& armed : state.faults)
     answer["faults"].push_back(to_json(armed));
@@ -116,6 +124,7 @@ void stop(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
 
 constexpr std::array<std::string_view, 2> fields_of_insert{"command", "file"};
 constexpr std::array<std::string_view, 2> fields_of_trace{"command", "on"};
+constexpr std::array<std::string_view, 3> fields_of_waves{"command", "on", "file"};
 constexpr std::array<std::string_view, 1> no_more_fields{"command"};
 
 struct ControlCommand {
@@ -131,6 +140,7 @@ constexpr std::array commands{
     ControlCommand{"fault", {}, fault},
     ControlCommand{"clear_faults", no_more_fields, clear_faults},
     ControlCommand{"trace", fields_of_trace, trace},
+    ControlCommand{"waves", fields_of_waves, waves},
     ControlCommand{"state", no_more_fields, state},
     ControlCommand{"stop", no_more_fields, stop},
 };

@@ -62,7 +62,7 @@ CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
 // A recording is a reader of its own, with nothing of others but a line.
 void expect_nothing_but_a_replay(const CLI::App& app) {
   for (const char* const other : {"--card", "--sam", "--socket", "--speed", "--line-speed",
-                                  "--fault", "--version-text", "--serial", "--terminal"})
+                                  "--fault", "--version-text", "--serial", "--terminal", "--waves"})
     if (app.get_option(other)->count() > 0)
       throw Error(fmt::format("--replay does not go with {}", other));
 }
@@ -109,6 +109,8 @@ int dispatch(int argument_count, const char* const* arguments) {
   app.add_option("--serial", options.serial_number, "16 characters")
       ->type_name("S")
       ->capture_default_str();
+  add_file(app, "--waves", options.waves,
+           "record all that happens at the contacts of the card into this file (VCD)");
   bool on_terminal = false;
   app.add_flag("--terminal", on_terminal,
                "run the program that is given after --, with its arguments, on a serial terminal "

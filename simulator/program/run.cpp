@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
 #include "simulator/bench/configuration_file.hpp"
@@ -67,6 +68,18 @@ void tell_injected_faults(const VirtualReader& reader) {
                          state.fault_odds->seed, state.exchanges, to_text(state.injected_faults)));
 }
 
+// Both are tried: a card that cannot be saved is told of, and not that there are no waves of it.
+void finish(VirtualReader& reader) {
+  std::optional<Error> failure;
+  try {
+    reader.stop_waves();
+  } catch (const Error& error) {
+    failure = error;
+  }
+  save_for_the_last_time(reader);
+  if (failure) throw Error(*failure);
+}
+
 }  // namespace
 
 int run(const Options& options) {
@@ -81,7 +94,7 @@ int run(const Options& options) {
   const SignalsStop signals_stop(reader);
   reader.run();
   tell_injected_faults(reader);
-  save_for_the_last_time(reader);
+  finish(reader);
   return 0;
 }
 
@@ -107,7 +120,7 @@ int run_on_terminal(Options options, std::vector<std::string> command) {
   SerialTerminal terminal(std::move(command), reader->state().device);
   const int status = terminal.run();
   tell_injected_faults(*reader);
-  save_for_the_last_time(*reader);
+  finish(*reader);
   return status;
 }
 

@@ -40,21 +40,6 @@ std::string text_of(const Decoded& decoded, std::size_t first, std::size_t size,
   return text;
 }
 
-std::string what_is_asked(const Decoded& decoded) {
-  std::string words = decoded.command_words;
-  if (!decoded.instruction_words.empty()) words += " (" + decoded.instruction_words + ")";
-  if (!decoded.card_words.empty()) words += ", " + decoded.card_words;
-  if (decoded.zone) words += fmt::format(", zone {}", *decoded.zone);
-  if (decoded.page) words += fmt::format(", page {}", *decoded.page);
-  if (decoded.address) words += fmt::format(", address 0x{:04X}", *decoded.address);
-  if (decoded.count) {
-    words += fmt::format(", count {}", *decoded.count);
-  } else if (decoded.data_size > 0) {
-    words += ", " + counted(static_cast<int>(decoded.data_size), "byte");
-  }
-  return words;
-}
-
 std::string what_is_answered(const Decoded& decoded) {
   std::string words;
   if (decoded.status) {
@@ -116,6 +101,21 @@ std::string hex_of(const Decoded& decoded, std::size_t first, std::size_t size, 
                                           : fmt::format("{:02X}", decoded.frame.bytes[at]);
   }
   return text;
+}
+
+std::string what_is_asked(const Decoded& decoded) {
+  std::string words = decoded.command_words;
+  if (!decoded.instruction_words.empty()) words += " (" + decoded.instruction_words + ")";
+  if (!decoded.card_words.empty()) words += ", " + decoded.card_words;
+  if (decoded.zone) words += fmt::format(", zone {}", *decoded.zone);
+  if (decoded.page) words += fmt::format(", page {}", *decoded.page);
+  if (decoded.address) words += fmt::format(", address 0x{:04X}", *decoded.address);
+  if (decoded.count) {
+    words += fmt::format(", count {}", *decoded.count);
+  } else if (decoded.data_size > 0) {
+    words += ", " + counted(static_cast<int>(decoded.data_size), "byte");
+  }
+  return words;
 }
 
 std::string in_words(const Decoded& decoded, Codes codes) {

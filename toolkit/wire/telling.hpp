@@ -15,6 +15,9 @@ enum class Codes : std::uint8_t { hidden, shown };
 // "A2 ** **"
 std::string hex_of(const Decoded& decoded, std::size_t first, std::size_t size, Codes codes);
 
+// What a request asks for, without its data.
+std::string what_is_asked(const Decoded& decoded);
+
 // One line that tells what the frame says, and lines with its data, each with its line end.
 std::string in_words(const Decoded& decoded, Codes codes);
 

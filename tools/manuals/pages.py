@@ -24,7 +24,9 @@ APART = ("command-line.md", "virtual-reader.md", "fuzzing.md", "threat-model.md"
 # What only those want who try the examples of the page.
 LEFT_OUT = ("The cards of these examples",)
 # The sections of virtual-reader.md that are in other pages than quorra-virtual-reader(7).
-SIM = ("Running it", "The line", "A serial terminal", "The control socket", "Faults")
+SIM = (
+    "Running it", "The line", "A serial terminal", "The control socket", "Faults", "The contacts, seen",
+)
 IMAGE = ("Image files",)
 ERRORS = "Errors"
 COMMON = "Naming the reader"

@@ -316,9 +316,10 @@ TEST_F(ControlSocket, answers_garbage_with_an_error) {
     EXPECT_EQ(client.error_of(line), "the line is not a JSON object") << line;
   EXPECT_EQ(client.error_of("{}"), "\"command\" is missing");
   EXPECT_EQ(client.error_of(R"({"command":5})"), "\"command\" must be a string");
-  EXPECT_EQ(client.error_of(R"({"command":"fly"})"),
-            "unknown command \"fly\" (known: insert, remove, fault, clear_faults, trace, state, "
-            "stop)");
+  EXPECT_EQ(
+      client.error_of(R"({"command":"fly"})"),
+      "unknown command \"fly\" (known: insert, remove, fault, clear_faults, trace, waves, state, "
+      "stop)");
   EXPECT_EQ(client.error_of(R"({"command":"state","colour":1})"), "unknown field \"colour\"");
   EXPECT_EQ(client.error_of(R"({"command":"trace"})"), "\"on\" is missing");
   EXPECT_EQ(client.error_of(R"({"command":"trace","on":1})"), "\"on\" must be true or false");
