@@ -294,6 +294,15 @@ void keep_small_ones() {
   for (std::size_t i = 0; i < std::size(data_files); ++i) {
     keep("data_file", "file-" + std::to_string(i), data_files[i]);
   }
+  const std::string waves =
+      "$timescale 1 us $end\n$scope module card $end\n$var wire 1 ! VCC $end\n"
+      "$var wire 1 \" RST $end\n$var wire 1 # CLK $end\n$var wire 1 $ IO $end\n"
+      "$var wire 1 % C4 $end\n$upscope $end\n$enddefinitions $end\n"
+      "#0\n$dumpvars\n1!\n0\"\n0#\n1$\n0%\n$end\n";
+  // An answer to reset, and the begin of what a two-wire card is told.
+  keep("waves", "reset", waves + "#4 1\"\n#8 1#\n#12 0#\n#16 0\"\n#20 1#\n#24 0#\n#28 1#\n");
+  keep("waves", "start",
+       waves + "#4 1#\n#8 0$\n#12 0#\n#16 1$\n#20 1#\n#24 0#\n#28 b0 $\n#32 z$\n");
   // A reset or a command, calls that go well, and an answer of two bytes.
   for (std::size_t calls = 0; calls < 16; ++calls) {
     Content content{static_cast<unsigned char>(calls % 2 == 0 ? 0x10 : 0x45)};

@@ -21,6 +21,7 @@
 #include "simulator/program/control_client.hpp"
 #include "simulator/program/new_card.hpp"
 #include "simulator/program/output.hpp"
+#include "simulator/program/play.hpp"
 #include "simulator/program/replay.hpp"
 #include "simulator/program/run.hpp"
 #include "simulator/program/show.hpp"
@@ -165,6 +166,22 @@ int dispatch(int argument_count, const char* const* arguments) {
 
   auto* const kinds_command = app.add_subcommand("kinds", "list the kinds of cards");
   kinds_command->callback([&] { action = show_kinds; });
+
+  std::string waves;
+  std::string image;
+  std::vector<std::string> signals;
+  auto* const play_command = app.add_subcommand(
+      "play", "play what a reader did in recorded waves to a card, and tell where that differs");
+  add_file(*play_command, "file", waves, "waves (VCD)")->required();
+  add_file(*play_command, "--card", image, "image file of the card, which stays as it is")
+      ->required();
+  play_command
+      ->add_option("--signal", signals,
+                   "the name of a contact in the waves, any number of times; contacts: VCC, RST, "
+                   "CLK, IO, C4, C8, IO_reader, IO_card")
+      ->type_name("CONTACT=NAME")
+      ->allow_extra_args(false);
+  play_command->callback([&] { action = [&] { return play_waves(waves, image, signals); }; });
 
   std::string socket;
   std::string line;

@@ -29,6 +29,7 @@ TEST_F(WavesOfCommands, AreRecordedFromBeforeTheCardHasPower) {
   EXPECT_NE(recorded.find("$comment card 4442 $end"), std::string::npos);
   EXPECT_NE(recorded.find("\n0!\n"), std::string::npos);
   EXPECT_NE(recorded.find("sread,_4442_or_4432,_address_0x0020,_count_2 )"), std::string::npos);
+  EXPECT_EQ(run({QUORRA_SIM_PROGRAM, "play", waves, "--card", image}).status, 0);
   // Nothing in them is of the moment.
   expect_success(run_quorra(read + Arguments{waves}), show_two);
   EXPECT_EQ(content_of(waves), recorded);

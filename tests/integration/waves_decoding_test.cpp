@@ -20,6 +20,7 @@
 #include "simulator/bench/virtual_reader.hpp"
 #include "simulator/cards/image.hpp"
 #include "simulator/cards/kinds.hpp"
+#include "simulator/waves/capture.hpp"
 #include "tests/support/process.hpp"
 #include "tests/support/session.hpp"
 
@@ -357,6 +358,33 @@ TEST(Waves45d041, ItsStatus) {
     ASSERT_EQ(rdstrg_45d041(handle, &status), 0);
   });
   EXPECT_THAT(commands_45d041(waves), ElementsAre("57 FF / FF 98"));
+}
+
+// As a logic analyser records them, which does not see who pulls IO low.
+TEST(WavesOfOthers, JudgeACard) {
+  const Waves waves("24c02", [](int handle) {
+    Bytes read(4);
+    ASSERT_EQ(srd_24c02(handle, 0x9A, 4, read.data()), 0);
+  });
+  const std::string file = waves.file() + ".sigrok";
+  ASSERT_EQ(run({QUORRA_SIGROK, "-l", "1", "-i", waves.file(), "-O", "vcd", "-o", file}).status, 0);
+  std::string capture = content_of(file);
+  EXPECT_NE(capture.find("$scope module libsigrok $end"), std::string::npos);
+  for (const std::string name : {" IO_reader $end\n", " IO_card $end\n"}) {
+    const std::size_t end = capture.find(name);
+    ASSERT_NE(end, std::string::npos);
+    const std::size_t begin = capture.rfind('\n', end);
+    capture.erase(begin, end + name.size() - 1 - begin);
+  }
+  const auto differences = [&capture](const simulator::Image& card) {
+    std::istringstream stream(capture);
+    simulator::VcdReader reader(stream, "capture");
+    return simulator::judge(*card.kind().make_chip(card), reader, {}).differences;
+  };
+  simulator::Image card = counting_card("24c02");
+  EXPECT_EQ(differences(card), 0U);
+  card.field("memory")[0x9C] = 0;
+  EXPECT_GT(differences(card), 0U);
 }
 
 }  // namespace

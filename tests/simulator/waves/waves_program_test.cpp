@@ -21,6 +21,7 @@ using test::request;
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
 class WavesOfProgram : public ::testing::Test {
@@ -161,6 +162,75 @@ TEST_F(WavesOfProgram, that_cannot_go_on_are_told_when_the_socket_ends_them) {
   const Outcome outcome = end(program);
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(outcome.errors, StartsWith("quorra-sim: " + file));
+}
+
+class Play : public WavesOfProgram {
+ protected:
+  // Waves of a byte that is read from a new 24c02.
+  void SetUp() override {
+    Process program = start({"--waves", path("x.vcd")});
+    program.read_line();
+    read_a_byte();
+    EXPECT_EQ(end(program).status, 0);
+  }
+  void expect_refusal(const std::vector<std::string>& arguments, const std::string& why) const {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 2) << why;
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.errors, "quorra-sim: " + why + '\n');
+  }
+};
+
+TEST_F(Play, says_that_a_card_does_the_same) {
+  const Outcome outcome = run({"play", path("x.vcd"), "--card", path("card")});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.output,
+              MatchesRegex("The 24c02 does what was recorded: [0-9]+ comparisons.\n"));
+  EXPECT_EQ(outcome.errors, "");
+}
+
+TEST_F(Play, says_where_a_card_differs) {
+  EXPECT_EQ(run({"new", "24c02", path("other"), "--data", "5:FE"}).status, 0);
+  const std::string before = content_of(path("other"));
+  const Outcome outcome = run({"play", path("x.vcd"), "--card", path("other")});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.output,
+              MatchesRegex("#[0-9]+ \\([.0-9]+ ms\\) to #[0-9]+ \\([.0-9]+ ms\\): "
+                           "IO_card is 1 in the capture, and 0 with this card\n"
+                           "The 24c02 does not do what was recorded: 1 difference in [0-9]+ "
+                           "comparisons.\n"));
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(content_of(path("other")), before);
+}
+
+TEST_F(Play, takes_names_of_signals) {
+  std::string waves = content_of(path("x.vcd"));
+  waves.replace(waves.find(" CLK "), 5, " SCL ");
+  test::write_file(path("x.vcd"), waves);
+  EXPECT_EQ(run({"play", path("x.vcd"), "--card", path("card")}).status, 2);
+  EXPECT_EQ(run({"play", path("x.vcd"), "--card", path("card"), "--signal", "CLK=SCL"}).status, 0);
+}
+
+TEST_F(Play, refuses_what_it_cannot_play) {
+  const std::string file = path("x.vcd");
+  const std::string card = path("card");
+  expect_refusal({"play", path("none"), "--card", card},
+                 path("none") + ": No such file or directory");
+  expect_refusal({"play", card, "--card", card}, card + ": no value change dump (VCD)");
+  expect_refusal({"play", "/dev/null", "--card", card}, "/dev/null: no value change dump (VCD)");
+  expect_refusal({"play", folder.path().string(), "--card", card},
+                 folder.path().string() + ": no value change dump (VCD)");
+  EXPECT_THAT(run({"play", file, "--card", path("none")}).errors, HasSubstr(path("none")));
+  EXPECT_THAT(run({"play", file}).errors, HasSubstr("--card"));
+  for (const char* const text : {"CLK", "CLK=", "SCL=CLK", "=CLK"})
+    expect_refusal({"play", file, "--card", card, "--signal", text},
+                   std::string("signal must be CONTACT=NAME, such as CLK=D0: ") + text);
+  expect_refusal({"play", file, "--card", card, "--signal", "CLK=a", "--signal", "CLK=b"},
+                 "there are two signals for CLK");
+  test::write_file(file, content_of(file).substr(0, 1000));
+  const Outcome outcome = run({"play", file, "--card", card});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.errors, HasSubstr("the file is cut off"));
 }
 
 }  // namespace
