@@ -211,6 +211,15 @@ void store_block(Block block, unsigned char* bytes) {
     bytes[i] = static_cast<unsigned char>(block >> 8 * i);
 }
 
+// As many rounds as a word has lanes, from the halves of the key as they have been rotated.
+[[gnu::noinline]] void choose_round_keys(const Half* left, const Half* right, Half* key_of_half,
+                                         Half* key_of_edges) {
+  const Lanes lefts = load(left);
+  const Lanes rights = load(right);
+  store(moved<left_to_half>(lefts) | moved<right_to_half>(rights), key_of_half);
+  store(moved<left_to_edges>(lefts) | moved<right_to_edges>(rights), key_of_edges);
+}
+
 void make_round_keys(const unsigned char* key, RoundKeys& keys) {
   const Block cells = moved<into_key_halves>(load_block(key));
   const auto left = static_cast<Half>(cells >> 32U);
@@ -224,12 +233,8 @@ void make_round_keys(const unsigned char* key, RoundKeys& keys) {
     lefts[i] = left << shift | left >> (key_half - shift);
     rights[i] = right << shift | right >> (key_half - shift);
   }
-  for (std::size_t i = 0; i < rounds; i += lanes) {
-    const Lanes a = load(&lefts[i]);
-    const Lanes b = load(&rights[i]);
-    store(moved<left_to_half>(a) | moved<right_to_half>(b), &keys.half[i]);
-    store(moved<left_to_edges>(a) | moved<right_to_edges>(b), &keys.edges[i]);
-  }
+  for (std::size_t i = 0; i < rounds; i += lanes)
+    choose_round_keys(&lefts[i], &rights[i], &keys.half[i], &keys.edges[i]);
 }
 
 // What the boxes make of a half and the key of a round, where it belongs.
@@ -258,8 +263,10 @@ void crypt_together(const RoundKeys& keys, Direction direction, unsigned char* b
     left[i] = static_cast<Half>(halves >> 32U);
     right[i] = static_cast<Half>(halves);
   }
+  // With all of its bits turned round, the number of a round is counted from the last one.
+  const std::size_t turned = direction == Direction::encrypt ? 0 : rounds - 1;
   for (std::size_t round = 0; round < rounds; ++round) {
-    const std::size_t key = direction == Direction::encrypt ? round : rounds - 1 - round;
+    const std::size_t key = round ^ turned;
     for (std::size_t i = 0; i < blocks; ++i) {
       left[i] ^= substitute(right[i], keys.half[key], keys.edges[key]);
       std::swap(left[i], right[i]);
