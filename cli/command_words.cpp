@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "cli/parse.hpp"
+#include "toolkit/files/data_file.hpp"
 #include "toolkit/kinds/card.hpp"
 #include "toolkit/session/serial_devices.hpp"
 #include "toolkit/text.hpp"
@@ -103,6 +104,10 @@ class Candidates {
       for (const SerialDevice& device : serial_devices())
         add(before + device.path, describe(device));
       add_files();
+    } else if (is_about("FORMAT")) {
+      for (const FileFormat format :
+           {FileFormat::raw, FileFormat::ihex, FileFormat::srec, FileFormat::json})
+        add(before + std::string(name_of(format)), "format of files");
     } else if (is_about("FILE") || is_about("IMAGE") || is_about("PLAN")) {
       add_files();
     } else if (const std::size_t open = type.find('{'); open != std::string::npos) {

@@ -137,6 +137,7 @@ TEST_F(Completion, BashOffersWhatMayBeTyped) {
   EXPECT_EQ(in_bash("read --card 24c0"), kinds);
   EXPECT_EQ(in_bash("read --card = 24c0"), kinds);
   EXPECT_EQ(in_bash("power o"), (std::set<std::string>{"off", "on"}));
+  EXPECT_EQ(in_bash("read --format ''"), (std::set<std::string>{"ihex", "json", "raw", "srec"}));
   EXPECT_EQ(in_bash("read --virtual im"), (std::set<std::string>{"image.toml"}));
 }
 
