@@ -64,6 +64,13 @@ void expect_reachable(const Card& card, const CardData& data, bool security) {
   const Memory& zone = *out_of_reach.front().zone;
   const int first = first_address_of(card, zone);
   const Range in_zone = data.bytes.within({first, zone.size}).span();
+  const std::vector<Region> regions = regions_of(card);
+  const Region& region = region_at(regions, in_zone.address);
+  if (region.role == AreaRole::code && zone.write_security == nullptr) {
+    throw UsageError(fmt::format(
+        "the {} of a {} card is not written as bytes are; quorra code change changes it",
+        region.name, card.name));
+  }
   static_cast<void>(writable_range(card, zone, in_zone.address - first, in_zone.count));
 }
 

@@ -200,6 +200,8 @@ TEST_F(CommandLine, RefusesWrongUsageBeforeItDoesAnything) {
        "another kind some of them may stay changed. Confirm with --yes."},
       {{"write", "--card", "4428", "--address", "1020", "AABB"},
        "2 bytes at 0x03FC do not fit: the part of a 4428 card that can be written ends at 0x03FC"},
+      {{"write", "--card", "4428", "--at", "code", "1234"},
+       "the code of a 4428 card is not written as bytes are; quorra code change changes it"},
       {{"erase", "--card", "4428", "--address", "1021", "--yes", "4428"},
        "address 0x03FD is not in the part of a 4428 card that can be written, which is 0x0000 to "
        "0x03FC"},
@@ -608,8 +610,10 @@ TEST_F(CommandLine, TellsThatOutputIsLost) {
   close(pipe_ends[0]);
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   ASSERT_GE(full, 0);
-  for (const Arguments& arguments :
-       {Arguments{"read", "--virtual", image}, {"read", "--virtual", image, "--raw"}, {"--help"}}) {
+  for (const Arguments& arguments : {Arguments{"read", "--virtual", image},
+                                     {"read", "--virtual", image, "--raw"},
+                                     {"read", "--virtual", image, "--json"},
+                                     {"--help"}}) {
     Surroundings surroundings;
     surroundings.streams = {{STDOUT_FILENO, pipe_ends[1]}};
     expect_ended_by(run_quorra(arguments, surroundings), SIGPIPE, "");
