@@ -275,6 +275,16 @@ void expect_one_row(const Settings& settings, const BatchOptions& options, int l
                   counted(left, "row")));
 }
 
+// The request that opens a session may vanish in a frame that a run had begun when it was killed.
+// When the reader has been silent for as long as it is waited for, it has forgotten that frame.
+Connection connect_again(const Settings& settings) {
+  try {
+    return Connection(settings);
+  } catch (const NoReader&) {
+    return Connection(settings);
+  }
+}
+
 void run_series(const Settings& settings, const BatchOptions& options, const SeriesPlan& plan,
                 const SeriesRows& rows) {
   if (options.yes && lower_case(*options.yes) != plan.card->name) {
@@ -302,7 +312,7 @@ void run_series(const Settings& settings, const BatchOptions& options, const Ser
                     .code = code_of(plan, options.code)};
   if (settings.image) how.known_kind = &card_of_image(*settings.image);
   {
-    const Connection connection(settings);
+    const Connection connection = connect_again(settings);
     consent.get(connection);
     Person person(settings, options, journal, connection, rows.count());
     Series series(connection, plan, rows, journal, person, how);
