@@ -371,7 +371,7 @@ void Series::protect() const {
                   protecting);
   }
   for (const ZoneGuard& guard : plan_.guards) {
-    guard_zone(session_, guard, protecting);
+    if (!is_guarded(session_, guard)) guard_zone(session_, guard, protecting);
   }
 }
 

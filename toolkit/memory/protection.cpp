@@ -61,7 +61,6 @@ bool is_guarded(const Session& session, const ZoneGuard& guard) {
 // Once its write flag is 0, a zone refuses to write the rest of that byte. So the flag counts, and
 // not the answer to the write.
 void guard_zone(const Session& session, const ZoneGuard& guard, const Operation& protecting) {
-  if (is_guarded(session, guard)) return;
   const Flags& flags = *guard.zone->flags;
   const int result = session.attempt(
       protecting, guard.against_reading ? flags.clear_read_flag : flags.clear_write_flag);

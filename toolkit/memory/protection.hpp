@@ -35,7 +35,7 @@ const Memory* zone_with_flags(const Card& card, Range range);
 // Whether the flag is 0. Throws Failure.
 bool is_guarded(const Session& session, const ZoneGuard& guard);
 
-// Clears the flag, if it is not 0 yet. A zone without its write flag does not lose the other one
+// Clears the flag, which is not 0 yet. A zone without its write flag does not lose the other one
 // any more, so that one goes first. Throws Failure.
 void guard_zone(const Session& session, const ZoneGuard& guard, const Operation& protecting);
 
