@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
 #include <sstream>
 
@@ -105,16 +106,20 @@ const std::vector<Work>& works() {
       {"45d041",
        {request(0x60, "6E 00 03 00 10 12 34"), request(0x61, "6E 00 03 00 20 00 04")},
        3 * 264 + 0x21},
-      {"101", {request(0x61, "71 00 00 00 0D 00 08")}, 0x0E},
+      {"101",
+       {request(0x64, "71 00 00 00 00 FF FF"), request(0x60, "71 00 00 00 16 A5 5A"),
+        request(0x61, "71 00 00 00 16 00 08")},
+       0x1A},
       {"4406", {request(0x61, "7B 00 00 00 00 00 08")}, 0x01},
   };
   return all;
 }
 
+// The codes of a new card are known.
 Image card_for(const Work& work) {
-  Image card = counting_card(work.kind);
-  if (card.has("code")) card = Image(card.kind());
-  return card;
+  const bool has_code =
+      std::ranges::any_of(work.requests, [](const auto& frame) { return frame.at(1) == 0x64; });
+  return has_code ? Image(find_kind(work.kind)) : counting_card(work.kind);
 }
 
 TEST(Capture, ACardDoesWhatItDid) {
