@@ -8,6 +8,18 @@
 
 namespace quorra::simulator {
 
+std::uint8_t* Chip::same_cell(const Chip& original, const std::uint8_t* cell) {
+  constexpr std::less_equal<> is_not_behind;
+  for (const Field& field : image_.kind().fields) {
+    const auto cells = original.image_.field(field.name);
+    if (cells.empty() || !is_not_behind(&cells.front(), cell) ||
+        !is_not_behind(cell, &cells.back()))
+      continue;
+    return &image_.field(field.name)[static_cast<std::size_t>(cell - cells.data())];
+  }
+  return nullptr;
+}
+
 bool Chip::take_back(const Image& earlier, bool half_stays) {
   struct Change {
     std::uint8_t* cell;

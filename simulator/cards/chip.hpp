@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <utility>
 
@@ -38,9 +39,11 @@ struct CardSide {
 class Chip {
  public:
   explicit Chip(Image image) : image_(std::move(image)) {}
-  Chip(const Chip&) = delete;
   Chip& operator=(const Chip&) = delete;
   virtual ~Chip() = default;
+
+  // Another chip in the same state, with or without power; null if that cannot be had.
+  virtual std::unique_ptr<Chip> copy() const { return nullptr; }
 
   // Tells the chip that the reader changed the contacts. Only one of them differs, except when
   // power is lost: then all of them go low at once.
@@ -77,6 +80,15 @@ class Chip {
   bool take_back(const Image& earlier, bool half_stays);
 
  protected:
+  // Nothing of the copy has changed since it was saved: that is for whoever copies to know.
+  Chip(const Chip& other)
+      : image_(other.image_),
+        changes_(other.changes_),
+        card_side_(other.card_side_),
+        answers_on_io_(other.answers_on_io_) {}
+  // The cell of this copy that stands where a cell of the original stands; null for none.
+  std::uint8_t* same_cell(const Chip& original, const std::uint8_t* cell);
+
   Image& image() { return image_; }
   void pull_io_low(bool low) { card_side_.pulls_io_low = answers_on_io_ = low; }
   void pull_c8_low(bool low) { card_side_.pulls_c8_low = low; }

@@ -45,6 +45,12 @@ Chip24c::Chip24c(Image content)
       memory_(image().field("memory")),
       organisation_(*std::ranges::find(organisations, memory_.size(), &Organisation::size)) {}
 
+std::unique_ptr<Chip> Chip24c::copy() const {
+  auto chip = std::make_unique<Chip24c>(*this);
+  chip->memory_ = chip->image().field("memory");
+  return chip;
+}
+
 void Chip24c::contacts_changed(const Contacts& before, const Contacts& now) {
   if (!now.vcc) return lose_power();
   if (state_ == State::programming) {

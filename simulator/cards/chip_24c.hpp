@@ -30,6 +30,7 @@ class Chip24c final : public Chip {
  public:
   explicit Chip24c(Image content);
 
+  std::unique_ptr<Chip> copy() const override;
   void contacts_changed(const Contacts& before, const Contacts& now) override;
   void rest() override;
 

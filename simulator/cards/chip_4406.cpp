@@ -31,6 +31,12 @@ std::unique_ptr<Chip> make_chip_4406(Image image) {
 
 Chip4406::Chip4406(Image content) : SecurityChip(std::move(content), last_stage + 1) {}
 
+std::unique_ptr<Chip> Chip4406::copy() const {
+  auto chip = std::make_unique<Chip4406>(*this);
+  chip->find_cells();
+  return chip;
+}
+
 std::uint8_t Chip4406::shown(std::size_t address) const {
   const bool is_hidden = !is_personalised() && address >= code_address && !is_open();
   return is_hidden ? std::uint8_t{0} : memory()[address];

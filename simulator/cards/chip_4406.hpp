@@ -26,6 +26,8 @@ class Chip4406 final : public SecurityChip {
  public:
   explicit Chip4406(Image content);
 
+  std::unique_ptr<Chip> copy() const override;
+
  private:
   std::uint8_t shown(std::size_t address) const override;
   bool write(std::size_t address, std::uint8_t bit) override;

@@ -40,6 +40,12 @@ const std::array<Chip4428::Operation, 7> Chip4428::operations{{
 Chip4428::Chip4428(Image content)
     : ProtectedChip(std::move(content), {.erase_or_write = 103, .erase_and_write = 203}) {}
 
+std::unique_ptr<Chip> Chip4428::copy() const {
+  auto chip = std::make_unique<Chip4428>(*this);
+  chip->belongs_to_copy_of(*this);
+  return chip;
+}
+
 void Chip4428::contacts_changed(const Contacts& before, const Contacts& now) {
   if (!now.vcc) {
     lose_power();
@@ -74,13 +80,13 @@ void Chip4428::run_command() {
 }
 
 void Chip4428::read(std::size_t address, std::uint8_t /*data*/) {
-  copy_cells();
-  send(std::span(shown_).subspan(address));
+  const auto cells = shown();
+  send(std::span(cells).subspan(address));
 }
 
 void Chip4428::read_with_protection(std::size_t address, std::uint8_t /*data*/) {
-  copy_cells();
-  send(std::span(shown_).subspan(address), protection().subspan(address));
+  const auto cells = shown();
+  send(std::span(cells).subspan(address), protection().subspan(address));
 }
 
 void Chip4428::write(std::size_t address, std::uint8_t data) {
@@ -118,12 +124,13 @@ bool Chip4428::cell_can_be_written(std::size_t address) const {
   return can_be_written() && protection()[address] == 0;
 }
 
-void Chip4428::copy_cells() {
-  shown_.fill(0);
-  auto* const rest = std::ranges::copy(memory(), shown_.begin()).out;
-  if (!has_code()) return;
+std::array<std::uint8_t, Chip4428::cell_count> Chip4428::shown() const {
+  std::array<std::uint8_t, cell_count> cells{};
+  auto* const rest = std::ranges::copy(memory(), cells.begin()).out;
+  if (!has_code()) return cells;
   *rest = counter().front();
   if (is_open()) std::ranges::copy(code(), rest + 1);
+  return cells;
 }
 
 }  // namespace quorra::simulator

@@ -39,6 +39,7 @@ class Chip4428 final : public ProtectedChip {
  public:
   explicit Chip4428(Image content);
 
+  std::unique_ptr<Chip> copy() const override;
   void contacts_changed(const Contacts& before, const Contacts& now) override;
 
  private:
@@ -65,9 +66,7 @@ class Chip4428 final : public ProtectedChip {
   std::uint8_t& cell(std::size_t address);
   bool cell_can_be_written(std::size_t address) const;
   // What the cells show to a reader at this moment.
-  void copy_cells();
-
-  std::array<std::uint8_t, cell_count> shown_{};
+  std::array<std::uint8_t, cell_count> shown() const;
 };
 
 }  // namespace quorra::simulator

@@ -44,6 +44,12 @@ const std::array<Chip4442::Operation, 3> Chip4442::security_operations{{
 Chip4442::Chip4442(Image content)
     : ProtectedChip(std::move(content), {.erase_or_write = 124, .erase_and_write = 255}) {}
 
+std::unique_ptr<Chip> Chip4442::copy() const {
+  auto chip = std::make_unique<Chip4442>(*this);
+  chip->belongs_to_copy_of(*this);
+  return chip;
+}
+
 void Chip4442::contacts_changed(const Contacts& before, const Contacts& now) {
   if (!now.vcc) {
     lose_power();
@@ -115,11 +121,11 @@ void Chip4442::update_main(std::uint8_t address, std::uint8_t data) {
 }
 
 void Chip4442::read_protection(std::uint8_t /*address*/, std::uint8_t /*data*/) {
-  registers_.fill(0);
+  Registers registers{};
   for (std::size_t address = 0; address < protection().size(); ++address)
     if (protection()[address] == 0)
-      registers_.at(address / 8) |= static_cast<std::uint8_t>(1U << address % 8);
-  send(registers_);
+      registers.at(address / 8) |= static_cast<std::uint8_t>(1U << address % 8);
+  send(registers);
 }
 
 void Chip4442::write_protection(std::uint8_t address, std::uint8_t data) {
@@ -129,15 +135,15 @@ void Chip4442::write_protection(std::uint8_t address, std::uint8_t data) {
 }
 
 void Chip4442::read_security(std::uint8_t /*address*/, std::uint8_t /*data*/) {
-  registers_.fill(0);
-  registers_.front() = counter().front();
-  if (is_open()) std::ranges::copy(code(), registers_.begin() + 1);
-  send(registers_);
+  Registers registers{};
+  registers.front() = counter().front();
+  if (is_open()) std::ranges::copy(code(), registers.begin() + 1);
+  send(registers);
 }
 
 // Attempts can be used up at any time, but only the right code gives them back.
 void Chip4442::update_security(std::uint8_t address, std::uint8_t data) {
-  const std::size_t cell = address % registers_.size();
+  const std::size_t cell = address % Registers{}.size();
   if (cell == 0) {
     const unsigned possible = is_open() ? erased_counter : counter().front();
     return update_counter(static_cast<std::uint8_t>(data & possible), erased_counter);

@@ -38,9 +38,13 @@ class Chip4442 final : public ProtectedChip {
  public:
   explicit Chip4442(Image content);
 
+  std::unique_ptr<Chip> copy() const override;
   void contacts_changed(const Contacts& before, const Contacts& now) override;
 
  private:
+  // The protection memory or the security memory, as they are sent.
+  using Registers = std::array<std::uint8_t, 4>;
+
   struct Operation {
     std::uint8_t control;
     void (Chip4442::*run)(std::uint8_t address, std::uint8_t data);
@@ -64,7 +68,6 @@ class Chip4442 final : public ProtectedChip {
 
   bool clocked_in_reset_ = false;
   bool takes_command_ = false;
-  std::array<std::uint8_t, 4> registers_{};
 };
 
 }  // namespace quorra::simulator

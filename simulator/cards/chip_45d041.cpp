@@ -49,6 +49,12 @@ Chip45d041::Chip45d041(Image content) : Chip(std::move(content)), memory_(image(
   lose_power();
 }
 
+std::unique_ptr<Chip> Chip45d041::copy() const {
+  auto chip = std::make_unique<Chip45d041>(*this);
+  chip->memory_ = chip->image().field("memory");
+  return chip;
+}
+
 void Chip45d041::contacts_changed(const Contacts& before, const Contacts& now) {
   if (!now.vcc) {
     lose_power();

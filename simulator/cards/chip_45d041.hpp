@@ -29,6 +29,7 @@ class Chip45d041 final : public Chip {
  public:
   explicit Chip45d041(Image content);
 
+  std::unique_ptr<Chip> copy() const override;
   void contacts_changed(const Contacts& before, const Contacts& now) override;
   void rest() override;
 

@@ -34,6 +34,13 @@ Chip93c::Chip93c(Image content, std::size_t bytes_per_word)
       word_bits_(static_cast<unsigned>(bytes_per_word * 8)),
       address_bits_(static_cast<unsigned>(std::countr_zero(memory_.size() / bytes_per_word))) {}
 
+std::unique_ptr<Chip> Chip93c::copy() const {
+  auto chip = std::make_unique<Chip93c>(*this);
+  chip->memory_ = chip->image().field("memory");
+  chip->programmed_ = {chip->same_cell(*this, programmed_.data()), programmed_.size()};
+  return chip;
+}
+
 void Chip93c::contacts_changed(const Contacts& before, const Contacts& now) {
   if (!now.vcc) return lose_power();
   if (state_ == State::programming) {

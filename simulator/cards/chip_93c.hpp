@@ -32,6 +32,7 @@ class Chip93c final : public Chip {
  public:
   Chip93c(Image content, std::size_t bytes_per_word);
 
+  std::unique_ptr<Chip> copy() const override;
   void contacts_changed(const Contacts& before, const Contacts& now) override;
   void rest() override;
 

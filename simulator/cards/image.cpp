@@ -62,7 +62,9 @@ bool contains(std::span<const std::uint8_t> bytes, const std::uint8_t& byte) {
 // Reads one image file; every complaint names the file and, where there is one, the line.
 class ImageReader {
  public:
-  ImageReader(std::string_view content, std::string name) : name_(std::move(name)) {
+  ImageReader(std::string_view content, std::string name, const Kind* only)
+      : name_(std::move(name)),
+        only_(only) {
     const std::size_t end_of_text = content.find(divider);
     if (end_of_text != std::string_view::npos) {
       raw_ = content.substr(end_of_text + divider.size());
@@ -122,6 +124,9 @@ class ImageReader {
   }
 
   const Kind& known_kind(std::string_view kind) const {
+    if (only_ != nullptr && kind != only_->name)
+      fail(node("kind"), fmt::format("kind must be \"{}\"", only_->name));
+    if (only_ != nullptr) return *only_;
     try {
       return find_kind(kind);
     } catch (const Error& error) {
@@ -245,6 +250,7 @@ class ImageReader {
   }
 
   std::string name_;
+  const Kind* only_;
   toml::table table_;
   // What follows the divider; absent when there is none.
   std::optional<std::string_view> raw_;
@@ -297,7 +303,7 @@ std::vector<std::string> address_list(std::span<const std::uint8_t> field) {
 }
 
 std::string to_text(const Image& image) {
-  std::string text = fmt::format("# A card of the virtual reader.\nformat = {}\nkind = \"{}\"\n",
+  std::string text = fmt::format("# {}\nformat = {}\nkind = \"{}\"\n", image.kind().headline,
                                  format_version, image.kind().name);
   for (const Field& field : image.kind().fields)
     text += to_text(field, image.field(field.name));
@@ -327,8 +333,8 @@ std::optional<StoredCells> stored_cells(const Image& image, std::span<const std:
   }
 }
 
-Image parse_image(const std::string& text, const std::string& name) {
-  return ImageReader(text, name).read();
+Image parse_image(const std::string& text, const std::string& name, const Kind* only) {
+  return ImageReader(text, name, only).read();
 }
 
 Image load_image(const std::filesystem::path& path) {

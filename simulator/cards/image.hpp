@@ -42,6 +42,8 @@ class Image {
   // The content of a new card of this kind, which must outlive the image.
   explicit Image(const Kind& kind);
 
+  bool operator==(const Image&) const = default;
+
   const Kind& kind() const { return *kind_; }
   bool has(std::string_view name) const;
   // The bytes of a field; empty when the kind has no such field. They stay where they are when
@@ -74,8 +76,9 @@ struct StoredCells {
 // and a file with some bytes of the old and some of the new content there can be loaded.
 std::optional<StoredCells> stored_cells(const Image& image, std::span<const std::uint8_t> cells);
 
-// Reads the content of an image file. Throws Error; `name` is what its text calls the file.
-Image parse_image(const std::string& text, const std::string& name);
+// Reads the content of an image file, of the kind `only` or, if that is null, of any kind of card.
+// Throws Error; `name` is what its text calls the file.
+Image parse_image(const std::string& text, const std::string& name, const Kind* only = nullptr);
 
 // Reads an image file. Throws Error.
 Image load_image(const std::filesystem::path& path);

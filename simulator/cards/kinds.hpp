@@ -19,6 +19,8 @@ struct Kind {
   // Turns an image whose bytes are all zero into that of a new card.
   void (*make_blank)(Image& image);
   std::unique_ptr<Chip> (*make_chip)(Image image);
+  // What image files begin with.
+  std::string_view headline = "A card of the virtual reader.";
 };
 
 // Every kind of card, in the order in which they are shown.

@@ -27,11 +27,22 @@ void fill_new_card(Image& image, const std::array<std::uint8_t, 4>& answer_to_re
 
 ProtectedChip::ProtectedChip(Image content, const Timing& timing)
     : Chip(std::move(content)),
-      timing_(timing),
-      memory_(image().field("memory")),
-      protection_(image().field("protected")),
-      code_(image().field("code")),
-      counter_(image().field("counter")) {}
+      timing_(timing) {
+  find_cells();
+}
+
+void ProtectedChip::find_cells() {
+  memory_ = image().field("memory");
+  protection_ = image().field("protected");
+  code_ = image().field("code");
+  counter_ = image().field("counter");
+}
+
+void ProtectedChip::belongs_to_copy_of(const ProtectedChip& original) {
+  find_cells();
+  programming_.cell = same_cell(original, original.programming_.cell);
+  programming_.protection = same_cell(original, original.programming_.protection);
+}
 
 void ProtectedChip::lose_power() {
   break_off();
@@ -59,8 +70,8 @@ void ProtectedChip::answer_to_reset() {
 void ProtectedChip::send(std::span<const std::uint8_t> bytes,
                          std::span<const std::uint8_t> protection) {
   activity_ = Activity::sending;
-  outgoing_ = bytes;
-  outgoing_protection_ = protection;
+  outgoing_.assign(bytes.begin(), bytes.end());
+  outgoing_protection_.assign(protection.begin(), protection.end());
   outgoing_bit_ = 0;
 }
 

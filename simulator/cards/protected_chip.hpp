@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "simulator/cards/chip.hpp"
 
@@ -49,6 +50,9 @@ class ProtectedChip : public Chip {
 
   ProtectedChip(Image content, const Timing& timing);
 
+  // Lets this copy, which still points to the cells of its original, have its own.
+  void belongs_to_copy_of(const ProtectedChip& original);
+
   std::span<std::uint8_t> memory() const { return memory_; }
   // For each address 1 if it is protected, and 0 if it is not.
   std::span<std::uint8_t> protection() const { return protection_; }
@@ -75,8 +79,7 @@ class ProtectedChip : public Chip {
 
   // Sends the first four bytes of the memory, beginning at once.
   void answer_to_reset();
-  // Begins to send bytes, which must stay where they are. With `protection`, a bit follows each
-  // byte: 1 if it is not protected.
+  // Begins to send bytes. With `protection`, a bit follows each byte: 1 if it is not protected.
   void send(std::span<const std::uint8_t> bytes, std::span<const std::uint8_t> protection = {});
   void process(const Programming& programming);
   // Programs a cell. Bits that have to become 1 need the whole cell erased first.
@@ -98,6 +101,7 @@ class ProtectedChip : public Chip {
 
   static constexpr std::size_t bits_of_command = 24;
 
+  void find_cells();
   void put_out_next_bit();
   void process_one_clock();
 
@@ -115,8 +119,8 @@ class ProtectedChip : public Chip {
   Command command_{};
   std::size_t command_bits_ = 0;
 
-  std::span<const std::uint8_t> outgoing_;
-  std::span<const std::uint8_t> outgoing_protection_;
+  std::vector<std::uint8_t> outgoing_;
+  std::vector<std::uint8_t> outgoing_protection_;
   std::size_t outgoing_bit_ = 0;
 
   Programming programming_;

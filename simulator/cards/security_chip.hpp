@@ -44,6 +44,9 @@ class SecurityChip : public Chip {
   // `byte_count` is how many bytes can be addressed.
   SecurityChip(Image content, std::size_t byte_count);
 
+  // Lets this copy, which still points to the cells of its original, have its own.
+  void find_cells() { memory_ = image().field("memory"); }
+
   std::span<std::uint8_t> memory() const { return memory_; }
   // Whether the level of C8 is low.
   bool c8_is_low() const { return c8_is_low_; }

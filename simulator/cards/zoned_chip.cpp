@@ -30,13 +30,20 @@ void fill_new_zoned_card(Image& image, const ZonedCard& card) {
 ZonedChip::ZonedChip(Image content, const ZonedCard& card)
     : SecurityChip(std::move(content), card.areas.back().first + 1),
       card_(card),
-      fuse_(image().field("fuse").front()) {}
+      fuse_(image().field("fuse")) {}
+
+std::unique_ptr<Chip> ZonedChip::copy() const {
+  auto chip = std::make_unique<ZonedChip>(*this);
+  chip->find_cells();
+  chip->fuse_ = chip->image().field("fuse");
+  return chip;
+}
 
 std::uint8_t ZonedChip::shown(std::size_t address) const {
   const Area& area = area_at(address);
   if (area.role == AreaRole::nothing) return erased_byte;
   if (area.role == AreaRole::fuse)
-    return fuse_ != 0 ? erased_byte : static_cast<std::uint8_t>(~fuse_bit);
+    return fuse_.front() != 0 ? erased_byte : static_cast<std::uint8_t>(~fuse_bit);
   const std::uint8_t byte = memory()[address];
   if (may_be_seen(area)) return byte;
   // The flags of a zone can be seen by everybody.
@@ -50,7 +57,7 @@ bool ZonedChip::write(std::size_t address, std::uint8_t bit) {
   if (area.role == AreaRole::zone && (shown(address) & bit) == 0) return true;
   if (!may_be_written(area, bit)) return false;
   if (area.role == AreaRole::fuse) {
-    program(fuse_, 0);
+    program(fuse_.front(), 0);
   } else if (clear(address, bit) && area.role == AreaRole::attempts &&
              (bit & card_.attempt_bits) != 0) {
     pay_attempt(find(AreaRole::code, area.number)->first);
@@ -96,7 +103,7 @@ bool ZonedChip::is_open(AreaRole role, std::size_t number) const {
 }
 
 bool ZonedChip::is_issuer() const {
-  return fuse_ != 0 && !c8_is_low() && is_open(AreaRole::code, master);
+  return fuse_.front() != 0 && !c8_is_low() && is_open(AreaRole::code, master);
 }
 
 bool ZonedChip::is_zone_open(std::size_t zone) const {

@@ -137,6 +137,8 @@ class ZonedChip final : public SecurityChip {
   // `card` must outlive the chip.
   ZonedChip(Image content, const ZonedCard& card);
 
+  std::unique_ptr<Chip> copy() const override;
+
  private:
   std::uint8_t shown(std::size_t address) const override;
   bool write(std::size_t address, std::uint8_t bit) override;
@@ -157,7 +159,8 @@ class ZonedChip final : public SecurityChip {
   bool spend_erasure(const Area& counter);
 
   const ZonedCard& card_;
-  std::uint8_t& fuse_;
+  // One byte.
+  std::span<std::uint8_t> fuse_;
 };
 
 // The content of a new card of that sort.

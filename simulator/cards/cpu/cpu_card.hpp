@@ -42,6 +42,7 @@ class CpuCard final : public Chip, public ProcessorCard {
  public:
   explicit CpuCard(Image content) : Chip(std::move(content)) {}
 
+  std::unique_ptr<Chip> copy() const override { return std::make_unique<CpuCard>(*this); }
   void contacts_changed(const Contacts& /*before*/, const Contacts& /*now*/) override {}
   ProcessorCard* processor() override { return this; }
 

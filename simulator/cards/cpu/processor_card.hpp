@@ -16,7 +16,6 @@ class ProcessorCard {
   using Bytes = std::vector<std::uint8_t>;
 
   ProcessorCard() = default;
-  ProcessorCard(const ProcessorCard&) = delete;
   ProcessorCard& operator=(const ProcessorCard&) = delete;
   virtual ~ProcessorCard() = default;
 
@@ -28,6 +27,9 @@ class ProcessorCard {
   virtual std::optional<Bytes> reset() = 0;
   // The answer to a command: data, SW1 and SW2; absent if the card is silent.
   virtual std::optional<Bytes> transmit(std::span<const std::uint8_t> command) = 0;
+
+ protected:
+  ProcessorCard(const ProcessorCard&) = default;
 };
 
 }  // namespace quorra::simulator
