@@ -97,7 +97,8 @@ class Bench:
 
     def __init__(self, card: str | os.PathLike[str] | None = None, *,
                  sams: Mapping[int, str | os.PathLike[str]] | None = None, speed: int | None = None,
-                 line_speed: int | None = None) -> None:
+                 line_speed: int | None = None, reader: str | os.PathLike[str] | None = None,
+                 virtual_time: bool = False) -> None:
         self._folder = Folder()
         #: The configuration file that leads to the reader.
         self.configuration = self._folder.path / "reader.conf"
@@ -113,6 +114,10 @@ class Bench:
             words += ["--speed", str(speed)]
         if line_speed is not None:
             words += ["--line-speed", str(line_speed)]
+        if reader is not None:
+            words += ["--reader", os.fspath(reader)]
+        if virtual_time:
+            words += ["--time", "virtual"]
         self._process = self._start(words)
         # A program that ends without a word must not leave the reader behind.
         self._finalizer = weakref.finalize(self, _terminate, self._process, os.getpid())
@@ -195,6 +200,14 @@ class Bench:
         """Disarms all faults."""
         self.command("clear_faults")
 
+    def snapshot(self, name: str) -> None:
+        """Keeps all of the virtual reader, its cards and its faults under that name."""
+        self.command("snapshot", name=name)
+
+    def restore(self, name: str) -> None:
+        """Makes the virtual reader, its cards and its faults what they were then."""
+        self.command("restore", name=name)
+
     def state(self) -> dict[str, Any]:
         """What the virtual reader tells of itself, its card and its faults."""
         return self.command("state")
@@ -261,13 +274,15 @@ class VirtualReader(Reader):
 
 def virtual(card: str | os.PathLike[str] | None = None, *,
             sams: Mapping[int, str | os.PathLike[str]] | None = None, speed: int | None = None,
-            line_speed: int | None = None) -> VirtualReader:
+            line_speed: int | None = None, reader: str | os.PathLike[str] | None = None,
+            virtual_time: bool = False) -> VirtualReader:
     """Starts a virtual reader with the card of an image file in its slot, or an empty slot, and SAMs by
     their numbers, and opens a session with it. With `speed` its line is paced at so many bits per second,
-    with `line_speed` it insists that hosts use that speed."""
-    bench = Bench(card, sams=sams, speed=speed, line_speed=line_speed)
+    with `line_speed` it insists that hosts use that speed. Its memory lives in the file `reader`, if there is
+    one. In virtual time its waits take no time."""
+    bench = Bench(card, sams=sams, speed=speed, line_speed=line_speed, reader=reader, virtual_time=virtual_time)
     try:
-        return VirtualReader(bench, line_speed or 9600)
+        return VirtualReader(bench, bench.state()["line_speed"] or 9600)
     except BaseException:
         bench.stop()
         raise

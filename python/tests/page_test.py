@@ -97,6 +97,6 @@ def test_words_are_known(page: str, root: Path) -> None:
 def test_arguments_are_those_of_the_functions(page: str) -> None:
     opened = inspect.signature(quorra.open).parameters
     assert named(page, "Argument") == set(opened)
-    for entry in ("speed=", "line_speed="):
+    for entry in ("speed=", "line_speed=", "reader="):
         assert f"`{entry}`" in page and entry[:-1] in inspect.signature(quorra.virtual).parameters
     assert {"code", "memory", "data"} <= set(inspect.signature(quorra.new_card).parameters)

@@ -112,6 +112,25 @@ def test_speed() -> None:
             reader.set_speed(57600)
 
 
+def test_a_reader_in_a_file_keeps_its_speed(tmp_path: Path) -> None:
+    file = tmp_path / "reader.toml"
+    with quorra.virtual(line_speed=9600, reader=file) as reader:
+        reader.set_speed(38400)
+    with quorra.virtual(line_speed=9600, reader=file) as reader:
+        assert reader.answers()
+        assert reader.bench.state()["line_speed"] == 38400
+
+
+def test_snapshots_and_virtual_time() -> None:
+    with quorra.virtual(speed=1, virtual_time=True) as reader:
+        reader.bench.snapshot("a")
+        reader.security.set_code(b"\x01\x02\x03")
+        reader.bench.restore("a")
+        reader.security.present(b"\xff\xff\xff")
+        with pytest.raises(quorra.BenchError, match="unknown snapshot"):
+            reader.bench.restore("b")
+
+
 # ---- Failures
 
 @pytest.mark.parametrize("fault, word, code", [

@@ -2,15 +2,19 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "simulator/bench/bench.hpp"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
 
 #include "simulator/bench/taken_back.hpp"
 #include "simulator/cards/kinds.hpp"
 #include "simulator/error.hpp"
 #include "simulator/firmware/firmware.hpp"
+#include "simulator/firmware/line_speed.hpp"
+#include "simulator/text.hpp"
 
 namespace quorra::simulator {
 namespace {
@@ -21,6 +25,13 @@ constexpr std::chrono::seconds patience{1};
 // A host that sends requests without reading replies is not listened to beyond this.
 constexpr std::size_t most_unsent_bytes = 65536;
 
+constexpr std::size_t most_snapshots = 100;
+
+bool is_same_card(const std::filesystem::path& file, const std::filesystem::path& other) {
+  std::error_code error;
+  return file == other || std::filesystem::equivalent(file, other, error);
+}
+
 }  // namespace
 
 Bench::Bench(const Options& options, const std::filesystem::path& configuration, int stop)
@@ -29,11 +40,13 @@ Bench::Bench(const Options& options, const std::filesystem::path& configuration,
       byte_time_(byte_time(options.speed)),
       line_speed_(options.line_speed),
       incoming_(byte_time_),
-      outgoing_(byte_time_) {
+      outgoing_(byte_time_),
+      start_(options.has_virtual_time ? Time() : Clock::now()) {
   check(options);
   reader_.memory = new_reader_memory(options.line_speed != 0 ? options.line_speed : options.speed,
                                      options.serial_number);
   reader_.version_text = options.version_text;
+  if (!options.reader.empty()) load_reader(options);
   if (!options.card.empty()) insert(options.card);
   if (!options.waves.empty()) record_waves(options.waves);
   for (const auto& [number, file] : options.sams)
@@ -41,6 +54,19 @@ Bench::Bench(const Options& options, const std::filesystem::path& configuration,
   for (const FaultOrder& order : options.faults)
     arm(order);
   configuration_.name_device(terminal_.device());
+}
+
+// The reader is what it was, whatever a new one would be like.
+void Bench::load_reader(const Options& options) {
+  reader_file_.emplace(options.reader, reader_.memory);
+  const auto serial_number =
+      std::span(reader_file_->memory()).subspan(serial_number_address, serial_number_size);
+  if (options.serial_number != Options().serial_number &&
+      !std::ranges::equal(serial_number, options.serial_number))
+    throw Error(fmt::format("{}: the reader has another serial number", options.reader.string()));
+  reader_.memory = reader_file_->memory();
+  const auto speed = speed_of_code(reader_.memory[speed_address]);
+  if (speed && line_speed_ != 0) change_speed(*speed);
 }
 
 void Bench::insert(const std::filesystem::path& file) {
@@ -83,6 +109,11 @@ void Bench::save() {
   };
   save_one(card_);
   std::ranges::for_each(sams_, save_one);
+  try {
+    if (reader_file_) reader_file_->save(reader_.memory);
+  } catch (const Error& error) {
+    if (!failure) failure = error;
+  }
   if (failure) throw Error(*failure);
 }
 
@@ -97,6 +128,8 @@ State Bench::state() const {
   state.faults = faults_.list();
   state.fault_odds = faults_.odds();
   state.injected_faults = faults_.injected();
+  for (const auto& [name, snapshot] : snapshots_)
+    state.snapshots.push_back(name);
   state.exchanges = exchanges_;
   state.device = terminal_.device();
   if (card_) {
@@ -116,6 +149,79 @@ State Bench::state() const {
   return state;
 }
 
+void Bench::take_snapshot(const std::string& name) {
+  if (name.empty()) throw Error("the name of the snapshot is empty");
+  if (live_card_) throw Error("a live card cannot be kept in a snapshot");
+  if (!snapshots_.contains(name) && snapshots_.size() == most_snapshots)
+    throw Error(fmt::format("there are {} snapshots already", most_snapshots));
+  Snapshot snapshot{.reader = reader_,
+                    .card = {},
+                    .sams = {},
+                    .faults = faults_,
+                    .line_speed = line_speed_,
+                    .byte_time = byte_time_};
+  if (card_) snapshot.card = KeptCard{card_->path(), card_->chip().copy()};
+  for (std::size_t number = 0; number < sams_.size(); ++number)
+    if (auto& sam = sams_.at(number)) snapshot.sams.at(number) = sam->chip().copy();
+  snapshots_.insert_or_assign(name, std::move(snapshot));
+}
+
+void Bench::restore_snapshot(const std::string& name) {
+  const auto found = snapshots_.find(name);
+  if (found == snapshots_.end())
+    throw Error(fmt::format("unknown snapshot \"{}\" (known: {})", on_one_line(name),
+                            snapshots_.empty() ? "none" : names_of_snapshots()));
+  if (live_card_) throw Error("a live card is in the slot: take it out first");
+  const Snapshot& snapshot = found->second;
+  // All that can fail comes first.
+  const auto& kept = snapshot.card;
+  const bool is_in_slot = card_ && kept && is_same_card(card_->path(), kept->file);
+  std::optional<CardFile> other;
+  if (kept && !is_in_slot) {
+    other.emplace(kept->file);
+    if (&other->image().kind() != &std::as_const(*kept->chip).image().kind())
+      throw Error(fmt::format("{}: the file has a card of another kind now", kept->file.string()));
+  }
+  if (card_ && !is_in_slot) card_->save();
+
+  if (!is_in_slot) card_.swap(other);
+  if (card_) card_->replace_chip(kept->chip->copy());
+  for (std::size_t number = 0; number < sams_.size(); ++number)
+    if (auto& sam = sams_.at(number)) sam->replace_chip(snapshot.sams.at(number)->copy());
+  restore_reader(snapshot.reader);
+  faults_ = snapshot.faults;
+  line_speed_ = snapshot.line_speed;
+  set_byte_time(snapshot.byte_time);
+  try {
+    save();
+  } catch (const Error& error) {
+    throw Error(fmt::format("restored, but not saved: {}", error.what()));
+  }
+}
+
+// The slots take the cards that are there now.
+void Bench::restore_reader(const Reader& earlier) {
+  Reader reader = earlier;
+  reader.slot = reader_.slot;
+  reader.sams = reader_.sams;
+  reader_ = std::move(reader);
+  const auto restore_slot = [](ProcessorSlot& slot, const ProcessorSlot& was,
+                               std::optional<CardFile>& card) {
+    slot.restore(was, card ? &card->chip() : nullptr);
+    slot.link = was.link;
+  };
+  restore_slot(reader_.slot, earlier.slot, card_);
+  for (std::size_t number = 0; number < sams_.size(); ++number)
+    restore_slot(reader_.sams.at(number), earlier.sams.at(number), sams_.at(number));
+}
+
+std::string Bench::names_of_snapshots() const {
+  std::vector<std::string> names;
+  for (const auto& [name, snapshot] : snapshots_)
+    names.push_back(name);
+  return fmt::format("{}", fmt::join(names, ", "));
+}
+
 bool Bench::wants_to_read() const {
   return incoming_.size() + outgoing_.size() < most_unsent_bytes;
 }
@@ -128,7 +234,8 @@ std::optional<Time> Bench::next_due() const {
   return next;
 }
 
-void Bench::serve(Time now, bool can_read, bool can_write) {
+void Bench::serve(Time now, bool can_read, bool can_write, std::optional<Time> wall) {
+  wall_ = wall;
   if (can_write) line_is_full_ = false;
   if (can_read) {
     const auto bytes = std::span(read_buffer_).first(terminal_.read(read_buffer_));
@@ -155,7 +262,11 @@ bool Bench::host_has_another_speed() const {
 void Bench::change_speed(unsigned speed) {
   if (line_speed_ != 0) line_speed_ = speed;
   if (byte_time_ == Duration::zero()) return;
-  byte_time_ = byte_time(speed);
+  set_byte_time(byte_time(speed));
+}
+
+void Bench::set_byte_time(Duration byte_time) {
+  byte_time_ = byte_time;
   incoming_.set_byte_time(byte_time_);
   outgoing_.set_byte_time(byte_time_);
 }
@@ -166,8 +277,9 @@ void Bench::arm(const FaultOrder& order) {
 
 void Bench::take(std::uint8_t byte, Time arrival) {
   byte = faults_.receive(byte);
-  if (parser_.has_begun() && arrival - last_arrival_ > patience) parser_.reset();
-  last_arrival_ = arrival;
+  const Time heard = wall_.value_or(arrival);
+  if (parser_.has_begun() && heard - last_heard_ > patience) parser_.reset();
+  last_heard_ = heard;
 
   if (parser_.awaits_check_byte()) {
     Exchange fresh;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -15,6 +16,8 @@
 
 #include "simulator/bench/configuration_file.hpp"
 #include "simulator/bench/options.hpp"
+#include "simulator/bench/reader_file.hpp"
+#include "simulator/bench/snapshot.hpp"
 #include "simulator/bench/state.hpp"
 #include "simulator/cards/card_file.hpp"
 #include "simulator/cards/cpu/live_card.hpp"
@@ -59,8 +62,8 @@ class Bench {
   // Takes the card out. Throws Error if the slot is empty, or if the image cannot be saved: then
   // the card stays in the slot, without power.
   void remove();
-  // Writes the image files of all cards that have changed since they were last written. Throws
-  // Error if that cannot be done.
+  // Writes the image files of all cards, and that of the reader, that have changed since they were
+  // last written. Throws Error if that cannot be done.
   void save();
   // Throws Error if a number is out of range.
   void arm(const FaultOrder& order);
@@ -71,6 +74,13 @@ class Bench {
   // Ends that, if it has begun. Throws Error if the file does not hold all that happened.
   void stop_waves() { waves_.stop(); }
   State state() const;
+  // Keeps the bench as it is under that name, in the place of an earlier one. Throws Error if it
+  // cannot be kept.
+  void take_snapshot(const std::string& name);
+  // Makes the bench what it was then: the card, also one that has left, with all that it forgets
+  // without power, the reader's memory and the rest of its state, the SAMs, the faults. Throws
+  // Error, and nothing has changed, if there is no such snapshot or its card cannot be had.
+  void restore_snapshot(const std::string& name);
   // From now on `listener` gets every frame as it goes over the line; null for none.
   void trace(Listener listener) { listener_ = std::move(listener); }
 
@@ -79,8 +89,9 @@ class Bench {
   bool wants_to_write() const { return line_is_full_; }
   // When serve() has something to do although the descriptor is not ready; absent if never.
   std::optional<Time> next_due() const;
-  // Does all that can be done at `now`. Throws Error if the line fails.
-  void serve(Time now, bool can_read, bool can_write);
+  // Does all that can be done at `now`. Throws Error if the line fails. Where that is not the time
+  // by which hosts stall, `wall` is.
+  void serve(Time now, bool can_read, bool can_write, std::optional<Time> wall = std::nullopt);
 
  private:
   void take(std::uint8_t byte, Time arrival);
@@ -89,14 +100,18 @@ class Bench {
   Status execute_with_faults(Reply& reply);
   // Of all cards that have an image.
   std::vector<Chip*> chips();
+  void load_reader(const Options& options);
   void insert_sam(std::size_t number, const std::filesystem::path& file);
   bool save_cards();
+  void restore_reader(const Reader& earlier);
   void send_reply(Time arrival);
   void tell(Direction direction, std::span<const std::uint8_t> bytes, Time time) const;
   void send_due_bytes(Time now);
   void hang_up();
   bool host_has_another_speed() const;
   void change_speed(unsigned speed);
+  void set_byte_time(Duration byte_time);
+  std::string names_of_snapshots() const;
 
   Reader reader_;
   SlotWaves waves_{reader_.slot};
@@ -104,6 +119,8 @@ class Bench {
   // In the place of card_.
   std::unique_ptr<LiveCard> live_card_;
   std::array<std::optional<CardFile>, sam_count> sams_;
+
+  std::optional<ReaderFile> reader_file_;
 
   PseudoTerminal terminal_;
   ConfigurationFile configuration_;
@@ -117,10 +134,12 @@ class Bench {
   std::array<std::uint8_t, 16384> read_buffer_{};
 
   RequestParser parser_;
-  Time last_arrival_;
-  Time start_ = Clock::now();
+  std::optional<Time> wall_;
+  Time last_heard_;
+  Time start_;
   std::uint64_t exchanges_ = 0;
 
+  std::map<std::string, Snapshot, std::less<>> snapshots_;
   Faults faults_;
   Exchange exchange_;
   Listener listener_;

@@ -33,6 +33,12 @@ struct Options {
   // The speed at which the reader insists that hosts talk to it, in bits per second: 1200, 2400,
   // 4800, 9600, 19200 or 38400; 0: any speed will do.
   unsigned line_speed = 0;
+  // Waits and the pace of the line take no time: time passes as far as they need it, and no
+  // further.
+  bool has_virtual_time = false;
+  // The file in which the reader's memory outlives the program; it is made if there is none. Empty:
+  // the memory ends with the program.
+  std::filesystem::path reader;
   // The faults that are armed at the start.
   std::vector<FaultOrder> faults;
   // 1 to 18 printable characters.

@@ -46,6 +46,8 @@ struct State {
   std::vector<InjectedFaults> injected_faults;
   // The file of waves that is being recorded; empty if none is.
   std::filesystem::path waves;
+  // The names of the snapshots.
+  std::vector<std::string> snapshots;
   // How many requests have arrived whole.
   std::uint64_t exchanges = 0;
   // The host's side of the pseudo-terminal.

@@ -21,9 +21,8 @@
 namespace quorra::simulator {
 namespace {
 
-timespec until(Time due) {
+timespec to_timespec(Duration left) {
   constexpr std::int64_t nanoseconds_per_second = 1'000'000'000;
-  const Duration left = std::max(Duration::zero(), Duration(due - Clock::now()));
   return {
       .tv_sec = static_cast<time_t>(left.count() / nanoseconds_per_second),
       .tv_nsec = static_cast<decltype(timespec::tv_nsec)>(left.count() % nanoseconds_per_second)};
@@ -42,7 +41,8 @@ FileDescriptor open_counter() {
 
 struct VirtualReader::Parts {
   explicit Parts(const Options& options)
-      : bench(options,
+      : clock(options.has_virtual_time),
+        bench(options,
               options.configuration.empty() ? folder.emplace().path() / "reader.conf"
                                             : options.configuration,
               wake_up.get()) {
@@ -61,6 +61,7 @@ struct VirtualReader::Parts {
   std::optional<TemporaryFolder> folder;
   // Readable from stop() on.
   FileDescriptor wake_up = open_counter();
+  BenchClock clock;
   Bench bench;
   std::optional<Control> control;
   std::vector<pollfd> polled;
@@ -75,20 +76,26 @@ void VirtualReader::Parts::wait_and_serve(std::unique_lock<std::mutex>& lock) {
   polled.push_back({.fd = wake_up.get(), .events = POLLIN, .revents = 0});
   if (control) control->add_to(polled);
 
-  auto due = bench.next_due();
+  const auto due = bench.next_due();
+  std::optional<Duration> patience;
+  if (due) patience = clock.until(*due);
+  // Clients that wait to be taken in do so by the wall.
   if (control && control->next_due())
-    due = std::min(due.value_or(Time::max()), *control->next_due());
-  const timespec timeout = due ? until(*due) : timespec{};
+    patience = std::min(patience.value_or(Duration::max()),
+                        std::max(Duration::zero(), Duration(*control->next_due() - Clock::now())));
+  const timespec timeout = to_timespec(patience.value_or(Duration::zero()));
   lock.unlock();
-  const int ready = ::ppoll(polled.data(), polled.size(), due ? &timeout : nullptr, nullptr);
+  const int ready = ::ppoll(polled.data(), polled.size(), patience ? &timeout : nullptr, nullptr);
   lock.lock();
   if (ready < 0 && errno != EINTR) throw Error("ppoll: " + system_error_text());
   if (ready < 0) return;
 
   const short line = polled[0].revents;
-  const Time now = Clock::now();
-  bench.serve(now, (line & POLLIN) != 0, (line & POLLOUT) != 0);
-  if (control) control->serve(now, std::span(polled).subspan(2));
+  if (due && ready == 0) clock.wait_is_over(*due);
+  const Time wall = Clock::now();
+  bench.serve(clock.now(), (line & POLLIN) != 0, (line & POLLOUT) != 0,
+              clock.is_virtual() ? std::optional(wall) : std::nullopt);
+  if (control) control->serve(wall, std::span(polled).subspan(2));
 }
 
 VirtualReader::VirtualReader(const Options& options) : parts_(std::make_unique<Parts>(options)) {}
@@ -153,6 +160,16 @@ void VirtualReader::stop_waves() {
 State VirtualReader::state() const {
   const std::lock_guard lock(mutex_);
   return parts_->bench.state();
+}
+
+void VirtualReader::take_snapshot(const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  parts_->bench.take_snapshot(name);
+}
+
+void VirtualReader::restore_snapshot(const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  parts_->bench.restore_snapshot(name);
 }
 
 RunningReader::RunningReader(const Options& options)

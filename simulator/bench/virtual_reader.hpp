@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "simulator/bench/options.hpp"
@@ -55,6 +56,12 @@ class VirtualReader {
   // happened.
   void stop_waves();
   State state() const;
+  // Keeps all that a bench is, but for what is on its way over the line, under that name. Throws
+  // Error.
+  void take_snapshot(const std::string& name);
+  // Makes the bench what it was then. Throws Error, and nothing has changed, if that cannot be
+  // done.
+  void restore_snapshot(const std::string& name);
 
  private:
   struct Parts;

@@ -25,6 +25,12 @@ CardFile::CardFile(std::filesystem::path path)
   if (read_file(this->path()) != to_text(image())) stamp_.reset();
 }
 
+void CardFile::replace_chip(std::unique_ptr<Chip> chip) {
+  chip_ = std::move(chip);
+  saved_changes_.reset();
+  stamp_.reset();
+}
+
 void CardFile::save() {
   if (chip_->changes() == saved_changes_) return;
   if (!save_changed_cells()) file_.replace(to_text(image()));

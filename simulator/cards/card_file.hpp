@@ -22,6 +22,9 @@ class CardFile {
   Chip& chip() { return *chip_; }
   const Image& image() const { return std::as_const(*chip_).image(); }
 
+  // From now on the card is this chip of the same kind. The next save() writes the whole file.
+  void replace_chip(std::unique_ptr<Chip> chip);
+
   // Writes the image file if the chip has changed since it was last written: only the changed part
   // of the memory if nothing else changed. Throws Error; the next call then tries again.
   void save();
@@ -31,7 +34,8 @@ class CardFile {
 
   LockedFile file_;
   std::unique_ptr<Chip> chip_;
-  std::uint64_t saved_changes_ = 0;
+  // Absent if the chip was not saved yet.
+  std::optional<std::uint64_t> saved_changes_ = 0;
   // The file as it was left when it was read or written; absent when it has another layout than
   // save_image() gives it.
   std::optional<FileStamp> stamp_;

@@ -39,6 +39,15 @@ class Slot {
   }
   // The same for a card that has no contacts to be looked at.
   void insert_processor(ProcessorCard& card) { processor_ = &card; }
+  // Becomes what a slot was, with the card as this object; null if it was empty. Whoever watches
+  // goes on.
+  void restore(const Slot& earlier, Chip* chip) {
+    contacts_ = earlier.contacts_;
+    before_ = earlier.before_;
+    chip_ = chip;
+    processor_ = chip == nullptr ? nullptr : chip->processor();
+    show_watcher();
+  }
   // Takes the card out; it loses its power.
   void remove() {
     power_off();

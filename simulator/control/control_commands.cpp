@@ -113,9 +113,18 @@ void state(ControlContext& context, const Fields& /*fields*/, Json& answer) {
     answer["faults"].push_back(to_json(armed));
   if (state.fault_odds) answer["faults"].push_back(to_json(*state.fault_odds));
   answer["injected"] = to_json(state.injected_faults);
+  answer["snapshots"] = state.snapshots;
   answer["exchanges"] = state.exchanges;
   answer["device"] = state.device;
   answer["configuration"] = context.bench.configuration().string();
+}
+
+void snapshot(ControlContext& context, const Fields& fields, Json& /*answer*/) {
+  context.bench.take_snapshot(fields.text("name"));
+}
+
+void restore(ControlContext& context, const Fields& fields, Json& /*answer*/) {
+  context.bench.restore_snapshot(fields.text("name"));
 }
 
 void stop(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
@@ -125,6 +134,7 @@ void stop(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
 constexpr std::array<std::string_view, 2> fields_of_insert{"command", "file"};
 constexpr std::array<std::string_view, 2> fields_of_trace{"command", "on"};
 constexpr std::array<std::string_view, 3> fields_of_waves{"command", "on", "file"};
+constexpr std::array<std::string_view, 2> fields_of_snapshot{"command", "name"};
 constexpr std::array<std::string_view, 1> no_more_fields{"command"};
 
 struct ControlCommand {
@@ -139,6 +149,8 @@ constexpr std::array commands{
     ControlCommand{"remove", no_more_fields, remove},
     ControlCommand{"fault", {}, fault},
     ControlCommand{"clear_faults", no_more_fields, clear_faults},
+    ControlCommand{"snapshot", fields_of_snapshot, snapshot},
+    ControlCommand{"restore", fields_of_snapshot, restore},
     ControlCommand{"trace", fields_of_trace, trace},
     ControlCommand{"waves", fields_of_waves, waves},
     ControlCommand{"state", no_more_fields, state},

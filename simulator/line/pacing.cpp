@@ -6,6 +6,11 @@
 
 namespace quorra::simulator {
 
+Duration BenchClock::until(Time due) const {
+  if (is_virtual_) return Duration::zero();
+  return std::max(Duration::zero(), Duration(due - Clock::now()));
+}
+
 Duration byte_time(unsigned speed) {
   constexpr std::uint64_t bits_per_byte = 11;
   constexpr std::uint64_t nanoseconds_per_second = 1'000'000'000;

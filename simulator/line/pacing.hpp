@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +14,24 @@ namespace quorra::simulator {
 using Clock = std::chrono::steady_clock;
 using Time = Clock::time_point;
 using Duration = std::chrono::nanoseconds;
+
+// The time of a bench. That of the wall passes by itself; a virtual one begins at zero and passes
+// only when all there is to do is to wait, and then at once.
+class BenchClock {
+ public:
+  explicit BenchClock(bool is_virtual) : is_virtual_(is_virtual) {}
+
+  bool is_virtual() const { return is_virtual_; }
+  Time now() const { return is_virtual_ ? virtual_now_ : Clock::now(); }
+  // How long there is to wait until then by the wall.
+  Duration until(Time due) const;
+  // There is nothing to do before.
+  void wait_is_over(Time due) { virtual_now_ = std::max(virtual_now_, due); }
+
+ private:
+  bool is_virtual_;
+  Time virtual_now_;
+};
 
 // How long a byte occupies the line: a start bit, 8 data bits and two stop bits. `speed` is in
 // bits per second; at speed 0 bytes take no time.

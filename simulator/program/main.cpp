@@ -25,6 +25,7 @@
 #include "simulator/program/replay.hpp"
 #include "simulator/program/run.hpp"
 #include "simulator/program/show.hpp"
+#include "simulator/program/tear_command.hpp"
 #include "simulator/text.hpp"
 
 namespace quorra::simulator {
@@ -40,6 +41,12 @@ void add_sam(Options& options, const std::string& text) {
     throw Error(fmt::format("sam must be SLOT=FILE: {}", text));
   if (!options.sams.emplace(*number, text.substr(sign + 1)).second)
     throw Error(fmt::format("there are two SAMs for slot {}", *number));
+}
+
+void set_time(Options& options, const std::string& time) {
+  if (time != "wall" && time != "virtual")
+    throw Error(fmt::format("the time must be wall or virtual: {}", time));
+  options.has_virtual_time = time == "virtual";
 }
 
 void add_fault(Options& options, const std::string& text) {
@@ -62,8 +69,9 @@ CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
 
 // A recording is a reader of its own, with nothing of others but a line.
 void expect_nothing_but_a_replay(const CLI::App& app) {
-  for (const char* const other : {"--card", "--sam", "--socket", "--speed", "--line-speed",
-                                  "--fault", "--version-text", "--serial", "--terminal", "--waves"})
+  for (const char* const other :
+       {"--card", "--sam", "--socket", "--speed", "--line-speed", "--fault", "--time", "--reader",
+        "--version-text", "--serial", "--terminal", "--waves"})
     if (app.get_option(other)->count() > 0)
       throw Error(fmt::format("--replay does not go with {}", other));
 }
@@ -97,6 +105,15 @@ int dispatch(int argument_count, const char* const* arguments) {
                  "1200, 2400, 4800, 9600, 19200 or 38400: the host must have the same; without it "
                  "any speed will do")
       ->type_name("N");
+  std::string time = "wall";
+  app.add_option(
+         "--time", time,
+         "wall, or virtual: waits and the pace of the line take no time, and every run tells "
+         "the same times")
+      ->type_name("wall|virtual")
+      ->capture_default_str();
+  add_file(app, "--reader", options.reader,
+           "file in which the reader's memory outlives the program; made if there is none");
   std::vector<std::string> faults;
   app.add_option(
          "--fault", faults,
@@ -127,6 +144,7 @@ int dispatch(int argument_count, const char* const* arguments) {
   std::function<int()> action = [&] {
     for (const std::string& sam : sams)
       add_sam(options, sam);
+    set_time(options, time);
     for (const std::string& fault : faults)
       add_fault(options, fault);
     if (!recording.empty()) {
@@ -163,6 +181,21 @@ int dispatch(int argument_count, const char* const* arguments) {
   auto* const show_command = app.add_subcommand("show", "print an image file");
   add_file(*show_command, "file", file, "image file")->required();
   show_command->callback([&] { action = [&file] { return show_card(file); }; });
+
+  std::vector<std::string> requests;
+  bool as_json = false;
+  auto* const tear_command = app.add_subcommand(
+      "tear",
+      "cut the power at each clock of a request in turn and print what is left of the card");
+  add_file(*tear_command, "image", file, "image file, which stays as it is")->required();
+  tear_command
+      ->add_option("requests", requests,
+                   "command byte and body in hexadecimal, or a whole frame; the last one is torn, "
+                   "those before it are carried out")
+      ->type_name("")
+      ->required();
+  tear_command->add_flag("--json", as_json, "print an object for programs");
+  tear_command->callback([&] { action = [&] { return tear_card(file, requests, as_json); }; });
 
   auto* const kinds_command = app.add_subcommand("kinds", "list the kinds of cards");
   kinds_command->callback([&] { action = show_kinds; });

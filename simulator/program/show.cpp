@@ -4,15 +4,28 @@
 
 #include <fmt/format.h>
 
+#include "simulator/bench/reader_file.hpp"
 #include "simulator/cards/image.hpp"
 #include "simulator/cards/kinds.hpp"
+#include "simulator/files.hpp"
 #include "simulator/program/output.hpp"
 #include "simulator/text.hpp"
 
 namespace quorra::simulator {
+namespace {
+
+// A card, or what a reader keeps.
+Image load(const std::string& file) {
+  const std::string text = read_file(file);
+  const bool is_reader =
+      text.find(fmt::format("\nkind = \"{}\"\n", reader_kind().name)) != std::string::npos;
+  return parse_image(text, file, is_reader ? &reader_kind() : nullptr);
+}
+
+}  // namespace
 
 int show_card(const std::string& file) {
-  const Image image = load_image(file);
+  const Image image = load(file);
   std::string text = fmt::format("kind: {} ({})\n", image.kind().name, image.kind().description);
   for (const Field& field : image.kind().fields) {
     const auto value = image.field(field.name);

@@ -180,7 +180,7 @@ void ServedBench::send(std::span<const std::uint8_t> bytes) {
     if (::ioctl(bench_.descriptor(), FIONREAD, &waiting) != 0)
       throw std::runtime_error("ioctl: " + system_error_text());
   }
-  bench_.serve(now_, true, true);
+  bench_.serve(now_, true, true, wall_);
 }
 
 Bytes ServedBench::exchange(std::span<const std::uint8_t> bytes) {

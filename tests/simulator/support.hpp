@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -108,6 +109,8 @@ class ServedBench {
   const RawClient& host() const { return host_; }
   Time now() const { return now_; }
   void pass(Duration duration) { now_ += duration; }
+  // The time by which hosts stall, where that is another one.
+  void set_wall(Time wall) { wall_ = wall; }
 
   // Sends bytes and lets the bench do what it can at this time.
   void send(std::span<const std::uint8_t> bytes);
@@ -118,6 +121,7 @@ class ServedBench {
   Bench bench_;
   RawClient host_;
   Time now_;
+  std::optional<Time> wall_;
 };
 
 // A bench with a card of that kind, whose memory counts up from 0.

@@ -173,6 +173,30 @@ TEST_F(ControlSocket, refuses_chances_it_does_not_understand) {
   EXPECT_FALSE(reader->state().fault_odds);
 }
 
+TEST_F(ControlSocket, keeps_and_restores_the_bench) {
+  reader->insert(file);
+  EXPECT_EQ(host.exchange(request(0x64, "79 00 00 00 00 FF FF FF")), reply(0));
+  EXPECT_EQ(client.ask(R"({"command":"snapshot","name":"a"})"), ok);
+  EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 11")), reply(0));
+  EXPECT_EQ(client.ask(R"({"command":"remove"})"), ok);
+  EXPECT_EQ(client.ask(R"({"command":"restore","name":"a"})"), ok);
+  EXPECT_EQ(host.exchange(request(0x61, "79 00 00 00 20 00 01")), reply(0, "FF"));
+  EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 11")), reply(0));
+  EXPECT_EQ(client.ask(R"({"command":"state"})").at("snapshots"), json::array({"a"}));
+}
+
+TEST_F(ControlSocket, says_why_a_snapshot_cannot_be_had) {
+  EXPECT_EQ(client.error_of(R"({"command":"restore","name":"a"})"),
+            "unknown snapshot \"a\" (known: none)");
+  EXPECT_EQ(client.error_of(R"({"command":"restore"})"), "\"name\" is missing");
+  EXPECT_EQ(client.error_of(R"({"command":"snapshot"})"), "\"name\" is missing");
+  EXPECT_EQ(client.error_of(R"({"command":"snapshot","name":1})"), "\"name\" must be a string");
+  EXPECT_EQ(client.error_of(R"({"command":"snapshot","name":""})"),
+            "the name of the snapshot is empty");
+  EXPECT_EQ(client.error_of(R"({"command":"snapshot","name":"a","file":"b"})"),
+            "unknown field \"file\"");
+}
+
 TEST_F(ControlSocket, knows_every_kind_of_fault) {
   for (const FaultRule& rule : fault_rules()) {
     json fault{{"command", "fault"}, {"kind", rule.name}};
@@ -318,8 +342,8 @@ TEST_F(ControlSocket, answers_garbage_with_an_error) {
   EXPECT_EQ(client.error_of(R"({"command":5})"), "\"command\" must be a string");
   EXPECT_EQ(
       client.error_of(R"({"command":"fly"})"),
-      "unknown command \"fly\" (known: insert, remove, fault, clear_faults, trace, waves, state, "
-      "stop)");
+      "unknown command \"fly\" (known: insert, remove, fault, clear_faults, snapshot, restore, "
+      "trace, waves, state, stop)");
   EXPECT_EQ(client.error_of(R"({"command":"state","colour":1})"), "unknown field \"colour\"");
   EXPECT_EQ(client.error_of(R"({"command":"trace"})"), "\"on\" is missing");
   EXPECT_EQ(client.error_of(R"({"command":"trace","on":1})"), "\"on\" must be true or false");

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <numeric>
 #include <optional>
 #include <sstream>
@@ -135,6 +136,89 @@ TEST_F(Program, refuses_faults_it_does_not_understand) {
   expect_refusal({"--fault", R"({"command":"fault","kind":"silence"})"},
                  "unknown field \"command\"");
   expect_refusal({"--replay", "x", "--fault", "silence"}, "--replay does not go with --fault");
+}
+
+TEST_F(Program, tears_a_command) {
+  const std::string file = path("card");
+  EXPECT_EQ(run({"new", "4442", file, "--data", "0x20:00"}).status, 0);
+  const std::string before = test::content_of(file);
+  const std::vector<std::string> requests{"64 79 00 00 00 00 FF FF FF", "607900000020 0F"};
+  const Outcome text = run({"tear", file, requests[0], requests[1]});
+  EXPECT_EQ(text.status, 0);
+  EXPECT_EQ(text.errors, "");
+  // 26 rising edges until the command is whole, 255 while the card programs the byte, and those
+  // with which it is read back.
+  EXPECT_THAT(text.output, MatchesRegex("4442: [0-9]+ clocks, STATUS 0x00 .success.\n"
+                                        "old: clock 1-26\n"
+                                        "between: clock 27-281\n"
+                                        "  memory 0x0020: 00 -> FF\n"
+                                        "new: clock 282-[0-9]+\n"
+                                        "  memory 0x0020: 00 -> 0F\n"));
+  const Outcome told = run({"tear", "--json", file, requests[0], requests[1]});
+  EXPECT_EQ(told.status, 0);
+  const auto json = nlohmann::json::parse(told.output);
+  EXPECT_EQ(json.at("kind"), "4442");
+  EXPECT_EQ(json.at("status"), 0);
+  EXPECT_EQ(json.at("status_name"), "success");
+  ASSERT_EQ(json.at("states").size(), 3U);
+  EXPECT_EQ(json.at("states").at(1),
+            nlohmann::json::parse(R"({"state":"between","clocks":[[27,281]],"changes":[
+              {"field":"memory","address":32,"old":"00","found":"FF"}]})"));
+  EXPECT_EQ(json.at("states").at(2).at("clocks").at(0).at(1), json.at("clocks"));
+  EXPECT_EQ(test::content_of(file), before) << "the card stays as it is";
+}
+
+TEST_F(Program, tells_a_content_that_comes_without_a_cut_alone) {
+  EXPECT_EQ(run({"new", "93c46", path("card")}).status, 0);
+  const Outcome outcome = run({"tear", path("card"), "79 69 00 00 00 00"});
+  EXPECT_THAT(outcome.output, HasSubstr("\nnew: "));
+  EXPECT_EQ(run({"new", "cpu", path("processor")}).status, 0);
+  const Outcome processor = run({"tear", path("processor"), "21 20 0000 0000 00 A4 00 0C 02 00 01",
+                                 "21 20 0000 0000 00 D6 00 00 01 AB"});
+  EXPECT_EQ(processor.output,
+            "cpu: 0 clocks, STATUS 0x00 (success)\n"
+            "new: without a cut\n"
+            "  memory 0x0000: FF -> AB\n");
+}
+
+TEST_F(Program, refuses_to_tear_what_is_no_request) {
+  EXPECT_EQ(run({"new", "4442", path("card")}).status, 0);
+  expect_refusal({"tear", path("card")}, "requests is required");
+  expect_refusal({"tear", path("card"), "write"}, "is expected: write");
+  expect_refusal({"tear", path("card"), "AA 60 00 05 79 00 00 00 00 00"}, "begins like a frame");
+  expect_refusal({"tear", path("nowhere"), "60 79"}, "No such file or directory");
+  expect_refusal({"tear", path("card"), "64 79 0000 0000 00 00 00", "60 79 0000 0020 AA"},
+                 "STATUS 0x24, wrong_code");
+}
+
+TEST_F(Program, keeps_its_reader_in_a_file) {
+  for (const char* const expected : {"FF", "AB"}) {
+    auto reader = start({"--reader", path("reader")});
+    {
+      const RawClient host(reader.read_line());
+      EXPECT_EQ(host.exchange(request(0xB7, "80 00 00 00 00 00 01")), reply(0, expected));
+      EXPECT_EQ(host.exchange(request(0xB6, "80 00 00 00 00 AB")), reply(0));
+    }
+    reader.signal(SIGTERM);
+    EXPECT_EQ(reader.wait().status, 0);
+  }
+  const Outcome shown = run({"show", path("reader")});
+  EXPECT_EQ(shown.status, 0);
+  EXPECT_THAT(shown.output, StartsWith("kind: reader (memory of a reader)\nmemory: 416 bytes\n"
+                                       "0000: AB FF"));
+  expect_refusal({"--card", path("reader")}, "unknown kind of card \"reader\"");
+  EXPECT_EQ(run({"new", "4442", path("card")}).status, 0);
+  expect_refusal({"--reader", path("card")}, path("card") + ":3: kind must be \"reader\"");
+  expect_refusal({"--reader", ""}, "the name of the file is empty");
+}
+
+TEST_F(Program, has_a_time_of_its_own) {
+  auto reader = start({"--time", "virtual", "--speed", "1"});
+  const RawClient host(reader.read_line());
+  EXPECT_EQ(host.exchange(request(0xB9, "80 00 00 00 00")), reply(0, "00"));
+  expect_refusal({"--time", "summer"}, "the time must be wall or virtual: summer");
+  expect_refusal({"--replay", "x", "--time", "virtual"}, "--replay does not go with --time");
+  expect_refusal({"--replay", "x", "--reader", "y"}, "--replay does not go with --reader");
 }
 
 TEST_F(Program, can_be_started_again_after_it_was_killed) {
