@@ -183,6 +183,7 @@ std::optional<FaultOdds> Faults::odds() const {
 
 std::vector<InjectedFaults> Faults::injected() const {
   std::vector<InjectedFaults> all;
+  all.reserve(rules.size() + 1);
   for (const FaultRule& rule : rules)
     all.push_back({rule.name, injected_.at(static_cast<std::size_t>(rule.kind))});
   all.push_back({name_of_bit_errors, bits_inverted_});

@@ -410,8 +410,13 @@ TEST(FaultsByChance, are_the_same_with_the_same_seed) {
   odds.of_bit = 0.001;
   const auto first = replies(odds, 500);
   EXPECT_EQ(replies(odds, 500), first);
-  odds.seed = 2;
-  EXPECT_NE(replies(odds, 500), first);
+  FaultOdds bits;
+  bits.of_bit = 0.001;
+  for (const FaultOdds& one : {odds_of(FaultKind::silence, 0.1), bits}) {
+    FaultOdds other = one;
+    other.seed = one.seed + 1;
+    EXPECT_NE(replies(other, 500), replies(one, 500));
+  }
 }
 
 // More than five standard deviations away from the middle is once in a million seeds; the seed
