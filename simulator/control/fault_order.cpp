@@ -58,7 +58,7 @@ FaultOdds parse_odds(const Fields& fields) {
     anything = true;
   }
   if (!anything)
-    throw Error(fmt::format("{} needs a probability: \"{}\", \"{}\" or the like", random_kind,
+    throw Error(fmt::format(R"({} needs a probability: "{}", "{}" or the like)", random_kind,
                             fault_rules().front().name, name_of_bit_errors));
   return odds;
 }
@@ -71,7 +71,7 @@ Json object_of(std::string_view text) {
   }
   const auto next_word = [&text] {
     const std::size_t comma = std::min(text.find(','), text.size());
-    const std::string word(text.substr(0, comma));
+    std::string word(text.substr(0, comma));
     text.remove_prefix(std::min(comma + 1, text.size()));
     return word;
   };
