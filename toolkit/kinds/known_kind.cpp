@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <system_error>
 
@@ -38,36 +39,31 @@ KnownKind::KnownKind(const Session& session) {
   const std::filesystem::path folder = own_folder();
   if (folder.empty()) return;
   note_ = folder / fmt::format("card-at-{}-{}", major(line.st_rdev), minor(line.st_rdev));
+  device_ = fmt::format("{}.{:09}", line.st_ctim.tv_sec, line.st_ctim.tv_nsec);
 }
 
-const Card* KnownKind::get() const {
-  if (note_.empty()) return nullptr;
-  std::string name;
-  std::ifstream(note_) >> name;
-  return find_card(name);
+KnownKind::Note KnownKind::read() const {
+  std::ifstream file(note_);
+  std::string device;
+  std::string card;
+  Note note;
+  if (!std::getline(file, device) || device != device_) return note;
+  std::getline(file, card);
+  std::istringstream(card) >> note.card >> note.tag;
+  std::getline(file, note.doubt);
+  return note;
 }
 
-std::string KnownKind::tag() const {
-  if (note_.empty()) return {};
-  std::string name;
-  std::string tag;
-  std::ifstream(note_) >> name >> tag;
-  return tag;
-}
+const Card* KnownKind::get() const { return find_card(read().card); }
 
-std::string KnownKind::doubt() const {
-  if (note_.empty()) return {};
-  std::string line;
-  std::ifstream note(note_);
-  std::getline(note, line);
-  std::getline(note, line);
-  return note ? line : std::string();
-}
+std::string KnownKind::tag() const { return read().tag; }
+
+std::string KnownKind::doubt() const { return read().doubt; }
 
 void KnownKind::set(const Card& card, std::string_view tag, std::string_view doubt) const {
   if (note_.empty()) return;
   std::ofstream note(note_);
-  note << card.name << ' ' << tag << '\n';
+  note << device_ << '\n' << card.name << ' ' << tag << '\n';
   if (!doubt.empty()) note << doubt << '\n';
 }
 

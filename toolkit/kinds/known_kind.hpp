@@ -32,7 +32,18 @@ class KnownKind {
   void forget() const;
 
  private:
+  struct Note {
+    std::string card;
+    std::string tag;
+    std::string doubt;
+  };
+
+  // Empty if there is none about this device.
+  Note read() const;
+
   std::filesystem::path note_;  // empty if there is no folder
+  // When the device came to be: another one, plugged in or made later, may have its number.
+  std::string device_;
 };
 
 }  // namespace quorra::toolkit
