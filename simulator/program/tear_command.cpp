@@ -81,6 +81,7 @@ void print_json(const Tear& tear) {
 
 int tear_card(const std::string& file, const std::vector<std::string>& requests, bool as_json) {
   std::vector<Order> orders;
+  orders.reserve(requests.size());
   for (const std::string& request : requests)
     orders.push_back(parse_order(request));
   const Tear result = tear(load_image(file), orders);
