@@ -35,6 +35,20 @@ struct CardSide {
   bool operator==(const CardSide&) const = default;
 };
 
+// Sees which cells of a chip are programmed, and which its processor reads for the reader.
+class CellWatcher {
+ public:
+  virtual void cell_was_read(const std::uint8_t& cell) = 0;
+  // Also when the cell had that content already.
+  virtual void cell_was_programmed(const std::uint8_t& cell) = 0;
+
+ protected:
+  CellWatcher() = default;
+  CellWatcher(const CellWatcher&) = default;
+  CellWatcher& operator=(const CellWatcher&) = default;
+  ~CellWatcher() = default;
+};
+
 // The chip of a card: it sees nothing but its contacts, and answers by pulling IO low, or C8.
 class Chip {
  public:
@@ -57,6 +71,12 @@ class Chip {
   const CardSide& card_side() const { return card_side_; }
   // IO is the chip's at the moment, also while it says something by letting it go.
   bool answers_on_io() const { return answers_on_io_; }
+
+  // From now on `watcher` is told of cells; null for nobody. It must stay alive until then.
+  void watch(CellWatcher* watcher) { watcher_ = watcher; }
+  // The cell of which a bit is on the line; null if something else is. The reader reads it by
+  // looking at the line.
+  const std::uint8_t* cell_on_line() const { return cell_on_line_; }
 
   // The card as the reader's asynchronous interface sees it; null if it has no processor.
   virtual ProcessorCard* processor() { return nullptr; }
@@ -97,8 +117,17 @@ class Chip {
     card_side_.pulls_io_low = !bit;
     answers_on_io_ = true;
   }
+  // The bits on the line are now those of a cell of the image; null: of something else.
+  void put_on_line(const std::uint8_t* cell) { cell_on_line_ = cell; }
+  // A processor reads cells for the reader.
+  void tell_read(std::span<const std::uint8_t> cells) const {
+    if (watcher_ == nullptr) return;
+    for (const std::uint8_t& cell : cells)
+      watcher_->cell_was_read(cell);
+  }
   // Gives a cell of the image its new content.
   void program(std::uint8_t& cell, std::uint8_t content) {
+    if (watcher_ != nullptr) watcher_->cell_was_programmed(cell);
     if (cell == content) return;
     cell = content;
     ++changes_;
@@ -114,6 +143,8 @@ class Chip {
   const std::uint8_t* last_changed_ = nullptr;
   CardSide card_side_;
   bool answers_on_io_ = false;
+  CellWatcher* watcher_ = nullptr;
+  const std::uint8_t* cell_on_line_ = nullptr;
 };
 
 }  // namespace quorra::simulator

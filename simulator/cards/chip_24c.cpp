@@ -64,6 +64,7 @@ void Chip24c::contacts_changed(const Contacts& before, const Contacts& now) {
 
 // A page that was being programmed stays erased.
 void Chip24c::lose_power() {
+  put_on_line(nullptr);
   state_ = State::idle;
   address_ = 0;
   pull_io_low(false);
@@ -71,6 +72,7 @@ void Chip24c::lose_power() {
 
 void Chip24c::start_condition() {
   pull_io_low(false);
+  put_on_line(nullptr);
   state_ = State::device_select;
   clocks_ = 0;
 }
@@ -155,6 +157,7 @@ void Chip24c::take_data() {
 
 void Chip24c::put_out_bit() {
   if (clocks_ == 0) {
+    put_on_line(&memory_[address_]);
     shift_register_ = memory_[address_];
     address_ = (address_ + 1) % memory_.size();
   }

@@ -81,12 +81,12 @@ void Chip4428::run_command() {
 
 void Chip4428::read(std::size_t address, std::uint8_t /*data*/) {
   const auto cells = shown();
-  send(std::span(cells).subspan(address));
+  send_from(address, std::span(cells).subspan(address));
 }
 
 void Chip4428::read_with_protection(std::size_t address, std::uint8_t /*data*/) {
   const auto cells = shown();
-  send(std::span(cells).subspan(address), protection().subspan(address));
+  send_from(address, std::span(cells).subspan(address), protection().subspan(address));
 }
 
 void Chip4428::write(std::size_t address, std::uint8_t data) {

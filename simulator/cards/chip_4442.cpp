@@ -111,7 +111,7 @@ void Chip4442::end_everything() {
 }
 
 void Chip4442::read_main(std::uint8_t address, std::uint8_t /*data*/) {
-  send(memory().subspan(address));
+  send_from(address, memory().subspan(address));
 }
 
 void Chip4442::update_main(std::uint8_t address, std::uint8_t data) {

@@ -108,6 +108,7 @@ void Chip45d041::clock_rises(bool selected, bool io) {
 void Chip45d041::clock_falls() {
   if (!header_is_complete_ || command_->give == nullptr) return;
   if (outgoing_bits_ == 0) {
+    put_on_line(nullptr);
     outgoing_ = (this->*command_->give)();
     outgoing_bits_ = 8;
   }
@@ -147,9 +148,10 @@ std::uint8_t Chip45d041::give_status() {
 
 // Goes on at the beginning of the same page.
 std::uint8_t Chip45d041::give_from_page() {
-  const std::uint8_t byte = page(page_)[offset_];
+  const std::uint8_t& cell = page(page_)[offset_];
+  put_on_line(&cell);
   offset_ = (offset_ + 1) % page_size;
-  return byte;
+  return cell;
 }
 
 // Goes on in the next page, and after the last one in the first.

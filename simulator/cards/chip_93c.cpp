@@ -55,6 +55,7 @@ void Chip93c::contacts_changed(const Contacts& before, const Contacts& now) {
 
 // Cells that were being programmed stay erased.
 void Chip93c::lose_power() {
+  put_on_line(nullptr);
   state_ = State::waiting_for_start_bit;
   can_be_written_ = false;
   bits_ = 0;
@@ -67,6 +68,7 @@ void Chip93c::selected() {
 }
 
 void Chip93c::deselected() {
+  put_on_line(nullptr);
   pull_io_low(false);
   if (state_ == State::receiving && bits_ >= instruction_bits()) return carry_out();
   state_ = State::waiting_for_start_bit;
@@ -96,6 +98,7 @@ void Chip93c::take_bit(bool bit) {
 
 // Behind the last word comes the first.
 void Chip93c::put_out_bit() {
+  if (outgoing_bit_ % 8 == 0) put_on_line(&memory_[outgoing_bit_ / 8]);
   const bool bit = (unsigned{memory_[outgoing_bit_ / 8]} << outgoing_bit_ % 8 & 0x80U) != 0;
   put_out_on_io(bit);
   outgoing_bit_ = (outgoing_bit_ + 1) % (memory_.size() * 8);

@@ -52,6 +52,7 @@ void ProtectedChip::lose_power() {
 
 void ProtectedChip::break_off() {
   activity_ = Activity::idle;
+  put_on_line(nullptr);
   pull_io_low(false);
 }
 
@@ -63,7 +64,7 @@ void ProtectedChip::take_bit(bool bit) {
 }
 
 void ProtectedChip::answer_to_reset() {
-  send(memory_.first(4));
+  send_from(0, memory_.first(4));
   advance();
 }
 
@@ -73,6 +74,13 @@ void ProtectedChip::send(std::span<const std::uint8_t> bytes,
   outgoing_.assign(bytes.begin(), bytes.end());
   outgoing_protection_.assign(protection.begin(), protection.end());
   outgoing_bit_ = 0;
+  outgoing_address_ = memory_.size();
+}
+
+void ProtectedChip::send_from(std::size_t address, std::span<const std::uint8_t> bytes,
+                              std::span<const std::uint8_t> protection) {
+  send(bytes, protection);
+  outgoing_address_ = address;
 }
 
 void ProtectedChip::process(const Programming& programming) {
@@ -126,6 +134,8 @@ void ProtectedChip::put_out_next_bit() {
   const std::size_t address = outgoing_bit_ / bits_for_each_byte;
   const std::size_t place = outgoing_bit_ % bits_for_each_byte;
   if (address == outgoing_.size()) return break_off();
+  const std::size_t cell = outgoing_address_ + address;
+  if (place == 0) put_on_line(cell < memory_.size() ? &memory_[cell] : nullptr);
   put_out_on_io(place < 8 ? (outgoing_[address] >> place & 1U) != 0
                           : outgoing_protection_[address] == 0);
   ++outgoing_bit_;

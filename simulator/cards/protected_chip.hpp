@@ -81,6 +81,9 @@ class ProtectedChip : public Chip {
   void answer_to_reset();
   // Begins to send bytes. With `protection`, a bit follows each byte: 1 if it is not protected.
   void send(std::span<const std::uint8_t> bytes, std::span<const std::uint8_t> protection = {});
+  // The same for bytes of the memory, from that address on.
+  void send_from(std::size_t address, std::span<const std::uint8_t> bytes,
+                 std::span<const std::uint8_t> protection = {});
   void process(const Programming& programming);
   // Programs a cell. Bits that have to become 1 need the whole cell erased first.
   void update(std::uint8_t& cell, std::uint8_t content, std::uint8_t erased = erased_byte,
@@ -122,6 +125,8 @@ class ProtectedChip : public Chip {
   std::vector<std::uint8_t> outgoing_;
   std::vector<std::uint8_t> outgoing_protection_;
   std::size_t outgoing_bit_ = 0;
+  // Where the first of them stands in the memory; its size or more: elsewhere.
+  std::size_t outgoing_address_ = 0;
 
   Programming programming_;
   unsigned clocks_given_ = 0;

@@ -55,6 +55,7 @@ void SecurityChip::end_pulse() {
   const bool acknowledges = pulse_.rst ? compare(pulse_.io) : program_bit(pulse_.io);
   show();
   pull_io_low(acknowledges);
+  put_on_line(nullptr);
 }
 
 void SecurityChip::address_next() { bit_ = (bit_ + 1) % bit_count_; }
@@ -87,7 +88,9 @@ bool SecurityChip::compare(bool level) {
 }
 
 void SecurityChip::show() {
-  shown_byte_ = is_reset_ ? shown(bit_ / 8) : erased_byte;
+  const std::size_t address = bit_ / 8;
+  shown_byte_ = is_reset_ ? shown(address) : erased_byte;
+  put_on_line(is_reset_ && address < memory_.size() ? &memory_[address] : nullptr);
   show_bit();
 }
 

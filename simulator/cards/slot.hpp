@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #pragma once
 
+#include <vector>
+
 #include "simulator/cards/chip.hpp"
 #include "simulator/cards/cpu/processor_card.hpp"
 
@@ -17,6 +19,8 @@ class ContactsWatcher {
 
   // The reader has put the contacts to these levels, and what the card pulls low is its answer.
   virtual void contacts_changed(const Contacts& now, const CardSide& card) = 0;
+  // The reader has looked at IO, or at C8.
+  virtual void line_was_read() {}
 };
 
 // The card slot: the reader's hand on the contacts of the chip that is in it, if any. An empty
@@ -46,7 +50,7 @@ class Slot {
     before_ = earlier.before_;
     chip_ = chip;
     processor_ = chip == nullptr ? nullptr : chip->processor();
-    show_watcher();
+    show_all();
   }
   // Takes the card out; it loses its power.
   void remove() {
@@ -74,15 +78,28 @@ class Slot {
     set_clk(true);
     set_clk(false);
   }
-  bool read_io() const { return contacts_.io && (chip_ == nullptr || !chip_->pulls_io_low()); }
-  bool read_c8() const { return contacts_.c8 && (chip_ == nullptr || !chip_->pulls_c8_low()); }
-
-  // From now on `watcher` sees the contacts, beginning with how they are; null for nobody. It must
-  // stay alive until then.
-  void watch(ContactsWatcher* watcher) {
-    watcher_ = watcher;
-    show_watcher();
+  bool read_io() const {
+    tell_of_look();
+    return contacts_.io && (chip_ == nullptr || !chip_->pulls_io_low());
   }
+  bool read_c8() const {
+    tell_of_look();
+    return contacts_.c8 && (chip_ == nullptr || !chip_->pulls_c8_low());
+  }
+  // The levels at the contacts, with what the card pulls low.
+  Contacts lines() const {
+    Contacts lines = contacts_;
+    lines.io = lines.io && (chip_ == nullptr || !chip_->pulls_io_low());
+    lines.c8 = lines.c8 && (chip_ == nullptr || !chip_->pulls_c8_low());
+    return lines;
+  }
+
+  // From now on until unwatch() `watcher` sees the contacts, beginning with how they are.
+  void watch(ContactsWatcher& watcher) {
+    watchers_.push_back(&watcher);
+    show(watcher);
+  }
+  void unwatch(const ContactsWatcher& watcher) { std::erase(watchers_, &watcher); }
 
   // All contacts go low at once.
   void power_off() {
@@ -101,11 +118,18 @@ class Slot {
   void tell() {
     if (chip_ != nullptr) chip_->contacts_changed(before_, contacts_);
     if (processor_ != nullptr && before_.vcc != contacts_.vcc) processor_->set_power(contacts_.vcc);
-    show_watcher();
+    show_all();
   }
-  void show_watcher() const {
-    if (watcher_ != nullptr)
-      watcher_->contacts_changed(contacts_, chip_ == nullptr ? CardSide{} : chip_->card_side());
+  void show_all() const {
+    for (ContactsWatcher* const watcher : watchers_)
+      show(*watcher);
+  }
+  void show(ContactsWatcher& watcher) const {
+    watcher.contacts_changed(contacts_, chip_ == nullptr ? CardSide{} : chip_->card_side());
+  }
+  void tell_of_look() const {
+    for (ContactsWatcher* const watcher : watchers_)
+      watcher->line_was_read();
   }
 
   Contacts contacts_;
@@ -115,7 +139,7 @@ class Slot {
   unsigned clocks_left_ = 0;
   Chip* chip_ = nullptr;
   ProcessorCard* processor_ = nullptr;
-  ContactsWatcher* watcher_ = nullptr;
+  std::vector<ContactsWatcher*> watchers_;
 };
 
 }  // namespace quorra::simulator

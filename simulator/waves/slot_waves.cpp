@@ -11,16 +11,20 @@ namespace quorra::simulator {
 void SlotWaves::record(const std::filesystem::path& file, std::string_view kind) {
   stop();
   recorder_.emplace(file, kind);
-  slot_.watch(&*recorder_);
+  slot_.watch(*recorder_);
   if (const auto failure = write()) throw Error(*failure);
 }
 
 void SlotWaves::stop() {
   auto failure = std::exchange(failure_, std::nullopt);
   if (recorder_) failure = write();
-  slot_.watch(nullptr);
-  recorder_.reset();
+  forget();
   if (failure) throw Error(*failure);
+}
+
+void SlotWaves::forget() {
+  if (recorder_) slot_.unwatch(*recorder_);
+  recorder_.reset();
 }
 
 std::filesystem::path SlotWaves::file() const {
@@ -43,8 +47,7 @@ std::optional<Error> SlotWaves::write() {
     recorder_->write();
     return std::nullopt;
   } catch (const Error& error) {
-    slot_.watch(nullptr);
-    recorder_.reset();
+    forget();
     return Error(fmt::format("{}; the waves end there", error.what()));
   }
 }

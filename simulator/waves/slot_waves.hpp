@@ -20,7 +20,7 @@ class SlotWaves {
   explicit SlotWaves(Slot& slot) : slot_(slot) {}
   SlotWaves(const SlotWaves&) = delete;
   SlotWaves& operator=(const SlotWaves&) = delete;
-  ~SlotWaves() { slot_.watch(nullptr); }
+  ~SlotWaves() { forget(); }
 
   // Records into that file, and no longer into another. `kind` is that of the card in the slot;
   // empty if there is none. Throws Error if that cannot be done, or as stop() does.
@@ -39,6 +39,7 @@ class SlotWaves {
  private:
   // Absent if that succeeds.
   std::optional<Error> write();
+  void forget();
 
   Slot& slot_;
   std::optional<WaveRecorder> recorder_;

@@ -222,6 +222,7 @@ StatusWord CpuCard::read_binary(const Apdu& apdu) {
   const auto rest = content.subspan(apdu.parameters());
   unsent_.assign(rest.begin(),
                  rest.begin() + static_cast<std::ptrdiff_t>(std::min(rest.size(), most_expected)));
+  tell_read(rest.first(unsent_.size()));
   return StatusWord::success;
 }
 
@@ -246,6 +247,7 @@ StatusWord CpuCard::read_record(const Apdu& apdu) {
   if (number == 0 || number > content.size() / size) return StatusWord::no_such_record;
   const auto record = content.subspan((number - 1) * size, size);
   unsent_.assign(record.begin(), record.end());
+  tell_read(record);
   return StatusWord::success;
 }
 
