@@ -74,10 +74,11 @@ void Bench::insert(const std::filesystem::path& file) {
   if (file.native().starts_with(LiveCard::scheme)) {
     live_card_ = std::make_unique<LiveCard>(file.native(), LiveCard::usual_patience, stop_);
     reader_.slot.insert_processor(*live_card_);
-    return;
+  } else {
+    card_.emplace(file);
+    reader_.slot.insert(card_->chip());
   }
-  card_.emplace(file);
-  reader_.slot.insert(card_->chip());
+  tell_of_change();
 }
 
 void Bench::insert_sam(std::size_t number, const std::filesystem::path& file) {
@@ -95,6 +96,7 @@ void Bench::remove() {
   reader_.slot.remove();
   card_.reset();
   live_card_.reset();
+  tell_of_change();
 }
 
 // One that cannot be saved does not keep the others from being so.
@@ -125,6 +127,7 @@ State Bench::state() const {
   State state;
   state.card_present = reader_.slot.occupied();
   state.card_powered = reader_.slot.powered();
+  state.lines = reader_.slot.lines();
   state.faults = faults_.list();
   state.fault_odds = faults_.odds();
   state.injected_faults = faults_.injected();
@@ -192,6 +195,7 @@ void Bench::restore_snapshot(const std::string& name) {
   faults_ = snapshot.faults;
   line_speed_ = snapshot.line_speed;
   set_byte_time(snapshot.byte_time);
+  tell_of_change();
   try {
     save();
   } catch (const Error& error) {
@@ -273,6 +277,12 @@ void Bench::set_byte_time(Duration byte_time) {
 
 void Bench::arm(const FaultOrder& order) {
   std::visit([this](const auto& faults) { faults_.arm(faults); }, order);
+  tell_of_change();
+}
+
+void Bench::clear_faults() {
+  faults_.clear();
+  tell_of_change();
 }
 
 void Bench::take(std::uint8_t byte, Time arrival) {
@@ -329,6 +339,8 @@ std::uint8_t Bench::carry_out(bool check_byte_is_right, Reply& reply) {
 }
 
 Status Bench::execute_with_faults(Reply& reply) {
+  std::optional<ActivityWatch> watch;
+  if (watcher_ != nullptr) watch.emplace(reader_.slot, card_ ? &card_->chip() : nullptr);
   std::optional<TakenBack> taken_back;
   if (exchange_.fate != WriteFate::stays) taken_back.emplace(reader_, chips());
   reader_.card_will_slip = exchange_.card_slips;
@@ -339,6 +351,7 @@ Status Bench::execute_with_faults(Reply& reply) {
   reader_.card_will_slip = false;
   reader_.slot.remove_at_clock(0);
   if (taken_back) exchange_.cells_were_taken_back = taken_back->take_back(exchange_.fate);
+  if (watch) watcher_->card_was_used(watch->activity());
   return status;
 }
 
@@ -374,7 +387,7 @@ void Bench::send_reply(Time arrival) {
 }
 
 void Bench::tell(Direction direction, std::span<const std::uint8_t> bytes, Time time) const {
-  if (!listener_) return;
+  if (!listener_ && watcher_ == nullptr) return;
   TracedFrame frame{.direction = direction,
                     .bytes = bytes,
                     .time = time - start_,
@@ -383,7 +396,12 @@ void Bench::tell(Direction direction, std::span<const std::uint8_t> bytes, Time 
                     .card = {}};
   if (card_) frame.card = card_->image().kind().name;
   if (live_card_) frame.card = live_card_kind;
-  listener_(frame);
+  if (listener_) listener_(frame);
+  if (watcher_ != nullptr) watcher_->frame_passed(frame);
+}
+
+void Bench::tell_of_change() const {
+  if (watcher_ != nullptr) watcher_->bench_was_changed();
 }
 
 void Bench::send_due_bytes(Time now) {

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/bench/activity.hpp"
 #include "simulator/bench/configuration_file.hpp"
 #include "simulator/bench/options.hpp"
 #include "simulator/bench/reader_file.hpp"
@@ -43,6 +44,23 @@ struct TracedFrame {
   std::string card;            // the kind of card in the slot; empty if there is none
 };
 
+// Sees what goes on at a bench. It is told by the thread that serves the bench, or changes it, and
+// must not keep it waiting.
+class BenchWatcher {
+ public:
+  virtual void frame_passed(const TracedFrame& frame) = 0;
+  // An exchange has done that to the card in the slot.
+  virtual void card_was_used(const Activity& activity) = 0;
+  // Something was changed by other means than an exchange.
+  virtual void bench_was_changed() = 0;
+
+ protected:
+  BenchWatcher() = default;
+  BenchWatcher(const BenchWatcher&) = default;
+  BenchWatcher& operator=(const BenchWatcher&) = default;
+  ~BenchWatcher() = default;
+};
+
 // The reader, the card in its slot and the line to the host. It has no thread and never waits, but
 // for the emulator of a live card:
 // whoever runs it polls descriptor(), and calls serve() when there is something to do.
@@ -67,7 +85,7 @@ class Bench {
   void save();
   // Throws Error if a number is out of range.
   void arm(const FaultOrder& order);
-  void clear_faults() { faults_.clear(); }
+  void clear_faults();
   // From now on all that happens at the contacts of the card goes into that file of waves, and into
   // no other. Throws Error if that cannot be done, or as stop_waves() does.
   void record_waves(const std::filesystem::path& file);
@@ -83,6 +101,8 @@ class Bench {
   void restore_snapshot(const std::string& name);
   // From now on `listener` gets every frame as it goes over the line; null for none.
   void trace(Listener listener) { listener_ = std::move(listener); }
+  // From now on `watcher` is told of all; null for nobody. It must stay alive until then.
+  void watch(BenchWatcher* watcher) { watcher_ = watcher; }
 
   int descriptor() const { return terminal_.descriptor(); }
   bool wants_to_read() const;
@@ -106,6 +126,7 @@ class Bench {
   void restore_reader(const Reader& earlier);
   void send_reply(Time arrival);
   void tell(Direction direction, std::span<const std::uint8_t> bytes, Time time) const;
+  void tell_of_change() const;
   void send_due_bytes(Time now);
   void hang_up();
   bool host_has_another_speed() const;
@@ -143,6 +164,7 @@ class Bench {
   Faults faults_;
   Exchange exchange_;
   Listener listener_;
+  BenchWatcher* watcher_ = nullptr;
 };
 
 }  // namespace quorra::simulator

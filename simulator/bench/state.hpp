@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/cards/chip.hpp"
 #include "simulator/cards/image.hpp"
 #include "simulator/line/faults.hpp"
 
@@ -31,6 +32,8 @@ struct State {
   // Or the address of the live card.
   std::filesystem::path card_file;
   bool card_powered = false;
+  // The levels at the contacts of the slot.
+  Contacts lines;
   std::vector<SamState> sams;
   std::size_t selected_sam = 0;
   bool sams_powered = false;

@@ -172,6 +172,20 @@ void VirtualReader::restore_snapshot(const std::string& name) {
   parts_->bench.restore_snapshot(name);
 }
 
+std::string VirtualReader::control(std::string_view line) {
+  const std::lock_guard lock(mutex_);
+  ControlContext context{.bench = parts_->bench};
+  std::string answer = carry_out(context, line);
+  if (context.stop) stop();
+  if (context.traces) return error_answer("there is no trace here: a control socket has one");
+  return answer;
+}
+
+void VirtualReader::watch(BenchWatcher* watcher) {
+  const std::lock_guard lock(mutex_);
+  parts_->bench.watch(watcher);
+}
+
 RunningReader::RunningReader(const Options& options)
     : reader_(options),
       thread_([this] {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "simulator/bench/options.hpp"
@@ -16,6 +17,8 @@
 #include "simulator/status.hpp"
 
 namespace quorra::simulator {
+
+class BenchWatcher;
 
 // A virtual reader on a pseudo-terminal. Hosts find it through its configuration file.
 //
@@ -62,6 +65,12 @@ class VirtualReader {
   // Makes the bench what it was then. Throws Error, and nothing has changed, if that cannot be
   // done.
   void restore_snapshot(const std::string& name);
+  // Carries out a control command, a JSON object, as the control socket does, and returns the
+  // answer, without a line end. There is no trace for it.
+  std::string control(std::string_view line);
+  // From now on `watcher` is told of all that goes on; null for nobody. It must stay alive until
+  // then, and must not call this reader.
+  void watch(BenchWatcher* watcher);
 
  private:
   struct Parts;
