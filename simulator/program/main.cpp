@@ -5,9 +5,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <span>
 #include <sstream>
 #include <string>
@@ -71,7 +73,7 @@ CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
 void expect_nothing_but_a_replay(const CLI::App& app) {
   for (const char* const other :
        {"--card", "--sam", "--socket", "--speed", "--line-speed", "--fault", "--time", "--reader",
-        "--version-text", "--serial", "--terminal", "--waves"})
+        "--version-text", "--serial", "--terminal", "--waves", "--web"})
     if (app.get_option(other)->count() > 0)
       throw Error(fmt::format("--replay does not go with {}", other));
 }
@@ -129,6 +131,16 @@ int dispatch(int argument_count, const char* const* arguments) {
       ->capture_default_str();
   add_file(app, "--waves", options.waves,
            "record all that happens at the contacts of the card into this file (VCD)");
+  std::optional<std::uint16_t> web_port;
+  app.add_option(
+         "--web", web_port,
+         "show the reader on a web page at this port, to this machine alone; 0: at one that "
+         "is free")
+      ->type_name("PORT")
+      // Without this, nothing would be a number that is not there.
+      ->check([](const std::string& value) {
+        return value.empty() ? std::string("the port is empty") : std::string();
+      });
   bool on_terminal = false;
   app.add_flag("--terminal", on_terminal,
                "run the program that is given after --, with its arguments, on a serial terminal "
@@ -151,7 +163,7 @@ int dispatch(int argument_count, const char* const* arguments) {
       expect_nothing_but_a_replay(app);
       return replay(recording, options.configuration);
     }
-    return on_terminal ? run_on_terminal(options, command) : run(options);
+    return on_terminal ? run_on_terminal(options, web_port, command) : run(options, web_port);
   };
 
   NewCard card;

@@ -18,6 +18,7 @@
 #include "simulator/line/serial_terminal.hpp"
 #include "simulator/program/output.hpp"
 #include "simulator/stop_signals.hpp"
+#include "simulator/web/web_server.hpp"
 
 namespace quorra::simulator {
 namespace {
@@ -82,14 +83,17 @@ void finish(VirtualReader& reader) {
 
 }  // namespace
 
-int run(const Options& options) {
+int run(const Options& options, std::optional<std::uint16_t> web_port) {
   // While the reader comes and goes, a signal would leave its files behind.
   mask_stop_signals(SIG_BLOCK);
   // When nobody reads standard output any more, that is an error like others.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   VirtualReader reader(options);
+  std::optional<WebServer> web;
+  if (web_port) web.emplace(reader, *web_port);
   print(fmt::format("{}\ncontrol socket: {}\n", reader.configuration().string(),
                     reader.socket().string()));
+  if (web) print(fmt::format("web page: {}\n", web->address()));
   tell_seed(reader);
   const SignalsStop signals_stop(reader);
   reader.run();
@@ -98,7 +102,8 @@ int run(const Options& options) {
   return 0;
 }
 
-int run_on_terminal(Options options, std::vector<std::string> command) {
+int run_on_terminal(Options options, std::optional<std::uint16_t> web_port,
+                    std::vector<std::string> command) {
   if (command.empty()) throw Error("--terminal needs a program: quorra-sim --terminal -- PROGRAM");
   // Of a program whose end is ignored nobody is told.
   static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
@@ -118,6 +123,10 @@ int run_on_terminal(Options options, std::vector<std::string> command) {
   RunningReader reader(options);
   tell_seed(*reader);
   SerialTerminal terminal(std::move(command), reader->state().device);
+  // Not before: the program is not to have its sockets.
+  std::optional<WebServer> web;
+  if (web_port) web.emplace(*reader, *web_port);
+  if (web && *web_port == 0) complain(fmt::format("web page: {}", web->address()));
   const int status = terminal.run();
   tell_injected_faults(*reader);
   finish(*reader);

@@ -26,6 +26,7 @@ LEFT_OUT = ("The cards of these examples",)
 # The sections of virtual-reader.md that are in other pages than quorra-virtual-reader(7).
 SIM = (
     "Running it", "The line", "A serial terminal", "The control socket", "Faults", "The contacts, seen",
+    "The web page",
 )
 IMAGE = ("Image files",)
 ERRORS = "Errors"
