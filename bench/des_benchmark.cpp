@@ -3,7 +3,7 @@
 
 // How fast DES is here and in three other libraries. Each call takes a key and encrypts so many
 // bytes; the libraries take turns, and of many turns the fastest counts. Exit status 1: they do not
-// agree.
+// agree. With --json all turns are printed.
 
 #include <gcrypt.h>
 #include <nettle/des.h>
@@ -17,7 +17,10 @@
 #include <cstddef>
 #include <cstdio>
 #include <random>
+#include <string>
 #include <vector>
+
+#include "bench/report.hpp"
 
 namespace {
 
@@ -98,7 +101,7 @@ double time_of(const Library& library, const Bytes& input, Bytes& output) {
 }
 
 // False if the libraries do not agree.
-bool compare(std::size_t size) {
+bool compare(std::size_t size, const quorra::benchmarks::Wanted& wanted) {
   Bytes input(size);
   std::mt19937 engine(1);
   std::ranges::generate(input, [&] { return static_cast<unsigned char>(engine()); });
@@ -114,12 +117,20 @@ bool compare(std::size_t size) {
       return false;
     }
   }
-  std::array<double, libraries.size()> best{};
-  best.fill(1e12);
-  for (int turn = 0; turn < turns; ++turn) {
+  std::array<std::vector<double>, libraries.size()> times;
+  for (int turn = 0; turn < (wanted.quick ? 3 : turns); ++turn) {
     for (std::size_t i = 0; i < libraries.size(); ++i)
-      best[i] = std::min(best[i], time_of(libraries[i], input, outputs[i]));
+      times[i].push_back(time_of(libraries[i], input, outputs[i]));
   }
+  if (wanted.json) {
+    for (std::size_t i = 0; i < libraries.size(); ++i)
+      quorra::benchmarks::print(
+          {"des", {{"bytes", std::to_string(size)}, {"who", libraries[i].name}}, "ns", times[i]});
+    return true;
+  }
+  std::array<double, libraries.size()> best{};
+  for (std::size_t i = 0; i < libraries.size(); ++i)
+    best[i] = *std::ranges::min_element(times[i]);
   std::printf("%8zu", size);
   for (std::size_t i = 0; i < libraries.size(); ++i)
     std::printf(" %9.1f", static_cast<double>(size) / best[i] * 1000);
@@ -129,9 +140,7 @@ bool compare(std::size_t size) {
   return true;
 }
 
-}  // namespace
-
-int main() {
+void print_head() {
   std::printf("DES with a new key for each call: MB/s, and how many times as fast quorra is\n");
   std::printf("%8s", "bytes");
   for (const Library& library : libraries)
@@ -139,5 +148,13 @@ int main() {
   for (std::size_t i = 1; i < libraries.size(); ++i)
     std::printf(" %9s", libraries[i].name);
   std::printf("\n");
-  return std::ranges::all_of(sizes, compare) ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const auto wanted = quorra::benchmarks::wanted(argc, argv);
+  const auto compare_wanted = [&](std::size_t size) { return compare(size, wanted); };
+  if (!wanted.json) print_head();
+  return std::ranges::all_of(sizes, compare_wanted) ? 0 : 1;
 }

@@ -7,36 +7,38 @@
 // Paced: how much of the time a transfer at 115,200 bits per second keeps the line busy, by the
 // bytes of its frames. Unpaced: how long reading a whole 45D041 takes beside the bare system calls
 // of its frames, which two threads make at the two ends of a pseudo-terminal. Each figure is the
-// best of some runs, for other work on the machine disturbs some of them.
+// best of some runs, for other work on the machine disturbs some of them. With --json all that was
+// found is printed for the paced transfers, also for cards whose frames are few; their bytes are
+// those that the system counts.
 //
 // Exit status 1: a line was busy for less than 97 % of the time or for more than all of it, which
 // would mean that some bytes travelled for nothing, or reading the 45D041 took more than 1.2 times
 // as long as the bare calls.
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <quorra.h>
-#include <sched.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 #include "bench/line.hpp"
-#include "simulator/bench/virtual_reader.hpp"
-#include "simulator/cards/kinds.hpp"
+#include "bench/report.hpp"
+#include "bench/virtual_bench.hpp"
 
 namespace {
 
 using namespace quorra;
+using benchmarks::VirtualBench;
 using Clock = std::chrono::steady_clock;
 
 constexpr unsigned speed = 115200;
@@ -56,63 +58,6 @@ double seconds_for(const std::function<void()>& work) {
   work();
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
-
-// Threads that begin meanwhile are served before all others, where that is allowed: a reader does
-// not share the machine's processors.
-class Precedence {
- public:
-  Precedence() {
-    const sched_param first{.sched_priority = 1};
-    sched_setscheduler(0, SCHED_FIFO, &first);
-  }
-  Precedence(const Precedence&) = delete;
-  Precedence& operator=(const Precedence&) = delete;
-  ~Precedence() {
-    const sched_param none{};
-    sched_setscheduler(0, SCHED_OTHER, &none);
-  }
-};
-
-// A virtual reader with a new card, and a session on it.
-class Bench {
- public:
-  Bench(const char* kind, unsigned line_speed) : reader_(start(options(kind, line_speed))) {
-    // The name of an earlier bench's line may have been longer.
-    std::memset(DRVCOMM, 0, sizeof DRVCOMM);
-    handle_ = ic_init((**reader_).configuration().c_str(), 9600);
-    if (handle_ < 0) give_up("no session");
-  }
-  Bench(const Bench&) = delete;
-  Bench& operator=(const Bench&) = delete;
-  ~Bench() {
-    ic_exit(handle_);
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
-
-  int handle() const { return handle_; }
-
- private:
-  simulator::Options options(const char* kind, unsigned line_speed) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "quorra-bench-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) give_up("no temporary folder");
-    folder_ = pattern;
-    simulator::Options options;
-    options.card = folder_ / "card";
-    options.speed = line_speed;
-    save_image(simulator::Image(simulator::find_kind(kind)), options.card);
-    return options;
-  }
-
-  static std::unique_ptr<simulator::RunningReader> start(const simulator::Options& options) {
-    const Precedence precedence;
-    return std::make_unique<simulator::RunningReader>(options);
-  }
-
-  std::filesystem::path folder_;
-  std::unique_ptr<simulator::RunningReader> reader_;
-  int handle_ = -1;
-};
 
 // A function that reads or writes a card from its beginning on.
 struct Transfer {
@@ -179,7 +124,7 @@ constexpr Transfer transfers[] = {
 };
 
 double busy_part_of(const Transfer& transfer) {
-  const Bench bench(transfer.kind, speed);
+  const VirtualBench bench(transfer.kind, speed);
   // What is written differs from the FF of a new card, so that all of it must be saved.
   std::vector<unsigned char> buffer(static_cast<std::size_t>(transfer.units * transfer.unit_bytes));
   const double took = seconds_for([&] {
@@ -202,11 +147,96 @@ bool keeps_the_line_busy(const Transfer& transfer) {
   return verdict.empty();
 }
 
+// What else there is to read of other families.
+struct Reading {
+  const char* kind;
+  const char* what;
+  int (*run)(int handle, unsigned char* buffer);
+};
+
+constexpr int resets = 30;
+
+constexpr Reading readings[] = {
+    {"4404", "read",
+     [](int handle, unsigned char* buffer) { return srd_4404(handle, 0, 52, buffer); }},
+    {"4406", "read",
+     [](int handle, unsigned char* buffer) { return srd_4406(handle, 0, 13, buffer); }},
+    {"101", "read",
+     [](int handle, unsigned char* buffer) { return srd_101(handle, 0, 172, buffer); }},
+    {"1604", "read",
+     [](int handle, unsigned char* buffer) { return srd_1604(handle, 1, 0, 1200, buffer); }},
+    {"cpu", "reset",
+     [](int handle, unsigned char* buffer) {
+       for (int reset = 0; reset < resets; ++reset) {
+         if (const int code = cpu_reset(handle, buffer); code != 0) return code;
+       }
+       return 0;
+     }},
+};
+
+// The bytes that this thread has read and written, as the system counts them.
+class ByteCount {
+ public:
+  ByteCount() : file_(open("/proc/thread-self/io", O_RDONLY | O_CLOEXEC)) { start_ = count(); }
+  ByteCount(const ByteCount&) = delete;
+  ByteCount& operator=(const ByteCount&) = delete;
+  ~ByteCount() { close(file_); }
+
+  // Since this object is there.
+  double so_far() { return count() - start_; }
+
+ private:
+  double count() {
+    std::array<char, 512> text{};
+    const ssize_t size = pread(file_, text.data(), text.size() - 1, 0);
+    unsigned long long read = 0;
+    unsigned long long written = 0;
+    if (size <= 0 || std::sscanf(text.data(), "rchar: %llu wchar: %llu", &read, &written) != 2)
+      give_up("/proc/thread-self/io");
+    const double counted = static_cast<double>(read + written) - read_here_;
+    read_here_ += static_cast<double>(size);
+    return counted;
+  }
+
+  int file_;
+  // By earlier counting.
+  double read_here_ = 0;
+  double start_;
+};
+
+// Prints what part of the time a transfer keeps the line busy.
+void tell_busy_part(const char* kind, const char* what, const std::function<int(int handle)>& run) {
+  const VirtualBench bench(kind, speed);
+  ByteCount bytes;
+  const double took = seconds_for([&] {
+    if (const int code = run(bench.handle()); code != 0)
+      give_up(fmt::format("{} {}: {}", kind, what, code));
+  });
+  const double counted = bytes.so_far();
+  const std::vector<std::pair<std::string, std::string>> labels = {{"kind", kind}, {"what", what}};
+  benchmarks::print({"line use", labels, "", {counted * bits_per_byte / speed / took}});
+  benchmarks::print({"line bytes", labels, "bytes", {counted}});
+}
+
+void tell_all(bool quick) {
+  std::vector<unsigned char> buffer(std::size_t{64} * 1024);
+  for (const Transfer& transfer : transfers) {
+    // What is seen of a part is the same.
+    const int units = quick ? std::min(transfer.units, 64) : transfer.units;
+    tell_busy_part(transfer.kind, transfer.what,
+                   [&](int handle) { return transfer.run(handle, units, buffer.data()); });
+  }
+  for (const Reading& reading : readings) {
+    tell_busy_part(reading.kind, reading.what,
+                   [&](int handle) { return reading.run(handle, buffer.data()); });
+  }
+}
+
 constexpr int pages = 2048;
 constexpr int page_size = 264;
 
 double seconds_by_library() {
-  const Bench bench("45d041", 0);
+  const VirtualBench bench("45d041", 0);
   std::vector<unsigned char> buffer(static_cast<std::size_t>(pages) * page_size);
   return seconds_for([&] {
     const auto size = static_cast<int>(buffer.size());
@@ -247,7 +277,12 @@ bool reads_the_45d041_fast() {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const benchmarks::Wanted wanted = benchmarks::wanted(argc, argv);
+  if (wanted.json) {
+    tell_all(wanted.quick);
+    return 0;
+  }
   bool good = true;
   for (const Transfer& transfer : transfers)
     good = keeps_the_line_busy(transfer) && good;
