@@ -20,7 +20,7 @@ Held = tuple[str, markdown.Section]
 
 # Pages of docs/ that are no manual pages of their own: the first two are in the pages of the programs,
 # the others are for those who work on quorra.
-APART = ("command-line.md", "virtual-reader.md", "fuzzing.md", "threat-model.md")
+APART = ("command-line.md", "virtual-reader.md", "fuzzing.md", "performance.md", "threat-model.md")
 # What only those want who try the examples of the page.
 LEFT_OUT = ("The cards of these examples",)
 # The sections of virtual-reader.md that are in other pages than quorra-virtual-reader(7).

@@ -1,0 +1,2 @@
+# SPDX-FileCopyrightText: 2026 The quorra authors
+# SPDX-License-Identifier: BSD-2-Clause
