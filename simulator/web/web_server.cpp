@@ -225,6 +225,7 @@ struct WebServer::Parts {
 
   std::uint16_t port() const { return port_of(sockets.front().get()); }
   void set_up(Server& server);
+  bool is_admitted(const WebRequest& request) const;
   Server::HandlerResponse admit(const WebRequest& request, WebResponse& response) const;
   void carry_out(const WebRequest& request, WebResponse& response);
   void stream(WebResponse& response);
@@ -285,6 +286,10 @@ void WebServer::Parts::set_up(Server& server) {
     constexpr int go_on = 100;
     return admit(request, response) == Server::HandlerResponse::Handled ? response.status : go_on;
   });
+  // Requests that cannot be understood get here without having been admitted.
+  server.set_error_handler([this](const WebRequest& request, WebResponse& response) {
+    if (!is_admitted(request)) response.status = status_forbidden;
+  });
   server.set_exception_handler(
       [](const WebRequest&, WebResponse& response, const std::exception_ptr&) {
         response.headers.clear();
@@ -306,6 +311,13 @@ void WebServer::Parts::set_up(Server& server) {
   });
 }
 
+bool WebServer::Parts::is_admitted(const WebRequest& request) const {
+  return callers.admit({.address = request.remote_addr,
+                        .hosts = values_of(request, "Host"),
+                        .origins = values_of(request, "Origin"),
+                        .fetch_sites = values_of(request, "Sec-Fetch-Site")});
+}
+
 // Whoever may not ask is told nothing, not even what there is.
 Server::HandlerResponse WebServer::Parts::admit(const WebRequest& request,
                                                 WebResponse& response) const {
@@ -313,11 +325,7 @@ Server::HandlerResponse WebServer::Parts::admit(const WebRequest& request,
     response.status = status;
     return Server::HandlerResponse::Handled;
   };
-  if (!callers.admit({.address = request.remote_addr,
-                      .hosts = values_of(request, "Host"),
-                      .origins = values_of(request, "Origin"),
-                      .fetch_sites = values_of(request, "Sec-Fetch-Site")}))
-    return refuse(status_forbidden);
+  if (!is_admitted(request)) return refuse(status_forbidden);
   const auto* const route = std::ranges::find(routes, request.path, &Route::path);
   if (route == routes.end()) return refuse(status_not_found);
   if (request.method != route->method && !(request.method == "HEAD" && route->method == "GET")) {

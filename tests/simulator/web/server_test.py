@@ -119,6 +119,18 @@ class WhoMayAsk(WithReader):
             answer = self.raw_request("GET", "/", self.host(), f"Sec-Fetch-Site: {site}")
             self.assertTrue(answer.startswith(b"HTTP/1.1 200 "), site)
 
+    def test_nothing_that_cannot_be_understood(self):
+        wrong = ("Range: bytes=9-1", "Content-Length: 1000000")
+        for header in wrong:
+            answer = self.raw_request("POST", "/control", self.host(), header)
+            self.assertRegex(answer[:20], rb"^HTTP/1.1 4(00|13|16) ", header)
+            for other in ("Host: evil.example", "Accept: */*"):
+                self.assertForbidden(self.raw_request("POST", "/control", other, header), header)
+        long_path = "/" + 10000 * "x"
+        self.assertForbidden(self.raw_request("GET", long_path, "Host: evil.example"))
+        self.assertForbidden(self.raw_request("BREW", "/", "Host: evil.example"))
+        self.assertForbidden(self.reader.raw(b"nothing\r\n\r\n"))
+
     def test_what_is_refused_is_not_done(self):
         self.assertEqual(self.reader.get("/state")["faults"], [])
         fault = b'{"command":"fault","kind":"silence"}'
