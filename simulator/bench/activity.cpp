@@ -51,13 +51,13 @@ std::vector<TouchedBytes> ActivityWatch::touched(Cells& cells) const {
   if (chip_ == nullptr) return touched;
   constexpr std::less<> lies_before;
   std::ranges::sort(cells, lies_before);
-  const Cells::const_iterator end = std::unique(cells.begin(), cells.end());
+  cells.erase(std::unique(cells.begin(), cells.end()), cells.end());
   const Image& image = std::as_const(*chip_).image();
   for (const Field& field : image.kind().fields) {
     const auto bytes = image.field(field.name);
     const std::uint8_t* after_last = nullptr;
-    for (auto cell = std::lower_bound(cells.cbegin(), end, bytes.data(), lies_before);
-         cell != end && lies_before(*cell, bytes.data() + bytes.size()); ++cell) {
+    for (auto cell = std::lower_bound(cells.cbegin(), cells.cend(), bytes.data(), lies_before);
+         cell != cells.cend() && lies_before(*cell, bytes.data() + bytes.size()); ++cell) {
       if (*cell != after_last)
         touched.push_back({field.name, static_cast<std::size_t>(*cell - bytes.data()), {}});
       touched.back().bytes.push_back(**cell);
