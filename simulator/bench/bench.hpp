@@ -48,17 +48,15 @@ struct TracedFrame {
 // must not keep it waiting.
 class BenchWatcher {
  public:
+  BenchWatcher() = default;
+  BenchWatcher(const BenchWatcher&) = delete;
+  BenchWatcher& operator=(const BenchWatcher&) = delete;
+  virtual ~BenchWatcher() = default;
   virtual void frame_passed(const TracedFrame& frame) = 0;
   // An exchange has done that to the card in the slot.
   virtual void card_was_used(const Activity& activity) = 0;
   // Something was changed by other means than an exchange.
   virtual void bench_was_changed() = 0;
-
- protected:
-  BenchWatcher() = default;
-  BenchWatcher(const BenchWatcher&) = default;
-  BenchWatcher& operator=(const BenchWatcher&) = default;
-  ~BenchWatcher() = default;
 };
 
 // The reader, the card in its slot and the line to the host. It has no thread and never waits, but

@@ -39,7 +39,7 @@ class Feed final : BenchWatcher {
   explicit Feed(VirtualReader& reader) : reader_(reader) {}
   Feed(const Feed&) = delete;
   Feed& operator=(const Feed&) = delete;
-  ~Feed();
+  ~Feed() override;
 
   // Hears of all that happens from its construction on.
   class Listener {
