@@ -61,7 +61,7 @@ Json sam_as_json(const SamState& sam) {
 }
 
 void insert(ControlContext& context, const Fields& fields, Json& /*answer*/) {
-  context.bench.insert(fields.text("file"));
+  context.bench.insert(fields.file("file"));
 }
 
 void remove(ControlContext& context, const Fields& /*fields*/, Json& /*answer*/) {
@@ -90,7 +90,7 @@ void trace(ControlContext& context, const Fields& fields, Json& /*answer*/) {
 
 void waves(ControlContext& context, const Fields& fields, Json& /*answer*/) {
   const bool on = !fields.has("on") || fields.flag("on");
-  if (on) return context.bench.record_waves(fields.text("file"));
+  if (on) return context.bench.record_waves(fields.file("file"));
   if (fields.has("file")) throw Error(R"(with "on":false there is no "file")");
   context.bench.stop_waves();
 }
@@ -161,7 +161,7 @@ constexpr std::array commands{
 
 std::string carry_out(ControlContext& context, std::string_view line) {
   try {
-    const Json request = Json::parse(line, nullptr, false);
+    const Json request = parse_object(line);
     if (!request.is_object()) throw Error("the line is not a JSON object");
     const Fields fields(request);
     const std::string name = fields.text("command");

@@ -65,7 +65,7 @@ FaultOdds parse_odds(const Fields& fields) {
 
 Json object_of(std::string_view text) {
   if (text.starts_with('{')) {
-    Json object = Json::parse(text, nullptr, false);
+    Json object = parse_object(text);
     if (!object.is_object()) throw Error(fmt::format("this is not a JSON object: {}", text));
     return object;
   }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
+#include <set>
 
 #include "simulator/error.hpp"
 #include "simulator/text.hpp"
@@ -23,6 +24,19 @@ std::optional<double> parse_decimal(std::string_view text) {
 
 }  // namespace
 
+Json parse_object(std::string_view text) {
+  std::set<Json> names;
+  std::optional<std::string> repeated;
+  const auto look = [&](int depth, Json::parse_event_t event, const Json& parsed) {
+    if (depth == 1 && event == Json::parse_event_t::key && !names.insert(parsed).second)
+      repeated = parsed.get<std::string>();
+    return true;
+  };
+  Json object = Json::parse(text, look, false);
+  if (repeated && object.is_object()) throw Error(fmt::format("\"{}\" is there twice", *repeated));
+  return object;
+}
+
 std::string Fields::text(std::string_view name) const {
   const Json& value = require(name);
   if (!value.is_string()) throw Error(fmt::format("\"{}\" must be a string", name));
@@ -30,6 +44,12 @@ std::string Fields::text(std::string_view name) const {
   if (text.find('\0') != std::string::npos)
     throw Error(fmt::format("\"{}\" has a character that is not allowed", name));
   return text;
+}
+
+std::string Fields::file(std::string_view name) const {
+  auto file = text(name);
+  if (file.empty()) throw Error("the name of the file is empty");
+  return file;
 }
 
 bool Fields::flag(std::string_view name) const {

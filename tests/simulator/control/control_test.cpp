@@ -92,6 +92,8 @@ TEST_F(ControlSocket, says_why_a_card_cannot_be_inserted_or_removed) {
             "/nowhere/card: cannot open: No such file or directory");
   EXPECT_EQ(client.error_of(R"({"command":"insert"})"), "\"file\" is missing");
   EXPECT_EQ(client.error_of(R"({"command":"insert","file":5})"), "\"file\" must be a string");
+  EXPECT_EQ(client.error_of(R"({"command":"insert","file":""})"), "the name of the file is empty");
+  EXPECT_EQ(client.error_of(R"({"command":"waves","file":""})"), "the name of the file is empty");
   EXPECT_EQ(client.error_of(R"({"command":"insert","file":"a\u0000b"})"),
             "\"file\" has a character that is not allowed");
   const std::string insert = json{{"command", "insert"}, {"file", file.string()}}.dump();
@@ -345,6 +347,9 @@ TEST_F(ControlSocket, answers_garbage_with_an_error) {
       "unknown command \"fly\" (known: insert, remove, fault, clear_faults, snapshot, restore, "
       "trace, waves, state, stop)");
   EXPECT_EQ(client.error_of(R"({"command":"state","colour":1})"), "unknown field \"colour\"");
+  EXPECT_EQ(client.error_of(R"({"command":"state","command":"stop"})"),
+            "\"command\" is there twice");
+  EXPECT_EQ(client.error_of(R"({"command":"trace","on":true,"on":true})"), "\"on\" is there twice");
   EXPECT_EQ(client.error_of(R"({"command":"trace"})"), "\"on\" is missing");
   EXPECT_EQ(client.error_of(R"({"command":"trace","on":1})"), "\"on\" must be true or false");
   EXPECT_EQ(client.ask(R"({"command":"clear_faults"})"), ok);
