@@ -9,6 +9,7 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <span>
 #include <sstream>
@@ -69,6 +70,22 @@ CLI::Option* add_file(CLI::App& command, const std::string& name, auto& file,
       });
 }
 
+// Numbers are written here as everywhere in this program; of what is none, the range is told.
+CLI::Option* add_number(CLI::App& command, const std::string& name, std::uint32_t most,
+                        const std::function<void(std::uint32_t)>& set,
+                        const std::string& description) {
+  return command.add_option_function<std::string>(
+      name,
+      [name, most, set](const std::string& text) {
+        const auto number = parse_number(text);
+        if (!number || *number > most)
+          throw CLI::ValidationError(
+              name, fmt::format("a number from 0 to {} is expected: {}", most, text));
+        set(static_cast<std::uint32_t>(*number));
+      },
+      description);
+}
+
 // A recording is a reader of its own, with nothing of others but a line.
 void expect_nothing_but_a_replay(const CLI::App& app) {
   for (const char* const other :
@@ -101,11 +118,16 @@ int dispatch(int argument_count, const char* const* arguments) {
       ->allow_extra_args(false);
   add_file(app, "--config", options.configuration, "where to write the configuration file");
   add_file(app, "--socket", options.socket, "where to put the control socket")->type_name("PATH");
-  app.add_option("--speed", options.speed, "bits per second; without it bytes take no time")
+  constexpr std::uint32_t any_number = std::numeric_limits<std::uint32_t>::max();
+  add_number(
+      app, "--speed", any_number, [&options](std::uint32_t speed) { options.speed = speed; },
+      "bits per second; without it bytes take no time")
       ->type_name("N");
-  app.add_option("--line-speed", options.line_speed,
-                 "1200, 2400, 4800, 9600, 19200 or 38400: the host must have the same; without it "
-                 "any speed will do")
+  add_number(
+      app, "--line-speed", any_number,
+      [&options](std::uint32_t speed) { options.line_speed = speed; },
+      "1200, 2400, 4800, 9600, 19200 or 38400: the host must have the same; without it "
+      "any speed will do")
       ->type_name("N");
   std::string time = "wall";
   app.add_option(
@@ -132,15 +154,11 @@ int dispatch(int argument_count, const char* const* arguments) {
   add_file(app, "--waves", options.waves,
            "record all that happens at the contacts of the card into this file (VCD)");
   std::optional<std::uint16_t> web_port;
-  app.add_option(
-         "--web", web_port,
-         "show the reader on a web page at this port, to this machine alone; 0: at one that "
-         "is free")
-      ->type_name("PORT")
-      // Without this, nothing would be a number that is not there.
-      ->check([](const std::string& value) {
-        return value.empty() ? std::string("the port is empty") : std::string();
-      });
+  add_number(
+      app, "--web", std::numeric_limits<std::uint16_t>::max(),
+      [&web_port](std::uint32_t port) { web_port = static_cast<std::uint16_t>(port); },
+      "show the reader on a web page at this port, to this machine alone; 0: at one that is free")
+      ->type_name("PORT");
   bool on_terminal = false;
   app.add_flag("--terminal", on_terminal,
                "run the program that is given after --, with its arguments, on a serial terminal "
@@ -168,10 +186,10 @@ int dispatch(int argument_count, const char* const* arguments) {
 
   NewCard card;
   auto* const new_command = app.add_subcommand("new", "make the image file of a new card");
-  new_command->add_option("kind", card.kind, "kind of card, see \"kinds\"")
+  new_command->add_option("KIND", card.kind, "kind of card, see \"kinds\"")
       ->type_name("")
       ->required();
-  add_file(*new_command, "file", card.file, "image file")->required();
+  add_file(*new_command, "FILE", card.file, "image file")->required();
   new_command->add_flag("--force", card.overwrite, "overwrite an existing file");
   new_command->add_option("--code", card.code, "security code")->type_name("HEX");
   new_command->add_option("--counter", card.counter, "error counter")->type_name("N");
@@ -191,7 +209,7 @@ int dispatch(int argument_count, const char* const* arguments) {
 
   std::string file;
   auto* const show_command = app.add_subcommand("show", "print an image file");
-  add_file(*show_command, "file", file, "image file")->required();
+  add_file(*show_command, "FILE", file, "image file")->required();
   show_command->callback([&] { action = [&file] { return show_card(file); }; });
 
   std::vector<std::string> requests;
@@ -199,9 +217,9 @@ int dispatch(int argument_count, const char* const* arguments) {
   auto* const tear_command = app.add_subcommand(
       "tear",
       "cut the power at each clock of a request in turn and print what is left of the card");
-  add_file(*tear_command, "image", file, "image file, which stays as it is")->required();
+  add_file(*tear_command, "IMAGE", file, "image file, which stays as it is")->required();
   tear_command
-      ->add_option("requests", requests,
+      ->add_option("REQUEST", requests,
                    "command byte and body in hexadecimal, or a whole frame; the last one is torn, "
                    "those before it are carried out")
       ->type_name("")
@@ -217,7 +235,7 @@ int dispatch(int argument_count, const char* const* arguments) {
   std::vector<std::string> signals;
   auto* const play_command = app.add_subcommand(
       "play", "play what a reader did in recorded waves to a card, and tell where that differs");
-  add_file(*play_command, "file", waves, "waves (VCD)")->required();
+  add_file(*play_command, "FILE", waves, "waves (VCD)")->required();
   add_file(*play_command, "--card", image, "image file of the card, which stays as it is")
       ->required();
   play_command
@@ -232,8 +250,8 @@ int dispatch(int argument_count, const char* const* arguments) {
   std::string line;
   auto* const control_command =
       app.add_subcommand("control", "send a command to a running reader and print the answer");
-  add_file(*control_command, "socket", socket, "control socket")->required();
-  control_command->add_option("json", line, "command, a JSON object")->type_name("")->required();
+  add_file(*control_command, "SOCKET", socket, "control socket")->required();
+  control_command->add_option("JSON", line, "command, a JSON object")->type_name("")->required();
   control_command->callback([&] { action = [&] { return control(socket, line); }; });
 
   try {

@@ -133,6 +133,8 @@ TEST_F(Program, refuses_faults_it_does_not_understand) {
   expect_refusal({"--fault", "silence,fire=1"}, "unknown field \"fire\"");
   expect_refusal({"--fault", "random,silence=2"}, "\"silence\" must be a probability from 0 to 1");
   expect_refusal({"--fault", R"({"kind":)"}, "fault: this is not a JSON object: {\"kind\":");
+  expect_refusal({"--fault", R"({"kind":"lie","kind":"partial"})"},
+                 "fault: \"kind\" is there twice");
   expect_refusal({"--fault", R"({"command":"fault","kind":"silence"})"},
                  "unknown field \"command\"");
   expect_refusal({"--replay", "x", "--fault", "silence"}, "--replay does not go with --fault");
@@ -183,7 +185,6 @@ TEST_F(Program, tells_a_content_that_comes_without_a_cut_alone) {
 
 TEST_F(Program, refuses_to_tear_what_is_no_request) {
   EXPECT_EQ(run({"new", "4442", path("card")}).status, 0);
-  expect_refusal({"tear", path("card")}, "requests is required");
   expect_refusal({"tear", path("card"), "write"}, "is expected: write");
   expect_refusal({"tear", path("card"), "AA 60 00 05 79 00 00 00 00 00"}, "begins like a frame");
   expect_refusal({"tear", path("nowhere"), "60 79"}, "No such file or directory");
@@ -687,9 +688,24 @@ TEST_F(Program, refuses_options_that_make_no_sense) {
   expect_refusal({"--speed", "4294967295"}, "the speed must be at most");
   expect_refusal({"--version-text", ""}, "the version text must be");
   expect_refusal({"--serial", "1"}, "the serial number must be");
-  expect_refusal({"new", "4442"}, "file");
-  expect_refusal({"show"}, "file");
+  for (const std::string number : {"page", "99999", "65536", "-1", "1.5", ""})
+    expect_refusal({"--web", number}, "--web: a number from 0 to 65535 is expected: " + number);
+  expect_refusal({"--line-speed", "fast"},
+                 "--line-speed: a number from 0 to 4294967295 is expected: fast");
   expect_refusal({"new", "4442", path("a"), path("b")}, path("b"));
+}
+
+// They are named as the documentation does.
+TEST_F(Program, names_what_is_missing) {
+  expect_refusal({"new"}, "KIND is required");
+  expect_refusal({"new", "4442"}, "FILE is required");
+  expect_refusal({"show"}, "FILE is required");
+  expect_refusal({"tear"}, "IMAGE is required");
+  expect_refusal({"tear", path("card")}, "REQUEST is required");
+  expect_refusal({"play"}, "FILE is required");
+  expect_refusal({"play", path("waves")}, "--card is required");
+  expect_refusal({"control"}, "SOCKET is required");
+  expect_refusal({"control", path("socket")}, "JSON is required");
 }
 
 TEST_F(Program, refuses_empty_names_of_files) {
@@ -697,10 +713,10 @@ TEST_F(Program, refuses_empty_names_of_files) {
   for (const std::string option : {"--card", "--config", "--socket"})
     expect_refusal({option, ""}, option + empty);
   expect_refusal({"--sam", "0="}, "sam must be SLOT=FILE");
-  expect_refusal({"new", "4442", ""}, "file" + empty);
+  expect_refusal({"new", "4442", ""}, "FILE" + empty);
   expect_refusal({"new", "4442", path("card"), "--memory", ""}, "--memory" + empty);
-  expect_refusal({"show", ""}, "file" + empty);
-  expect_refusal({"control", "", "{}"}, "socket" + empty);
+  expect_refusal({"show", ""}, "FILE" + empty);
+  expect_refusal({"control", "", "{}"}, "SOCKET" + empty);
 }
 
 TEST_F(Program, refuses_a_card_it_cannot_load) {
