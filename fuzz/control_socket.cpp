@@ -34,7 +34,7 @@ namespace {
 
 bool only_own_files = false;
 
-// The reader with its socket and its cards; all of it is made once.
+// The reader with its socket and its cards; nearly all of it is made once.
 class Subject {
  public:
   Subject() {
@@ -42,16 +42,15 @@ class Subject {
     std::filesystem::current_path(folder_.path());
     for (const Kind& kind : kinds())
       if (kind.name != "45d041") save_image(Image(kind), std::string(kind.name));
-    bench_ = std::make_unique<Bench>(Options{}, "reader.conf");
-    control_ = std::make_unique<Control>("control", *bench_);
-    open_line();
-    only_own_files = true;
+    start();
   }
   Subject(const Subject&) = delete;
   Subject& operator=(const Subject&) = delete;
   ~Subject() { only_own_files = false; }
 
   void begin() {
+    // Nothing else makes a bench forget its snapshots.
+    if (!bench_->state().snapshots.empty()) start();
     bench_->clear_faults();
     try {
       bench_->stop_waves();
@@ -95,6 +94,15 @@ class Subject {
   const std::string& answers() const { return answers_; }
 
  private:
+  void start() {
+    only_own_files = false;
+    control_.reset();
+    bench_.reset();
+    bench_ = std::make_unique<Bench>(Options{}, "reader.conf");
+    control_ = std::make_unique<Control>("control", *bench_);
+    open_line();
+    only_own_files = true;
+  }
   void open_line() {
     host_ = FileDescriptor(::open(bench_->state().device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
   }
@@ -179,7 +187,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const unsigned char next = input.byte();
     // A line that is longer than any that is allowed.
     constexpr std::size_t too_long = 70000;
-    if (next == 0xFF && !piece.empty()) piece.resize(too_long, piece.back());
+    if (next == 0xFF) piece.resize(too_long, ' ');
     subject.send(piece);
     if (next % 4 == 1) subject.exchange(status_request);
     if (next % 4 == 2) subject.exchange(read_request);
