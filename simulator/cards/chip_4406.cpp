@@ -3,6 +3,7 @@
 #include "simulator/cards/chip_4406.hpp"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace quorra::simulator {
@@ -16,6 +17,19 @@ constexpr std::size_t counter_address = 9;
 constexpr std::size_t code_address = 10;
 constexpr std::size_t code_size = 3;
 
+constexpr std::array areas_of_the_issuer{
+    Area{0, AreaRole::identification},
+    Area{identification_size, AreaRole::guarded},
+    Area{counter_address, AreaRole::attempts},
+    Area{code_address, AreaRole::code},
+};
+constexpr std::array areas_of_units{
+    Area{0, AreaRole::identification}, Area{identification_size, AreaRole::nothing},
+    Area{8, AreaRole::stage, 8},       Area{9, AreaRole::stage, 9},
+    Area{10, AreaRole::stage, 10},     Area{11, AreaRole::stage, 11},
+    Area{12, AreaRole::stage, 12},
+};
+
 }  // namespace
 
 void blank_4406(Image& image) {
@@ -23,6 +37,11 @@ void blank_4406(Image& image) {
   std::ranges::fill(memory, std::uint8_t{0xFF});
   memory[0] = 0x98;
   memory[1] = 0x20;
+}
+
+std::span<const Area> areas_of_4406(const Image& image) {
+  if ((image.field("memory")[first_stage] & not_personalised) != 0) return areas_of_the_issuer;
+  return areas_of_units;
 }
 
 std::unique_ptr<Chip> make_chip_4406(Image image) {

@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 
+#include "simulator/cards/area.hpp"
 #include "simulator/cards/security_chip.hpp"
 
 namespace quorra::simulator {
@@ -17,6 +19,8 @@ inline constexpr std::array fields_4406{
 };
 
 void blank_4406(Image& image);
+// Before it is personalised, and after.
+std::span<const Area> areas_of_4406(const Image& image);
 std::unique_ptr<Chip> make_chip_4406(Image image);
 
 // The chip of the 4406. As long as the first bit of byte 8 is 1 the card is the issuer's: a code

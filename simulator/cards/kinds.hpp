@@ -6,6 +6,7 @@
 #include <span>
 #include <string_view>
 
+#include "simulator/cards/area.hpp"
 #include "simulator/cards/chip.hpp"
 #include "simulator/cards/image.hpp"
 
@@ -19,6 +20,8 @@ struct Kind {
   // Turns an image whose bytes are all zero into that of a new card.
   void (*make_blank)(Image& image);
   std::unique_ptr<Chip> (*make_chip)(Image image);
+  // The areas of its memory, from address 0 on; null where codes and counters are fields.
+  std::span<const Area> (*areas)(const Image& image) = nullptr;
   // What image files begin with.
   std::string_view headline = "A card of the virtual reader.";
 };

@@ -141,6 +141,7 @@ bool ZonedChip::may_be_written(const Area& area, std::uint8_t bit) const {
 bool ZonedChip::may_be_erased(const Area& area) const {
   switch (area.role) {
     case AreaRole::nothing:
+    case AreaRole::stage:
     case AreaRole::fuse:
       return false;
     case AreaRole::identification:

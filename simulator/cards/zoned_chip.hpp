@@ -10,29 +10,10 @@
 #include <span>
 #include <utility>
 
+#include "simulator/cards/area.hpp"
 #include "simulator/cards/security_chip.hpp"
 
 namespace quorra::simulator {
-
-// What an area of a zoned chip is for.
-enum class AreaRole : std::uint8_t {
-  identification,  // of the chip, its maker and the issuer of the card
-  code,            // a security code; number 0 is the master code
-  attempts,        // one byte with the attempts at the code of the same number
-  guarded,         // memory that the master code guards
-  zone,            // an application zone, from 1 on; its first byte holds the flags
-  erase_code,      // the code for erasing the zone of the same number
-  erase_counter,   // a bit for each time the zone of the same number can still be erased
-  nothing,         // no cells
-  fuse,            // one byte, whose first bit is the fuse
-};
-
-// An area lasts until the next one begins.
-struct Area {
-  std::size_t first = 0;
-  AreaRole role = AreaRole::nothing;
-  std::size_t number = 0;
-};
 
 // What one kind of zoned card is made of.
 struct ZonedCard {
@@ -169,6 +150,11 @@ void fill_new_zoned_card(Image& image, const ZonedCard& card);
 template <const ZonedCard& card>
 void blank_zoned(Image& image) {
   fill_new_zoned_card(image, card);
+}
+
+template <const ZonedCard& card>
+std::span<const Area> areas_of(const Image& /*image*/) {
+  return card.areas;
 }
 
 template <const ZonedCard& card>

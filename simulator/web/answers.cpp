@@ -31,6 +31,46 @@ Json cells(const std::vector<TouchedBytes>& touched) {
   return list;
 }
 
+// Empty: what is no code and no counter.
+std::string_view name_of(AreaRole role) {
+  switch (role) {
+    case AreaRole::code:
+      return "code";
+    case AreaRole::attempts:
+      return "attempts";
+    case AreaRole::erase_code:
+      return "erase code";
+    case AreaRole::erase_counter:
+      return "erase counter";
+    case AreaRole::stage:
+      return "stage";
+    case AreaRole::identification:
+    case AreaRole::guarded:
+    case AreaRole::zone:
+    case AreaRole::nothing:
+    case AreaRole::fuse:
+      break;
+  }
+  return {};
+}
+
+// The codes and counters that lie in the memory.
+Json codes_in_memory(const Image& image) {
+  Json codes = Json::array();
+  if (image.kind().areas == nullptr) return codes;
+  const auto areas = image.kind().areas(image);
+  for (std::size_t i = 0; i < areas.size(); ++i) {
+    const Area& area = areas[i];
+    if (name_of(area.role).empty()) continue;
+    const std::size_t end =
+        i + 1 < areas.size() ? areas[i + 1].first : image.field("memory").size();
+    codes.push_back({{"name", fmt::format("{} {}", name_of(area.role), area.number)},
+                     {"first", area.first},
+                     {"count", end - area.first}});
+  }
+  return codes;
+}
+
 std::string event(std::string_view name, std::string_view data) {
   return fmt::format("event: {}\ndata: {}\n\n", name, data);
 }
@@ -68,6 +108,7 @@ std::string card_as_json(const State& state) {
           {{"name", field.name},
            {"is_memory", field.form == FieldForm::memory || field.form == FieldForm::raw},
            {"bytes", to_hex(state.card->field(field.name))}});
+    answer["codes"] = codes_in_memory(*state.card);
   } else if (!state.card_file.empty()) {
     answer["kind"] = live_card_kind;
   }

@@ -22,8 +22,8 @@ PROGRAMS = sys.argv.pop(1)
 BLUE, ORANGE = [11, 83, 148], [163, 60, 0]
 
 # In the order in which Tab reaches them.
-STOPS = ["skip", "file", "insert-button", "remove", "kind", "times", "on", "arm", "clear", "json",
-         "send", "result", "keys", "keep", "map", "cells", "pause", "forget", "frames"]
+STOPS = ["skip", "file", "insert-button", "remove", "keep", "map", "cells", "pause", "forget", "frames",
+         "kind", "times", "on", "arm", "clear", "json", "send", "result", "keys"]
 
 # Contrast of each text with what is behind it, by the formula of WCAG 2; those below 4.5 come back.
 PALE_TEXTS = """
@@ -159,7 +159,7 @@ class WhatIsShown(WithPage):
         self.assertEqual(page.text("slot").split("\n"),
                          ["card", "4442", "file", str(self.reader.card), "power", "off"])
         self.assertIn("FF FF FF", page.text("codes"))
-        self.assertIn("7 (binary 111)", page.text("codes"))
+        self.assertIn("7 (3 attempts left)", page.text("codes"))
         self.assertIn("12 of 32 bytes", page.text("codes"))
         self.assertEqual(page.text("contacts").split(),
                          "VCC low RST low CLK low IO low C4 low C8 low".split())
@@ -181,7 +181,7 @@ class WhatIsShown(WithPage):
         self.assertNotEqual(page["map"].screenshot_as_png, before)
         page.wait(lambda: "read memory 0x20-0x23" in page.text("last"), "words for it")
         page.wait(lambda: "VCC\nhigh" in page.text("contacts"), "the contacts have power")
-        self.assertRegex(page.text("contacts"), r"CLK\s+low\s+\d+ changes")
+        self.assertRegex(page.text("contacts"), r"CLK\s+low\s+\d+ \u00D7")
 
     def test_programming_lights_up(self):
         page = self.page
@@ -348,11 +348,40 @@ class Looks(WithPage):
         self.assertEqual(self.page.run("""return getComputedStyle(
             document.querySelector("#frames tbody tr")).animationName"""), "none")
 
-    def test_small_screens(self):
-        self.browser.set_window_size(500, 800)
-        self.addCleanup(self.browser.set_window_size, 1280, 900)
-        self.page.run("document.documentElement.style.width = '320px'")
-        self.assertLessEqual(self.page.run("return document.querySelector('main').scrollWidth"), 320)
+    def test_every_width(self):
+        self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.clearDeviceMetricsOverride", {})
+        self.reader.quorra("write", "--card", "4442", "--code", "FFFFFF", "--address", "0x20",
+                           "--text", "Hi")
+        self.page.wait(lambda: "\u00D7" in self.page.text("contacts"), "changes of contacts")
+        self.page.wait(lambda: "AA 60 " in self.page.text("frames"), "the frames")
+        for width in (320, 500, 800, 1000, 1400):
+            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+                "width": width, "height": 900, "deviceScaleFactor": 1, "mobile": False})
+            self.assertLessEqual(self.page.run("return document.documentElement.scrollWidth"), width)
+            # Nothing is cut off, or lies over something else.
+            self.assertEqual(self.page.run("""
+                return Array.from(document.querySelectorAll("section, #contacts li, form, dl"))
+                  .filter(node => node.scrollWidth > node.clientWidth + 1)
+                  .map(node => node.id || node.innerText)"""), [], width)
+            self.assertEqual(self.page.run("""
+                return Array.from(document.querySelectorAll("#contacts li"))
+                  .filter(node => node.clientHeight > 40).map(node => node.innerText)"""), [], width)
+            bytes_of_frame, frames = self.page.run("""
+                const right = node => node.getBoundingClientRect().right;
+                const bytes = document.querySelector("#frames td.bytes");
+                return [right(bytes), right(bytes.closest(".scrolled"))];""")
+            self.assertLessEqual(bytes_of_frame, frames, width)
+            # On small screens rows of the map are shorter, so squares are not.
+            self.page.wait(lambda: self.page.run(
+                "return map.getBoundingClientRect().width / grid().columns") >= 14, f"squares at {width}")
+
+    def test_the_map_is_seen_at_once(self):
+        for width in (800, 1400):
+            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+                "width": width, "height": 900, "deviceScaleFactor": 1, "mobile": False})
+            self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.clearDeviceMetricsOverride", {})
+            top = self.page.run("return map.getBoundingClientRect().top")
+            self.assertLess(top, 700, width)
 
 
 class Flash(WithPage):
@@ -367,6 +396,51 @@ class Flash(WithPage):
         page.press("m", Keys.HOME, Keys.ARROW_RIGHT)
         page.wait(lambda: page["map"].get_attribute("aria-valuenow") == "264", "the second page")
         page.wait(lambda: page.cells("programmed")[:1] == ["AA"], "its first byte")
+
+    def test_all_bytes_can_be_seen(self):
+        page = self.page
+        self.reader.quorra("write", "--card", "45d041", "--address", "527", "AA")
+        page.wait(lambda: page.run("return shown.memories[0].marks[527] & PROGRAMMED"), "marks")
+        page.press("m", Keys.HOME, Keys.ARROW_RIGHT)
+        page.wait(lambda: page.run("return document.querySelectorAll('#cells th').length") == 17, "a page")
+        self.assertEqual(page.run("""return Array.from(document.querySelectorAll("#cells th"),
+                                     head => head.textContent)""")[::16], ["0108", "0208"])
+        self.assertEqual(page.cells("programmed")[-1], "AA")
+        page.press(Keys.END)
+        page.wait(lambda: page["map"].get_attribute("aria-valuenow") == str(2047 * 264), "the last page")
+
+
+class Security(WithPage):
+    kind = "101"
+
+    def test_codes_and_counters(self):
+        page = self.page
+        page.wait(lambda: "erase counter 1" in page.text("codes"), "codes")
+        rows = lambda: dict(zip(*[iter(page.text("codes").split("\n"))] * 2))
+        self.assertEqual(rows()["code 0"], "FF FF")
+        self.assertEqual(rows()["attempts 0"], "FF (binary 11111111)")
+        self.reader.quorra("code", "present", "--card", "101", "1234", check=False)
+        page.wait(lambda: rows()["attempts 0"] == "FE (binary 11111110)", "the attempt is spent")
+        self.assertEqual(page.run("""return document.querySelector("#codes dd.touched").textContent"""),
+                         "FE (binary 11111110)")
+
+
+class Units(WithPage):
+    kind = "4406"
+
+    def test_codes_become_stages(self):
+        page = self.page
+        page.wait(lambda: "code 0" in page.text("codes"), "the code")
+        self.reader.quorra("write", "--card", "4406", "--code", "FFFFFF", "--address", "8", "7F")
+        page.wait(lambda: "stage 12" in page.text("codes"), "the stages")
+        self.assertNotIn("code 0", page.text("codes"))
+
+
+class Processor(WithPage):
+    kind = "cpu"
+
+    def test_its_counter_is_a_number(self):
+        self.page.wait(lambda: "3 (3 attempts left)" in self.page.text("codes"), "the attempts")
 
 
 def draw(path):

@@ -208,6 +208,22 @@ class WhatThereIs(WithReader):
         self.assertEqual(len(fields["protected"]["bytes"].split()), 32)
         self.assertEqual(list(card["contacts"]), ["VCC", "RST", "CLK", "IO", "C4", "C8"])
 
+    def test_codes_in_the_memory(self):
+        areas = {"4442": [],
+                 "101": [["code 0", 10, 2], ["attempts 0", 12, 1], ["erase code 1", 150, 4],
+                         ["erase counter 1", 154, 16]],
+                 "4406": [["attempts 0", 9, 1], ["code 0", 10, 3]]}
+        with Reader(PROGRAMS, "4442") as reader:
+            def codes_of(card):
+                reader.control({"command": "remove"})
+                reader.control({"command": "insert", "file": str(card)})
+                return [list(code.values()) for code in reader.get("/card")["codes"]]
+            for kind, expected in areas.items():
+                self.assertEqual(codes_of(reader.make_card(f"a {kind}", kind)), expected)
+            personalised = reader.make_card("units", "4406", "--data", "8:7F")
+            self.assertEqual(codes_of(personalised),
+                             [[f"stage {number}", number, 1] for number in range(8, 13)])
+
     def test_head_has_no_body(self):
         for path in ("/", "/state", "/card"):
             status, _, body = self.reader.request("HEAD", path)
