@@ -182,6 +182,63 @@ TEST(Waves24c, AddressesOfA24c64HaveTwoBytes) {
                           "Sequential random read (addr=123F, 2 bytes): B1 B2"));
 }
 
+struct Card24c {
+  std::string_view kind;
+  unsigned size;
+  unsigned page;
+  int (*read)(int, int, int, unsigned char*);
+  int (*write)(int, int, int, const unsigned char*);
+};
+
+class Waves24cKinds : public ::testing::TestWithParam<Card24c> {};
+
+// From the last byte of a page to the first one of the last page.
+TEST_P(Waves24cKinds, IsWrittenAndReadWhereItWasAskedFor) {
+  const Card24c& card = GetParam();
+  const unsigned first = card.size - card.page - 1;
+  const Bytes bytes = {0x5A, 0xC3};
+  const Waves waves(card.kind, [&](int handle) {
+    Bytes read(2);
+    ASSERT_EQ(card.write(handle, static_cast<int>(first), 2, bytes.data()), 0);
+    ASSERT_EQ(card.read(handle, static_cast<int>(first), 2, read.data()), 0);
+    EXPECT_EQ(read, bytes);
+  });
+  constexpr unsigned largest_with_one_byte = 2048;
+  const bool has_two_bytes = card.size > largest_with_one_byte;
+  const unsigned block = has_two_bytes ? 0 : first >> 8U;
+  const std::string select = fmt::format("{:02X}", 0x50U | block);
+  const auto address = [&](unsigned place) {
+    return has_two_bytes ? fmt::format("{:02X}+ {:02X}+", place >> 8U, place & 0xFFU)
+                         : fmt::format("{:02X}+", place & 0xFFU);
+  };
+  const std::string write = "S W" + select + "+ ";
+  const std::string busy = "S W" + select + "- P";
+  const std::string ready = "S W" + select + "+ P";
+  EXPECT_THAT(transfers(waves),
+              ElementsAre(write + address(first) + " 5A+ P", busy, ready,
+                          write + address(first + 1) + " C3+ P", busy, ready,
+                          write + address(first) + " S R" + select + "+ 5A+ C3- P"));
+  const auto at = [&](unsigned place) {
+    return has_two_bytes ? fmt::format("(addr={:04X}, ", place)
+                         : fmt::format("(addr={:02X}, ", place & 0xFFU);
+  };
+  // With addresses of two bytes the decoder calls one byte a page, too.
+  const std::string one = has_two_bytes ? "Page write " : "Byte write ";
+  EXPECT_THAT(operations_24c(waves, has_two_bytes ? "microchip_24lc64" : "generic"),
+              ElementsAre(one + at(first) + "1 byte): 5A", one + at(first + 1) + "1 byte): C3",
+                          "Sequential random read " + at(first) + "2 bytes): 5A C3"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, Waves24cKinds,
+                         ::testing::Values(Card24c{"24c01a", 128, 8, srd_24c01a, swr_24c01a},
+                                           Card24c{"24c02", 256, 8, srd_24c02, swr_24c02},
+                                           Card24c{"24c04", 512, 16, srd_24c04, swr_24c04},
+                                           Card24c{"24c08", 1024, 16, srd_24c08, swr_24c08},
+                                           Card24c{"24c16", 2048, 16, srd_24c16, swr_24c16},
+                                           Card24c{"24c32", 4096, 32, srd_24c32, swr_24c32},
+                                           Card24c{"24c64", 8192, 32, srd_24c64, swr_24c64}),
+                         [](const auto& card) { return std::string(card.param.kind); });
+
 TEST(Waves24c, ACardThatIsNoneAcknowledgesNothing) {
   const Waves waves("4442", [&](int handle) {
     Bytes read(1);
@@ -312,6 +369,14 @@ TEST(Waves93c66, ErasingAllNeedsNoData) {
   EXPECT_THAT(bits_93c(waves),
               ElementsAre(">00110000000 < 11111111111", ">00100000000 < 11111111111", "Busy",
                           "Ready", ">00000000000 < 11111111111"));
+}
+
+TEST(Waves93c66, WritingAllSendsTheByteOnce) {
+  const Waves waves("93c66", [&](int handle) { ASSERT_EQ(wral_93c66(handle), 0); });
+  EXPECT_THAT(bits_93c(waves),
+              ElementsAre(">00110000000 < " + std::string(11, '1'),
+                          ">00010000000" + bits(0, 8) + " < " + std::string(19, '1'), "Busy",
+                          "Ready", ">00000000000 < " + std::string(11, '1')));
 }
 
 // What travels in each direction while the chip is selected: first to it, then from it. Before it
