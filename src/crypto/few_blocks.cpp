@@ -145,7 +145,7 @@ Half look_up(const Half (&inputs)[box_inputs]) {
   store(chosen[0], parts);
   Half sum = 0;
   for (const Half part : parts)
-    sum ^= part;
+    sum |= part;
   return sum;
 }
 
@@ -277,13 +277,15 @@ void crypt_together(const RoundKeys& keys, Direction direction, unsigned char* b
     store_block(moved<out_of_halves>(Block{right[i]} << 32U | left[i]), bytes + i * block_size);
 }
 
+constexpr std::size_t at_once = 2;
+
 }  // namespace
 
 void crypt_few(Direction direction, const unsigned char* key, const unsigned char* input,
                std::size_t length, unsigned char* output) {
   RoundKeys keys{};
   make_round_keys(key, keys);
-  unsigned char bytes[2 * block_size];
+  unsigned char bytes[at_once * block_size];
   for (std::size_t done = 0; done < length;) {
     const std::size_t taken = std::min(length - done, sizeof bytes);
     const auto padded = static_cast<std::size_t>(padded_length(taken));
@@ -292,7 +294,7 @@ void crypt_few(Direction direction, const unsigned char* key, const unsigned cha
     if (padded == block_size)
       crypt_together<1>(keys, direction, bytes);
     else
-      crypt_together<2>(keys, direction, bytes);
+      crypt_together<at_once>(keys, direction, bytes);
     std::memcpy(output + done, bytes, padded);
     done += taken;
   }
