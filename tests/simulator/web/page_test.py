@@ -231,7 +231,7 @@ class WhatCanBeDone(WithPage):
         page["file"].send_keys("nothing.toml")
         page["insert-button"].click()
         page.wait(lambda: "nothing.toml" in page.text("answer"), "the error")
-        self.assertEqual(page["answer"].get_attribute("class"), "error")
+        self.assertEqual(page["answer"].get_attribute("class"), "answer error")
         page["file"].clear()
         page["file"].send_keys(str(self.reader.card))
         page["insert-button"].click()
@@ -249,8 +249,15 @@ class WhatCanBeDone(WithPage):
         page.wait(lambda: "status" in page.text("faults"), "the fault")
         fault = self.reader.get("/state")["faults"][0]
         self.assertEqual([fault["kind"], fault["status"], fault["times"]], ["status", 9, 2])
+        page.wait(lambda: page.text("fault-answer") == "status is armed", "the answer beside it")
+        page["on"].send_keys("0")
+        page["arm"].click()
+        page.wait(lambda: "\"on\" must be" in page.text("fault-answer"), "the error beside it")
+        self.assertEqual(page["fault-answer"].get_attribute("class"), "answer error")
         page["clear"].click()
+        page.wait(lambda: page.text("fault-answer") == "no faults", "the answer beside it")
         page.wait(lambda: page.text("faults") == "none is armed", "no fault")
+        self.assertEqual(page.text("answer"), "")
         self.assertEqual(self.reader.get("/state")["faults"], [])
 
     def test_each_kind_of_fault_is_known(self):
@@ -283,7 +290,8 @@ class Keyboard(WithPage):
                  "times": "spinbutton", "on": "textbox", "arm": "button", "clear": "button",
                  "json": "textbox", "send": "button", "result": "region", "keys": "checkbox",
                  "map": "slider", "pause": "button", "forget": "button", "contacts": "list",
-                 "faults": "list", "answer": "status", "link": "status", "last": "status"}
+                 "faults": "list", "answer": "status", "fault-answer": "status", "link": "status",
+                 "last": "status"}
         for name, role in roles.items():
             self.assertEqual(self.page[name].aria_role, role, name)
             if role != "status":
