@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <numeric>
 #include <sstream>
 #include <string>
@@ -63,6 +64,12 @@ class Waves {
   }
 
   std::string file() const { return folder_ / "waves.vcd"; }
+  // The memory of the card as it was left.
+  std::vector<std::uint8_t> memory() const {
+    const simulator::Image card = simulator::load_image(folder_ / "card");
+    const auto bytes = card.field("memory");
+    return {bytes.begin(), bytes.end()};
+  }
 
   // What the decoders annotate: the lines of the last one without its name.
   Lines decoded(const std::string& decoders, const std::string& annotations) const {
@@ -188,7 +195,10 @@ struct Card24c {
   unsigned page;
   int (*read)(int, int, int, unsigned char*);
   int (*write)(int, int, int, const unsigned char*);
+  int (*probe)(int);
 };
+
+constexpr unsigned largest_with_one_byte = 2048;
 
 class Waves24cKinds : public ::testing::TestWithParam<Card24c> {};
 
@@ -203,7 +213,6 @@ TEST_P(Waves24cKinds, IsWrittenAndReadWhereItWasAskedFor) {
     ASSERT_EQ(card.read(handle, static_cast<int>(first), 2, read.data()), 0);
     EXPECT_EQ(read, bytes);
   });
-  constexpr unsigned largest_with_one_byte = 2048;
   const bool has_two_bytes = card.size > largest_with_one_byte;
   const unsigned block = has_two_bytes ? 0 : first >> 8U;
   const std::string select = fmt::format("{:02X}", 0x50U | block);
@@ -229,15 +238,92 @@ TEST_P(Waves24cKinds, IsWrittenAndReadWhereItWasAskedFor) {
                           "Sequential random read " + at(first) + "2 bytes): 5A C3"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, Waves24cKinds,
-                         ::testing::Values(Card24c{"24c01a", 128, 8, srd_24c01a, swr_24c01a},
-                                           Card24c{"24c02", 256, 8, srd_24c02, swr_24c02},
-                                           Card24c{"24c04", 512, 16, srd_24c04, swr_24c04},
-                                           Card24c{"24c08", 1024, 16, srd_24c08, swr_24c08},
-                                           Card24c{"24c16", 2048, 16, srd_24c16, swr_24c16},
-                                           Card24c{"24c32", 4096, 32, srd_24c32, swr_24c32},
-                                           Card24c{"24c64", 8192, 32, srd_24c64, swr_24c64}),
-                         [](const auto& card) { return std::string(card.param.kind); });
+// What a chip does with the bytes that a decoder has read: it holds a plain array.
+class Played24c {
+ public:
+  explicit Played24c(const Card24c& card) : card_(card), memory_(counting(card.size, 0)) {}
+
+  // Each byte that the chip was seen to send must be the one of its place.
+  void play(const std::string& transfer) {
+    std::istringstream words(transfer);
+    bool is_read = false;
+    for (std::string word; words >> word;) {
+      const auto value = [&word] {
+        return static_cast<unsigned>(std::stoul(word.substr(word.size() - 3, 2), nullptr, 16));
+      };
+      if (word == "S") {
+        begin();
+      } else if (word == "P") {
+        for (const auto& [place, byte] : loaded_)
+          memory_.at(place) = byte;
+      } else if (word.front() == 'W' || word.front() == 'R') {
+        is_read = word.front() == 'R';
+        if (!is_read && word.back() == '+') select(value());
+      } else if (is_read) {
+        EXPECT_EQ(value(), memory_.at(counter_)) << transfer << ", at " << counter_;
+        counter_ = (counter_ + 1) % card_.size;
+        ++reads;
+      } else {
+        take(static_cast<unsigned char>(value()));
+      }
+    }
+  }
+  const Bytes& memory() const { return memory_; }
+
+  int reads = 0;
+  int writes = 0;
+
+ private:
+  bool has_two_bytes() const { return card_.size > largest_with_one_byte; }
+  void begin() {
+    loaded_.clear();
+    address_bytes_ = 0;
+  }
+  void select(unsigned chip) {
+    if (!has_two_bytes()) counter_ = ((chip & 7U) << 8U | (counter_ & 0xFFU)) % card_.size;
+  }
+  void take(unsigned char byte) {
+    if (address_bytes_ < (has_two_bytes() ? 2U : 1U)) {
+      const bool is_upper = has_two_bytes() && address_bytes_ == 0;
+      counter_ = is_upper ? (byte << 8U | (counter_ & 0xFFU)) : ((counter_ & ~0xFFU) | byte);
+      counter_ %= card_.size;
+      ++address_bytes_;
+      return;
+    }
+    loaded_[counter_] = byte;
+    ++writes;
+    counter_ = counter_ / card_.page * card_.page + (counter_ + 1) % card_.page;
+  }
+
+  const Card24c& card_;
+  Bytes memory_;
+  std::map<unsigned, unsigned char> loaded_;
+  unsigned counter_ = 0;
+  unsigned address_bytes_ = 0;
+};
+
+// Probes write and read at many places, also as if the card were another one.
+TEST_P(Waves24cKinds, IsProbedAsTheDecoderTells) {
+  const Card24c& card = GetParam();
+  const Waves waves(card.kind, [&](int handle) { EXPECT_EQ(card.probe(handle), 0); });
+  Played24c chip(card);
+  for (const std::string& transfer : transfers(waves))
+    chip.play(transfer);
+  EXPECT_GT(chip.reads, 0);
+  EXPECT_GT(chip.writes, 0);
+  EXPECT_EQ(chip.memory(), waves.memory());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, Waves24cKinds,
+    ::testing::Values(Card24c{"24c01a", 128, 8, srd_24c01a, swr_24c01a, chk_24c01a},
+                      Card24c{"24c02", 256, 8, srd_24c02, swr_24c02, chk_24c02},
+                      Card24c{"24c04", 512, 16, srd_24c04, swr_24c04, chk_24c04},
+                      Card24c{"24c08", 1024, 16, srd_24c08, swr_24c08, chk_24c08},
+                      Card24c{"24c16", 2048, 16, srd_24c16, swr_24c16, chk_24c16},
+                      Card24c{"24c32", 4096, 32, srd_24c32, swr_24c32, chk_24c32},
+                      Card24c{"24c64", 8192, 32, srd_24c64, swr_24c64, chk_24c64}),
+    [](const auto& card) { return std::string(card.param.kind); });
 
 TEST(Waves24c, ACardThatIsNoneAcknowledgesNothing) {
   const Waves waves("4442", [&](int handle) {
@@ -415,6 +501,11 @@ TEST(Waves45d041, WritingGoesThroughABuffer) {
               ElementsAre("57 FF / FF 98", "53 00 06 00 / FF FF FF FF", "57 FF / FF 18",
                           "57 FF / FF 98", "84 00 01 01 DE AD / FF FF FF FF FF FF",
                           "83 00 06 00 / FF FF FF FF", "57 FF / FF 18", "57 FF / FF 98"));
+}
+
+TEST(Waves45d041, ItsProbeAsksForTheStatus) {
+  const Waves waves("45d041", [](int handle) { ASSERT_EQ(chk_45d041(handle), 0); });
+  EXPECT_THAT(commands_45d041(waves), ElementsAre("57 FF / FF 98"));
 }
 
 TEST(Waves45d041, ItsStatus) {
