@@ -5,6 +5,7 @@
 
 #include <quorra.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -73,8 +74,9 @@ std::size_t convert_escapes(char* text) {
   for (std::size_t i = 0; i < length; ++i) {
     if (text[i] != '\\') continue;
     text[i] = escape;
-    const std::size_t rest = length - i > escape_length ? length - i - escape_length : 0;
-    std::memmove(text + i + 1, text + i + escape_length, rest);
+    const std::size_t taken = std::min(length - i, escape_length);
+    const std::size_t rest = length - i - taken;
+    std::memmove(text + i + 1, text + i + taken, rest);
     // Nothing of the old text stays behind the new one, where a later value could meet it.
     std::memset(text + i + 1 + rest, 0, length - (i + 1 + rest));
     length = i + 1 + rest;

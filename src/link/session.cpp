@@ -29,11 +29,18 @@ struct Speed {
   tcflag_t code;
 };
 
+// Beside 9600, for which any other number stands.
 constexpr Speed direct_speeds[] = {
-    {9600, B9600}, {19200, B19200}, {38400, B38400}, {57600, B57600}, {115200, B115200},
+    {19200, B19200},
+    {38400, B38400},
+    {57600, B57600},
+    {115200, B115200},
 };
 constexpr Speed terminal_speeds[] = {
-    {1200, B1200}, {2400, B2400}, {4800, B4800}, {9600, B9600}, {19200, B19200},
+    {1200, B1200},
+    {2400, B2400},
+    {4800, B4800},
+    {19200, B19200},
 };
 
 template <std::size_t size>
@@ -62,10 +69,7 @@ void clear_texts() {
 
 int open_line() {
   constexpr int flags = O_RDWR | O_NOCTTY;
-  if (direct_mode()) {
-    DRVCOMM[text_size - 1] = '\0';
-    return open(DRVCOMM, flags);
-  }
+  if (direct_mode()) return open(DRVCOMM, flags);
   const char* terminal = ttyname(STDOUT_FILENO);
   return terminal == nullptr ? -1 : open(terminal, flags);
 }
@@ -116,7 +120,6 @@ int ic_init(const char* path, int baud) {
     ic_exit(handle);
     return no_reader;
   }
-  note_reader_type(version);
   return handle;
 }
 

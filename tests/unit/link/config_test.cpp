@@ -386,6 +386,14 @@ TEST(GetS, NeverLeavesTheSixtyBytes) {
   EXPECT_EQ(full, std::string(59, 'x') + std::string(1, '\0') + "####");
 }
 
+TEST(GetS, LeavesWhatIsBehindATerminator) {
+  char line[] = "S=x\n";
+  std::string text(text_size, '#');
+  text[3] = '\0';
+  EXPECT_EQ(get_s(line, text.data()), 3);
+  EXPECT_EQ(text, "x##" + std::string(1, '\0') + std::string(text_size - 4, '#'));
+}
+
 TEST(GetS, TakesNullPointers) {
   char line[] = "S=x\n";
   char text[text_size] = "abc";
