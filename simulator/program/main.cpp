@@ -95,6 +95,14 @@ void expect_nothing_but_a_replay(const CLI::App& app) {
       throw Error(fmt::format("--replay does not go with {}", other));
 }
 
+// A subcommand has options of its own; those before it are a running reader's.
+void expect_no_options_of_a_reader(const CLI::App& app) {
+  for (const CLI::App* const command : app.get_subcommands())
+    for (const CLI::Option* const option : app.get_options())
+      if (option->count() > 0)
+        throw Error(fmt::format("{} does not go with {}", option->get_name(), command->get_name()));
+}
+
 int dispatch(int argument_count, const char* const* arguments) {
   // What follows "--" is not for this program if it begins another.
   const std::span all(arguments, static_cast<std::size_t>(argument_count));
@@ -264,6 +272,7 @@ int dispatch(int argument_count, const char* const* arguments) {
   } catch (const CLI::ParseError& error) {
     throw Error(error.what());
   }
+  expect_no_options_of_a_reader(app);
   return action();
 }
 

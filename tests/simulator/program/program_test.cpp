@@ -352,7 +352,7 @@ TEST_F(ChangedCard, is_saved_at_the_end_when_that_is_possible_again) {
 
 TEST_F(Program, leaves_nothing_behind_when_a_new_card_cannot_be_written) {
   const Outcome outcome =
-      quorra::testing::run(from_shell("ulimit -f 0; exec $0 new 4442 " + path("card")));
+      quorra::testing::run(from_shell("ulimit -S -f 0; exec $0 new 4442 " + path("card")));
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.errors, "quorra-sim: " + path("card") + ": cannot write: File too large\n");
   EXPECT_TRUE(folder_is_empty());
@@ -706,6 +706,14 @@ TEST_F(Program, names_what_is_missing) {
   expect_refusal({"play", path("waves")}, "--card is required");
   expect_refusal({"control"}, "SOCKET is required");
   expect_refusal({"control", path("socket")}, "JSON is required");
+}
+
+// What they ask for would not happen.
+TEST_F(Program, refuses_options_of_a_reader_before_a_subcommand) {
+  expect_refusal({"--web", "0", "kinds"}, "--web does not go with kinds");
+  expect_refusal({"--card", path("card"), "show", path("card")}, "--card does not go with show");
+  expect_refusal({"--terminal", "new", "4442", path("card")}, "--terminal does not go with new");
+  EXPECT_FALSE(std::filesystem::exists(path("card")));
 }
 
 TEST_F(Program, refuses_empty_names_of_files) {
