@@ -68,7 +68,7 @@ TEST_F(Output, OldFileKeepsItsPermissions) {
 }
 
 TEST_F(Output, OldFileIsWholeUntilTheNewOneIs) {
-  const std::string limit = "ulimit -f 2048";  // 1 MiB
+  const std::string limit = "ulimit -S -f 2048";  // 1 MiB
   write_file(file, "old");
   write_file(source, std::string(std::size_t{1024} * 1024 + 8, 'x'));
   expect_error(save_after(limit, file), 1, "quorra: writing " + file + ": File too large\n");

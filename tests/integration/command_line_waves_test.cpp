@@ -75,7 +75,7 @@ TEST_F(WavesOfCommands, ThatCannotBeWrittenAreRefused) {
 // The head of the file fits into the limit, and what follows does not.
 TEST_F(WavesOfCommands, ThatCannotGoOnFailTheCommand) {
   const Outcome outcome =
-      run(Arguments{"/bin/sh", "-c", R"(ulimit -f 2; exec "$0" "$@")", QUORRA_PROGRAM} + read +
+      run(Arguments{"/bin/sh", "-c", R"(ulimit -S -f 2; exec "$0" "$@")", QUORRA_PROGRAM} + read +
           Arguments{waves});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output, show_two);

@@ -138,7 +138,7 @@ TEST_F(WavesOfProgram, do_not_go_with_a_recording_of_the_line) {
 // Blocks of the shell's limit have 512 bytes, or 1024. The head of the file has fewer.
 TEST_F(WavesOfProgram, that_cannot_go_on_are_told_at_once_and_at_the_end) {
   const std::string file = path("x.vcd");
-  Process program = start({"--waves", file}, "ulimit -f 2;");
+  Process program = start({"--waves", file}, "ulimit -S -f 2;");
   program.read_line();
   for (int i = 0; i < 4; ++i)
     read_a_byte();
@@ -151,7 +151,7 @@ TEST_F(WavesOfProgram, that_cannot_go_on_are_told_at_once_and_at_the_end) {
 
 TEST_F(WavesOfProgram, that_cannot_go_on_are_told_when_the_socket_ends_them) {
   const std::string file = path("x.vcd");
-  Process program = start({"--waves", file}, "ulimit -f 2;");
+  Process program = start({"--waves", file}, "ulimit -S -f 2;");
   program.read_line();
   for (int i = 0; i < 4; ++i)
     read_a_byte();
