@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "tests/support/scripted_reader.hpp"
 
@@ -492,6 +493,18 @@ TEST_F(Delay, WaitsForMoreThanItsTicks) {
 TEST_F(Delay, CountsRightWhereverTheClockStands) {
   for (const int power : {31, 32}) {
     EXPECT_EQ(readings(1000, (clock_t{1} << power) - 500, 100), 12) << power;
+  }
+}
+
+TEST_F(Delay, OfZeroLastsUntilTheClockAdvances) {
+  System& system = System::instance();
+  const auto stands_still = [reading = 0]() mutable { return reading++ < 3 ? 77 : 78; };
+  const std::pair<int, long> expected[] = {{0, 4}, {-1, 2}, {INT_MIN, 2}};
+  for (const auto& [ticks, readings] : expected) {
+    system.reset();
+    system.clock = stands_still;
+    EXPECT_EQ(ic_delay(ticks), 10);
+    EXPECT_EQ(system.clock_readings, readings) << ticks;
   }
 }
 
