@@ -21,6 +21,7 @@ struct Attempt {
 
 // Writes the last `left` bytes of a text.
 Attempt try_to_write(int handle, const unsigned char* end, std::size_t left) {
+  errno = 0;
   const ssize_t written = write(handle, end - left, left);
   if (written <= 0) return {written, left, written < 0 && (errno == EINTR || errno == EAGAIN)};
   left -= static_cast<std::size_t>(written);

@@ -140,12 +140,26 @@ TEST_P(PassingFailure, IsNotFollowedByAnotherAttemptOnceAWriteFails) {
   }
 }
 
-// A write that takes nothing has not failed: what is in errno is of an earlier call.
+// What an earlier call left in errno is not taken for the reason of a failure.
 TEST(Writing, LooksAtNoOlderError) {
   ScriptedReader reader;
   const int handle = reader.init0();
-  System::instance().before_write = [](const Bytes&) { return std::optional<ssize_t>(0); };
+  System::instance().before_write = [](const Bytes&) { return std::optional<ssize_t>(-1); };
   errno = EINTR;
+  EXPECT_EQ(sendchar(handle, 0xAA), -129);
+  EXPECT_EQ(System::instance().writes.size(), 1U);
+  System::instance().before_write = nullptr;
+  ic_exit(handle);
+}
+
+// A write that takes nothing has not failed, so that errno says nothing.
+TEST(Writing, LooksAtNoErrorOfAWriteThatTakesNothing) {
+  ScriptedReader reader;
+  const int handle = reader.init0();
+  System::instance().before_write = [](const Bytes&) {
+    errno = EINTR;
+    return std::optional<ssize_t>(0);
+  };
   EXPECT_EQ(sendchar(handle, 0xAA), -129);
   EXPECT_EQ(System::instance().writes.size(), 1U);
   System::instance().before_write = nullptr;
