@@ -296,7 +296,7 @@ TEST_F(TapOfATerminal, GivesTheLineItsSettingsBack) {
 // What the program does not want any more does not reach it, but is shown.
 TEST_F(TapOfATerminal, PassesAFlushOn) {
   start();
-  tap->signal(SIGSTOP);
+  tap->freeze();
   line.type("old");
   int waiting = 0;
   while (waiting < 3) {

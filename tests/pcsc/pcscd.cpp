@@ -82,7 +82,7 @@ void VirtualReader::stop() {
   EXPECT_EQ(process_->wait().status, 0);
 }
 
-void VirtualReader::freeze() const { process_->signal(SIGSTOP); }
+void VirtualReader::freeze() const { process_->freeze(); }
 void VirtualReader::go_on() const { process_->signal(SIGCONT); }
 
 std::string VirtualReader::control(const std::string& command) const {

@@ -217,6 +217,14 @@ Process::~Process() {
 
 void Process::signal(int number) const { kill(pid_, number); }
 
+void Process::freeze() const {
+  signal(SIGSTOP);
+  siginfo_t seen{};
+  while (waitid(P_PID, static_cast<id_t>(pid_), &seen, WSTOPPED | WEXITED | WNOWAIT) != 0 &&
+         errno == EINTR) {
+  }
+}
+
 bool Process::receive() {
   std::vector<pollfd> waited;
   for (const auto& [stream, end] : pipes_) {

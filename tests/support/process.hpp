@@ -91,6 +91,9 @@ class Process {
   // The next line of standard output, without its end.
   std::string read_line();
   void signal(int number) const;
+  // Stops it until SIGCONT. It may be just about to act on what it was told before; so this waits
+  // until it stands still.
+  void freeze() const;
   // The number of the process.
   pid_t number() const { return pid_; }
   // Waits for the end; the output is what has not been read before.

@@ -475,7 +475,7 @@ TEST_F(Program, shows_a_trace_until_the_reader_ends) {
 TEST_F(Program, does_not_wait_for_ever_for_a_reader_that_stands_still) {
   auto reader = start({"--socket", path("socket")});
   reader.read_line();
-  reader.signal(SIGSTOP);
+  reader.freeze();
   // One that does not listen, and no other client gets into its queue.
   const FileDescriptor deaf(::socket(AF_UNIX, SOCK_STREAM, 0));
   ASSERT_EQ(bind_to(deaf, socket_address(path("deaf"))), 0);
