@@ -285,7 +285,8 @@ class Played24c {
   void take(unsigned char byte) {
     if (address_bytes_ < (has_two_bytes() ? 2U : 1U)) {
       const bool is_upper = has_two_bytes() && address_bytes_ == 0;
-      counter_ = is_upper ? (byte << 8U | (counter_ & 0xFFU)) : ((counter_ & ~0xFFU) | byte);
+      counter_ =
+          is_upper ? (unsigned{byte} << 8U | (counter_ & 0xFFU)) : ((counter_ & ~0xFFU) | byte);
       counter_ %= card_.size;
       ++address_bytes_;
       return;
