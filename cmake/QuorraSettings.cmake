@@ -45,11 +45,13 @@ if(QUORRA_SANITIZE)
     -O1 -fno-omit-frame-pointer -gline-tables-only)
   add_link_options(-fsanitize=address,undefined)
 endif()
+# The counters lie in the files themselves, one for each program, so that those of a process that is
+# killed count too.
 if(QUORRA_COVERAGE)
-  add_compile_options(--coverage -O0 -g)
-  add_link_options(--coverage LINKER:--wrap=raise,--undefined=__wrap_raise)
-  add_library(quorra_counters STATIC "${PROJECT_SOURCE_DIR}/tests/support/counters.c")
-  target_link_libraries(quorra_warnings INTERFACE quorra_counters)
+  add_compile_options(-O0 -gline-tables-only -gdwarf-4 -fcoverage-mapping
+    "-fprofile-instr-generate=${PROJECT_BINARY_DIR}/counters/%m%c.profraw"
+    "SHELL:-mllvm -runtime-counter-relocation")
+  add_link_options(-fprofile-instr-generate)
 endif()
 
 # quorra_part(NAME WHAT PACKAGE...) sets QUORRA_WITH_<NAME> from the option QUORRA_<NAME>

@@ -27,9 +27,9 @@ RESPONSECODE tell_of_exception(const Link* link) noexcept {
   } catch (const std::exception& error) {
     log(Severity::error, error.what());
     if (link != nullptr) return response_code(*link, error);
-  } catch (...) {  // GCOVR_EXCL_START: nothing here throws anything else
+  } catch (...) {  // UNREACHED_FROM: nothing here throws anything else
     log(Severity::error, "something else than an exception of the driver");
-  }  // GCOVR_EXCL_STOP
+  }  // UNREACHED_TO
   return IFD_COMMUNICATION_ERROR;
 }
 

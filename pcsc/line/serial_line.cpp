@@ -30,9 +30,9 @@ constexpr int most_drops = 50;
 int open_line(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor >= 0) return descriptor;
-  // GCOVR_EXCL_START: it was opened a moment before
+  // UNREACHED_FROM: it was opened a moment before
   throw toolkit::DeviceError(path + " cannot be opened: " + std::generic_category().message(errno));
-  // GCOVR_EXCL_STOP
+  // UNREACHED_TO
 }
 
 }  // namespace

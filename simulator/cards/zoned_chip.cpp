@@ -157,7 +157,7 @@ bool ZonedChip::may_be_erased(const Area& area) const {
       return is_issuer() ||
              (is_zone_open(area.number) && is_open(AreaRole::erase_code, area.number));
   }
-  return false;  // GCOVR_EXCL_LINE: there are no other roles
+  return false;  // UNREACHED: there are no other roles
 }
 
 // The flags are not erased. A zone that is erased already is left alone and costs nothing.

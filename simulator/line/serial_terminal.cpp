@@ -82,7 +82,7 @@ FileDescriptor open_own_terminal() {
 }
 
 // The program's side of fork().
-// GCOVR_EXCL_START: a process that becomes another program, or ends at once, keeps no counts
+// UNREACHED_FROM: a process that becomes another program, or ends at once, keeps no counts
 [[noreturn]] void become(char* const* arguments, int terminal) {
   sigset_t none{};
   sigemptyset(&none);
@@ -97,7 +97,7 @@ FileDescriptor open_own_terminal() {
   }
   ::_exit(exit_without_program);
 }
-// GCOVR_EXCL_STOP
+// UNREACHED_TO
 
 }  // namespace
 

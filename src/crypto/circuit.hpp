@@ -39,7 +39,7 @@ template <Operation operation, typename Word>
   if constexpr (operation == Operation::either) return first | second;
   if constexpr (operation == Operation::differ) return first ^ second;
   if constexpr (operation == Operation::only_first) return first & ~second;
-  if constexpr (operation == Operation::negation) return ~first;
+  return ~first;  // negation
 }
 
 template <const auto& circuit, typename Word>

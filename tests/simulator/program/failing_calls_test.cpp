@@ -172,13 +172,12 @@ INSTANTIATE_TEST_SUITE_P(
     Terminal, FatalFailure,
     ::testing::Values(
         Failure{"signalfd4:error=EMFILE", "", {"--terminal", "--", "true"}, "signalfd: Too many"},
-        // The first three look at the standard streams.
-        Failure{"fcntl:error=EPERM:when=4",
-                "",
+        Failure{"fcntl:error=EPERM:when=1",
+                "/dev/ptmx",
                 {"--terminal", "--", "true"},
                 "pseudo-terminal: Operation not permitted"},
-        Failure{"fcntl:error=EPERM:when=5",
-                "",
+        Failure{"fcntl:error=EPERM:when=2",
+                "/dev/ptmx",
                 {"--terminal", "--", "true"},
                 "pseudo-terminal: Operation not permitted"},
         Failure{"clone:error=EAGAIN", "", {"--terminal", "--", "true"}, "fork: Resource tempor"},

@@ -103,7 +103,7 @@ class DesTrace : public ::testing::Test {
  protected:
   void SetUp() override {
 #ifdef QUORRA_INSTRUMENTED
-    GTEST_SKIP() << "the sanitizers have a stack of their own kind";
+    GTEST_SKIP() << "instrumented code keeps more on its stack";
 #endif
   }
 };
