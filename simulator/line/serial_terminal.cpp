@@ -82,7 +82,6 @@ FileDescriptor open_own_terminal() {
 }
 
 // The program's side of fork().
-// UNREACHED_FROM: a process that becomes another program, or ends at once, keeps no counts
 [[noreturn]] void become(char* const* arguments, int terminal) {
   sigset_t none{};
   sigemptyset(&none);
@@ -97,7 +96,6 @@ FileDescriptor open_own_terminal() {
   }
   ::_exit(exit_without_program);
 }
-// UNREACHED_TO
 
 }  // namespace
 
