@@ -36,14 +36,14 @@ unsigned char exclusive_or(std::span<const unsigned char> bytes) {
 }
 
 bool is_exchange(std::span<const unsigned char> bytes) {
-  const Command* command = bytes.size() > 1 ? find_command(bytes[1]) : nullptr;
+  const Command* command = find_command(bytes[1]);
   return bytes.front() == request_start && command != nullptr &&
          command->arguments == Arguments::for_card;
 }
 
 // In an exchange with a processor card the check byte may leave out what is for the card.
 bool leaves_out_bytes_for_card(std::span<const unsigned char> bytes) {
-  return is_exchange(bytes) && bytes.size() > arguments_offset + 1 &&
+  return bytes.size() > arguments_offset + 1 && is_exchange(bytes) &&
          exclusive_or(bytes.first(arguments_offset)) == bytes.back();
 }
 

@@ -82,7 +82,8 @@ std::string headline(const Decoded& decoded, Codes codes) {
     case Wholeness::whole:
       return told + check_byte(decoded, codes);
     case Wholeness::partial:
-      return fmt::format("partial frame, {}: {}", counted(size, "byte"), told);
+      return fmt::format("partial frame, {}{}{}", counted(size, "byte"), told.empty() ? "" : ": ",
+                         told);
     case Wholeness::stray:
       return counted(size, "stray byte");
     case Wholeness::screen:

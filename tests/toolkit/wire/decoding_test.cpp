@@ -85,6 +85,10 @@ TEST(WireWords, OfUnknownBytes) {
   Told told;
   EXPECT_EQ(first_line(told.ask(sealed("AA 01 00 05 02 00 00 00 00"))),
             "    0.000000 -> command 0x01, card type 0x02; check byte AC is right");
+  Bytes spoilt = sealed("AA 01 00 05 02 00 00 00 00");
+  spoilt.back() ^= 0x01;
+  EXPECT_EQ(first_line(told.ask(spoilt)),
+            "    0.000000 -> command 0x01, card type 0x02; check byte AD is wrong");
 }
 
 TEST(WireWords, OfPartialAndStrayBytes) {
@@ -97,6 +101,51 @@ TEST(WireWords, OfPartialAndStrayBytes) {
       in_words(decoder.take({Direction::reply, Wholeness::stray, 0s, hex("C3")}), Codes::hidden),
       "    0.000000 <- 1 stray byte\n"
       "                C3                                               |.|\n");
+}
+
+struct Cut {
+  std::string name;
+  Direction direction;
+  std::string bytes;
+  std::string told;
+};
+
+class WireCutFrames : public ::testing::TestWithParam<Cut> {};
+
+// However few bytes of a frame there are, they tell what they can.
+TEST_P(WireCutFrames, AreToldAsFarAsTheyGo) {
+  Decoder decoder;
+  EXPECT_EQ(first_line(decoder.take(
+                {GetParam().direction, Wholeness::partial, 0s, hex(GetParam().bytes)})),
+            "    0.000000 " + GetParam().told);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Frames, WireCutFrames,
+    ::testing::Values(
+        Cut{"request_start", Direction::request, "AA", "-> partial frame, 1 byte"},
+        Cut{"request_command", Direction::request, "AA 61", "-> partial frame, 2 bytes: read"},
+        Cut{"request_card", Direction::request, "AA 61 00 07 77",
+            "-> partial frame, 5 bytes: read, 4428"},
+        Cut{"request_without_count", Direction::request, "AA 61 00 07 77 00 00 00 20 00",
+            "-> partial frame, 10 bytes: read, 4428, address 0x0020, 1 byte"},
+        Cut{"reply_start", Direction::reply, "55", "<- partial frame, 1 byte"},
+        Cut{"reply_status", Direction::reply, "55 00", "<- partial frame, 2 bytes: done"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(WireWords, OfArgumentsThatAreOneByteTooMany) {
+  Told told;
+  EXPECT_EQ(in_words(told.ask(sealed("AA 61 00 08 79 00 00 00 20 00 10 7F")), Codes::hidden),
+            "    0.000000 -> read, 4442 or 4432, address 0x0020, count 16; check byte F5 is "
+            "right\n"
+            "                00 10 7F                                         |...|\n");
+}
+
+TEST(WireWords, OfAValue) {
+  Told told;
+  EXPECT_EQ(in_words(told.ask(sealed("AA B4 00 06 80 00 00 00 00 05")), Codes::hidden),
+            "    0.000000 -> beep, reader, 1 byte; check byte 9D is right\n"
+            "                05                                               |.|\n");
 }
 
 TEST(WireWords, OfAStatusDependOnTheReader) {
@@ -149,6 +198,24 @@ TEST(WireJson, TellsTheSame) {
   EXPECT_EQ(answered["status"]["words"], "done");
   EXPECT_EQ(answered["took"], 0.25);
   EXPECT_EQ(answered["data"], "01 02");
+}
+
+TEST(WireJson, NamesWhatIsNoWholeFrame) {
+  Decoder decoder;
+  const auto told = [&](Wholeness wholeness, const Bytes& bytes) {
+    return nlohmann::json::parse(
+        as_json(decoder.take({Direction::request, wholeness, 0s, bytes}), Codes::hidden));
+  };
+  const auto partial = told(Wholeness::partial, hex("AA 61 00 07"));
+  EXPECT_EQ(partial["frame"], "partial");
+  EXPECT_EQ(partial["bytes"], "AA 61 00 07");
+  EXPECT_FALSE(partial.contains("check"));
+  const auto stray = told(Wholeness::stray, hex("C3"));
+  EXPECT_EQ(stray["frame"], "stray");
+  EXPECT_FALSE(stray.contains("command"));
+  const auto screen = told(Wholeness::screen, quorra::testing::text("Hi"));
+  EXPECT_EQ(screen["frame"], "screen");
+  EXPECT_EQ(screen["data"], "48 69");
 }
 
 TEST(WireJson, ShowsCodesOnlyIfTold) {
@@ -222,6 +289,15 @@ INSTANTIATE_TEST_SUITE_P(
                       WithCode{"change_reference_data",
                                "AA 21 80 12 20 00 00 00 00 00 24 00 01 08 31 32 33 34 35 36 37 38",
                                "AA 21 80 12 20 00 00 00 00 00 24 00 01 08 ** ** ** ** ** ** ** **"},
+                      WithCode{"verify_that_wants_an_answer",
+                               "AA 21 80 0F 20 00 00 00 00 00 20 00 01 04 31 32 33 34 00",
+                               "AA 21 80 0F 20 00 00 00 00 00 20 00 01 04 ** ** ** ** 00"},
+                      WithCode{"verify_with_an_extended_length",
+                               "AA 21 80 10 20 00 00 00 00 00 20 00 01 00 00 04 31 32 33 34",
+                               "AA 21 80 10 20 00 00 00 00 00 20 00 01 00 00 04 ** ** ** **"},
+                      WithCode{"verify_too_short_for_an_extended_length",
+                               "AA 21 80 0C 20 00 00 00 00 00 20 00 01 00 31 32",
+                               "AA 21 80 0C 20 00 00 00 00 00 20 00 01 00 ** **"},
                       WithCode{"verify_with_a_length_that_is_wrong",
                                "AA 21 80 0E 20 00 00 00 00 00 20 00 01 02 31 32 33 34",
                                "AA 21 80 0E 20 00 00 00 00 00 20 00 01 02 ** ** ** **"}),
@@ -251,6 +327,8 @@ INSTANTIATE_TEST_SUITE_P(
                       WithoutCode{"the_other_variant", "AA 66 00 07 73 00 01 02 1B 31 32"},
                       WithoutCode{"another_apdu",
                                   "AA 21 80 0E 20 00 00 00 00 00 D6 00 00 04 31 32 33 34"},
+                      WithoutCode{"a_card_that_is_unknown", "AA 60 00 07 02 00 00 00 00 31 32"},
+                      WithoutCode{"three_bytes_for_a_card", "AA 21 80 08 20 00 00 00 00 00 20 00"},
                       WithoutCode{"verify_without_data", "AA 21 80 09 20 00 00 00 00 00 20 00 01"}),
     [](const auto& test) { return test.param.name; });
 
@@ -320,6 +398,16 @@ TEST(WireBlocks, HideWhatGoesOnInAChain) {
   EXPECT_EQ(hidden(told.ask(next)), to_hex(next));
 }
 
+// The first block of a chain need not reach the code, nor the length before it.
+TEST(WireBlocks, HideTheCodeThatOnlyTheNextBlockBrings) {
+  Told told;
+  const Bytes head = to_card(block(0x20, "00 20 00 01"));
+  EXPECT_EQ(hidden(told.ask(head)), to_hex(head));
+  told.answer(reply(0, block(0x90, "")));
+  EXPECT_EQ(hidden(told.ask(to_card(block(0x40, "04 31 32 33 34")))),
+            "AA 21 80 0E 20 00 00 00 00 00 40 05 ** ** ** ** ** ** 25");
+}
+
 TEST(WireBlocks, HideTheCodeAlsoIfTheyAreSpoilt) {
   Bytes spoilt = block(0x40, "00 20 00 01 04 31 32 33 34");
   spoilt.back() ^= 0xFF;
@@ -353,6 +441,27 @@ TEST(WireCodes, AreHiddenInAPartialFrame) {
   // What follows late could be the rest of it.
   EXPECT_EQ(hidden(decoder.take({Direction::request, Wholeness::stray, 2s, hex("33 5A")})),
             "** **");
+}
+
+// The check byte of the block is there; that of the frame is missing.
+TEST(WireCodes, AreHiddenInAPartialFrameWithAWholeBlock) {
+  const auto cut = [](const Bytes& bytes) {
+    Bytes shorter = to_card(bytes);
+    shorter.pop_back();
+    return shorter;
+  };
+  Decoder decoder;
+  const Decoded decoded = decoder.take(
+      {Direction::request, Wholeness::partial, 0s, cut(block(0x40, "00 20 00 01 04 31 32 33 34"))});
+  EXPECT_EQ(hidden(decoded), "AA 21 80 12 20 00 00 00 00 00 40 09 00 20 00 01 04 ** ** ** ** **");
+  EXPECT_EQ(without_codes(decoded), cut(block(0x40, "00 20 00 01 04 00 00 00 00")));
+}
+
+// A 4404 has two codes, and this read asks for the first of them.
+TEST(WireCodes, AreHiddenInStraysThatAnswerAReadOfOneOfTwo) {
+  Told told;
+  told.ask(sealed("AA 61 00 07 7A 00 00 00 00 00 10"));
+  EXPECT_EQ(hidden(told.decoder.take({Direction::reply, Wholeness::stray, 0s, hex("31")})), "**");
 }
 
 TEST(WireCodes, AreHiddenInSpoiltAnswers) {

@@ -101,6 +101,36 @@ TEST(Recording, OfOtherLinesIsPassedOver) {
             "no line to a reader was recorded: none has the link type 147");
 }
 
+TEST(Recording, OfOtherLinesHasSimplePacketsToBePassedOver) {
+  const Bytes ethernet = hex("01000000 14000000 0100 0000 00000000 14000000");
+  const Bytes simple = hex("03000000 18000000 06000000 55000001 00540000 18000000");
+  const Recording recording = read_recording(little_section + ethernet + little_interface + simple);
+  EXPECT_EQ(recording.error, "");
+  EXPECT_TRUE(recording.frames.empty());
+}
+
+TEST(Recording, MayHavePacketsWithoutBytes) {
+  const Bytes nothing = hex("03000000 10000000 00000000 10000000");
+  const Bytes simple = hex("03000000 18000000 06000000 55000001 00540000 18000000");
+  const Recording recording = read_recording(little_section + little_interface + nothing + simple);
+  EXPECT_EQ(recording.error, "");
+  ASSERT_EQ(recording.frames.size(), 1U);
+  EXPECT_EQ(recording.frames[0].bytes, reply);
+}
+
+// Finer than a 64-bit number can count in a second.
+TEST(Recording, WithATimeThatIsTooFineIsRefused) {
+  const auto with = [](const std::string& resolution) {
+    return error_of(little_section + hex("01000000 1C000000 9300 0000 00000000 0900 0100 " +
+                                         resolution + "000000 1C000000"));
+  };
+  const std::string words = "the interface at byte 28 has a resolution of time that is not known";
+  EXPECT_EQ(with("13"), "");
+  EXPECT_EQ(with("14"), words);
+  EXPECT_EQ(with("BF"), "");
+  EXPECT_EQ(with("C0"), words);
+}
+
 // Outside this project a packet may be any part of what the line brought.
 TEST(Recording, MayHaveBytesInAnyPieces) {
   const Bytes file =
@@ -131,6 +161,44 @@ TEST(Recording, TakesTheResolutionOfTime) {
   EXPECT_EQ(recording.error, "");
   ASSERT_EQ(recording.frames.size(), 1U);
   EXPECT_EQ(recording.frames[0].time, 6500ms);
+}
+
+TEST(Recording, TakesTheOffsetOfTimeInEitherByteOrder) {
+  const Bytes interface =
+      hex("00000001 00000020 0093 0000 00000000 000E 0008 0000000000000005 00000020");
+  const Recording recording = read_recording(big_section + interface + big_reply);
+  EXPECT_EQ(recording.error, "");
+  ASSERT_EQ(recording.frames.size(), 1U);
+  EXPECT_EQ(recording.frames[0].time, 4294967298us + 5s);
+}
+
+// The time and the direction of a packet as options of other sizes than the format has them tell
+// nothing; the packet counts.
+TEST(Recording, PassesOverOptionsThatAreSpoilt) {
+  const struct {
+    const char* what;
+    const char* interface;
+  } interfaces[] = {
+      {"a resolution of no bytes", "01000000 18000000 9300 0000 00000000 0900 0000 18000000"},
+      {"an offset of four bytes",
+       "01000000 1C000000 9300 0000 00000000 0E00 0400 05000000 1C000000"},
+      {"an option that is longer than its block",
+       "01000000 1C000000 9300 0000 00000000 0900 0800 09000000 1C000000"},
+  };
+  const Bytes packet = recorded(Direction::reply, 3000ns, reply);
+  for (const auto& [what, interface] : interfaces) {
+    const Recording recording = read_recording(little_section + hex(interface) + packet);
+    EXPECT_EQ(recording.error, "") << what;
+    ASSERT_EQ(recording.frames.size(), 1U) << what;
+    EXPECT_EQ(recording.frames[0].time, 3000us) << what;
+  }
+  const Bytes short_flags =
+      hex("06000000 30000000 00000000 00000000 00000000 06000000 06000000 55000001 00540000"
+          "0200 0200 02000000 30000000");
+  const Recording recording = read_recording(little_section + little_interface + short_flags);
+  EXPECT_EQ(recording.error, "");
+  ASSERT_EQ(recording.frames.size(), 1U);
+  EXPECT_EQ(recording.frames[0].direction, Direction::reply);  // by its first byte
 }
 
 TEST(Recording, ThatIsCutIsReadToItsLastWholeFrame) {
@@ -166,6 +234,15 @@ TEST(Recording, ThatIsDamagedIsReadUpToThere) {
             "the block at byte 28 is too short");
   EXPECT_EQ(error_of(little_section + recorded(Direction::request, 0s, request)),
             "the packet at byte 28 is of interface 0, which is not there");
+  EXPECT_EQ(error_of(little_section + hex("01000000 0E000000 00000000 0000")),
+            "the block at byte 28 says that it has 14 bytes");
+  EXPECT_EQ(error_of(hex("0A0D0D0A 10000000 4D3C2B1A 10000000")),
+            "it ends within the block at byte 0");
+  const Bytes line = little_section + little_interface;
+  EXPECT_EQ(error_of(line + hex("06000000 1C000000 00000000 00000000 00000000 00000000 1C000000")),
+            "the block at byte 48 is too short");
+  EXPECT_EQ(error_of(line + hex("03000000 0C000000 0C000000")),
+            "the block at byte 48 is too short");
   Bytes packet = recorded(Direction::request, 0s, request);
   packet[20] = 0xFF;
   EXPECT_EQ(error_of(little_section + little_interface + packet),
