@@ -253,7 +253,7 @@ void Journal::refuse_changed(const std::string& file,
 
 void Journal::apply(const JournalRecord& record) {
   if (record.event == SeriesEvent::refused) ++refused_;
-  if (record.row == 0 || record.event == SeriesEvent::refused) return;
+  if (record.row == 0) return;
   const auto at = static_cast<std::size_t>(record.row - 1);
   switch (record.event) {
     case SeriesEvent::begun:

@@ -101,6 +101,7 @@ TEST(Field, NumbersHaveTheirByteOrder) {
   Field field{.format = FieldFormat::number, .width = 3};
   EXPECT_EQ(encoded(field, "66051"), "01 02 03");
   EXPECT_EQ(encoded(field, "0x010203"), "01 02 03");
+  EXPECT_EQ(encoded(field, "0X010203"), "01 02 03");
   EXPECT_EQ(encoded(field, "000066051"), "01 02 03");
   EXPECT_EQ(encoded(field, "16777215"), "FF FF FF");
   EXPECT_EQ(refusal(field, "16777216"), "'16777216' is too large for 3 bytes");

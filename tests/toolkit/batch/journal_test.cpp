@@ -7,8 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 
+#include "tests/support/failing_call.hpp"
 #include "tests/support/process.hpp"
 #include "tests/toolkit/batch/support.hpp"
 
@@ -17,6 +19,7 @@ namespace {
 
 using toolkit::Bytes;
 using toolkit::Journal;
+using toolkit::JournalError;
 using toolkit::JournalRecord;
 using toolkit::parse_record;
 using toolkit::RowState;
@@ -47,6 +50,21 @@ class SeriesJournal : public ::testing::Test {
 
   std::string refusal() const {
     return usage_error([&] { Journal journal(plan, rows); });
+  }
+
+  // The words of the JournalError that `act` throws while the call fails; empty if it throws none.
+  template <typename Act>
+  static std::string trouble(const char* call, int error, FailingCall::Which which, Act act) {
+    const FailingCall failing(call, error, which);
+    try {
+      act();
+    } catch (const JournalError& thrown) {
+      return thrown.what();
+    }
+    return {};
+  }
+  std::string trouble(const char* call, int error, FailingCall::Which which = {}) const {
+    return trouble(call, error, which, [this] { const Journal journal(plan, rows); });
   }
 
   TemporaryDirectory folder;
@@ -255,6 +273,69 @@ TEST_F(SeriesJournal, TellsResultsAsCsv) {
 TEST_F(SeriesJournal, SaysWhyItCannotBeOpened) {
   std::filesystem::create_directory(path());
   EXPECT_EQ(refusal(), path() + ": Is a directory");
+}
+
+TEST_F(SeriesJournal, SaysWhyItsResultsCannotBeOpened) {
+  std::filesystem::create_directory(results());
+  EXPECT_EQ(refusal(), results() + ": Is a directory");
+}
+
+// A plan with fewer rows than were done has changed; its journal is not damaged.
+TEST_F(SeriesJournal, KnowsAPlanThatWasCutFromADamagedLine) {
+  append(SeriesEvent::begun, 3);
+  append(SeriesEvent::done, 3);
+  plan = toolkit::parse_series_plan(
+      folder / "plan.toml", "kind = \"24c02\"\nrows = 2\n[[write]]\naddress = 0\nvalue = \"A\"\n");
+  rows = toolkit::make_rows(plan, {});
+  EXPECT_EQ(refusal().substr(0, refusal().find(" has")), plan.file);
+}
+
+// A card that was refused has taken no row, whichever one it would have been.
+TEST_F(SeriesJournal, ARefusedCardLeavesItsRowOpen) {
+  append(SeriesEvent::refused, 1);
+  const Journal journal(plan, rows);
+  EXPECT_EQ(journal.refused(), 1);
+  EXPECT_EQ(journal.next(), 1);
+}
+
+TEST_F(SeriesJournal, SaysWhichCallHasFailed) {
+  EXPECT_EQ(trouble("flock", ENOLCK), "locking " + path() + ": No locks available");
+  EXPECT_EQ(trouble("write", ENOSPC), "writing " + path() + ": No space left on device");
+  EXPECT_EQ(trouble("fsync", EIO), "writing " + path() + ": Input/output error");
+  append(SeriesEvent::done, 1);
+  EXPECT_EQ(trouble("read", EIO), "reading " + path() + ": Input/output error");
+  EXPECT_EQ(trouble("read", EIO, {.first = 2}), "reading " + results() + ": Input/output error");
+  const std::string whole = content_of(path());
+  write_file(path(), whole + R"({"time":)");
+  EXPECT_EQ(trouble("ftruncate", EIO),
+            "taking a broken line off " + path() + ": Input/output error");
+  write_file(path(), whole);
+  write_file(results(), "something else\n");
+  EXPECT_EQ(trouble("ftruncate", EIO), "writing " + results() + ": Input/output error");
+  EXPECT_EQ(trouble("write", ENOSPC), "writing " + results() + ": No space left on device");
+}
+
+// Nothing was lost of what the journal had before.
+TEST_F(SeriesJournal, KeepsWhatItHadWhenTheDiskIsFull) {
+  {
+    Journal journal(plan, rows);
+    journal.append(record(SeriesEvent::done, 1));
+    EXPECT_EQ(trouble("write", ENOSPC, {}, [&] { journal.append(record(SeriesEvent::done, 2)); }),
+              "writing " + path() + ": No space left on device");
+    EXPECT_EQ(journal.state(2), RowState::open);
+  }
+  const Journal journal(plan, rows);
+  EXPECT_EQ(journal.state(1), RowState::done);
+  EXPECT_EQ(journal.next(), 2);
+}
+
+// Some file systems cannot be told to put a file on the disk, and some folders cannot be opened.
+TEST_F(SeriesJournal, IsWrittenWhereNothingCanBePutOnTheDiskAtOnce) {
+  EXPECT_EQ(trouble("fsync", EINVAL), "");
+  EXPECT_EQ(Journal(plan, rows).next(), 1);
+  std::filesystem::remove(path());
+  EXPECT_EQ(trouble("open", EACCES, {.first = 1, .count = 1}), "");
+  EXPECT_EQ(Journal(plan, rows).next(), 1);
 }
 
 }  // namespace

@@ -111,6 +111,8 @@ TEST(SeriesPlan, NamesTheLineOfWhatIsWrong) {
             "plans/plan.toml:1: kind is missing");
   EXPECT_EQ(refusal("rows = 1\n" + one_write, "24c03"),
             "plans/plan.toml:1: kind: '24c03' is no kind of memory card; did you mean '24c02'?");
+  EXPECT_EQ(refusal("rows = 1\n" + one_write, "something else").substr(0, 84),
+            "plans/plan.toml:1: kind: 'something else' is no kind of memory card; there are 4442,");
   EXPECT_EQ(refusal("rows = 1\nlabl = \"x\"\n" + one_write),
             "plans/plan.toml:3: unknown key 'labl'; did you mean 'label'?");
   EXPECT_EQ(refusal("rows = 1\n[[write]]\naddress = 0\nvalue = \"A\"\nwdith = 3\n"),
@@ -129,10 +131,45 @@ TEST(SeriesPlan, NamesTheLineOfWhatIsWrong) {
   EXPECT_EQ(refusal("rows = 1\nrows = 2\n").substr(0, 19), "plans/plan.toml:3: ");
   EXPECT_EQ(refusal("rows = 1\n[write]\naddress = 0\n"),
             "plans/plan.toml:3: write: it is written [[write]]");
+  EXPECT_EQ(refusal("rows = 1\nwrite = [0, \"A\"]\n"),
+            "plans/plan.toml:3: write: it is written [[write]]");
+  EXPECT_EQ(refusal("data = \"\"\n" + one_write),
+            "plans/plan.toml:2: data: the name of the file is empty");
+  EXPECT_EQ(refusal("rows = 1\nseparator = \";\"\n" + one_write),
+            "plans/plan.toml:3: separator: belongs to data");
+  EXPECT_EQ(refusal("rows = 1\ncode = 1\n" + one_write),
+            "plans/plan.toml:3: code: it is a table: [code]");
+  const std::string counter = "[[counter]]\nname = \"n\"\n";
+  EXPECT_EQ(refusal("rows = 1\n" + one_write + counter + counter),
+            "plans/plan.toml:9: name: there are two counters 'n'");
   EXPECT_EQ(refusal("rows = 1\na" + std::string(400, '.') + "\n"),
             "plans/plan.toml:3: more than 200 dots");
   EXPECT_EQ(usage_error([] { static_cast<void>(parse(std::string(65537, '\n'))); }),
             "plans/plan.toml: a plan has 65536 bytes at most");
+}
+
+// One character that a field cannot begin with or end with.
+TEST(SeriesPlan, SeparatesFieldsByOneCharacter) {
+  const auto separator = [](const std::string& text) {
+    return refusal("data = \"a.csv\"\nseparator = \"" + text + "\"\n" + one_write);
+  };
+  EXPECT_EQ(separator("\\t"), "");
+  for (const std::string text : {"", ";;", "\\\"", "\\n", "\\r"}) {
+    EXPECT_EQ(separator(text), "plans/plan.toml:3: separator: is one character, such as \";\"")
+        << text;
+  }
+}
+
+TEST(SeriesPlan, TakesTextsAndWholeNumbersForValues) {
+  const auto value = [](const std::string& line) {
+    return refusal("rows = 1\n[[write]]\naddress = 0\nwidth = 4\n" + line);
+  };
+  const SeriesPlan plan =
+      parse("kind = \"24c02\"\nrows = 1\n[[write]]\naddress = 0\nvalue = 1234\nformat = \"hex\"\n");
+  EXPECT_EQ(hex(joined(make_rows(plan, {}).row(1).bytes)), "12 34");
+  EXPECT_EQ(value("value = 1.5\n"),
+            "plans/plan.toml:6: value: is a string, in quotes, or a whole number");
+  EXPECT_EQ(value(""), "plans/plan.toml:3: value: is missing");
 }
 
 TEST(SeriesPlan, KnowsWherePlacesEnd) {
@@ -196,6 +233,14 @@ TEST(SeriesPlan, GuardsZonesAsAWhole) {
             "plans/plan.toml:9: at: zone 1 of a 102 card is guarded twice");
 }
 
+TEST(SeriesPlan, GuardsACardOfOneZoneAsAWhole) {
+  const SeriesPlan plan = parse(
+      "kind = \"101\"\nrows = 1\n[[write]]\nat = \"data\"\nvalue = \"AB\"\n"
+      "[[protect]]\nat = \"data\"\n");
+  ASSERT_EQ(plan.guards.size(), 1U);
+  EXPECT_EQ(plan.guards[0].zone, &plan.card->memory);
+}
+
 TEST(SeriesPlan, WritesNoByteTwice) {
   const std::string first = "rows = 1\n[[write]]\naddress = 8\nvalue = \"ABCD\"\n";
   EXPECT_EQ(refusal(first + "[[write]]\naddress = 12\nvalue = \"X\"\n"), "");
@@ -233,6 +278,11 @@ TEST(SeriesPlan, KnowsWhatFillsAField) {
   EXPECT_EQ(field("pad = \"-\"\n"), "");
   EXPECT_EQ(field("pad = \"--\"\n"),
             "plans/plan.toml:7: pad: is a number up to 0xFF, or one character");
+  EXPECT_EQ(field("pad = 1.5\n"),
+            "plans/plan.toml:7: pad: is a number up to 0xFF, or one character");
+  EXPECT_EQ(field("format = \"bcd\"\npad = \"F\"\n"),
+            "plans/plan.toml:8: pad: is a number up to 0xF");
+  EXPECT_EQ(field("encoding = \"latin-1\"\n"), "");
   EXPECT_EQ(field("format = \"bcd\"\npad = 15\n"), "");
   EXPECT_EQ(field("format = \"bcd\"\npad = 16\n"), "plans/plan.toml:8: pad: 16 is more than 15");
   EXPECT_EQ(field("format = \"number\"\npad = 0\n"),
@@ -294,6 +344,16 @@ TEST(SeriesRows, NamesTheLineOfWhatIsWrong) {
       "plans/plan.toml:3: '{who}' is neither a column nor a counter");
 }
 
+// Without data there is no line of it to be named.
+TEST(SeriesRows, NamesTheRowWhereThereIsNoData) {
+  const std::string field = "[[write]]\naddress = 0\nwidth = 1\nformat = \"bcd\"\nvalue = ";
+  EXPECT_EQ(
+      refusal_of_rows("rows = 3\n" + field + "\"{n}\"\n[[counter]]\nname = \"n\"\nstart = 98\n"),
+      "plans/plan.toml:7: row 3: '100' is too long: 3 digits, and the field has 2 digits");
+  EXPECT_EQ(refusal_of_rows("rows = 3\n" + field + "\"123\"\n"),
+            "plans/plan.toml:7: '123' is too long: 3 digits, and the field has 2 digits");
+}
+
 TEST(SeriesRows, CountersStayWithinBounds) {
   const auto counter = [](const std::string& lines) {
     return refusal_of_rows("rows = 3\n" + one_write + "[[counter]]\nname = \"n\"\n" + lines);
@@ -306,6 +366,8 @@ TEST(SeriesRows, CountersStayWithinBounds) {
             "plans/plan.toml:6: counter 'n': row 3 would be below 0, or far too large");
   EXPECT_EQ(counter("start = 9223372036854775805\n"), "");
   EXPECT_EQ(counter("start = 9223372036854775806\n"),
+            "plans/plan.toml:6: counter 'n': row 3 would be below 0, or far too large");
+  EXPECT_EQ(counter("start = 0\nstep = 9223372036854775807\n"),
             "plans/plan.toml:6: counter 'n': row 3 would be below 0, or far too large");
   EXPECT_EQ(counter("start = -1\n"), "plans/plan.toml:8: start: -1 is negative");
 }
@@ -329,6 +391,10 @@ TEST(SeriesRows, KeepCodesToThemselves) {
             "plans/plan.toml:7: 'pin' is the card's code, which is written and shown nowhere");
   EXPECT_EQ(rows("{name}", "name,pim\nAnna,A1B2C3\n"),
             "plans/plan.toml:3: code: there is no column 'pin'; did you mean 'pim'?");
+  EXPECT_EQ(rows("{name}", "name,secret\nAnna,A1B2C3\n"),
+            "plans/plan.toml:3: code: there is no column 'pin'");
+  EXPECT_EQ(rows("{who}", "name,pin\nAnna,A1B2C3\n"),
+            "plans/plan.toml:7: '{who}' is neither a column nor a counter");
 }
 
 }  // namespace
