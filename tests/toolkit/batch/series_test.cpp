@@ -6,9 +6,12 @@
 #include "toolkit/batch/series.hpp"
 
 #include <gtest/gtest.h>
+#include <quorra.h>
 
+#include <algorithm>
 #include <deque>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -18,6 +21,8 @@
 #include "tests/support/open_session.hpp"
 #include "tests/support/process.hpp"
 #include "tests/toolkit/batch/support.hpp"
+#include "toolkit/kinds/known_kind.hpp"
+#include "toolkit/memory/refused_codes.hpp"
 
 namespace quorra::testing {
 namespace {
@@ -40,13 +45,18 @@ class Break : public std::exception {};
 class BreakingSession : public OpenSession {
  public:
   // Breaks off in place of the call with this number, from 0, or with what it has done already.
-  BreakingSession(const std::filesystem::path& configuration, int call, bool is_done)
+  BreakingSession(const std::filesystem::path& configuration, int call, bool is_done,
+                  std::function<void()> between)
       : OpenSession(configuration),
         call_(call),
-        is_done_(is_done) {}
+        is_done_(is_done),
+        between_(std::move(between)) {}
+
+  toolkit::RefusedCodes* refused_codes() const override { return &refused_codes_; }
 
  protected:
   void before_call(const toolkit::Operation& /*operation*/) const override {
+    if (between_) between_();
     if (call_ == count_ && !is_done_) throw Break();
   }
   void after_call(const toolkit::Operation& /*operation*/, int /*result*/) const override {
@@ -56,7 +66,9 @@ class BreakingSession : public OpenSession {
  private:
   int call_;
   bool is_done_;
+  std::function<void()> between_;
   mutable int count_ = 0;
+  mutable toolkit::RefusedCodes refused_codes_;
 };
 
 constexpr int never = -1;
@@ -66,6 +78,15 @@ constexpr std::uint8_t write_command = 0x62;
 // The reader refuses to write, once.
 constexpr simulator::Fault status_to_write{
     .kind = simulator::FaultKind::status, .parameter = {}, .on = write_command};
+
+constexpr std::uint8_t read_command = 0x61;
+constexpr std::uint8_t power_command = 0xB2;
+constexpr std::uint8_t eject_command = 0xB8;
+constexpr std::uint8_t state_command = 0xB9;
+
+simulator::Fault refused_once(std::uint8_t command) {
+  return {.kind = simulator::FaultKind::status, .parameter = {}, .on = command};
+}
 
 class SeriesOfCards : public ::testing::Test, protected Operator {
  protected:
@@ -97,12 +118,20 @@ class SeriesOfCards : public ::testing::Test, protected Operator {
   void remove() { reader_->remove(); }
   bool is_there() { return reader_->state().card.has_value(); }
   void arm(const simulator::Fault& fault) { reader_->arm(fault); }
+  const std::filesystem::path& configuration() { return reader_->configuration(); }
+
+  static void change(const std::string& file,
+                     const std::function<void(simulator::Image& image)>& act) {
+    simulator::Image image = simulator::load_image(file);
+    act(image);
+    simulator::save_image(image, file);
+  }
 
   // Runs the command, as far as it gets. False if it broke off.
   bool run(SeriesOptions how = {}, int call = never, bool is_done = false) {
     how.poll_microseconds = 0;
     Journal journal(plan, rows);
-    const BreakingSession session(reader_->configuration(), call, is_done);
+    const BreakingSession session(reader_->configuration(), call, is_done, between_calls);
     Series series(session, plan, rows, journal, *this, how);
     try {
       series.run();
@@ -160,6 +189,7 @@ class SeriesOfCards : public ::testing::Test, protected Operator {
   }
   void want_removal() override {
     said += "remove\n";
+    if (takes_time) return;
     remove();
     if (!exchanges || pile.empty()) return;
     insert(pile.front());
@@ -173,8 +203,9 @@ class SeriesOfCards : public ::testing::Test, protected Operator {
   }
   void tell_refused(const std::string& reason) override { said += "refused: " + reason + "\n"; }
   void tell(const std::string& note) override { said += "note: " + note + "\n"; }
-  Resume decide(const SeriesRow& row, const std::string& /*situation*/) override {
+  Resume decide(const SeriesRow& row, const std::string& situation) override {
     said += "decide " + std::to_string(row.number) + "\n";
+    asked = situation;
     if (answers.empty()) throw Break();
     const Resume answer = answers.front();
     answers.pop_front();
@@ -188,7 +219,10 @@ class SeriesOfCards : public ::testing::Test, protected Operator {
   std::deque<std::string> pile;
   std::deque<Resume> answers;
   std::string said;
-  bool exchanges = false;  // the next card is in the reader before anybody looks
+  std::string asked;        // why somebody had to decide
+  bool exchanges = false;   // the next card is in the reader before anybody looks
+  bool takes_time = false;  // a card is not taken out at once
+  std::function<void()> between_calls;
   int done = 0;
 
  private:
@@ -322,6 +356,127 @@ TEST_F(SeriesOfCards, StopsOnAFailureIfItIsTold) {
   EXPECT_EQ(said.find("remove"), std::string::npos);
 }
 
+TEST_F(SeriesOfCards, NeedsTheCardThatIsTheOnlyOne) {
+  usual_plan();
+  EXPECT_THROW(static_cast<void>(run({.force = true, .has_one_card = true})), toolkit::NoCard);
+  EXPECT_EQ(said, "");
+}
+
+TEST_F(SeriesOfCards, EndsWhereTheReaderDoesNotTellWhetherThereIsACard) {
+  usual_plan();
+  arm(refused_once(state_command));
+  EXPECT_THROW(static_cast<void>(run({.force = true})), Failure);
+  EXPECT_EQ(said, "");
+}
+
+TEST_F(SeriesOfCards, WaitsUntilACardIsTakenOut) {
+  usual_plan();
+  new_card();
+  new_card();
+  takes_time = true;
+  int looks = 0;
+  between_calls = [&] {
+    if (said.ends_with("remove\n") && ++looks == 5) remove();
+  };
+  EXPECT_TRUE(run({.force = true, .limit = 2}));
+  EXPECT_GE(looks, 5);
+  EXPECT_EQ(said, "card 1\ndone 1\nremove\ncard 2\ndone 2\n");
+}
+
+// A reader that cannot eject says so, and somebody takes the card out.
+TEST_F(SeriesOfCards, AsksForTheCardThatWasNotEjected) {
+  usual_plan("after = \"eject\"\n");
+  for (int card = 0; card < 3; ++card)
+    new_card();
+  arm(refused_once(eject_command));
+  EXPECT_TRUE(run({.force = true}));
+  EXPECT_EQ(said.substr(0, said.find("ejecting")), "card 1\ndone 1\nnote: ");
+  EXPECT_NE(said.find("\nremove\ncard 2\ndone 2\ncard 3\ndone 3\n"), std::string::npos) << said;
+  expect_each_row_once();
+}
+
+// Without power it cannot be told from the next one, so it is taken for the same until it is out.
+TEST_F(SeriesOfCards, WaitsForACardThatGetsNoPower) {
+  usual_plan();
+  new_card("4442");
+  new_card();
+  arm(refused_once(power_command));
+  EXPECT_TRUE(run({.limit = 1}));
+  EXPECT_EQ(said.substr(0, said.find("note")),
+            "card 1\nrefused: this is a 4442, not a 24c02\nremove\ncard 1\n");
+  EXPECT_EQ(done, 1);
+}
+
+TEST_F(SeriesOfCards, RefusesAProcessorCard) {
+  usual_plan();
+  new_card("cpu");
+  new_card();
+  EXPECT_TRUE(run({.limit = 1}));
+  EXPECT_EQ(said.substr(0, said.find("note")),
+            "card 1\nrefused: this is a processor card, not a 24c02\nremove\ncard 1\n");
+  EXPECT_EQ(done, 1);
+}
+
+TEST_F(SeriesOfCards, BelievesWhoeverKnowsTheKind) {
+  usual_plan();
+  const std::string file = new_card();
+  const Bytes blank = bytes_on(file, 0, 256);
+  insert(file);
+  EXPECT_TRUE(run({.known_kind = toolkit::find_card("4442"), .has_one_card = true}));
+  EXPECT_EQ(said, "refused: this is a 4442, not a 24c02\n");
+  EXPECT_EQ(bytes_on(file, 0, 256), blank);
+}
+
+// Nothing was written on it, so its row goes to the next one.
+TEST_F(SeriesOfCards, RefusesACardThatCannotBeRead) {
+  usual_plan();
+  const std::string file = new_card();
+  const Bytes blank = bytes_on(file, 0, 256);
+  new_card();
+  arm(refused_once(read_command));
+  EXPECT_TRUE(run({.force = true, .limit = 1}));
+  EXPECT_EQ(said.substr(0, 45), "card 1\nrefused: reading what the card holds: ") << said;
+  EXPECT_NE(said.find("\nremove\ncard 1\ndone 1\n"), std::string::npos) << said;
+  EXPECT_EQ(bytes_on(file, 0, 256), blank);
+  EXPECT_EQ(Journal(plan, rows).refused(), 1);
+}
+
+// Another journal may have given that card its data; this one does not know it.
+TEST_F(SeriesOfCards, GivesItsRowToACardThatHappensToCarryIt) {
+  usual_plan();
+  change(new_card(), [this](simulator::Image& image) {
+    const toolkit::Segment& row = rows.row(1).bytes.front();
+    std::ranges::copy(row.bytes, image.field("memory").begin() + row.address);
+  });
+  EXPECT_TRUE(run({.force = true, .limit = 1}));
+  EXPECT_EQ(said, "card 1\ndone 1\n");
+}
+
+// Whatever was under way goes on with the next run.
+TEST_F(SeriesOfCards, AnInterruptionAtAnyCallEndsIt) {
+  bool is_over = false;
+  for (int call = 0; !is_over; ++call) {
+    usual_plan();
+    new_card();
+    int count = 0;
+    between_calls = [&] {
+      if (count++ == call) throw toolkit::Interrupted("interrupted");
+    };
+    try {
+      is_over = run({.force = true, .limit = 1});
+    } catch (const toolkit::Interrupted&) {
+      EXPECT_EQ(said.find("failed"), std::string::npos) << call << said;
+      EXPECT_EQ(said.find("refused"), std::string::npos) << call << said;
+    }
+    between_calls = nullptr;
+    if (!is_over && said.find("done") == std::string::npos) {
+      ASSERT_TRUE(run({.force = true, .limit = 1})) << call << said;
+    }
+    EXPECT_EQ(cards_with(rows.row(1)), 1) << call << said;
+    forget_all();
+  }
+}
+
 // Wherever the process ends, whether the call was made or not: the same command goes on with the
 // card in the reader.
 TEST_F(SeriesOfCards, GoesOnAfterABreakAtAnyCall) {
@@ -402,6 +557,8 @@ class BegunElsewhere : public SeriesOfCards {
     return all.substr(0, end);
   }
 
+  void expect_begun_has_row() { EXPECT_EQ(bytes_on(begun, 0x21, 8), joined(rows.row(2).bytes)); }
+
   std::string begun;
 };
 
@@ -411,6 +568,57 @@ TEST_F(BegunElsewhere, IsRecognisedWhenItComesBack) {
   EXPECT_TRUE(run({.force = true}));
   EXPECT_EQ(said, "card 2 again\ndone 2\nremove\ncard 3\ndone 3\n");
   expect_each_row_once();
+}
+
+// The first five of the eight bytes are those of row 1, too, which is on another card.
+TEST_F(BegunElsewhere, IsRecognisedByTheBytesThatOnlyItsRowHas) {
+  change(begun, [](simulator::Image& image) {
+    std::fill_n(image.field("memory").begin() + 0x21 + 6, 2, std::uint8_t{0xFF});
+  });
+  pile = {begun};
+  EXPECT_TRUE(run({.force = true, .limit = 1}));
+  EXPECT_EQ(said, "card 2 again\ndone 2\n");
+  expect_begun_has_row();
+}
+
+TEST_F(BegunElsewhere, IsAskedForByTheBytesThatAnotherRowHasToo) {
+  change(begun, [](simulator::Image& image) {
+    std::fill_n(image.field("memory").begin() + 0x21 + 5, 3, std::uint8_t{0xFF});
+  });
+  pile = {begun};
+  EXPECT_FALSE(run({.force = true}));
+  EXPECT_EQ(said, "card 2 again\ndecide 2\n");
+}
+
+// It has its power, but somebody has noted something else for it in the meantime.
+TEST_F(BegunElsewhere, IsRecognisedByItsBytesWhereTheNoteIsNotOfThisSeries) {
+  insert(begun);
+  {
+    const OpenSession session(configuration());
+    ASSERT_EQ(turn_on(session.handle()), 0);
+    toolkit::KnownKind(session).set(*plan.card, "another");
+  }
+  EXPECT_TRUE(run({.force = true, .limit = 1}));
+  EXPECT_EQ(said, "done 2\n");
+  expect_begun_has_row();
+}
+
+TEST_F(BegunElsewhere, IsAskedForWithWhatTheOtherCardLooksLike) {
+  const std::string blank = new_card();
+  pile = {blank};
+  EXPECT_FALSE(run({.force = true}));
+  EXPECT_EQ(asked,
+            "row 2 (5002) was begun on a card when the last run broke off. This card holds nothing "
+            "of it; it may be that card, or another one");
+  remove();
+  change(blank, [](simulator::Image& image) {
+    std::fill_n(image.field("memory").begin(), 64, std::uint8_t{0xA5});
+  });
+  pile = {blank};
+  EXPECT_FALSE(run({.force = true}));
+  EXPECT_EQ(asked,
+            "row 2 (5002) was begun on a card when the last run broke off. This card does not look "
+            "like that one");
 }
 
 TEST_F(BegunElsewhere, IsAskedForWhenAnotherCardComes) {
@@ -461,6 +669,19 @@ TEST_F(BegunElsewhere, IsNotACardThatIsDone) {
   EXPECT_EQ(said.substr(0, said.find("remove")),
             "card 2 again\nrefused: the card carries the data of row 1 (5001) already\n");
   expect_each_row_once();
+}
+
+// A journal that was changed by hand may say that another number of bytes was there before.
+TEST_F(SeriesOfCards, IsNotSureOfACardThatTheJournalDescribesOtherwise) {
+  usual_plan();
+  {
+    Journal journal(plan, rows);
+    journal.append({.event = toolkit::SeriesEvent::begun, .row = 1, .before = Bytes(3, 0xFF)});
+  }
+  new_card();
+  answers = {Resume::again};
+  EXPECT_TRUE(run({.force = true, .limit = 1}));
+  EXPECT_EQ(said, "card 1 again\ndecide 1\ndone 1\n");
 }
 
 // All rows are the same, so a card with the whole of one may be that of another.
@@ -539,6 +760,54 @@ TEST_F(SeriesWithCode, PresentsAWrongCodeToOneCardOnly) {
       << said;
   EXPECT_EQ(pile.size(), 1U);
   EXPECT_EQ(Journal(plan, rows).next(), 1);
+}
+
+// One card has another code than those before it; the next one gets the code again.
+TEST_F(SeriesWithCode, GoesOnBehindACardWithAnotherCode) {
+  new_card("4442");
+  change(new_card("4442"), [](simulator::Image& image) {
+    image.assign("code", {0x12, 0x34, 0x56});
+  });
+  new_card("4442");
+  EXPECT_TRUE(run({.code = {0xFF, 0xFF, 0xFF}}));
+  EXPECT_EQ(said,
+            "card 1\ndone 1\nremove\ncard 2\nfailed 2: presenting the code: the code is wrong "
+            "(-36); 2 attempts left\nremove\ncard 2\ndone 2\n");
+  expect_each_row_once();
+}
+
+TEST_F(SeriesWithCode, TakesTheCodeOfEachCardFromItsRow) {
+  plan_is(
+      "kind = \"4442\"\ndata = \"cards.csv\"\n[code]\ncolumn = \"pin\"\n"
+      "[[write]]\nat = \"data\"\nvalue = \"{name}\"\nwidth = 8\n",
+      "name,pin\nAnna,FFFFFF\nBo,123456\n");
+  new_card("4442");
+  change(new_card("4442"), [](simulator::Image& image) {
+    image.assign("code", {0x12, 0x34, 0x56});
+  });
+  EXPECT_TRUE(run({.code = {0x00, 0x00, 0x00}}));
+  EXPECT_EQ(said, "card 1\ndone 1\nremove\ncard 2\ndone 2\n");
+  expect_each_row_once();
+}
+
+// It has the first byte of its row, and the second one cannot be written any more.
+TEST_F(SeriesWithCode, ACardThatWasBegunAndCannotHoldTheRowHasFailed) {
+  const Bytes wanted = joined(rows.row(1).bytes);
+  Bytes before(wanted.size(), 0xFF);
+  change(new_card("4442"), [&](simulator::Image& image) {
+    const auto memory = image.field("memory");
+    std::copy_n(memory.begin() + 10, 4, before.begin());
+    std::copy_n(memory.begin() + 32, 200, before.begin() + 4);
+    memory[10] = wanted[0];
+    image.field("protected")[11] = 1;
+  });
+  {
+    Journal journal(plan, rows);
+    journal.append({.event = toolkit::SeriesEvent::begun, .row = 1, .before = before});
+  }
+  EXPECT_TRUE(run({.stops_on_failure = true, .code = {0xFF, 0xFF, 0xFF}}));
+  EXPECT_EQ(said, "card 1 again\nfailed 1: writing the card: at 0x000B, read-only for good\n");
+  EXPECT_EQ(Journal(plan, rows).failed(), 1);
 }
 
 // The only way to lose a card for good.
