@@ -149,9 +149,9 @@ Half look_up(const Half (&inputs)[box_inputs]) {
   return sum;
 }
 
-// The two halves of the key, as a word each whose bit 27 is the first cell.
+// The two halves of the key, as a word each whose lowest bit is the first cell.
 constexpr std::uint8_t bit_of_key(std::size_t cell) {
-  return static_cast<std::uint8_t>(key_half - 1 - cell % key_half);
+  return static_cast<std::uint8_t>(cell % key_half);
 }
 
 constexpr std::array<Move, key_cells> into_key_halves = [] {
@@ -230,8 +230,8 @@ void make_round_keys(const unsigned char* key, RoundKeys& keys) {
   unsigned shift = 0;
   for (std::size_t i = 0; i < rounds; ++i) {
     shift += shifts[i];
-    lefts[i] = left << shift | left >> (key_half - shift);
-    rights[i] = right << shift | right >> (key_half - shift);
+    lefts[i] = left >> shift | left << (key_half - shift);
+    rights[i] = right >> shift | right << (key_half - shift);
   }
   for (std::size_t i = 0; i < rounds; i += lanes)
     choose_round_keys(&lefts[i], &rights[i], &keys.half[i], &keys.edges[i]);
