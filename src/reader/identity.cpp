@@ -27,15 +27,12 @@ int request_status(int handle, int* out, int attempts) {
   if (out == nullptr) return bad_length;
   Request request(Command::read_status, CardType::reader);
   Reply reply;
-  int code = ok;
-  for (int attempt = 0; attempt < attempts; ++attempt) {
-    code = request.send(handle);
+  for (int attempt = 1;; ++attempt) {
+    int code = request.send(handle);
     if (code == ok) code = receive_com(handle, reply.frame());
-    if (code != ok) continue;
-    *out = 0;
-    break;
+    if (code == ok) *out = 0;
+    if (code == ok || attempt == attempts) return code;
   }
-  return code;
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ constexpr Candidate candidates[] = {
 };
 
 bool reader_answers(int handle) {
-  int status = 0;
+  int status{};
   return get_status0(handle, &status) == ok;
 }
 
@@ -59,7 +59,7 @@ bool reader_answers(int handle) {
 using namespace quorra;
 
 int set_baud(int handle, int baud) {
-  unsigned char setting = 0;
+  unsigned char setting{};
   if (const int code = read_reader_memory(handle, speed_address, 1, &setting, value_missing);
       code != ok) {
     return code;
@@ -72,7 +72,7 @@ int set_baud(int handle, int baud) {
 }
 
 int chk_baud(const char* path) {
-  int handle = -1;
+  int handle = no_reader;
   for (const Candidate& candidate : candidates) {
     if (candidate.pause != 0) {
       ic_exit(handle);
@@ -95,7 +95,7 @@ int auto_init(const char* path, int baud) {
   if (const int handle = ic_init(path, baud); handle > 0) return handle;
   ic_delay(second);
   const int found = chk_baud(path);
-  if (found < 1) return no_reader;
+  if (found < 0) return no_reader;
   int handle = ic_init(path, found);
   if (handle < 0) return no_reader;
   if (set_baud(handle, baud) != ok) {

@@ -88,7 +88,7 @@ int setsc_md(int handle, int mode) {
   if (const int code = write_reader_memory(handle, security_mode_address, 1, &wanted); code != ok) {
     return code;
   }
-  unsigned char held = 0;
+  unsigned char held{};
   if (const int code = read_reader_memory(handle, security_mode_address, 1, &held, not_equal);
       code != ok) {
     return code;

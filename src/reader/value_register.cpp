@@ -48,20 +48,20 @@ int swr_value(int handle, unsigned value) {
 
 int val_set(int handle, unsigned value) {
   if (const int code = swr_value(handle, value); code != ok) return code;
-  unsigned held = 0;
+  unsigned held{};
   if (const int code = read_value(handle, &held, not_equal); code != ok) return code;
   return held == value ? ok : not_equal;
 }
 
 // Past its largest number the register goes on from 0.
 int val_inc(int handle, unsigned amount) {
-  unsigned held = 0;
+  unsigned held{};
   if (const int code = read_value(handle, &held, value_missing); code != ok) return code;
   return val_set(handle, held + amount);
 }
 
 int val_dec(int handle, unsigned amount) {
-  unsigned held = 0;
+  unsigned held{};
   if (const int code = read_value(handle, &held, value_missing); code != ok) return code;
   const unsigned left = held - amount;
   return is_negative(left) ? below_zero : val_set(handle, left);

@@ -103,7 +103,7 @@ int rdstrg_45d041(int handle, unsigned char* status) {
 
 int chk_45d041(int handle) {
   for (int attempt = 0; attempt < presence_attempts; ++attempt) {
-    unsigned char status = 0;
+    unsigned char status{};
     if (const int code = rdstrg_45d041(handle, &status); code != ok) return code;
     if (shows_a_card(status)) return ok;
   }

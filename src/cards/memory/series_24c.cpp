@@ -6,6 +6,8 @@
 
 #include <quorra.h>
 
+#include <climits>
+
 #include "link/codes.hpp"
 #include "link/exchange.hpp"
 #include "link/transfer.hpp"
@@ -37,7 +39,7 @@ constexpr Size size_24c16 = size_of(CardType::card_24c16, 2048);
 constexpr Size size_24c32 = size_of(CardType::card_24c32, 4096);
 constexpr Size size_24c64 = size_of(CardType::card_24c64, 8192);
 
-constexpr int none = -1;
+constexpr int none = INT_MIN;
 constexpr int mirrors_max = 2;
 
 // A probe writes a test value at the top address of its size, and looks whether it shows there and
@@ -61,7 +63,7 @@ bool write_byte(int handle, const Probe& probe, int address, unsigned char byte)
 unsigned char next(unsigned char byte) { return static_cast<unsigned char>(byte + 1); }
 
 bool shows_only_at_top(int handle, const Probe& probe, unsigned char test) {
-  unsigned char held = 0;
+  unsigned char held{};
   if (!write_byte(handle, probe, probe.top, test)) return false;
   if (!read_byte(handle, probe, probe.top, &held) || held != test) return false;
   for (const int mirror : probe.mirrors) {
@@ -72,13 +74,13 @@ bool shows_only_at_top(int handle, const Probe& probe, unsigned char test) {
 }
 
 bool passes(int handle, const Probe& probe) {
-  unsigned char saved = 0;
+  unsigned char saved{};
   if (!read_byte(handle, probe, probe.top, &saved)) return false;
   unsigned char mirrored[mirrors_max] = {};
   for (int i = 0; i < mirrors_max && probe.mirrors[i] != none; ++i) {
     if (!read_byte(handle, probe, probe.mirrors[i], &mirrored[i])) return false;
   }
-  unsigned char guarded = 0;
+  unsigned char guarded{};
   if (probe.guarded != none && !read_byte(handle, probe, probe.guarded, &guarded)) return false;
 
   // The test value differs from what each mirror address holds.

@@ -7,6 +7,8 @@
 
 #include <quorra.h>
 
+#include <climits>
+
 #include "cards/secure/security.hpp"
 
 namespace quorra {
@@ -18,7 +20,7 @@ struct Zone {
   int plain_end;  // what the plain write reaches
 };
 
-constexpr int none = -1;
+constexpr int none = INT_MIN;
 
 // The places of a code and of what belongs to it: addresses within the zone.
 struct Guard {

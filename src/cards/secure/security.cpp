@@ -67,7 +67,7 @@ int read_counter_or_zero(int handle, const Memory& reading, int address, unsigne
 
 int clear_bit(int handle, const Memory& reading, const Memory& writing, int address,
               unsigned char bit) {
-  unsigned char held = 0;
+  unsigned char held{};
   if (const int code = read_memory(handle, reading, address, 1, &held, value_missing); code != ok) {
     return code;
   }

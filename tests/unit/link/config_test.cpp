@@ -357,6 +357,13 @@ TEST(GetS, EditsTheLineInPlaceAndMovesNoTerminator) {
   EXPECT_STREQ(text, "/dev/ttyS1");
 }
 
+TEST(GetS, RemovesABlankInFrontOfTheLabel) {
+  char line[] = " S=x\n";
+  char text[text_size] = "";
+  EXPECT_EQ(get_s(line, text), 1);
+  EXPECT_STREQ(line, "S=x\n\n");
+}
+
 TEST(GetS, ConvertsTheOldTextOfALineWithoutValue) {
   char line[] = "S\n";
   char text[text_size] = "a\\bcde\\1";
@@ -384,6 +391,21 @@ TEST(GetS, NeverLeavesTheSixtyBytes) {
   full = std::string(text_size, 'x') + "####";
   EXPECT_EQ(get_s(empty_line.data(), full.data()), 59);
   EXPECT_EQ(full, std::string(59, 'x') + std::string(1, '\0') + "####");
+}
+
+TEST(GetS, LeavesTheLastByteToTheTerminatorAlsoBehindAGap) {
+  std::string line = "S=" + repeated(10, 'x') + "\r" + repeated(500, 'x') + "\n";
+  std::string text(text_size, '\0');
+  EXPECT_EQ(get_s(line.data(), text.data()), 10);
+  EXPECT_EQ(text,
+            repeated(10, 'x') + std::string(1, '\0') + repeated(48, 'x') + std::string(1, '\0'));
+}
+
+TEST(GetS, TakesALineThatBeginsWithTheEqualsSign) {
+  char line[] = "=abc\n";
+  char text[text_size] = "";
+  EXPECT_EQ(get_s(line, text), 3);
+  EXPECT_STREQ(text, "abc");
 }
 
 TEST(GetS, LeavesWhatIsBehindATerminator) {
