@@ -54,6 +54,23 @@ if(QUORRA_COVERAGE)
   add_link_options(-fprofile-instr-generate)
 endif()
 
+# Most of the time of compiling tests goes into the same headers.
+function(quorra_precompile target)
+  target_precompile_headers(${target} PRIVATE ${ARGN})
+  # The compiler cache knows a header by its content.
+  target_compile_options(${target} PRIVATE
+    "$<$<CXX_COMPILER_ID:Clang>:SHELL:-Xclang -fno-pch-timestamp>")
+endfunction()
+
+# What is delivered shows in other builds that each file includes what it needs.
+function(quorra_precompile_for_tests target)
+  if(QUORRA_SANITIZE OR QUORRA_COVERAGE)
+    quorra_precompile(${target}
+      <algorithm> <array> <cstdint> <filesystem> <functional> <memory> <optional> <span> <string>
+      <string_view> <system_error> <utility> <vector> ${ARGN})
+  endif()
+endfunction()
+
 # quorra_part(NAME WHAT PACKAGE...) sets QUORRA_WITH_<NAME> from the option QUORRA_<NAME>
 # (ON, OFF or AUTO) and the packages found.
 function(quorra_part name what)
