@@ -135,7 +135,7 @@ void write_file(const std::filesystem::path& path, const std::string& text) {
 }
 
 void tell_images(const char* kind, int rounds) {
-  const benchmarks::TemporaryFolder folder;
+  const simulator::TemporaryFolder folder;
   const std::filesystem::path path = folder.path() / "card";
   const simulator::Image image(simulator::find_kind(kind));
   struct Way {

@@ -3,7 +3,6 @@
 #include "bench/virtual_bench.hpp"
 
 #include <quorra.h>
-#include <stdlib.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -22,20 +21,6 @@ std::unique_ptr<simulator::RunningReader> start(const simulator::Options& option
 }
 
 }  // namespace
-
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "quorra-bench-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    std::perror("no temporary folder");
-    std::exit(2);
-  }
-  path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 VirtualBench::VirtualBench(const char* kind, unsigned line_speed)
     : reader_(start(options(kind, line_speed))) {

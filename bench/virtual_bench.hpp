@@ -2,26 +2,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #pragma once
 
-#include <filesystem>
 #include <memory>
 
 #include "simulator/bench/virtual_reader.hpp"
+#include "simulator/files.hpp"
 
 namespace quorra::benchmarks {
-
-// A folder that goes away with all that is in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder();
-
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 // A virtual reader with a new card, and a session on it.
 class VirtualBench {
@@ -37,7 +23,7 @@ class VirtualBench {
  private:
   simulator::Options options(const char* kind, unsigned line_speed) const;
 
-  TemporaryFolder folder_;
+  simulator::TemporaryFolder folder_;
   std::unique_ptr<simulator::RunningReader> reader_;
   int handle_ = -1;
 };

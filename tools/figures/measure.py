@@ -35,7 +35,7 @@ class Build:
         return self.folder / "bin" / name
 
     @property
-    def library(self) -> Path:
+    def shared_object(self) -> Path:
         return self.folder / "quorra.so"
 
     def names(self) -> list[str]:
@@ -147,7 +147,7 @@ def neighbour_library(program: Path) -> Path:
 
 
 def sizes(build: Build) -> Run:
-    libraries = {"quorra": build.library, "libmodbus": neighbour_library(build.program("cost_figures"))}
+    libraries = {"quorra": build.shared_object, "libmodbus": neighbour_library(build.program("cost_figures"))}
     return {Key.of("size", what=what, who=who): Number(value, "" if what == "relocations" else "bytes")
             for who, library in libraries.items() for what, value in sections(library).items()}
 

@@ -268,10 +268,14 @@ def _try_all(arguments: argparse.Namespace, root: Path, choice: Choice, work: Pa
 
     try:
         with ThreadPoolExecutor(arguments.jobs) as pool:
-            for done, _ in enumerate(pool.map(attempt, waiting), 1):
-                if done % 100 == 0:
-                    spent = time.monotonic() - started
-                    print(f"{done} of {len(waiting)} after {spent:.0f} s", flush=True)
+            try:
+                for done, _ in enumerate(pool.map(attempt, waiting), 1):
+                    if done % 100 == 0:
+                        spent = time.monotonic() - started
+                        print(f"{done} of {len(waiting)} after {spent:.0f} s", flush=True)
+            except KeyboardInterrupt:
+                pool.shutdown(cancel_futures=True)
+                raise
     finally:
         records.save()
     return [results[index] for index in known]
@@ -341,3 +345,6 @@ if __name__ == "__main__":
     except BuildError as error:
         print(f"mutate: {error}", file=sys.stderr)
         sys.exit(2)
+    except KeyboardInterrupt:
+        print("mutate: interrupted; the next run goes on from here", file=sys.stderr)
+        sys.exit(130)
