@@ -4,6 +4,7 @@
 
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -143,11 +144,15 @@ class Toy(unittest.TestCase):
         ):
             subprocess.run(command, cwd=cls.root, check=True, capture_output=True)
 
+    @staticmethod
+    def command(program: str, *arguments: str) -> list[str]:
+        command = [sys.executable, "-u", "-m", "mutation", "--root", ".", "--build", "build"]
+        return command + ["--explanations", "explanations.toml", f"--program={program}=toy.so", *arguments]
+
     def mutate(self, program: str, *arguments: str) -> subprocess.CompletedProcess[str]:
-        command = [sys.executable, "-m", "mutation", "--root", ".", "--build", "build"]
-        command += ["--explanations", "explanations.toml", f"--program={program}=toy.so", *arguments]
         return subprocess.run(
-            command, cwd=self.root, env=os.environ, capture_output=True, text=True, check=False
+            self.command(program, *arguments),
+            cwd=self.root, env=os.environ, capture_output=True, text=True, check=False,
         )
 
     def explain(self, text: str) -> None:
@@ -171,6 +176,18 @@ class Toy(unittest.TestCase):
         self.mutate("strong_tests", "--again")
         self.assertNotIn("Trying", self.mutate("strong_tests").stdout)
         self.assertIn("Trying", self.mutate("strong_tests", "--again").stdout)
+
+    def test_an_interrupted_run_ends_and_goes_on_later(self) -> None:
+        run = subprocess.Popen(
+            self.command("weak_tests", "--again", "--jobs", "1"),
+            cwd=self.root, env=os.environ, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+        )
+        while run.stdout and not run.stdout.readline().startswith("Trying"):
+            self.assertIsNone(run.poll())
+        run.send_signal(signal.SIGINT)
+        self.assertIn("interrupted", run.communicate()[1])
+        self.assertEqual(run.returncode, 130)
+        self.assertIn("Trying", self.mutate("weak_tests").stdout)
 
     def test_an_explained_survivor_counts_no_more(self) -> None:
         line = place("constexpr int limit")
