@@ -12,10 +12,13 @@
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "pcsc/entry/ifdhandler.hpp"
+#include "pcsc/entry/results.hpp"
+#include "pcsc/slots/slot.hpp"
 #include "tests/pcsc/modelled_reader.hpp"
 
 namespace {
@@ -49,7 +52,10 @@ constexpr DWORD first_sam = card_slot + 1;
 constexpr std::clock_t between_looks = 400'000;
 
 constexpr unsigned char exchange_command = 0x21;
+constexpr unsigned char reset_command = 0x20;
 constexpr unsigned char version_command = 0xB0;
+constexpr unsigned char power_command = 0xB2;
+constexpr unsigned char state_command = 0xB9;
 
 class Driver : public ::testing::Test {
  protected:
@@ -167,6 +173,45 @@ TEST_F(Driver, RefusesAConfigurationFileWithoutADevice) {
   EXPECT_EQ(term_flg, 1);
 }
 
+TEST_F(Driver, RefusesAConfigurationFileThatNamesNoDevice) {
+  const TemporaryDirectory folder;
+  std::string name = folder / "reader.conf";
+  write_file(name, "P=\n");
+  ASSERT_EQ(IFDHCreateChannelByName(card_slot, name.data()), IFD_SUCCESS);
+  EXPECT_EQ(look(), IFD_ICC_NOT_PRESENT);
+  EXPECT_THAT(log_lines(),
+              ElementsAre("quorra: " + name + " has no line P= with the name of a serial device"));
+}
+
+TEST_F(Driver, FindsNoReaderWhereNothingCanBeSent) {
+  System::instance().before_write = [](const Bytes&) { return -1; };
+  ASSERT_EQ(open(card_slot), IFD_SUCCESS);
+  EXPECT_EQ(look(), IFD_ICC_NOT_PRESENT);
+  EXPECT_THAT(log_lines(), ElementsAre(HasSubstr("no reader answers: ")));
+  EXPECT_THAT(reader_.requests(), IsEmpty());
+}
+
+TEST_F(Driver, AsksAReaderWhoseAnswersAreSpoiltThreeTimes) {
+  Bytes spoilt = reply(0, text(reader_.version));
+  spoilt.back() ^= 0x01;
+  reader_.instead[version_command] = spoilt;
+  ASSERT_EQ(open(card_slot), IFD_SUCCESS);
+  EXPECT_EQ(reader_.count(version_command), 3U);
+  EXPECT_THAT(log_lines(), ElementsAre(HasSubstr("no reader answers: ")));
+}
+
+// The reader that answers behind a lost reply is not the one that the card was in.
+TEST_F(Driver, TakesAnotherReaderForNoneOfTheSame) {
+  open_with_power();
+  reader_.version = "KWSPC-ELSE";
+  reader_.spoil = {[](const Bytes&) { return Bytes{}; }};
+  EXPECT_THAT(transmit(card_slot, hex("00 A4 00 00")), IsEmpty());
+  EXPECT_EQ(reader_.count(version_command), 3U);
+  EXPECT_THAT(log_lines().back(), HasSubstr("the reader is gone"));
+  EXPECT_THAT(transmit(card_slot, hex("00 A4 00 00")), IsEmpty());
+  EXPECT_EQ(code_, IFD_ICC_NOT_PRESENT);
+}
+
 TEST_F(Driver, AsksASilentReaderLessAndLessOften) {
   reader_.is_on = false;
   ASSERT_EQ(open(card_slot), IFD_SUCCESS);
@@ -252,6 +297,30 @@ TEST_F(Driver, KeepsACardWhoseAnswerToOneLookIsLost) {
   EXPECT_EQ(look(), IFD_ICC_PRESENT);
 }
 
+// Some readers do not tell whether the card has power.
+TEST_F(Driver, KeepsACardWherePowerIsNotTold) {
+  reader_.instead[state_command] = reply(0, {1});
+  open_with_power();
+  EXPECT_EQ(look(), IFD_ICC_PRESENT);
+  EXPECT_EQ(transmit(card_slot, hex("00 A4 00 00")), hex("90 00"));
+}
+
+TEST_F(Driver, GivesACardWithoutAnAnswerNoMemoryWhereItsNameSaysProcessorCard) {
+  reader_.instead[reset_command] = reply(0, {});
+  ASSERT_EQ(open(card_slot, ":sams=0:card=cpu"), IFD_SUCCESS);
+  ASSERT_EQ(look(), IFD_ICC_PRESENT);
+  reader_.requests();
+  EXPECT_THAT(power(card_slot, IFD_POWER_UP), IsEmpty());
+  EXPECT_EQ(code_, IFD_ERROR_POWER_ACTION);
+  EXPECT_EQ(reader_.requests().size(), 1U) << "it is not read as a memory card";
+}
+
+TEST_F(Driver, KnowsNoProtocolWithoutACard) {
+  ASSERT_EQ(open(card_slot, ":sams=0"), IFD_SUCCESS);
+  EXPECT_EQ(IFDHSetProtocolParameters(card_slot, SCARD_PROTOCOL_T0, 0, 0, 0, 0),
+            IFD_PROTOCOL_NOT_SUPPORTED);
+}
+
 TEST_F(Driver, PowersTheCardOff) {
   open_with_power();
   EXPECT_THAT(capability(card_slot, TAG_IFD_ATR), reader_.answer_to_reset);
@@ -279,6 +348,7 @@ TEST_F(Driver, AcceptsTheProtocolThatTheCardNamesFirst) {
   for (const auto& [answer, t0, t1] :
        {Case{"3B 06 51 55 4F 52 52 41", IFD_SUCCESS, IFD_PROTOCOL_NOT_SUPPORTED},
         Case{"3B 80 80 01 01", IFD_SUCCESS, IFD_PROTOCOL_NOT_SUPPORTED},
+        Case{"3B 80", IFD_SUCCESS, IFD_PROTOCOL_NOT_SUPPORTED},  // cut: nothing is named
         Case{"3B 80 01 81", IFD_PROTOCOL_NOT_SUPPORTED, IFD_SUCCESS},
         Case{"3B 80 0E 8E", IFD_PROTOCOL_NOT_SUPPORTED, IFD_PROTOCOL_NOT_SUPPORTED}}) {
     reader_.answer_to_reset = hex(answer);
@@ -317,8 +387,23 @@ TEST_F(Driver, SendsWhatAFrameCarries) {
   command = hex("00 D6 00 00 F6") + counting(246);
   EXPECT_EQ(transmit(card_slot, command), hex("67 00"));
   EXPECT_EQ(transmit(card_slot, hex("00 B0 00 00 00 01 00")), hex("67 00"));
+  command = hex("00 D6 00 00 FF") + counting(257);
+  EXPECT_EQ(transmit(card_slot, command), hex("67 00"));
   EXPECT_EQ(code_, IFD_SUCCESS);
   EXPECT_EQ(reader_.count(exchange_command), 1U);
+}
+
+// It says that it speaks in blocks, and does not.
+TEST_F(Driver, SaysThatACardDoesNotBeginItsBlocksAnew) {
+  reader_.answer_to_reset = hex("3B 80 01 81");
+  open_with_power();
+  EXPECT_THAT(transmit(card_slot, hex("00 A4 00 00")), IsEmpty());
+  EXPECT_EQ(code_, IFD_COMMUNICATION_ERROR);
+  reader_.requests();
+  EXPECT_THAT(transmit(card_slot, hex("00 A4 00 00")), IsEmpty());
+  EXPECT_EQ(code_, IFD_COMMUNICATION_ERROR);
+  EXPECT_EQ(reader_.count(exchange_command), 1U) << "the command is not sent";
+  EXPECT_THAT(log_lines().back(), HasSubstr("the card does not begin its blocks anew"));
 }
 
 TEST_F(Driver, SaysThatTheBufferIsTooSmall) {
@@ -388,6 +473,22 @@ TEST_F(Driver, SaysThatTheCardWasPulled) {
   EXPECT_EQ(look(), IFD_ICC_PRESENT);
 }
 
+TEST_F(Driver, SaysThatTheCardWasPulledOnceMore) {
+  open_with_power();
+  reader_.has_card = reader_.has_power = false;
+  EXPECT_THAT(transmit(card_slot, hex("00 A4 00 00")), IsEmpty());
+  EXPECT_EQ(code_, IFD_ICC_NOT_PRESENT);
+  reader_.has_card = true;
+  EXPECT_EQ(power(card_slot, IFD_POWER_UP), reader_.answer_to_reset);
+  reader_.has_card = reader_.has_power = false;
+  EXPECT_THAT(transmit(card_slot, hex("00 A4 00 00")), IsEmpty());
+  EXPECT_EQ(code_, IFD_ICC_NOT_PRESENT);
+  reader_.has_card = true;
+  EXPECT_EQ(look(), IFD_ICC_NOT_PRESENT);
+  look();  // the second one may be told, too
+  EXPECT_EQ(look(), IFD_ICC_PRESENT);
+}
+
 TEST_F(Driver, SaysThatTheReaderIsGoneDuringACommand) {
   open_with_power();
   reader_.is_on = false;
@@ -428,6 +529,71 @@ TEST_F(DriverWithSams, LooksForNoMoreIfTheReaderSaysNothing) {
   EXPECT_EQ(capability(card_slot, TAG_IFD_SLOTS_NUMBER), Bytes{1});
   EXPECT_EQ(reader_.count(0x23), 1U);
   EXPECT_EQ(look(), IFD_ICC_PRESENT);
+}
+
+TEST_F(DriverWithSams, LooksForNoMoreIfTheReaderCannotGiveThemPower) {
+  reader_.instead[power_command] = reply(0x05, {});
+  ASSERT_EQ(open(card_slot), IFD_SUCCESS);
+  EXPECT_EQ(capability(card_slot, TAG_IFD_SLOTS_NUMBER), Bytes{1});
+  EXPECT_EQ(reader_.count(0xB3), 0U) << "nothing has power that would have to go";
+}
+
+TEST_F(DriverWithSams, ReaderThatGoesWhileTheyAreLookedForHasNone) {
+  reader_.last = 0x23;
+  ASSERT_EQ(open(card_slot), IFD_SUCCESS);
+  EXPECT_EQ(capability(card_slot, TAG_IFD_SLOTS_NUMBER), Bytes{1});
+  EXPECT_THAT(log_lines().back(), HasSubstr("the reader is gone"));
+  EXPECT_EQ(look(), IFD_ICC_NOT_PRESENT);
+}
+
+TEST_F(DriverWithSams, OneWithoutAnAnswerToResetGetsNoPower) {
+  reader_.sams[1] = {};
+  ASSERT_EQ(open(card_slot, ":sams=2"), IFD_SUCCESS);
+  ASSERT_EQ(open(first_sam + 1), IFD_SUCCESS);
+  EXPECT_EQ(look(first_sam + 1), IFD_ICC_NOT_PRESENT);
+  EXPECT_THAT(power(first_sam + 1, IFD_POWER_UP), IsEmpty());
+  EXPECT_EQ(code_, IFD_ERROR_POWER_ACTION);
+}
+
+// What was in its slot when the reader went may be another one when it is back.
+TEST_F(DriverWithSams, AreLookedForAgainWhenTheReaderIsBack) {
+  ASSERT_EQ(open(card_slot, ":sams=2"), IFD_SUCCESS);
+  ASSERT_EQ(open(first_sam), IFD_SUCCESS);
+  EXPECT_EQ(look(first_sam), IFD_ICC_NOT_PRESENT);
+  reader_.is_on = false;
+  EXPECT_EQ(look(), IFD_ICC_NOT_PRESENT);
+  EXPECT_EQ(look(first_sam), IFD_ICC_NOT_PRESENT);
+  reader_.sams[0] = hex("3B 01 CC");
+  reader_.is_on = true;
+  RESPONSECODE last = IFD_ICC_NOT_PRESENT;
+  for (int i = 0; i < 30; ++i) {
+    last = look(first_sam);
+  }
+  EXPECT_EQ(last, IFD_ICC_PRESENT);
+}
+
+// The other slot has found the reader again; this one has not told pcscd yet that its card is gone.
+TEST_F(DriverWithSams, CardOfAReaderThatWasFoundAgainIsGone) {
+  ASSERT_EQ(open(card_slot, ":sams=2"), IFD_SUCCESS);
+  ASSERT_EQ(open(first_sam + 1), IFD_SUCCESS);
+  ASSERT_EQ(look(), IFD_ICC_PRESENT);
+  ASSERT_EQ(power(card_slot, IFD_POWER_UP), reader_.answer_to_reset);
+  reader_.is_on = false;
+  EXPECT_EQ(look(first_sam + 1), IFD_ICC_NOT_PRESENT);
+  power(first_sam + 1, IFD_POWER_UP);
+  reader_.is_on = true;
+  for (int i = 0; i < 30; ++i) {
+    look(first_sam + 1);
+  }
+  reader_.requests();
+  EXPECT_THAT(transmit(card_slot, hex("00 A4 00 00")), IsEmpty());
+  EXPECT_EQ(code_, IFD_ICC_NOT_PRESENT);
+  EXPECT_THAT(power(card_slot, IFD_POWER_UP), IsEmpty());
+  EXPECT_EQ(code_, IFD_ICC_NOT_PRESENT);
+  EXPECT_THAT(reader_.requests(), IsEmpty());
+  EXPECT_EQ(look(), IFD_ICC_NOT_PRESENT);
+  EXPECT_EQ(look(), IFD_ICC_PRESENT);
+  EXPECT_EQ(power(card_slot, IFD_POWER_UP), reader_.answer_to_reset);
 }
 
 TEST_F(DriverWithSams, SelectsOnlyWhenItChanges) {
@@ -495,6 +661,13 @@ TEST_F(Driver, RefusesOtherRequests) {
   EXPECT_THAT(reader_.requests(), IsEmpty());
 }
 
+TEST_F(Driver, SaysThatTheReaderRefusesARequest) {
+  open_with_power();
+  reader_.instead[state_command] = reply(0x05, {});
+  EXPECT_THAT(control(SCARD_CTL_CODE(1), hex("B9")), IsEmpty());
+  EXPECT_EQ(code_, IFD_COMMUNICATION_ERROR);
+}
+
 TEST_F(Driver, DoesNotReadBehindTheApplicationsPartOfTheReadersMemory) {
   open_with_power();
   control(SCARD_CTL_CODE(1), hex("B7 01 7F 02"));
@@ -512,11 +685,32 @@ TEST_F(Driver, TellsItsCapabilities) {
   EXPECT_EQ(capability(card_slot, SCARD_ATTR_VENDOR_NAME), text("quorra") + hex("00"));
   EXPECT_EQ(capability(card_slot, SCARD_ATTR_VENDOR_IFD_VERSION), hex("00 00 01 00"));
   EXPECT_EQ(capability(card_slot, SCARD_ATTR_VENDOR_IFD_SERIAL_NO), counting(16, 0x90));
+  EXPECT_EQ(capability(card_slot, SCARD_ATTR_ICC_INTERFACE_STATUS), Bytes{1});
   capability(card_slot, TAG_IFD_ATR, 7);
   EXPECT_EQ(code_, IFD_ERROR_INSUFFICIENT_BUFFER);
   capability(card_slot, TAG_IFD_POLLING_THREAD_WITH_TIMEOUT);
   EXPECT_EQ(code_, IFD_ERROR_TAG);
   EXPECT_EQ(IFDHSetCapabilities(card_slot, TAG_IFD_ATR, 0, nullptr), IFD_NOT_SUPPORTED);
+}
+
+TEST_F(Driver, HasNoSerialNumberWithoutAReader) {
+  reader_.is_on = false;
+  ASSERT_EQ(open(card_slot), IFD_SUCCESS);
+  EXPECT_EQ(capability(card_slot, SCARD_ATTR_VENDOR_IFD_SERIAL_NO), Bytes(16, 0));
+}
+
+TEST_F(Driver, HasOnlyItsOwnSlots) {
+  ASSERT_EQ(open(card_slot, ":sams=0"), IFD_SUCCESS);
+  ASSERT_EQ(open(first_sam, ":sams=0"), IFD_SUCCESS);
+  EXPECT_EQ(IFDHICCPresence(first_sam), IFD_COMMUNICATION_ERROR);
+}
+
+TEST(ResultsForPcscd, AreErrorsWhateverIsThrown) {
+  const pcsc::Link link(pcsc::parse_device_name("/dev/null"));
+  EXPECT_EQ(pcsc::response_code(link, std::bad_alloc()), IFD_COMMUNICATION_ERROR);
+  EXPECT_EQ(pcsc::response_code(link, pcsc::NoCard()), IFD_ICC_NOT_PRESENT);
+  EXPECT_EQ(pcsc::response_code(link, pcsc::ReaderGone("", -132)), IFD_RESPONSE_TIMEOUT);
+  EXPECT_EQ(link.handle(), -1) << "it was not opened";
 }
 
 TEST_F(Driver, RefusesWhatIsMissing) {
@@ -536,6 +730,10 @@ TEST_F(Driver, RefusesWhatIsMissing) {
   EXPECT_EQ(IFDHGetCapabilities(card_slot, TAG_IFD_ATR, nullptr, bytes.data()),
             IFD_COMMUNICATION_ERROR);
   EXPECT_EQ(IFDHGetCapabilities(card_slot, TAG_IFD_ATR, &length, nullptr), IFD_COMMUNICATION_ERROR);
+  EXPECT_EQ(IFDHControl(card_slot, CM_IOCTL_GET_FEATURE_REQUEST, nullptr, 0, nullptr, 10, &length),
+            IFD_ERROR_INSUFFICIENT_BUFFER);
+  EXPECT_EQ(length, 0U);
+  length = 10;
   EXPECT_EQ(IFDHControl(card_slot, 1, nullptr, 0, nullptr, 0, nullptr), IFD_COMMUNICATION_ERROR);
   EXPECT_THAT(transmit(card_slot + 1, hex("00 A4 00 00")), IsEmpty());
   EXPECT_EQ(code_, IFD_COMMUNICATION_ERROR);

@@ -46,6 +46,7 @@ class MemoryBench {
   Bytes send(const Bytes& command) { return card_->transmit(command); }
 
   pcsc::MemoryCard& card() { return *card_; }
+  OpenSession& session() { return session_; }
   simulator::VirtualReader& reader() { return *reader_; }
   // The memory of the card as it is now.
   Bytes memory();

@@ -75,6 +75,74 @@ TEST(Refusals, AreNoSuccess) {
   EXPECT_EQ(bench.memory().front(), 0xFF);
 }
 
+struct Refused {
+  const char* what;
+  const char* kind;
+  std::vector<const char*> before;  // commands that succeed
+  std::uint8_t command;             // that the reader refuses then, once
+  const char* sent;
+  const char* answer;
+};
+
+class RefusedCommand : public ::testing::TestWithParam<Refused> {};
+
+TEST_P(RefusedCommand, IsNoSuccess) {
+  MemoryBench bench(GetParam().kind);
+  for (const char* command : GetParam().before) {
+    ASSERT_EQ(bench.send(command).substr(0, 1), "9") << command;
+  }
+  const Bytes memory = bench.memory();
+  bench.reader().arm(simulator::Fault{
+      .kind = simulator::FaultKind::status, .parameter = 5, .on = GetParam().command});
+  EXPECT_EQ(bench.send(GetParam().sent), GetParam().answer);
+  EXPECT_EQ(bench.memory(), memory);
+}
+
+constexpr const char* code_4442 = "FF 20 00 00 03 FF FF FF";
+constexpr const char* code_of_issuer = "FF 20 00 00 02 FF FF";
+constexpr const char* speak_of_4442 = "FF A4 00 00 01 06";
+
+INSTANTIATE_TEST_SUITE_P(
+    All, RefusedCommand,
+    ::testing::Values(
+        Refused{"EraseAll", "93c46", {}, 0x78, "FF 0E 00 00", "65 81"},
+        Refused{"Protect", "4442", {speak_of_4442, code_4442}, 0x75, "FF D1 00 04 01 FF", "65 81"},
+        Refused{"ReadProtection", "4442", {speak_of_4442}, 0x74, "FF B2 00 00 04", "6F 00"},
+        Refused{"ReadAttempts", "4442", {}, 0x67, "FF 20 00 00", "6F 00"},
+        Refused{"ReadAttemptsToPresent", "4442", {}, 0x67, code_4442, "6F 00"},
+        Refused{"ChangeCode", "4442", {code_4442}, 0x66, "FF 24 01 00 03 01 02 03", "65 81"},
+        Refused{"SwitchOff", "4442", {}, 0xB3, speak_of_4442, "6F 00"},
+        Refused{
+            "EraseWithoutItsCode", "101", {code_of_issuer}, 0x76, "FF 0E 00 17 02 00 18", "69 82"},
+        Refused{"EraseWithItsCode",
+                "101",
+                {code_of_issuer, "FF 20 00 80 04 FF FF FF FF"},
+                0x76,
+                "FF 0E 00 17 02 00 18",
+                "65 81"},
+        Refused{"EraseWhereThereIsNoCodeForIt",
+                "102",
+                {code_of_issuer},
+                0x76,
+                "FF 0E 00 0D 02 00 0E",
+                "65 81"},
+        Refused{"WriteWithTheCodeOfTheZone",
+                "1604",
+                {"FF 20 00 01 02 FF FF"},
+                0x60,
+                "FF D6 00 1C 01 11",
+                "65 81"}),
+    [](const auto& refused) { return refused.param.what; });
+
+// The new code is written, but nobody can say so.
+TEST(Refusals, OfReadingANewCodeBackAreNoSuccess) {
+  MemoryBench bench("4442");
+  EXPECT_EQ(bench.send("FF 20 00 00 03 FF FF FF"), "90 00");
+  bench.reader().arm(
+      simulator::Fault{.kind = simulator::FaultKind::status, .parameter = 5, .on = 0x65});
+  EXPECT_EQ(bench.send("FF 24 01 00 03 01 02 03"), "6F 00");
+}
+
 // Such a refusal costs no attempt, and says nothing of the code.
 TEST(Refusals, OfCodesAreNoWrongCodes) {
   MemoryBench bench("4442");
@@ -119,6 +187,69 @@ TEST(Refusals, AreFoundByReadingBack) {
     EXPECT_EQ(to_hex(card.transmit(hex("FF D6 00 40 01 22"))), "65 81");
     EXPECT_EQ(to_hex(card.transmit(hex("FF 0E 00 00"))), "65 81");
   }
+}
+
+class IdleProtection : public ::testing::Test {
+ protected:
+  // What a 4442 answers to its protection, where the reader does this instead.
+  std::string protect(int (*write)(int, int, int, const unsigned char*)) {
+    MemoryBench bench("4442");
+    toolkit::Card idle = *toolkit::find_card("4442");
+    idle.protection->write = write;
+    pcsc::MemoryCard card(bench.session(), idle);
+    EXPECT_EQ(to_hex(card.transmit(hex("FF A4 00 00 01 06"))), "90 00");
+    EXPECT_EQ(to_hex(card.transmit(hex("FF 20 00 00 03 FF FF FF"))), "90 07");
+    return to_hex(card.transmit(hex("FF D1 00 04 01 FF")));
+  }
+};
+
+TEST_F(IdleProtection, IsFoundByReadingItsBits) {
+  EXPECT_EQ(protect([](int, int, int, const unsigned char*) { return 0; }), "65 81");
+}
+
+TEST_F(IdleProtection, IsFoundByTheLibrary) {
+  EXPECT_EQ(protect([](int, int, int, const unsigned char*) { return -129; }), "65 81");
+}
+
+// Of a card that was asked for its code after it was presented.
+TEST(Refusals, OfACodeThatTheCardHoldsOtherwiseOpenNothing) {
+  MemoryBench bench("4406");
+  toolkit::Card other = *toolkit::find_card("4406");
+  std::vector<toolkit::Code> codes(other.codes.begin(), other.codes.end());
+  codes.front().present = [](int, const unsigned char*) { return -129; };
+  other.codes = codes;
+  pcsc::MemoryCard card(bench.session(), other);
+  EXPECT_EQ(to_hex(card.transmit(hex("FF 20 00 00 03 FF FF FF"))), "6F 00");
+  EXPECT_EQ(to_hex(card.transmit(hex("FF D6 00 03 01 11"))), "69 82");
+}
+
+// What has no protection has none to be read or set, whoever asks.
+TEST(Refusals, OfProtectionAreThoseOfCardsWithoutIt) {
+  MemoryBench bench("24c02");
+  const toolkit::Card& plain = *toolkit::find_card("24c02");
+  const pcsc::Codes codes(bench.session(), plain);
+  const pcsc::Cells cells(bench.session(), plain, codes);
+  const auto word_of = [](auto act) {
+    try {
+      act();
+    } catch (const pcsc::Refusal& refusal) {
+      return refusal.word;
+    }
+    return pcsc::StatusWord::success;
+  };
+  EXPECT_EQ(word_of([&] { cells.protect(0, {0xFF}); }), pcsc::StatusWord::not_supported);
+  EXPECT_EQ(word_of([&] {
+              static_cast<void>(cells.protection({0, 8}));
+            }),
+            pcsc::StatusWord::not_supported);
+  MemoryBench other("4442");
+  const toolkit::Card& protectable = *toolkit::find_card("4442");
+  const pcsc::Codes other_codes(other.session(), protectable);
+  const pcsc::Cells other_cells(other.session(), protectable, other_codes);
+  EXPECT_EQ(word_of([&] {
+              static_cast<void>(other_cells.protection({24, 9}));
+            }),
+            pcsc::StatusWord::wrong_address);
 }
 
 // It has no attempt where a 101 has one, so the reader cannot pay for a comparison.

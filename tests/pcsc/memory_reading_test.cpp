@@ -188,22 +188,29 @@ TEST(MemoryCard, WantsDataObjectsToBeWhole) {
   MemoryBench bench("24c02");
   const std::uint64_t before = bench.exchanges();
   for (const char* command : {
-           "FF B1 00 00 03 53 01 00 05",              // another tag
-           "FF B1 00 00 01 54 05",                    // no length
-           "FF B1 00 00 03 54 02 00 05",              // too short
-           "FF B1 00 00 02 54 00 05",                 // no offset
-           "FF B1 00 00 07 54 05 00 00 00 00 00 05",  // five bytes of offset
-           "FF B1 00 00 03 54 81 00 05",              // no offset, in the longer form
-           "FF B1 00 00 03 54 82 00 05",              // a form of lengths that is not known
-           "FF B1 00 00 04 54 01 00 00 05",           // something behind
-           "FF D7 00 00 03 54 01 00",                 // no data
-           "FF D7 00 00 06 54 01 00 53 02 11",        // too little data
-           "FF D7 00 00 07 54 01 00 53 01 11 00",     // something behind
-           "FF 0F 00 00 06 54 01 04 54 01 04",        // an end that is the beginning
+           "FF B1 00 00 03 53 01 00 05",                 // another tag
+           "FF B1 00 00 01 54 05",                       // no length
+           "FF B1 00 00 03 54 02 00 05",                 // too short
+           "FF B1 00 00 02 54 00 05",                    // no offset
+           "FF B1 00 00 07 54 05 00 00 00 00 00 05",     // five bytes of offset
+           "FF B1 00 00 03 54 81 00 05",                 // no offset, in the longer form
+           "FF B1 00 00 03 54 82 00 05",                 // a form of lengths that is not known
+           "FF B1 00 00 04 54 01 00 00 05",              // something behind
+           "FF D7 00 00 03 54 01 00",                    // no data
+           "FF D7 00 00 06 54 01 00 53 02 11",           // too little data
+           "FF D7 00 00 07 54 01 00 53 01 11 00",        // something behind
+           "FF 0F 00 00 06 54 01 04 54 01 04",           // an end that is the beginning
+           "FF 0F 00 00 09 54 01 04 54 01 08 54 01 0C",  // something behind
+           "FF B1 00 00 02 54 81 05",                    // no length, in the longer form
        }) {
     EXPECT_EQ(bench.send(command), "6A 80") << command;
   }
   EXPECT_EQ(bench.exchanges(), before) << "nothing is sent";
+}
+
+TEST(MemoryCard, WantsACommandToHaveItsHeader) {
+  EXPECT_THROW(static_cast<void>(pcsc::parse_command(hex("FF B0 00"))), pcsc::Refusal);
+  EXPECT_THROW(static_cast<void>(pcsc::parse_command({})), pcsc::Refusal);
 }
 
 TEST(MemoryCard, TellsWhatItIs) {

@@ -333,6 +333,24 @@ TEST(WritingMemoryCards, Writes1604WithTheCodeOfAZone) {
   EXPECT_EQ(bench.send("FF D6 04 CC 01 11"), "90 00");
 }
 
+// It opens no zone to be written.
+TEST(WritingMemoryCards, WantsMoreThanAnEraseCode) {
+  simulator::Image card = card_with("102", 92, hex("C0 11 22"));
+  card.field("fuse").front() = 0;
+  put(card, 156, hex("01 02 03 04"));
+  MemoryBench bench(card);
+  EXPECT_EQ(bench.send("FF 20 00 82 04 01 02 03 04"), "90 00");
+  EXPECT_EQ(bench.send("FF D6 00 5D 01 01"), "69 82");
+  EXPECT_EQ(bench.memory()[93], 0x11);
+}
+
+TEST(WritingMemoryCards, WantsSomethingToBeWritten) {
+  MemoryBench bench("24c02");
+  EXPECT_EQ(bench.send("FF D7 00 00 05 54 01 00 53 00"), "67 00");
+  EXPECT_EQ(bench.send("FF 0F 00 00 04 54 02 01 00"), "6B 00") << "it begins behind the last byte";
+  EXPECT_EQ(bench.send("FF 0E 00 00 02 00 10 00"), "67 00") << "nothing is expected";
+}
+
 TEST(WritingMemoryCards, RefusesAnErasureThatCannotBeginThere) {
   MemoryBench bench("4404");
   EXPECT_EQ(bench.send("FF 20 00 00 02 FF FF"), "90 00");

@@ -19,7 +19,9 @@ ModelledReader::ModelledReader() {
 
 Bytes ModelledReader::answer(const Bytes& request) {
   requests_.push_back(request);
+  if (request[1] == last) is_on = false;
   if (!is_on || request[1] == ignored) return {};
+  if (const auto found = instead.find(request[1]); found != instead.end()) return found->second;
   Bytes reply = carry_out(request);
   if (request[1] != 0x21 || spoil.empty()) return reply;
   const auto change = spoil.front();

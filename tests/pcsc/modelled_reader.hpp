@@ -29,6 +29,8 @@ class ModelledReader {
   Bytes answer_to_reset = hex("3B 06 51 55 4F 52 52 41");  // T=0
   std::map<int, Bytes> sams;                               // their answers to reset
   int ignored = -1;                                        // a command that it does not know
+  int last = -1;                                           // the command that it is switched off at
+  std::map<int, Bytes> instead;  // its replies to these commands, whatever they are for
   std::function<Bytes(const Bytes& command)> card = [](const Bytes&) { return hex("90 00"); };
 
   // What becomes of the next replies to exchanges with a card.
