@@ -148,15 +148,18 @@ Json object_of(const Candidate& candidate) {
   return object;
 }
 
-// The name that lasts, if the library can read it from a file.
-std::string name_for_file(const SerialDevice& device) {
-  if (device.lasting.empty()) return device.path;
+bool can_be_in_file(const std::string& name) {
   try {
-    static_cast<void>(Configuration::of_device(device.lasting));
-    return device.lasting;
+    return Configuration::name_in_file(name) == name;
   } catch (const UsageError&) {
-    return device.path;
+    return false;
   }
+}
+
+// The name that lasts, if a file can hold it.
+std::string name_for_file(const SerialDevice& device) {
+  const bool has_lasting_name = !device.lasting.empty() && can_be_in_file(device.lasting);
+  return has_lasting_name ? device.lasting : Configuration::name_in_file(device.path);
 }
 
 std::string content_for(const Candidate& candidate) {
@@ -176,7 +179,7 @@ std::string file_to_write(const SetupOptions& options) {
 void make_folder_of(const std::string& file) {
   const std::filesystem::path folder = std::filesystem::path(file).parent_path();
   std::error_code error;
-  if (folder.empty() || std::filesystem::exists(folder, error)) return;
+  if (std::filesystem::exists(folder, error)) return;
   std::filesystem::create_directories(folder, error);
   if (error) {
     throw UsageError(fmt::format("making the folder {}: {}", folder.string(), error.message()));

@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "tests/integration/command_line_reader.hpp"
@@ -143,6 +144,174 @@ TEST_F(Setup, WrongUsageIsRefused) {
                    ": opening the session: " + absent +
                    " cannot be opened: No such file or directory: there is no such device\n"
                    "quorra doctor --device DEVICE tells more\n");
+}
+
+// Whoever says yes has each device asked, and told what came of it.
+TEST_F(Setup, TriesWhenItIsToldTo) {
+  Process simulator({QUORRA_SIM_PROGRAM, "--version-text", "KWSPC-1"});
+  const std::string device = device_of(simulator.read_line());
+  const Terminal person;
+  Surroundings surroundings = at_home();
+  surroundings.streams = {{STDIN_FILENO, person.line()}, {STDERR_FILENO, person.line()}};
+  Process program({QUORRA_PROGRAM, "setup", "--device", device}, surroundings);
+  person.read_until("[y/N] ");
+  person.type("y\n");
+  const Outcome outcome = program.wait();
+  EXPECT_EQ(outcome.output, device +
+                                "\n  a reader answers at 9600 bits per second: KWSPC-1\nWrote " +
+                                file + " for " + device + ".\nnext  quorra info\n");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(content_of(file), "# Made by quorra setup.\nP=" + device + "\n");
+}
+
+TEST_F(Setup, QuestionCanBeInterrupted) {
+  const Terminal line;
+  const Terminal person;
+  Surroundings surroundings = at_home();
+  surroundings.streams = {{STDIN_FILENO, person.line()}, {STDERR_FILENO, person.line()}};
+  surroundings.environment["NO_COLOR"] = "1";
+  Process program({QUORRA_PROGRAM, "setup", "--device", line.device()}, surroundings);
+  person.read_until("[y/N] ");
+  program.signal(SIGINT);
+  EXPECT_EQ(program.wait().signal, SIGINT);
+  EXPECT_NE(person.read_all().find("quorra: looking for a reader: interrupted\n"),
+            std::string::npos);
+  EXPECT_EQ(line.read_all(), "");
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+// It answers, but not what it is.
+TEST_F(Setup, ReaderWithoutAVersionIsOne) {
+  const ReaderLine reader;
+  const std::string content = content_of(reader.configuration());
+  const std::string device = content.substr(2, content.size() - 3);
+  Process program({QUORRA_PROGRAM, "setup", "--try", "--quiet", "--device", device}, at_home());
+  reader.serve(ask_status, reply(0, {}));
+  reader.serve(sealed("AA B0 00 07 80 00 00 00 00 00 12"), hex("54"));
+  expect_success(program.wait(), device + "\n  a reader answers at 9600 bits per second\nWrote " +
+                                     file + " for " + device + ".\nnext  quorra info\n");
+  reader.expect_closed();
+}
+
+TEST_F(Setup, ShowsTheFileIfItIsToldTo) {
+  const Terminal line;
+  for (const char* output : {"-", "/dev/stdout"}) {
+    expect_success(setup({"--device", line.device(), "--output", output}),
+                   "# Made by quorra setup.\nP=" + line.device() + "\n");
+  }
+}
+
+TEST_F(Setup, FileNeedsAPlace) {
+  const Terminal line;
+  const auto setup_with = [&](const std::optional<std::string>& home) {
+    return run_quorra({"setup", "--device", line.device()},
+                      {.input = {},
+                       .streams = {},
+                       .environment = {{"HOME", std::nullopt}, {"XDG_CONFIG_HOME", home}}});
+  };
+  expect_error(setup_with(std::nullopt), 2,
+               "quorra: there is no home for a configuration file: name one with --output FILE\n");
+  const std::string taken = folder / "taken";
+  write_file(taken, "mine");
+  expect_error(setup_with(taken), 2,
+               "quorra: making the folder " + taken + "/quorra: Not a directory\n");
+  EXPECT_EQ(content_of(taken), "mine");
+}
+
+// A machine with other serial devices: this one, with other folders in the place of its own.
+class OtherMachine : public Setup {
+ protected:
+  void SetUp() override {
+    if (run({"/usr/bin/unshare", "-rm", "/bin/sh", "-c", "mount -t tmpfs none /sys/class/tty"})
+            .status != 0) {
+      GTEST_SKIP() << "no folders can be put in the place of others here";
+    }
+    std::filesystem::create_directory(folder / "dev");
+  }
+
+  // Runs the program where the shell has done that before; $0 is a folder in which the devices of
+  // this machine are, and $1 a pseudo-terminal among them.
+  Outcome run_after(const std::string& script, const Arguments& arguments) const {
+    const std::string first =
+        "mount --rbind /dev \"$0\" && mount -t tmpfs none /sys/class/tty && "
+        "mount -t tmpfs none /dev && ";
+    return run(Arguments{"/usr/bin/unshare", "-rm", "/bin/sh", "-c",
+                         first + script + "shift; exec \"$@\"", folder / "dev",
+                         line.device().substr(std::string("/dev").size()), QUORRA_PROGRAM} +
+                   arguments,
+               at_home());
+  }
+
+  // With the pseudo-terminal as its only serial device, which has this name, too.
+  static std::string with_device(const std::string& lasting_name) {
+    return "mkdir -p /sys/class/tty/ttyQ0/device /dev/serial/by-id && "
+           "echo 4 > /sys/class/tty/ttyQ0/type && touch /dev/ttyQ0 && "
+           "mount --bind \"$0$1\" /dev/ttyQ0 && ln -s ../../ttyQ0 /dev/serial/by-id/" +
+           lasting_name + " && ";
+  }
+
+  const Terminal line;
+};
+
+TEST_F(OtherMachine, NoDeviceIsNoReader) {
+  expect_error(run_after("", {"setup"}), 3,
+               "quorra: looking for a reader: this machine has no serial device. Plug the adapter "
+               "in; --device names any other terminal device\n");
+  EXPECT_FALSE(std::filesystem::exists(file));
+  const Outcome doctor = run_after("", {"doctor", "--device", "/dev/ttyUSB0"});
+  EXPECT_EQ(doctor.status, 3);
+  EXPECT_NE(doctor.output.find("This machine has no serial device; "), std::string::npos)
+      << doctor.output;
+}
+
+TEST_F(OtherMachine, NameThatLastsIsWritten) {
+  const std::string lasting = "/dev/serial/by-id/usb-One";
+  for (const std::string& given : {std::string("/dev/ttyQ0"), lasting}) {
+    expect_success(run_after(with_device("usb-One"), {"setup", "--yes", "--device", given}),
+                   "/dev/ttyQ0\nWrote " + file + " for " + lasting + ".\nnext  quorra info\n");
+    EXPECT_EQ(content_of(file), "# Made by quorra setup.\nP=" + lasting + "\n");
+  }
+}
+
+// The library cuts a name of more than 56 characters, and takes a blank out.
+TEST_F(OtherMachine, NameThatAFileCannotHoldIsNotWritten) {
+  const std::string longest(56 - std::string("/dev/serial/by-id/").size(), 'x');
+  expect_success(
+      run_after(with_device(longest), {"setup", "--device", "/dev/ttyQ0"}),
+      "/dev/ttyQ0\nWrote " + file + " for /dev/serial/by-id/" + longest + ".\nnext  quorra info\n");
+  for (const std::string& name : {longest + "x", std::string("'usb One'")}) {
+    SCOPED_TRACE(name);
+    expect_success(run_after(with_device(name), {"setup", "--yes", "--device", "/dev/ttyQ0"}),
+                   "/dev/ttyQ0\nWrote " + file + " for /dev/ttyQ0.\nnext  quorra info\n");
+    EXPECT_EQ(content_of(file), "# Made by quorra setup.\nP=/dev/ttyQ0\n");
+  }
+}
+
+// Also where nobody listed the device, and its name is a link that is too long.
+TEST_F(Setup, WritesANameThatAFileCanHold) {
+  const Terminal line;
+  const std::string link = folder / std::string(60, 'x');
+  std::filesystem::create_symlink(line.device(), link);
+  EXPECT_EQ(setup({"--device", link}).status, 0);
+  EXPECT_EQ(content_of(file), "# Made by quorra setup.\nP=" + line.device() + "\n");
+  const std::string blank = folder / "a line";
+  std::filesystem::create_symlink(line.device(), blank);
+  const Outcome refused = setup({"--yes", "--device", blank});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.errors.find("is no name that a configuration file could hold"),
+            std::string::npos)
+      << refused.errors;
+  EXPECT_EQ(content_of(file), "# Made by quorra setup.\nP=" + line.device() + "\n");
+}
+
+TEST_F(OtherMachine, DevicesAreCompletedAndToldBeforeTheyAreTried) {
+  expect_success(run_after(with_device("usb-One"), {"complete", "--device", "/dev/tty"}),
+                 "/dev/ttyQ0\t\n:files\n");
+  expect_success(run_after(with_device("usb-One"), {"setup"}),
+                 "/dev/ttyQ0\nnext  quorra setup --try, which asks at each of them for a reader, "
+                 "or\n      quorra setup --device DEVICE, which writes the file for this one\n");
+  EXPECT_EQ(line.read_all(), "");
+  EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 }  // namespace

@@ -37,19 +37,21 @@ constexpr char device_key = 'P';
 
 std::string device_line(const std::string& device) { return fmt::format("P={}", device); }
 
-// The line that names the device, by its other name if the one that was given is too long.
-std::string line_for_device(const std::string& name) {
+bool has_room(std::string_view line) { return line.size() < longest_piece; }
+
+// The name that a line has for the device: its other name if the one that was given is too long.
+std::string name_for_line(const std::string& given) {
+  std::string name = std::filesystem::absolute(given).lexically_normal();
+  if (has_room(device_line(name))) return name;
   std::error_code error;
-  std::string line = device_line(std::filesystem::absolute(name).lexically_normal());
-  if (line.size() < longest_piece) return line;
-  const std::filesystem::path other = std::filesystem::canonical(name, error);
-  return error ? line : device_line(other);
+  const std::filesystem::path other = std::filesystem::canonical(given, error);
+  return error ? name : other.string();
 }
 
 void expect_regular_file(const std::string& file, const struct stat& found) {
   if (S_ISREG(found.st_mode)) return;
   if (S_ISCHR(found.st_mode) && is_terminal_device(found.st_rdev)) {
-    const std::string line = line_for_device(file);
+    const std::string line = device_line(name_for_line(file));
     refuse(file, fmt::format("is a terminal device, not a configuration file. Name a file that "
                              "holds the line\n"
                              "  {0}\n"
@@ -123,13 +125,13 @@ std::string checked_content_of(const std::string& file) {
 }
 
 // The library would read another name.
-void expect_readable_name(const std::string& device, std::string_view line) {
-  if (line.size() >= longest_piece) {
+void expect_readable_name(const std::string& device, const std::string& name) {
+  if (!has_room(device_line(name))) {
     refuse(device, fmt::format("is too long a name for a device: up to {} characters are possible",
                                longest_piece - 1 - device_line("").size()));
   }
   constexpr std::string_view changed = " =\\\r\n";
-  if (line.substr(device_line("").size()).find_first_of(changed) != std::string_view::npos) {
+  if (name.find_first_of(changed) != std::string::npos) {
     refuse(device,
            "is no name that a configuration file could hold: there is a blank, a line end, "
            "'=' or '\\' in it. Give the device another name, by a symbolic link");
@@ -159,10 +161,14 @@ Configuration::Configuration(std::string name, const std::string& content)
       copy_(copy_of(content)),
       path_(fmt::format("/proc/self/fd/{}", copy_.number())) {}
 
+std::string Configuration::name_in_file(const std::string& device) {
+  std::string name = name_for_line(device);
+  expect_readable_name(device, name);
+  return name;
+}
+
 Configuration Configuration::of_device(const std::string& device) {
-  const std::string line = line_for_device(device);
-  expect_readable_name(device, line);
-  return {device, line + '\n'};
+  return {device, device_line(name_in_file(device)) + '\n'};
 }
 
 void Configuration::read() const {

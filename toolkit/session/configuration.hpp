@@ -24,8 +24,11 @@ class Configuration {
   // one, or one whose device the library would not take as it stands there.
   explicit Configuration(const std::string& file);
 
-  // As a file would be that names this device, by its other name if this one does not fit in a
+  // The name that a file can have for this device: its other name if this one does not fit in a
   // line. Throws UsageError.
+  static std::string name_in_file(const std::string& device);
+
+  // As a file would be that names this device so. Throws UsageError.
   static Configuration of_device(const std::string& device);
 
   // The file, or the device.
