@@ -320,7 +320,9 @@ void diagnose_memory_card(Diagnosis& diagnosis, const Settings& settings,
                          fmt::format("Give --card {}, or put the other card in", found.card->name));
   }
   diagnosis.add("card", State::good, fmt::format("a memory card, {}", names),
-                found.others.empty() ? "" : "Reading cannot tell these kinds apart: give --card");
+                settings.card != nullptr || found.others.empty()
+                    ? ""
+                    : "Reading cannot tell these kinds apart: give --card");
 }
 
 // A card that reading does not tell: a processor card, or one that nobody can speak with.

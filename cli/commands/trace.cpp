@@ -28,14 +28,18 @@ struct TraceOptions {
   FrameOptions frames;
 };
 
+std::string name_of(const std::string& file) {
+  return file == standard_stream ? "standard input" : file;
+}
+
 Bytes content_of_recording(const std::string& file) {
   std::error_code error;
   const bool is_regular = file != standard_stream && std::filesystem::is_regular_file(file, error);
   if (is_regular) return read_file(file, std::filesystem::file_size(file, error));
   Bytes content = read_file(file, largest_piped_recording + 1);
   if (content.size() > largest_piped_recording) {
-    throw UsageError(fmt::format("{} holds more than {} bytes, and is no regular file", file,
-                                 largest_piped_recording));
+    throw UsageError(fmt::format("{} holds more than {} bytes, and is no regular file",
+                                 name_of(file), largest_piped_recording));
   }
   return content;
 }
@@ -48,9 +52,7 @@ void run_trace(const Settings& settings, const TraceOptions& options) {
     print(told(decoder.take(frame), settings, options.frames));
   }
   if (!recording.error.empty()) {
-    throw Failure(fmt::format("reading {}: {}",
-                              options.file == standard_stream ? "standard input" : options.file,
-                              recording.error));
+    throw Failure(fmt::format("reading {}: {}", name_of(options.file), recording.error));
   }
 }
 

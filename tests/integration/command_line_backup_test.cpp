@@ -335,5 +335,103 @@ TEST_F(BackupCommands, DiffRefusesWhatIsDamaged) {
   EXPECT_EQ(run_quorra({"diff", "--format", "hex", path("a.hex"), path("a.hex")}).status, 2);
 }
 
+// More than one kind of difference, each told with its own words.
+TEST_F(BackupCommands, DiffTellsWhatIsNoByteOfTheMemory) {
+  const std::string image = new_card("4442");
+  const std::string first = backup_of(image, "first.json");
+  EXPECT_EQ(run_quorra({"code", "present", "--virtual", image, "000000"}).status, 1);
+  const std::string counted = backup_of(image, "counted.json");
+  const std::string both = "- " + first + "\n+ ";
+  const auto expect_differing = [&](const std::string& other, const std::string& words) {
+    const Outcome outcome = run_quorra({"diff", first, other});
+    EXPECT_EQ(outcome.output, both + other + "\n" + words);
+    EXPECT_EQ(outcome.status, 1);
+  };
+  expect_differing(counted, "attempts: 3 and 2\n0 bytes differ.\n");
+  const Outcome told = run_quorra({"diff", "--json", first, counted});
+  EXPECT_NE(told.output.find(R"("counters":[{"name":"attempts","left":3,"right":2}])"),
+            std::string::npos)
+      << told.output;
+  const std::string answering =
+      backup_of(new_card("4442", {"--force", "--data", "3:92"}), "answering.json");
+  expect_differing(answering,
+                   "0x0003  protectable\n  0003  - 91\n  0003  + 92\n"
+                   "The answers to reset differ.\n1 byte differs.\n");
+  const std::string other_kind = backup_of(new_card("4428", {"--force"}), "other_kind.json");
+  expect_differing(other_kind, "The kinds differ: 4442 and 4428.\n");
+}
+
+TEST_F(BackupCommands, DiffTellsWhereOneFileGoesOn) {
+  write("short.bin", "AB");
+  write("long.bin", "ABC");
+  const Outcome outcome = run_quorra({"diff", path("short.bin"), path("long.bin")});
+  EXPECT_EQ(outcome.output, "- " + path("short.bin") + "\n+ " + path("long.bin") +
+                                "\n0x0002  only in " + path("long.bin") + "\n0 bytes differ.\n");
+  EXPECT_EQ(outcome.status, 1);
+  // A backup and bytes have the same addresses, and the regions of the card have names.
+  const std::string backup = backup_of(new_card("24c02", {"--data", "0:4142"}), "b.json");
+  write("data.bin", "AX");
+  const Outcome mixed = run_quorra({"diff", backup, path("data.bin")});
+  EXPECT_NE(mixed.output.find("0x0001  data\n  0001  - 42\n  0001  + 58\n0x0002-0x00FF  only in " +
+                              backup + "\n1 byte differs.\n"),
+            std::string::npos)
+      << mixed.output;
+}
+
+TEST_F(BackupCommands, DiffOfABackupMayNameItsKind) {
+  const std::string image = new_card("4442");
+  const std::string backup = backup_of(image, "b.json");
+  expect_success(run_quorra({"diff", backup, "--virtual", image, "--card", "4442"}),
+                 "No difference in 256 bytes.\n");
+  // The bytes of another address are others, and what is no byte of them does not count.
+  expect_error(run_quorra({"diff", backup, "--virtual", image, "--address", "1"}), 2,
+               "quorra: " + backup + " has a byte at 0x0100, and a 4442 card has 256 bytes\n");
+  // Named so, it is a file of bytes.
+  expect_success(run_quorra({"diff", "--format", "json", backup, backup}),
+                 "No difference in 256 bytes.\n");
+}
+
+TEST_F(BackupCommands, DiffRefusesWhatNoCardHolds) {
+  write("large.bin", std::string(std::size_t{20} * 1024 * 1024, 'x'));
+  expect_error(run_quorra({"diff", path("large.bin"), path("large.bin")}), 2,
+               "quorra: " + path("large.bin") + " is larger than all bytes of any card\n");
+}
+
+TEST_F(BackupCommands, ShownImageLeavesNoRoomForJson) {
+  const std::string image = new_card("4442");
+  const Outcome outcome = run_quorra({"backup", "--virtual", image, "--json", "--image", "-"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.output.find("standard output is for the result, so the backup needs a file"),
+            std::string::npos)
+      << outcome.output;
+  EXPECT_EQ(run_quorra({"backup", "--virtual", image, "--image", "-"}).output.find("# A card of"),
+            0U);
+}
+
+TEST_F(BackupCommands, RestoreTellsCountersAndIsConfirmed) {
+  const std::string image = new_card("4442");
+  const std::string backup = backup_of(image, "b.json");
+  EXPECT_EQ(
+      run_quorra({"write", "--virtual", image, "--code", "FFFFFF", "--address", "64", "00"}).status,
+      0);
+  EXPECT_EQ(run_quorra({"code", "present", "--virtual", image, "000000"}).status, 1);
+  const std::string before = memory_of(image);
+  const Arguments restore{"restore", "--virtual", image, backup, "--card", "4442"};
+  const std::string losses =
+      "What does not come back:\n  code: the backup does not know it\n"
+      "  attempts: the card counts by itself\n  attempts: 3 then, 2 now\n";
+  const Outcome unasked = run_quorra(restore + Arguments{"--code", "FFFFFF"});
+  EXPECT_EQ(unasked.status, 2);
+  EXPECT_EQ(unasked.errors, "quorra: restoring the card: The 4442 card becomes what " + backup +
+                                " says. Confirm with --yes 4442.\n");
+  EXPECT_EQ(memory_of(image), before);
+  const Outcome planned = run_quorra(restore + Arguments{"--plan"});
+  EXPECT_EQ(planned.output.find(losses), 0U) << planned.output;
+  const Outcome told = run_quorra(restore + Arguments{"--plan", "--json"});
+  EXPECT_NE(told.output.find(R"("counters":[{"name":"attempts","in_backup":3,"on_card":2}])"),
+            std::string::npos)
+      << told.output;
+}
+
 }  // namespace
 }  // namespace quorra::testing

@@ -44,9 +44,13 @@ class BatchCommand : public CommandLine {
     return std::filesystem::exists(path) ? content_of(path) : std::string();
   }
 
+  std::string card_file(int number) const {
+    return folder / ("card" + std::to_string(number) + ".toml");
+  }
+
   // A card image of its own.
   std::string card(int number, const std::string& kind = "24c02") {
-    const std::string file = folder / ("card" + std::to_string(number) + ".toml");
+    const std::string file = card_file(number);
     EXPECT_EQ(run({QUORRA_SIM_PROGRAM, "new", kind, file}).status, 0);
     return file;
   }
@@ -288,17 +292,24 @@ class BegunCommand : public BatchCommand {
     write_file(folder / "plan.toml.log.jsonl", journal() + begun);
   }
 
-  // Runs the command at a terminal, and gives these answers to what it asks.
-  Outcome run_asked(const std::vector<std::string>& answers) {
+  // Runs the command at a terminal, and gives these answers to what it asks. A signal comes when it
+  // has shown the last words.
+  Outcome run_asked(const std::vector<std::string>& answers, int signal = 0,
+                    const std::string& last_words = {}, const Arguments& options = {}) {
     const Reader reader({images[1]});
     const Terminal terminal;
     Surroundings surroundings;
     surroundings.streams = {{0, terminal.line()}, {2, terminal.line()}};
-    Process process({QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file},
-                    surroundings);
+    Process process(
+        Arguments{QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file} + options,
+        surroundings);
     for (const std::string& answer : answers) {
       shown += terminal.read_until("[y/N] ");
       terminal.type(answer);
+    }
+    if (signal != 0) {
+      terminal.read_until(last_words);
+      process.signal(signal);
     }
     return process.wait();
   }
@@ -439,6 +450,111 @@ TEST_F(BatchCommand, CodesAreAskedForAndNotLogged) {
                    " has changed since its series was begun, of which 1 card is done: undo the "
                    "change, or, for a new series that begins with the first row, move " +
                    file + ".log.jsonl and " + file + ".log.csv away\n");
+}
+
+// What cannot be meant is refused before anything is sent or logged.
+TEST_F(BatchCommand, RefusesWhatCannotBeMeant) {
+  const std::string file = plan(2);
+  const std::string large = folder / "large.toml";
+  write_file(large, std::string(65537, '#'));
+  const std::string exact = folder / "exact.toml";
+  const std::string content = content_of(file);
+  write_file(exact, content + std::string(65536 - content.size(), '#'));
+  write_file(folder / "code.txt", "FFFFFF");
+  const std::string with_code = folder / "with_code.toml";
+  write_file(with_code,
+             "kind = \"4442\"\nrows = 1\n[code]\nfile = \"code.txt\"\n[[write]]\naddress = 64\n"
+             "value = \"A\"\n");
+  const std::string image = card(1);
+  const std::string before = content_of(image);
+  struct Case {
+    Arguments arguments;
+    std::string error;
+  };
+  const Case cases[] = {
+      {{"-"}, "PLAN is a file: the logs lie beside it"},
+      {{file, "--card", "24c16"}, file + " is a plan for 24c02 cards, not for 24c16"},
+      {{large, "--dry-run"}, large + ": there are more than 65536 bytes"},
+      {{file, "--rows", "1", "--code", "FFFFFF"}, "--code: " + file + " does not ask for it"},
+      {{with_code, "--code", "FFFFFF"}, "--code: " + with_code + " does not ask for it"},
+  };
+  for (const auto& [arguments, error] : cases) {
+    SCOPED_TRACE(error);
+    expect_error(run_quorra(Arguments{"batch", "--virtual", image} + arguments), 2,
+                 "quorra: " + error + '\n');
+  }
+  EXPECT_EQ(content_of(image), before);
+  EXPECT_EQ(run_quorra({"batch", "--dry-run", exact}).status, 0);
+  EXPECT_EQ(run_quorra({"batch", "--dry-run", file, "--card", "24c02"}).status, 0);
+}
+
+TEST_F(BatchCommand, NotesRowsThatWriteTheSame) {
+  const std::string file = folder / "plan.toml";
+  const std::string beginning = "kind = \"24c02\"\nrows = 3\n";
+  const std::string field = "[[write]]\naddress = 64\nvalue = \"CARD{n}\"\nwidth = 7\n";
+  write_file(file, beginning + "[[counter]]\nname = \"n\"\nstart = 501\nstep = 0\n" + field);
+  const Outcome outcome = run_quorra({"batch", "--dry-run", file});
+  EXPECT_EQ(outcome.errors, "quorra: " + file + ": rows 1 and 2 write the same bytes\n");
+  EXPECT_EQ(outcome.status, 0);
+  // That is meant where nothing could differ.
+  write_file(file, beginning + "[[write]]\naddress = 64\nvalue = \"CARD\"\n");
+  EXPECT_EQ(run_quorra({"batch", "--dry-run", file}).errors, "");
+}
+
+TEST_F(BatchCommand, TellsAProgramHowManyAreDone) {
+  const std::string file = plan(2);
+  const std::string progress = folder / "progress";
+  const Outcome outcome =
+      run(Arguments{"/bin/sh", "-c", "exec \"$0\" \"$@\" 3> " + progress, QUORRA_PROGRAM} +
+          Arguments{"batch", "--virtual", card(1), file, "--rows", "1", "--progress-fd", "3",
+                    "--quiet"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.errors.find("is done"), std::string::npos) << outcome.errors;
+  EXPECT_NE(content_of(progress).find(
+                R"({"doing":"personalising a series of cards","done":1,"total":2})"),
+            std::string::npos)
+      << content_of(progress);
+}
+
+// The reader ejects nothing: whoever stands there is told when the next card can come.
+TEST_F(BatchCommand, AsksForTheCardToBeTakenOut) {
+  const std::string file = plan(2);
+  const Terminal terminal;
+  Surroundings surroundings;
+  surroundings.streams = {{2, terminal.line()}};
+  const std::string next = card(2);
+  {
+    const Reader reader({card(1)});
+    Process process({QUORRA_PROGRAM, "batch", "--config", reader.configuration(), file},
+                    surroundings);
+    const std::string shown = terminal.read_until("Take the card out.\n");
+    EXPECT_NE(shown.find("row 1 is done. 1 done, 0 failed, 1 left; "), std::string::npos) << shown;
+    EXPECT_TRUE(reader.control(R"({"command":"remove"})"));
+    terminal.read_until("Put in a card for row 2.\n");
+    EXPECT_TRUE(reader.control(R"({"command":"insert","file":")" + next + R"("})"));
+    EXPECT_EQ(process.wait().status, 0);
+  }
+  expect_all_rows_once({card_file(1), card_file(2)}, 2);
+}
+
+// The row stays that of the card that is not there.
+TEST_F(BegunCommand, WaitsForTheCardIfNeitherIsWanted) {
+  const Outcome outcome = run_asked({"n\n", "n\n"}, SIGINT, "Take the card out.\n");
+  EXPECT_EQ(outcome.signal, SIGINT);
+  EXPECT_NE(
+      outcome.output.find("Row 2 is begun on a card: the same command goes on with that card.\n"),
+      std::string::npos)
+      << outcome.output;
+  EXPECT_EQ(text_on(images[1]), std::string(14, 'F'));
+}
+
+TEST_F(BegunCommand, SignalAtAQuestionEndsIt) {
+  const Outcome outcome = run_asked({}, SIGTERM, "This card gets row 2. Go on? [y/N] ", {"--json"});
+  EXPECT_EQ(outcome.signal, SIGTERM);
+  const auto told = nlohmann::json::parse(outcome.output);
+  EXPECT_EQ(told["begun_row"], 2);
+  EXPECT_EQ(told["error"]["kind"], "interrupted");
+  EXPECT_EQ(text_on(images[1]), std::string(14, 'F'));
 }
 
 }  // namespace

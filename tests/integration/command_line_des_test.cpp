@@ -116,12 +116,30 @@ TEST_F(Des, RefusesWrongUsage) {
        "--output: the name of the file is empty; see quorra --help"},
       {{"--key", key, plain, "--output", (folder / "nowhere") + "/x"},
        "opening " + (folder / "nowhere") + "/x: No such file or directory"},
+      {{"--key", key, "--file", folder / ""}, "reading " + folder / "" + ": Is a directory"},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(one.words);
     expect_error(run_quorra(Arguments{"des", "encrypt"} + one.arguments), 2,
                  "quorra: " + one.words + "\n");
   }
+}
+
+TEST_F(Des, ShownBytesLeaveNoRoomForJson) {
+  const Outcome outcome =
+      run_quorra({"des", "encrypt", "--json", "--key", key, "--output", "-", plain});
+  EXPECT_EQ(outcome.output,
+            R"({"schema_version":1,"command":"des encrypt","ok":false,"exit_status":2,)"
+            R"("error":{"kind":"usage","message":"--json goes to standard output, and the bytes )"
+            R"(cannot go there, too"}})"
+            "\n");
+  EXPECT_EQ(outcome.status, 2);
+}
+
+TEST_F(Des, StandardInputMayBeNoFile) {
+  expect_error(run({"/bin/sh", "-c", R"(exec "$0" des encrypt --key "$1" --file - < /)",
+                    QUORRA_PROGRAM, key}),
+               2, "quorra: reading standard input: Is a directory\n");
 }
 
 // The key is asked for on the terminal, which does not show it.

@@ -4,11 +4,15 @@
 // quorra doctor: the way to the reader and the card, step by step.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
+#include <filesystem>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "tests/integration/command_line_reader.hpp"
 
@@ -204,6 +208,109 @@ TEST_F(Doctor, WrongUsageIsRefused) {
   expect_error(doctor({"--config", "a", "--device", "b"}), 2,
                "quorra: there is one reader: give --config or --device, not both\n");
 }
+
+TEST_F(Doctor, KindThatIsNamedNeedsNoRemedy) {
+  for (const auto& [held, named, words] : {std::array{"4442", "4442", "4442"},
+                                           {"4428", "4428", "4428 or 4418"},
+                                           {"4428", "4418", "4428 or 4418"}}) {
+    SCOPED_TRACE(named);
+    const Outcome outcome = doctor({"--virtual", new_card(held, {"--force"}), "--card", named});
+    expect_words(outcome.output,
+                 "ok       card           a memory card, " + std::string(words) + "\n");
+    EXPECT_EQ(outcome.output.find("->"), std::string::npos) << outcome.output;
+    EXPECT_EQ(outcome.status, 0);
+  }
+}
+
+TEST_F(Doctor, VirtualReaderMayHaveASamAlone) {
+  const Outcome outcome = doctor({"--virtual-sam", "3=" + new_card("cpu")});
+  EXPECT_EQ(outcome.status, 3);
+  expect_words(outcome.output, "ok       reader         a virtual one, with an empty slot\n");
+  expect_words(outcome.output, "MISSING  card           no card is in the reader\n");
+}
+
+TEST_F(Doctor, FileThatIsFoundIsNamed) {
+  const std::string file = folder / "home/quorra/reader.conf";
+  std::filesystem::create_directories(folder / "home/quorra");
+  write_file(file, "P=/dev/nowhere\n");
+  const Outcome outcome = run_quorra(
+      {"doctor"}, {.input = {},
+                   .streams = {},
+                   .environment = {{"COLUMNS", "300"}, {"XDG_CONFIG_HOME", folder / "home"}}});
+  EXPECT_EQ(outcome.status, 3);
+  expect_words(outcome.output, "ok       configuration  " + file + " (found)\n");
+}
+
+TEST_F(Doctor, WhoUsesTheDeviceIsTold) {
+  const Terminal line;
+  Process holder({"/usr/bin/flock", "-x", line.device(), "/bin/sh", "-c", "echo held; sleep 60"});
+  ASSERT_EQ(holder.read_line(), "held");
+  const Outcome outcome = doctor({"--device", line.device()});
+  EXPECT_EQ(outcome.status, 1);
+  expect_words(outcome.output,
+               "TROUBLE  device         opening the session: " + line.device() + " is in use by ");
+  expect_words(outcome.output, "-> End the program that has opened it, or wait for its end\n");
+}
+
+TEST_F(Doctor, DeviceThatNobodyMayOpenIsTold) {
+  const Terminal line;
+  ASSERT_EQ(chmod(line.device().c_str(), 0), 0);
+  const Outcome outcome = run(without_privileges(
+      {"/usr/bin/env", "COLUMNS=500", QUORRA_PROGRAM, "doctor", "--device", line.device()}));
+  EXPECT_NE(outcome.status, 0);
+  expect_words(outcome.output, "you may not use it; opened by ");
+  EXPECT_EQ(line.read_all(), "");
+}
+
+// A serial terminal that nobody is at: there is no line P= in the file.
+TEST_F(Doctor, SerialTerminalHasToBeOne) {
+  const std::string file = folder / "terminal.conf";
+  write_file(file, "S=\\033[5i\n");
+  const Outcome outcome = doctor({"--config", file});
+  EXPECT_EQ(outcome.status, 1);
+  expect_words(outcome.output,
+               "TROUBLE  device         opening the session: " + file +
+                   " has no line P= with the name of a device, so the reader is at the terminal "
+                   "that is standard output; but standard output is no terminal\n");
+}
+
+// What a reader does that is there, but of which each reply is spoilt or a refusal.
+struct BadReader {
+  const char* name;
+  const char* fault;
+  const char* kind;
+  std::vector<std::string> words;
+};
+
+class DoctorAtABadReader : public CommandLine, public ::testing::WithParamInterface<BadReader> {};
+
+TEST_P(DoctorAtABadReader, TellsTheStepsThatFail) {
+  const BadReader& bad = GetParam();
+  Process simulator({QUORRA_SIM_PROGRAM, "--fault", bad.fault, "--card", new_card(bad.kind)});
+  const Outcome outcome = doctor({"--config", simulator.read_line()}, "500");
+  EXPECT_EQ(outcome.status, 1);
+  for (const std::string& words : bad.words)
+    expect_words(outcome.output, words);
+}
+
+const BadReader bad_readers[] = {
+    // What asks for the serial number.
+    {"serial_number",
+     "status,every=1,on=0xB7,status=5",
+     "4442",
+     {"TROUBLE  serial number  reading the serial number: ",
+      "-> The reader answered before: a loose cable or disturbance on the line may be the cause",
+      "ok       card           a memory card, 4442\n"}},
+    // A card that answers to nothing.
+    {"silent_card",
+     "status,every=1,on=0x20,status=5",
+     "cpu",
+     {"TROUBLE  card           a card is in the slot, but it answers neither as a memory card nor "
+      "to a reset\n         -> It may be in upside down or the wrong way round"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Readers, DoctorAtABadReader, ::testing::ValuesIn(bad_readers),
+                         [](const auto& one) { return one.param.name; });
 
 }  // namespace
 }  // namespace quorra::testing

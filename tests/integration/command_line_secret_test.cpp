@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // Codes that are no arguments, and the word for what cannot be undone.
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
 
 #include "tests/integration/command_line.hpp"
@@ -91,6 +93,31 @@ TEST_F(Secrets, EveryWrongWayIsRefusedBeforeAnythingIsSent) {
     expect_error(run_quorra(one.arguments + Arguments{"--virtual", image}), 2,
                  "quorra: " + one.words + "\n");
   }
+  EXPECT_EQ(content_of(image), before);
+}
+
+TEST_F(Secrets, ALineOfADescriptorIsNoLongerThanAnySecret) {
+  const std::string image = new_card("4442");
+  const auto present = [&](const std::string& line) {
+    return run({"/bin/sh", "-c", R"("$0" code present --virtual "$1" --code-fd 3 3< "$2")",
+                QUORRA_PROGRAM, image, file("line", line)});
+  };
+  expect_success(present("FFFFFF" + std::string(250, ' ')), "The code is right.\n");
+  expect_error(present("FFFFFF" + std::string(251, ' ')), 2,
+               "quorra: --code-fd: the line is longer than 256 bytes\n");
+}
+
+// The signal is there before the program begins, and waits until it is let in.
+TEST_F(Secrets, ASignalEndsTheWaitForADescriptor) {
+  const std::string image = new_card("4442");
+  const std::string before = content_of(image);
+  const std::string fifo = folder / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  expect_ended_by(
+      run({"/usr/bin/env", "--block-signal=TERM", "/bin/sh", "-c",
+           R"(kill -TERM $$; exec "$0" code present --virtual "$1" --code-fd 3 3<> "$2")",
+           QUORRA_PROGRAM, image, fifo}),
+      SIGTERM, "quorra: --code-fd: interrupted\n");
   EXPECT_EQ(content_of(image), before);
 }
 
