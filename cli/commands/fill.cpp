@@ -219,13 +219,13 @@ int count_read_only(const Plan& plan) {
   return count;
 }
 
-std::string words_for_kept(const Plan& plan, int kept) {
+std::string words_for_kept(const Plan& plan, int kept, std::string_view before) {
   if (kept == 0) return {};
   std::vector<std::string> where;
   for (const ObstacleAt& at : plan.obstacles) {
     if (at.obstacle == Obstacle::read_only) where.push_back(addresses(at.range));
   }
-  return fmt::format("; read-only bytes: {} ({})", kept, fmt::join(where, ", "));
+  return fmt::format("{}read-only bytes: {} ({})", before, kept, fmt::join(where, ", "));
 }
 
 std::string describe(const Job& job, const Plan& plan, const WritingOptions& options) {
@@ -238,11 +238,12 @@ std::string describe(const Job& job, const Plan& plan, const WritingOptions& opt
   }
   if (job.by_erasing) return fmt::format("Erased {} {}{}.\n", bytes, where, back);
   const int kept = count_read_only(plan);
-  const std::string stays = words_for_kept(plan, kept);
   if (plan.sends_nothing()) {
     return fmt::format("Nothing to write: {} {} {} {:02X} already{}.\n", bytes, where,
-                       count == 1 ? "is" : "are", job.task.byte, stays);
+                       count == 1 ? "is" : "are", job.task.byte,
+                       words_for_kept(plan, kept, ", but for "));
   }
+  const std::string stays = words_for_kept(plan, kept, "; ");
   const bool are_all_sent = plan.bytes_sent >= count;
   if (are_all_sent && kept == 0) {
     return fmt::format("Wrote {:02X} to {} {}{}.\n", job.task.byte, bytes, where, back);

@@ -98,9 +98,9 @@ void add_places(Picture& picture, const Connection& connection, const Memory& me
 // Codes are shown to the issuer only, who has presented the master code.
 std::string state_of(const Picture& picture, const Keys& keys) {
   constexpr std::string_view unknown = "It does not tell whether it is personalised.";
-  const auto master = std::ranges::find_if(picture.places, [](const DrawnArea& place) {
-    return place.area.role == AreaRole::code && place.area.number == 0;
-  });
+  // It comes first.
+  const auto master = std::ranges::find_if(
+      picture.places, [](const DrawnArea& place) { return place.area.role == AreaRole::code; });
   if (!keys.code || keys.code->code != &picture.card->codes.front()) return std::string(unknown);
   if (all_are(keys.code->bytes, 0xFF)) return std::string(unknown);
   return master->bytes == keys.code->bytes ? "It is not personalised."

@@ -135,9 +135,7 @@ std::vector<std::string> command_of(std::string_view line) {
   return words;
 }
 
-bool is_expectation(const std::vector<std::string>& words) {
-  return !words.empty() && words.front() == "expect";
-}
+bool is_expectation(const std::vector<std::string>& words) { return words.front() == "expect"; }
 
 Expectation expectation_of(const std::vector<std::string>& words) {
   return Expectation({words.begin() + 1, words.end()});

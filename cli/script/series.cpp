@@ -63,14 +63,14 @@ bool holds_code(std::string_view word) {
 // What stands behind an option, in a word of its own or in the same one.
 std::optional<std::string> value_of(const std::vector<std::string>& words,
                                     std::string_view option) {
-  for (std::size_t at = 0; at < words.size(); ++at) {
-    const std::string& word = words[at];
-    if (word == option && at + 1 < words.size()) return words[at + 1];
-    if (word.starts_with(option) && word.substr(option.size()).starts_with('=')) {
-      return word.substr(option.size() + 1);
-    }
-  }
-  return std::nullopt;
+  const std::string with_value = std::string(option) + '=';
+  const auto found = std::ranges::find_if(words, [&](const std::string& word) {
+    return word == option || word.starts_with(with_value);
+  });
+  if (found == words.end()) return std::nullopt;
+  if (*found != option) return found->substr(with_value.size());
+  const auto value = std::next(found);
+  return value == words.end() ? std::nullopt : std::optional(*value);
 }
 
 // Whether bytes are typed that go where a code is, or where one may be: all of a card or zone.
@@ -121,7 +121,7 @@ Settings Series::own_settings() {
 
 void Series::check(const std::vector<std::string>& words) {
   checked_ = own_settings();
-  if (!words.empty()) expect_allowed(words.front());
+  expect_allowed(words.front());
   try {
     checker_.check(words);
   } catch (const UsageError&) {

@@ -14,7 +14,6 @@ std::string entry(const std::string& name, const std::string& meaning) {
   const std::size_t width = text_width();
   const std::size_t column = width < 2 * usual_column ? narrow_column : usual_column;
   std::string text = "  " + wrap(name, width, 2, 4);
-  if (meaning.empty()) return text + '\n';
   const bool has_room = text.size() + 2 <= column;
   text += has_room ? std::string(column - text.size(), ' ') : '\n' + std::string(column, ' ');
   return text + wrap(meaning, width, column, column) + '\n';

@@ -160,7 +160,7 @@ class LineEditor::Editor {
     library().set(edit_, EL_PREP_TERM, 1);
     int count = 0;
     const char* text = library().gets(edit_, &count);
-    if (text == nullptr || count <= 0) return std::nullopt;
+    if (text == nullptr) return std::nullopt;
     std::string line(text, static_cast<std::size_t>(count));
     if (line.ends_with('\n')) line.pop_back();
     return line;
@@ -211,8 +211,7 @@ class LineEditor::Editor {
     if (found.words.empty()) return CC_REFRESH_BEEP;
     const std::string_view end = typed.substr(found.begins);
     std::string better = with_backslashes(common_beginning(found.words));
-    const bool is_whole =
-        found.words.size() == 1 && !better.ends_with('/') && !better.ends_with('=');
+    const bool is_whole = found.words.size() == 1 && !better.ends_with('/');
     if (is_whole) better += ' ';
     if (better == end) {
       static_cast<void>(std::fputs(

@@ -433,5 +433,23 @@ TEST_F(BackupCommands, RestoreTellsCountersAndIsConfirmed) {
       << told.output;
 }
 
+TEST_F(BackupCommands, RestoreOfOneZoneNamesNone) {
+  const std::string image = new_card("101");
+  const std::string backup = backup_of(image, "b.json");
+  EXPECT_EQ(
+      run_quorra({"write", "--virtual", image, "--at", "data", "--code", "FFFF", "00"}).status, 0);
+  const std::string before = content_of(image);
+  const Outcome planned = run_quorra({"restore", "--virtual", image, backup, "--plan", "--code",
+                                      "FFFF", "--erase-code", "FFFFFFFF"});
+  EXPECT_NE(planned.output.find("0x0016-0x0095 erased\n"), std::string::npos) << planned.output;
+  EXPECT_EQ(content_of(image), before);
+  const std::string zoned = new_card("102", {"--force"});
+  expect_error(run_quorra({"restore", "--virtual", zoned, backup_of(zoned, "z.json"), "--plan",
+                           "--erase-code", "FFFF"}),
+               2,
+               "quorra: --erase-code: name its zone with --zone; one zone is restored at a time "
+               "then\n");
+}
+
 }  // namespace
 }  // namespace quorra::testing

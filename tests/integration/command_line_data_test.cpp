@@ -422,5 +422,118 @@ TEST_F(DataCommands, ReadingAgainTellsThatAllIsTheSame) {
   EXPECT_EQ(on(image, {"read", "--count", "1", "--repeat", "1001"}).status, 2);
 }
 
+TEST_F(DataCommands, RawFilesHaveRoom) {
+  const std::string image = new_card("4442");
+  const std::string before = content_of(image);
+  save("long.bin", std::string(257, 'x'));
+  expect_error(
+      on(image, {"write", "--address", "0x10", "--file", path("long.bin")}), 2,
+      "quorra: --file: " + path("long.bin") + " holds more than the 256 bytes of a 4442 card\n");
+  EXPECT_EQ(content_of(image), before);
+}
+
+// What is told of a card as a whole is not taken for its data.
+TEST_F(DataCommands, FilesOfNothingButCodesAreRefused) {
+  struct Case {
+    std::string kind;
+    std::string region;
+    std::string bytes;
+    int status;
+    std::string words;
+  };
+  const Case cases[] = {
+      {"4428", "code", "AB", 2,
+       "the code of a 4428 card is not written as bytes are; quorra code change changes it"},
+      {"102", "zone0.code", "AB", 1,
+       "writing the card: codes and counters are left alone, unless they are typed, or written "
+       "with --security"},
+      {"102", "zone0.attempts", "A", 1,
+       "writing the card: codes and counters are left alone, unless they are typed, or written "
+       "with --security"},
+      {"1604", "zone1.code", "AB", 2,
+       "address 0x0015 is not in the part of zone 0 of a 1604 card that can be written without "
+       "--security, which is 0x0000 to 0x0014"},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.kind + ' ' + one.region);
+    const std::string image = other_card(one.kind);
+    const std::string before = content_of(image);
+    save("bytes", one.bytes);
+    expect_error(on(image, {"write", "--at", one.region, "--file", path("bytes"), "--format", "raw",
+                            "--code", "FFFF"}),
+                 one.status, "quorra: " + one.words + "\n");
+    EXPECT_EQ(content_of(image), before);
+  }
+}
+
+TEST_F(DataCommands, VerifyCountsInAllParts) {
+  const std::string image = new_card("24c02", {"--data", "0x20:DEAD", "--data", "0x30:BEEF"});
+  const auto verify = [&](const std::string& first, const std::string& second) {
+    save("parts.json", R"({"schema_version":1,"segments":[{"address":32,"hex":")" + first +
+                           R"("},{"address":48,"hex":")" + second + "\"}]}");
+    return on(image, {"verify", "--file", path("parts.json"), "--format", "json"});
+  };
+  expect_success(verify("DEAD", "BEEF"),
+                 "The card holds the same 4 bytes in 2 parts of 0x0020-0x0031.\n");
+  expect_error(verify("DEAD", "BEEE"), 1,
+               "quorra: comparing the card: 1 of 4 bytes differs; at 0x0031 the card holds EF, "
+               "not EE\n");
+  expect_error(verify("DEAE", "BEEF"), 1,
+               "quorra: comparing the card: 1 of 4 bytes differs; at 0x0021 the card holds AD, "
+               "not AE\n");
+  expect_error(verify("DEAE", "BFEE"), 1,
+               "quorra: comparing the card: 3 of 4 bytes differ; at 0x0021 the card holds AD, "
+               "not AE\n");
+}
+
+TEST_F(DataCommands, FillingSaysWhatIsSoAlready) {
+  const std::string image = new_card("4442", {"--data", "0x40:0000"});
+  const auto fill = [&](const std::string& address, const std::string& count) {
+    return on(image,
+              {"fill", "--byte", "00", "--address", address, "--count", count, "--code", "FFFFFF"});
+  };
+  expect_success(fill("0x40", "1"), "Nothing to write: 1 byte at 0x0040 is 00 already.\n");
+  expect_success(fill("0x40", "2"), "Nothing to write: 2 bytes at 0x0040 are 00 already.\n");
+  // Read-only bytes are as they are.
+  expect_success(fill("0x15", "1"),
+                 "Nothing to write: 1 byte at 0x0015 is 00 already, but for read-only bytes: 1 "
+                 "(0x0015).\n");
+  // As far as the region goes.
+  expect_success(
+      on(image, {"fill", "--byte", "5A", "--at", "data", "--code", "FFFFFF", "--no-verify"}),
+      "Wrote 5A to 224 bytes at 0x0020.\n");
+}
+
+// What would be erased, where nothing has been yet: bytes that are beside one another at once.
+TEST_F(DataCommands, PlansOfErasingNameWhatGoes) {
+  struct Case {
+    std::string kind;
+    Arguments options;
+    std::string words;
+  };
+  const std::string wants_code = "The card wants its code before it is written: --code.\n";
+  const Case cases[] = {
+      {"93c66", {}, "0x0000-0x01FF written\n"},
+      {"102", {}, "0x0016-0x0055 erased\n0x005C-0x009B erased\n" + wants_code},
+      {"102", {"--zone", "1"}, "0x0000-0x003F erased\n" + wants_code},
+      {"102",
+       {"--zone", "1", "--erase-code", "FFFFFFFFFFFF"},
+       "erasures: 0; attempts: 0.\n0x0000-0x003F erased\n" + wants_code},
+      {"1604", {"--zone", "4"}, "0x0000-0x0101 erased\n" + wants_code},
+      {"1604",
+       {"--address", "0", "--count", "400"},
+       "0x0000-0x001A erased\n0x001B-0x018F erased\n"},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(::testing::PrintToString(one.options));
+    const std::string image = other_card(one.kind);
+    const std::string before = content_of(image);
+    const Outcome outcome = on(image, Arguments{"erase", "--plan"} + one.options);
+    EXPECT_NE(outcome.output.find(one.words), std::string::npos) << outcome.output;
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(content_of(image), before);
+  }
+}
+
 }  // namespace
 }  // namespace quorra::testing

@@ -274,6 +274,20 @@ TEST_F(Doctor, SerialTerminalHasToBeOne) {
                    "that is standard output; but standard output is no terminal\n");
 }
 
+// Each line of an advice stays one.
+TEST_F(Doctor, DeviceIsNoConfigurationFile) {
+  const Terminal line;
+  const Outcome outcome = doctor({"--config", line.device()});
+  EXPECT_EQ(outcome.status, 2);
+  const std::string indent(24, ' ');
+  expect_words(outcome.output,
+               "TROUBLE  configuration  " + line.device() +
+                   " is a terminal device, not a configuration file. Name a file that holds the "
+                   "line\n" +
+                   indent + "  P=" + line.device() + "\n" + indent + "as it is made by\n" + indent +
+                   "  echo P=" + line.device() + " > reader.conf\n");
+}
+
 // What a reader does that is there, but of which each reply is spoilt or a refusal.
 struct BadReader {
   const char* name;

@@ -162,5 +162,29 @@ TEST_F(Completion, ZshOffersWhatMayBeTyped) {
   EXPECT_EQ(in_zsh("read --virtual im"), (std::set<std::string>{"files"}));
 }
 
+// What the shells are told: a word and its meaning in each line, or that files are meant.
+TEST_F(Completion, ProgramKnowsWhatEachPlaceTakes) {
+  const auto told = [](const Arguments& words) {
+    const Outcome outcome = run_quorra(Arguments{"complete"} + words);
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(outcome.status, 0);
+    return outcome.output;
+  };
+  EXPECT_EQ(told({}), "");
+  EXPECT_EQ(told({"batch", ""}), ":files\n");
+  EXPECT_EQ(told({"diff", "one.hex", ""}), ":files\n");
+  EXPECT_EQ(told({"read", "--address", ""}), "");
+  EXPECT_EQ(told({"power", "o"}), "on\t\noff\t\n");
+  EXPECT_EQ(told({"read", "--card=93c4"}),
+            "--card=93c46a\tkind of card\n--card=93c46\tkind of card\n");
+  EXPECT_EQ(told({"read", "--virtual", "card.toml", "--no-reg"}), "");
+  EXPECT_EQ(told({"--h"}), "--help\tPrint this help message and exit\n");
+  // Devices come first, and other files may be devices, too.
+  EXPECT_TRUE(told({"tap", ""}).ends_with(":files\n"));
+  // What nobody knows takes nothing.
+  EXPECT_EQ(told({"read", "--nothing=x"}), "");
+  EXPECT_NE(told({"--nothing", "rea"}).find("read\t"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace quorra::testing

@@ -4,12 +4,14 @@
 // Commands that follow one another in one session: quorra run.
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <thread>
 #include <utility>
 
 #include "tests/integration/command_line_reader.hpp"
@@ -396,6 +398,46 @@ TEST_F(Run, OutputThatCannotBeWrittenEndsIt) {
   EXPECT_EQ(memory_of(image), before);
 }
 
+TEST_F(Run, LongLinesAndFilesHaveTheirBounds) {
+  EXPECT_EQ(
+      run_lines("read\nexpect 00\n").errors,
+      "quorra: " + file + ":2: expected 00, got A2131091FFFF8115" + std::string(48, 'F') + "...\n");
+  const std::string comment = "#" + std::string(1023, 'x') + "\n";
+  std::string lines;
+  while (lines.size() < std::size_t{1024} * 1024 - comment.size())
+    lines += comment;
+  lines += std::string(std::size_t{1024} * 1024 - lines.size(), '\n');
+  expect_success(run_lines(lines), "");
+  expect_error(run_lines(lines + "\n"), 2, "quorra: " + file + " holds more than 1048576 bytes\n");
+}
+
+TEST_F(Run, WorksWithoutAReaderIfNoCommandNeedsOne) {
+  write_file(file, "des encrypt --key 0000000000000000 0000000000000000\n");
+  expect_success(run_quorra({"run", file}), "8C A6 4D E9 C1 B1 23 A7\n");
+  const Outcome outcome = run_quorra({"run", "--speed", "9600", file});
+  EXPECT_EQ(outcome.errors.find("quorra: no reader given."), 0U) << outcome.errors;
+  EXPECT_EQ(outcome.status, 2);
+}
+
+// What the command failed of is told, and not what was expected of it.
+TEST_F(Run, FailureOfACommandIsItsError) {
+  const auto objects = objects_of(run_lines("code present 000000 --json\nexpect ok\n").output);
+  ASSERT_EQ(objects.size(), 1U);
+  EXPECT_EQ(objects[0]["error"]["word"], "wrong_code");
+  EXPECT_EQ(objects[0]["expect"], "ok");
+  EXPECT_EQ(objects[0]["got"], "wrong_code");
+  EXPECT_EQ(objects[0]["exit_status"], 1);
+}
+
+// The codes of such a card do not lie in its memory.
+TEST_F(Run, WritingCardsWithoutCodesIsNoChangeOfCodes) {
+  image = new_card("24c02", {"--force"});
+  expect_success(run_lines("write --address 0 41\nwrite --address 1 42\nread --count 2\n"),
+                 "Wrote 1 byte at 0x0000 and read it back.\n"
+                 "Wrote 1 byte at 0x0001 and read it back.\n"
+                 "0000  41 42                                             |AB              |\n");
+}
+
 class RunAtReader : public ScriptedCommandLine {
  protected:
   Process start_lines(const std::string& lines, const Arguments& options = {}) {
@@ -465,6 +507,29 @@ TEST_F(RunAtReader, SignalsEndAWaitForInput) {
   program.signal(SIGINT);
   expect_ended_by(program.wait(), SIGINT, at("2") + "reading " + fifo + ": interrupted\n");
   close(writer);
+  reader.expect_closed();
+}
+
+// The same, where the bytes come from standard input.
+TEST_F(RunAtReader, SignalsEndAWaitForStandardInput) {
+  const std::string fifo = folder / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const int both = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+  write_file(folder / "lines", "beep 5\nwrite --address 0x40 --file -\n");
+  Process program({QUORRA_PROGRAM, "run", folder / "lines", "--config", reader.configuration(),
+                   "--force", "--card", "4442"},
+                  {.input = {}, .streams = {{STDIN_FILENO, both}}, .environment = {}});
+  reader.serve_opening();
+  reader.serve(beep, reply(0, {}));
+  // Whoever has taken the first byte waits for more.
+  EXPECT_EQ(write(both, "x", 1), 1);
+  for (int unread = 1; unread > 0;) {
+    ASSERT_EQ(ioctl(both, FIONREAD, &unread), 0);
+    std::this_thread::yield();
+  }
+  program.signal(SIGINT);
+  expect_ended_by(program.wait(), SIGINT, at("2") + "reading standard input: interrupted\n");
+  close(both);
   reader.expect_closed();
 }
 

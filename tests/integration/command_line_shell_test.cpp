@@ -3,12 +3,17 @@
 
 // Commands that are typed at a terminal: quorra shell.
 
+#include <dlfcn.h>
+#include <gnu/libc-version.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "tests/integration/command_line_reader.hpp"
 
@@ -18,20 +23,21 @@ namespace {
 constexpr char prompt[] = "quorra> ";
 constexpr char enter[] = "\r";
 
+using Environment = std::map<std::string, std::optional<std::string>>;
+
 // A shell on a terminal of its own. What the terminal shows has the typed text in it.
 class RunningShell {
  public:
   RunningShell(const Arguments& options, const std::string& states)
-      : program_(Arguments{QUORRA_PROGRAM, "shell"} + options,
-                 {.input = "",
-                  .streams = {{STDIN_FILENO, terminal_.line()},
-                              {STDOUT_FILENO, terminal_.line()},
-                              {STDERR_FILENO, terminal_.line()}},
-                  .environment = {{"TERM", "dumb"},
-                                  {"NO_COLOR", "1"},
-                                  {"XDG_STATE_HOME", states},
-                                  {"QUORRA_CONFIG", std::nullopt},
-                                  {"XDG_CONFIG_HOME", "/nowhere"}}}) {
+      : RunningShell(Arguments{QUORRA_PROGRAM, "shell"} + options,
+                     Environment{{"XDG_STATE_HOME", states}}) {}
+
+  RunningShell(const Arguments& command, Environment environment)
+      : program_(command, {.input = "",
+                           .streams = {{STDIN_FILENO, terminal_.line()},
+                                       {STDOUT_FILENO, terminal_.line()},
+                                       {STDERR_FILENO, terminal_.line()}},
+                           .environment = with_usual(std::move(environment))}) {
     terminal_.read_until(prompt);
   }
 
@@ -69,6 +75,14 @@ class RunningShell {
   Process& program() { return program_; }
 
  private:
+  static Environment with_usual(Environment environment) {
+    environment.insert({{"TERM", "dumb"},
+                        {"NO_COLOR", "1"},
+                        {"QUORRA_CONFIG", std::nullopt},
+                        {"XDG_CONFIG_HOME", "/nowhere"}});
+    return environment;
+  }
+
   Terminal terminal_;
   Process program_;
 };
@@ -176,6 +190,8 @@ TEST_F(ShellTest, TheHistoryHasNoCodes) {
       "write --at code FFFFFF",
       "write --at=zone1.Erase-Code+1 FF",
       "write --at zone0 FFFFFF",
+      "write --at all FFFFFF",
+      "write --at zone1.erase_code FF",
       "verify --at code FFFFFF",
       "write --security --address 8 FFFF",
   };
@@ -361,6 +377,159 @@ TEST_F(ShellTest, AnotherCardIsAskedForItsCode) {
   shell.end();
   simulator.signal(SIGTERM);
   EXPECT_EQ(simulator.wait().status, 0);
+}
+
+TEST_F(ShellTest, HistoryLiesInTheHomeIfNothingElseIsNamed) {
+  const Arguments command{QUORRA_PROGRAM, "shell", "--virtual", image};
+  const std::string home = folder / "home";
+  // What is no absolute name of a folder does not count.
+  for (const std::optional<std::string>& states :
+       {std::optional<std::string>(), std::optional<std::string>("state")}) {
+    RunningShell shell(command, {{"XDG_STATE_HOME", states}, {"HOME", home}});
+    shell.enter_line("code counter");
+    EXPECT_EQ(shell.end().status, 0);
+    EXPECT_EQ(content_of(home + "/.local/state/quorra/history"), "code counter\n");
+  }
+  // Without a home there is none.
+  RunningShell homeless(command, {{"XDG_STATE_HOME", std::nullopt}, {"HOME", std::nullopt}});
+  EXPECT_EQ(homeless.enter_line("code counter"), "3 attempts left.\n");
+  EXPECT_EQ(homeless.end().status, 0);
+}
+
+// A line in which a code is asked for holds none.
+TEST_F(ShellTest, LinesThatAskForACodeComeBack) {
+  {
+    const auto shell = start();
+    shell->terminal().type("code present -\r");
+    shell->read_until("Code: ");
+    shell->terminal().type("FFFFFF\n");
+    shell->read_until("The code is right.\n");
+    shell->end();
+  }
+  EXPECT_EQ(history(), "code present -\n");
+}
+
+TEST_F(ShellTest, CompletesNamesOfFilesInTheFolderItIsIn) {
+  std::filesystem::create_directories(folder / "here/under");
+  write_file(folder / "here/bytes", "\x01");
+  write_file(folder / "here/.hidden", "\x02\x03");
+  write_file(folder / "here/-dash", "\x04\x05\x06");
+  RunningShell shell(Arguments{"/bin/sh", "-c", R"(cd "$0" && exec "$@")", folder / "here",
+                               QUORRA_PROGRAM, "shell", "--virtual", image},
+                     {{"XDG_STATE_HOME", folder / "state"}});
+  const std::string write = "write --code FFFFFF --all --address 0x40 --no-verify ";
+  shell.expect_shown(write + "--file by\t", "Wrote 1 byte at 0x0040.\n");
+  shell.expect_shown(write + "--file .h\t", "Wrote 2 bytes at 0x0040.\n");
+  shell.expect_shown(write + "--file=./-d\t", "Wrote 3 bytes at 0x0040.\n");
+  // Hidden files are shown to those who begin their names.
+  shell.terminal().type("diff \t");
+  const std::string shown = shell.read_until("under/");
+  EXPECT_NE(shown.find("bytes"), std::string::npos);
+  EXPECT_EQ(shown.find(".hidden"), std::string::npos);
+  shell.end(
+      "\x15"
+      "exit\r");
+}
+
+TEST_F(ShellTest, CompletesBehindItsOwnNameAndNothingInComments) {
+  const auto shell = start();
+  shell->expect_shown("quorra cod\tcounter", "3 attempts left.\n");
+  EXPECT_EQ(shell->enter_line("# rea\t").find("read"), std::string::npos);
+  shell->expect_shown(
+      "\x15"
+      "fly\t\x15"
+      "code counter",
+      "3 attempts left.\n");
+  // There are more kinds than a line has room for.
+  shell->terminal().type("read --card 24c\t");
+  const std::string shown = shell->read_until("24c64");
+  EXPECT_NE(shown.find("24c01a"), std::string::npos);
+  shell->expect_shown(
+      "\x15"
+      "code counter",
+      "3 attempts left.\n");
+  shell->terminal().type("help \t");
+  EXPECT_NE(shell->read_until("write").find("\n"), std::string::npos);
+  shell->expect_shown(
+      "\x15"
+      "code counter",
+      "3 attempts left.\n");
+  shell->end();
+}
+
+// Bytes that are no text, and a window that gets another size, leave the line as it is.
+TEST_F(ShellTest, OddKeysAndSignalsLeaveTheLine) {
+  const auto shell = start();
+  shell->expect_shown(
+      "code \xFF"
+      "counter",
+      "3 attempts left.\n");
+  shell->expect_shown(std::string("code\0 counter", 13), "3 attempts left.\n");
+  shell->terminal().type("code cou");
+  shell->read_until("code cou");
+  shell->program().signal(SIGWINCH);
+  shell->expect_shown("nter", "3 attempts left.\n");
+  EXPECT_EQ(shell->end().status, 0);
+}
+
+// What stands behind "--" is no option, and nothing stands behind it.
+TEST_F(ShellTest, WordsThatLookLikeOptionsAreNone) {
+  const auto shell = start();
+  EXPECT_EQ(shell->enter_line("write --address 0x40 -- --at"),
+            "quorra: HEX: '--at' is not hexadecimal\n");
+  EXPECT_EQ(shell->enter_line("code counter"), "3 attempts left.\n");
+  shell->end();
+}
+
+TEST_F(ShellTest, ExpectsNothingBeforeTheFirstCommand) {
+  const auto shell = start();
+  EXPECT_EQ(shell->enter_line("expect ok"), "quorra: expect: there is no command before it\n");
+  shell->end();
+}
+
+TEST_F(ShellTest, NeedsNoReaderUntilACommandDoes) {
+  const Environment environment{{"XDG_STATE_HOME", folder / "state"}};
+  RunningShell shell(Arguments{QUORRA_PROGRAM, "shell"}, environment);
+  EXPECT_NE(shell.enter_line("help read").find("Usage: quorra read "), std::string::npos);
+  EXPECT_EQ(shell.enter_line("code counter").find("quorra: no reader given."), 0U);
+  EXPECT_EQ(shell.end().status, 0);
+  // A speed is that of a reader.
+  for (const char* command : {"run", "shell"}) {
+    const Outcome outcome = run_quorra({command, "--speed", "9600", "/dev/null"});
+    EXPECT_EQ(outcome.status, 2);
+  }
+  const Terminal terminal;
+  Surroundings at_terminal;
+  at_terminal.streams = {{STDIN_FILENO, terminal.line()}};
+  const Outcome outcome = run_quorra({"shell", "--speed", "9600"}, at_terminal);
+  EXPECT_EQ(outcome.errors.find("quorra: no reader given."), 0U) << outcome.errors;
+  EXPECT_EQ(outcome.status, 2);
+}
+
+// Whoever has not installed it is told which package it is; the other commands do without it.
+TEST_F(ShellTest, NeedsALibraryToEditLines) {
+  std::filesystem::create_directories(folder / "libraries");
+  const std::string library = folder / "libraries/libedit.so.2";
+  const Terminal terminal;
+  const auto shell_with_it = [&](const Arguments& command) {
+    return run_quorra(command, {.input = {},
+                                .streams = {{STDIN_FILENO, terminal.line()}},
+                                .environment = {{"LD_LIBRARY_PATH", folder / "libraries"}}});
+  };
+  write_file(library, "");
+  expect_error(shell_with_it({"shell", "--virtual", image}), 1,
+               "quorra: editing lines: " + library +
+                   ": file too short; install the Debian package libedit2\n");
+  expect_success(shell_with_it({"code", "counter", "--virtual", image}), "3 attempts left.\n");
+  // Something else that has its name.
+  std::filesystem::remove(library);
+  Dl_info other_library{};
+  ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &other_library), 0);
+  std::filesystem::create_symlink(other_library.dli_fname, library);
+  const Outcome other = shell_with_it({"shell", "--virtual", image});
+  EXPECT_EQ(other.errors.find("quorra: editing lines: "), 0U) << other.errors;
+  EXPECT_NE(other.errors.find("undefined symbol: el_init"), std::string::npos) << other.errors;
+  EXPECT_EQ(other.status, 1);
 }
 
 }  // namespace

@@ -94,6 +94,74 @@ TEST_F(CommandLine, HelpsWithEachSubcommand) {
   }
 }
 
+TEST_F(CommandLine, WantsACommand) {
+  const Outcome outcome = run_quorra({});
+  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.errors.find("quorra: quorra wants one of these behind it: info, detect, "), 0U)
+      << outcome.errors;
+  EXPECT_EQ(outcome.status, 2);
+}
+
+TEST_F(CommandLine, NamesTheKindsOfCards) {
+  const auto told = [](const std::string& kind) {
+    return run_quorra({"read", "--card", kind}).errors;
+  };
+  EXPECT_EQ(told("mystery").find("quorra: --card: 'mystery' is no kind of card; there are 4442, "),
+            0U);
+  EXPECT_EQ(told("4443").find(
+                "quorra: --card: '4443' is no kind of card; did you mean '4442'? There are"),
+            0U)
+      << told("4443");
+}
+
+// An error that is told as JSON has nobody to read it, either.
+TEST_F(CommandLine, ErrorsEndWithWhoeverReadsThem) {
+  EXPECT_EQ(run({"/bin/bash", "-c",
+                 R"({ sleep 0.2; "$0" read --json --virtual /nowhere; echo $? >&2; } | :)",
+                 QUORRA_PROGRAM})
+                .errors,
+            "141\n");
+}
+
+TEST_F(CommandLine, EmulatorsHoldProcessorCards) {
+  expect_error(run_quorra({"read", "--virtual", "vicc://localhost:1"}), 2,
+               "quorra: vicc://localhost:1 is a processor card: quorra apdu sends it commands\n");
+}
+
+// A card in the slot that answers to nothing may be of any kind.
+TEST_F(CommandLine, TellsThatNothingTellsTheKind) {
+  const std::string configuration = folder / "reader.conf";
+  Process simulator({QUORRA_SIM_PROGRAM, "--card", new_card("cpu"), "--fault",
+                     "status,every=1,on=0x20,status=5", "--config", configuration});
+  ASSERT_EQ(simulator.read_line(), configuration);
+  expect_error(run_quorra({"detect", "--config", configuration}), 1,
+               "quorra: looking for a card: reading does not tell which kind it is; quorra detect "
+               "--by-writing --config " +
+                   configuration +
+                   " tries the kinds one after the other, and writes to the card\n");
+  expect_error(run_quorra({"read", "--config", configuration}), 1,
+               "quorra: recognising the card: reading does not tell which kind it is; name it "
+               "with --card\n");
+  const Outcome named = run_quorra({"read", "--config", configuration, "--card", "4442"});
+  EXPECT_EQ(named.errors.find("quorra: that this is a 4442 could not be checked: reading does not "
+                              "tell which kind it is\n"),
+            0U)
+      << named.errors;
+  EXPECT_EQ(named.status, 1);
+}
+
+TEST_F(CommandLine, RecordingsThatAreNoneAreRefused) {
+  const auto trace = [](const std::string& file, const std::string& input) {
+    return run({"/bin/sh", "-c", R"(exec "$0" trace "$1" < )" + input, QUORRA_PROGRAM, file});
+  };
+  expect_error(trace("-", "/dev/null"), 1,
+               "quorra: reading standard input: it is too short for a pcapng file\n");
+  expect_error(trace("-", "/dev/zero"), 2,
+               "quorra: standard input holds more than 67108864 bytes, and is no regular file\n");
+  expect_error(trace("/dev/zero", "/dev/null"), 2,
+               "quorra: /dev/zero holds more than 67108864 bytes, and is no regular file\n");
+}
+
 TEST_F(CommandLine, TellsHowToNameAReader) {
   const Outcome outcome = run_quorra({"read"});
   EXPECT_EQ(outcome.status, 2);

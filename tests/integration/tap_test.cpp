@@ -233,6 +233,64 @@ TEST_F(Tap, WantsADevice) {
                "quorra: --output: " + (folder / "no/file") + ": No such file or directory\n");
 }
 
+TEST_F(Tap, WantsOneDevice) {
+  const std::string direct = folder / "direct.conf";
+  const std::string terminal = folder / "terminal.conf";
+  const std::string without_end = folder / "without_end.conf";
+  write_file(direct, "P=/dev/nowhere\n");
+  write_file(terminal, "S=\\033[5i\n");
+  write_file(without_end, "W=\\033[5i\n");
+  struct Case {
+    Arguments arguments;
+    std::string words;
+  };
+  const std::string several = "there is one reader: give --device, --config or DEVICE, not several";
+  const std::string no_sequences = "--config: its lines W and A name no sequences";
+  const Case cases[] = {
+      {{"--virtual", "card.toml"},
+       "a virtual reader that ends with the command has no line to tap; quorra-sim is one that "
+       "goes on"},
+      {{"--device", "/dev/x", "/dev/y"}, several},
+      {{"--device", "/dev/x", "--config", direct}, several},
+      {{"--config", direct, "/dev/x"},
+       "--config names a device already; give it or DEVICE, not both"},
+      {{"--config", direct, "--terminal"}, "--config is not for a serial terminal"},
+      {{"--config", terminal, "/dev/x"}, no_sequences},
+      {{"--config", without_end, "--terminal", "/dev/x"}, no_sequences},
+  };
+  for (const auto& [arguments, words] : cases) {
+    SCOPED_TRACE(::testing::PrintToString(arguments));
+    expect_error(run_quorra(Arguments{"tap"} + arguments), 2, "quorra: " + words + "\n");
+  }
+  expect_error(run_quorra({"tap", "--device", "/dev/nowhere"}), 3,
+               "quorra: tapping /dev/nowhere: /dev/nowhere cannot be opened: No such file or "
+               "directory: there is no such device\n");
+}
+
+TEST_F(Tap, CannotRecordOnAFullDevice) {
+  const Terminal line;
+  expect_error(run_quorra({"tap", line.device(), "--output", "/dev/full"}), 1,
+               "quorra: writing /dev/full: No space left on device\n");
+}
+
+// A link that a killed tap has left is replaced; any other is somebody's.
+TEST_F(Tap, TakesOverItsOwnLinksAlone) {
+  const Terminal line;
+  const std::string link = folder / "link";
+  std::filesystem::create_symlink("/nowhere", link);
+  expect_error(run_quorra({"tap", line.device(), "--link", link}), 2,
+               "quorra: --link: " + link + ": File exists\n");
+  EXPECT_EQ(std::filesystem::read_symlink(link), "/nowhere");
+  std::filesystem::remove(link);
+  std::filesystem::create_symlink("/dev/pts/none", link);
+  Process tapping({QUORRA_PROGRAM, "tap", line.device(), "--link", link});
+  EXPECT_EQ(tapping.read_line(), "P=" + link);
+  EXPECT_NE(std::filesystem::read_symlink(link), "/dev/pts/none");
+  tapping.signal(SIGINT);
+  EXPECT_EQ(tapping.wait().signal, SIGINT);
+  EXPECT_FALSE(std::filesystem::is_symlink(link));
+}
+
 // The line to a reader that is the test itself.
 class TapOfATerminal : public CommandLine {
  protected:
