@@ -451,5 +451,18 @@ TEST_F(BackupCommands, RestoreOfOneZoneNamesNone) {
                "then\n");
 }
 
+TEST_F(BackupCommands, DiffTellsThatOneIsPersonalised) {
+  const std::string image = new_card("4406");
+  const std::string before = backup_of(image, "before.json");
+  EXPECT_EQ(
+      run_quorra({"personalise", "--virtual", image, "--code", "FFFFFF", "--yes", "4406"}).status,
+      0);
+  const Outcome outcome = run_quorra({"diff", before, backup_of(image, "after.json")});
+  EXPECT_NE(outcome.output.find("\nOne of the two is personalised.\n1 byte differs.\n"),
+            std::string::npos)
+      << outcome.output;
+  EXPECT_EQ(outcome.status, 1);
+}
+
 }  // namespace
 }  // namespace quorra::testing

@@ -315,6 +315,14 @@ const BadReader bad_readers[] = {
      {"TROUBLE  serial number  reading the serial number: ",
       "-> The reader answered before: a loose cable or disturbance on the line may be the cause",
       "ok       card           a memory card, 4442\n"}},
+    // What asks for the status, and whether a card is there.
+    {"state",
+     "wrong_check,every=1,on=0xB9",
+     "4442",
+     {"TROUBLE  status         asking whether the reader answers: the check byte of the reader's "
+      "reply is wrong (-133)\n",
+      "TROUBLE  card           examining the reader: the check byte of the reader's reply is wrong "
+      "(-133)\n         -> Take the card out, put it in again, and try again\n"}},
     // A card that answers to nothing.
     {"silent_card",
      "status,every=1,on=0x20,status=5",

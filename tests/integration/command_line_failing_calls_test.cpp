@@ -93,5 +93,33 @@ TEST_F(FailingCalls, ASecretThatCannotBeWaitedForIsNotTaken) {
   EXPECT_EQ(content_of(image), before);
 }
 
+// Behind the look at the device, it is opened once more.
+TEST_F(FailingCalls, ALineThatCannotBeOpenedIsNoReader) {
+  const Terminal line;
+  for (const char* command : {"info", "read"}) {
+    expect_error(run_failing("openat:error=EBUSY:when=2+", {command, "--device", line.device()},
+                             line.device()),
+                 3, "quorra: opening the session: the line cannot be opened (-136)\n");
+  }
+  EXPECT_EQ(line.read_all(), "");
+}
+
+TEST_F(FailingCalls, ATapNeedsAPseudoTerminal) {
+  const Terminal line;
+  expect_error(run_failing("openat:error=EMFILE", {"tap", line.device()}, "/dev/ptmx"), 1,
+               "quorra: tapping " + line.device() + ": pseudo-terminal: Too many open files\n");
+}
+
+// A wait that is cut short goes on.
+TEST_F(FailingCalls, AnInterruptedWaitForInputGoesOn) {
+  write_file(folder / "input", "01234567");
+  expect_error(run_failing("/^p?poll$:error=EINTR:when=1",
+                           {"des", "encrypt", "--key", "0000000000000000", "--json", "--output",
+                            folder / "output", "--file", "-"},
+                           {}, "< \"" + folder / "input" + "\" > /dev/null"),
+               0, "");
+  EXPECT_EQ(content_of(folder / "output").size(), 8U);
+}
+
 }  // namespace
 }  // namespace quorra::testing

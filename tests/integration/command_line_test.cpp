@@ -150,6 +150,27 @@ TEST_F(CommandLine, TellsThatNothingTellsTheKind) {
   EXPECT_EQ(named.status, 1);
 }
 
+// Nothing is sent to a card of which nobody knows whether it is there.
+TEST_F(CommandLine, TellsThatTheStateOfTheCardIsUnknown) {
+  const std::string configuration = folder / "reader.conf";
+  Process simulator({QUORRA_SIM_PROGRAM, "--card", new_card("4442"), "--fault",
+                     "wrong_check,every=1,on=0xB9", "--config", configuration});
+  ASSERT_EQ(simulator.read_line(), configuration);
+  for (const Arguments& command : {Arguments{"read"}, {"read", "--card", "4442"}, {"detect"}}) {
+    expect_error(run_quorra(command + Arguments{"--config", configuration}), 1,
+                 "quorra: recognising the card: the check byte of the reader's reply is wrong "
+                 "(-133)\n");
+  }
+  // A code that was refused may still be the wrong one.
+  write_file(folder / "lines",
+             "code present 000000\nexpect wrong_code\ncode present 000000\nexpect failed\n"
+             "code counter\nexpect 2\n");
+  const Outcome outcome =
+      run_quorra({"run", "--card", "4442", "--force", "--config", configuration, folder / "lines"});
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.status, 0);
+}
+
 TEST_F(CommandLine, RecordingsThatAreNoneAreRefused) {
   const auto trace = [](const std::string& file, const std::string& input) {
     return run({"/bin/sh", "-c", R"(exec "$0" trace "$1" < )" + input, QUORRA_PROGRAM, file});
