@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -94,6 +95,38 @@ TEST_F(KnownKindTest, IsNotKeptInAFolderThatOthersMayWriteTo) {
   ASSERT_EQ(chmod((folder_ / "quorra").c_str(), 0777), 0);
   KnownKind(session).set(*find_card("4442"));
   EXPECT_EQ(KnownKind(session).get(), nullptr);
+}
+
+TEST_F(KnownKindTest, IsKeptNowhereWhereThereIsNoFolder) {
+  setenv("XDG_RUNTIME_DIR", (folder_ / "gone").c_str(), 1);
+  const LineSession session;
+  KnownKind(session).set(*find_card("4442"));
+  EXPECT_EQ(KnownKind(session).get(), nullptr);
+}
+
+// The working folder is anybody's.
+TEST_F(KnownKindTest, IsNotKeptInAFolderThatIsNotAbsolute) {
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder_ / ".");
+  std::filesystem::create_directory("here");
+  setenv("XDG_RUNTIME_DIR", "here", 1);
+  const LineSession session;
+  KnownKind(session).set(*find_card("4442"));
+  KnownKind(session).forget();
+  EXPECT_TRUE(std::filesystem::is_empty("here"));
+  std::filesystem::current_path(before);
+}
+
+class ClosedSession : public Session {
+ public:
+  int handle() const override { return -1; }
+};
+
+TEST_F(KnownKindTest, IsThatOfNoLineWithoutOne) {
+  const ClosedSession session;
+  KnownKind(session).set(*find_card("4442"));
+  EXPECT_EQ(KnownKind(session).get(), nullptr);
+  EXPECT_NO_THROW(KnownKind(session).forget());
 }
 
 }  // namespace

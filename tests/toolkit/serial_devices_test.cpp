@@ -64,6 +64,30 @@ TEST_F(SerialDevices, DriverOfTheHardwareCounts) {
   EXPECT_EQ(devices[0].driver, "serial");
 }
 
+TEST_F(SerialDevices, HardwareNeedsNoDriver) {
+  put("dev/ttyX0", "");
+  link("sys/class/tty/ttyX0/device", "sys/devices/platform/port");
+  const auto devices = list();
+  ASSERT_EQ(devices.size(), 1U);
+  EXPECT_EQ(devices[0].driver, "");
+  EXPECT_EQ(describe(devices[0]), "");
+}
+
+// It tells only its number, and has no device yet.
+TEST_F(SerialDevices, AdapterMayTellLittle) {
+  add_port("ttyUSB0", "sys/devices/usb1/1-1/1-1:1.0/ttyUSB0", "ch341");
+  fs::remove(root / "dev/ttyUSB0");
+  put("sys/devices/usb1/1-1/idVendor", "1a86\n");
+  put("sys/devices/usb1/1-1/idProduct", "7523\n");
+  put("sys/devices/usb1/1-1/product", "Serial\n");
+  fs::create_directories(root / "dev/serial/by-id");
+  fs::create_symlink("../../ttyUSB0", root / "dev/serial/by-id/usb-Serial-if00-port0");
+  const auto devices = list();
+  ASSERT_EQ(devices.size(), 1U);
+  EXPECT_EQ(describe(devices[0]), "Serial (1a86:7523), ch341");
+  EXPECT_EQ(devices[0].lasting, "");
+}
+
 TEST_F(SerialDevices, AdapterIsDescribed) {
   add_port("ttyUSB10", "sys/devices/usb1/1-1/1-1:1.0/ttyUSB10", "ftdi_sio");
   add_port("ttyUSB9", "sys/devices/usb1/1-2/1-2:1.0/ttyUSB9", "cp210x");
