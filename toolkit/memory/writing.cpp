@@ -57,6 +57,7 @@ class Fates {
       const bool waits = is_rewritten_.size() > index(at) && is_rewritten_[index(at)];
       set({at, 1}, waits ? Fate::erased : Fate::written);
     }
+    mark(is_erased_, range);
   }
   void write(Range range) { set(range, Fate::written); }
   void lose(Range range) { set(range, Fate::unknown); }
@@ -67,7 +68,9 @@ class Fates {
     for (std::size_t at = 0; at < wanted.size(); ++at) {
       const int address = first + static_cast<int>(at);
       if (wanted[at] != held[at]) {
-        set({address, 1}, Fate::not_written);
+        const bool was_erased = is_erased_.size() > index(address) && is_erased_[index(address)];
+        const bool is_erased = was_erased && held[at] == erased_byte;
+        set({address, 1}, is_erased ? Fate::erased : Fate::not_written);
       } else {
         const bool was_so = before == nullptr || before->bytes.at(address) == wanted[at];
         set({address, 1}, was_so ? Fate::none : Fate::written);
@@ -123,6 +126,7 @@ class Fates {
 
   std::vector<Fate> fates_;
   std::vector<bool> is_rewritten_;
+  std::vector<bool> is_erased_;
 };
 
 void add_words(std::string& text, std::string_view what, const std::vector<Range>& ranges) {

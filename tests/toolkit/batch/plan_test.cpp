@@ -206,6 +206,7 @@ TEST(SeriesPlan, LeavesCodesAndCountersAlone) {
             "plans/plan.toml:4: at: code of a 101 card is no place for data");
   EXPECT_EQ(refusal(write + "address = 9\nvalue = \"AB\"\n", "101"),
             "plans/plan.toml:4: address: code of a 101 card is no place for data");
+  EXPECT_EQ(refusal(write + "address = 1020\nvalue = \"AB\"\n", "4418"), "");
   EXPECT_EQ(refusal("rows = 1\n[[protect]]\naddress = 0\n" + one_write),
             "plans/plan.toml:3: protect: the bytes of a 24c02 card cannot be protected one by one");
   EXPECT_EQ(refusal("rows = 1\n[[protect]]\naddress = 31\ncount = 1\n" + one_write, "4442"), "");
