@@ -190,6 +190,16 @@ TEST_F(RecognitionTest, TellsTheOtherIdentificationOf4404And4406) {
   EXPECT_EQ(recognise(other), "4406");
 }
 
+// One byte of two is not enough.
+TEST_F(RecognitionTest, TellsNothingByHalfAnIdentification) {
+  Image card = new_card("4404");
+  std::ranges::copy(std::vector<std::uint8_t>{0x81, 0x25, 0x00}, card.field("memory").begin());
+  EXPECT_EQ(recognise(card).find("4404"), std::string::npos);
+  Image other = new_card("4406");
+  std::ranges::copy(std::vector<std::uint8_t>{0x98, 0x21, 0x00}, other.field("memory").begin());
+  EXPECT_EQ(recognise(other).find("4406"), std::string::npos);
+}
+
 // Both begin with the same two bytes. What one shows, the other hides.
 TEST_F(RecognitionTest, Tells101From102ByWhatTheyShow) {
   struct Row {

@@ -383,7 +383,7 @@ class PlanReader {
     plan_.fields.push_back(std::move(field));
   }
 
-  // Codes and counters are no data, and some bytes have no command that writes them.
+  // Codes and counters are no data. All else has a command that writes it.
   void expect_writable(const TableReader& keys, Range range) const {
     const std::string_view key = keys.line("at") != keys.line() ? "at" : "address";
     for (const Region& region : regions_of(card())) {
@@ -393,11 +393,6 @@ class PlanReader {
         keys.fail(key,
                   fmt::format("{} of a {} card is no place for data", region.name, card().name));
       }
-    }
-    for (const Piece& piece : pieces_of(card(), range)) {
-      if (piece.write != nullptr) continue;
-      keys.fail(key, fmt::format("no command writes the byte at 0x{:04X} of a {} card",
-                                 range.address + piece.done, card().name));
     }
   }
 

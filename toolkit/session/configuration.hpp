@@ -31,9 +31,6 @@ class Configuration {
   // As a file would be that names this device so. Throws UsageError.
   static Configuration of_device(const std::string& device);
 
-  // The file, or the device.
-  const std::string& name() const { return name_; }
-
   // The name of the copy, for functions of the library.
   const std::string& path() const { return path_; }
 

@@ -180,7 +180,7 @@ Decoded Decoder::take(Frame frame) {
   decoded.since_start = decoded.frame.time - *start_;
   decoded.data_size = decoded.frame.bytes.size();
   const Wholeness wholeness = decoded.frame.wholeness;
-  if (decoded.frame.bytes.empty() || wholeness == Wholeness::screen) return decoded;
+  if (wholeness == Wholeness::screen) return decoded;
   if (wholeness == Wholeness::stray) {
     hide_strays(decoded);
     return decoded;

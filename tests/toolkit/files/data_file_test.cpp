@@ -166,8 +166,8 @@ TEST(DataFile, IsRecognisedByItsContent) {
   EXPECT_EQ(parse("S9030000FC").format, FileFormat::srec);
   EXPECT_EQ(parse(R"({"schema_version": 1, "segments": []})").format, FileFormat::json);
   EXPECT_EQ(parse("\n{\n  \"schema_version\": 1, \"segments\": []}").format, FileFormat::json);
-  for (const char* text :
-       {"", "DE AD", ":", ":0", ":-) good morning", "S", "S9", "Su05", "SA03", "{", "{ }", "[1]"}) {
+  for (const char* text : {"", "DE AD", ":", ":0", ":-) good morning", "S", "S9", "Su05", "SA03",
+                           "S/03", "S90z", "{", "{ }", "[1]"}) {
     EXPECT_EQ(parse(text).format, FileFormat::raw) << text;
   }
   const DataFile raw = parse(":00000001FF\n", FileFormat::raw);

@@ -78,6 +78,7 @@ TEST(Differences, TellWhatOnlyOneHas) {
   const Differences missing = find_differences(left, {}, {});
   EXPECT_FALSE(missing.none());
   EXPECT_EQ(missing.count(), 0);
+  EXPECT_FALSE(find_differences({}, left, {}).none()) << "only the other one has them";
 }
 
 }  // namespace

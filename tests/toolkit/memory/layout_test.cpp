@@ -142,6 +142,18 @@ TEST(Regions, CoverEachByteOfEachCard) {
   }
 }
 
+// What no command writes is a code or a counter.
+TEST(Regions, AreWritableUnlessTheyGuardSomething) {
+  for (const Card& kind : toolkit::all_cards()) {
+    for (const Region& region : toolkit::regions_of(kind)) {
+      if (toolkit::is_guard(*region.role)) continue;
+      for (const Piece& piece : toolkit::pieces_of(kind, region.range)) {
+        EXPECT_NE(piece.write, nullptr) << kind.name << " " << region.name;
+      }
+    }
+  }
+}
+
 TEST(Regions, AreFoundByName) {
   EXPECT_EQ(found("1604", "zone2.data"), "zone2.data 1228+255");
   EXPECT_EQ(found("1604", "ZONE2.Data"), "zone2.data 1228+255");

@@ -192,6 +192,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Interruption{"a_device_that_is_full", "write", 1, EAGAIN},
                       Interruption{"reading_from_the_program", "read", 0, EINTR},
                       Interruption{"nothing_from_the_program", "read", 0, EAGAIN},
+                      Interruption{"a_failed_read_from_the_program", "read", 0, EIO},
                       Interruption{"reading_from_the_device", "read", 1, EINTR},
                       Interruption{"nothing_from_the_device", "read", 1, EAGAIN},
                       Interruption{"settings_of_the_program", "tcgetattr", 0, EIO}),
