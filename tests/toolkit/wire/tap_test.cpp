@@ -103,8 +103,8 @@ class TapOfCalls : public ::testing::Test {
 TEST_F(TapOfCalls, PassesAndTells) {
   start();
   ask();
-  EXPECT_TRUE(run());
-  EXPECT_EQ(told, (std::vector<Bytes>{request, reply}));
+  ASSERT_TRUE(run());
+  ASSERT_EQ(told, (std::vector<Bytes>{request, reply}));
   EXPECT_EQ(reader->read(request.size()), text_of(request));
   EXPECT_EQ(received(reply.size()), reply);
 }
@@ -176,10 +176,10 @@ TEST_P(TapThatIsInterrupted, LosesNothing) {
   {
     const FailingCall failing(GetParam().call, GetParam().error,
                               {.first = GetParam().first, .count = 1});
-    EXPECT_TRUE(run());
+    ASSERT_TRUE(run());
     EXPECT_EQ(failing.failures(), 1);
   }
-  EXPECT_EQ(told, (std::vector<Bytes>{request, reply}));
+  ASSERT_EQ(told, (std::vector<Bytes>{request, reply}));
   EXPECT_EQ(reader->read(request.size()), text_of(request));
   EXPECT_EQ(received(reply.size()), reply);
 }
