@@ -50,7 +50,7 @@ endif()
 if(QUORRA_COVERAGE)
   add_compile_options(-O0 -gline-tables-only -gdwarf-4 -fcoverage-mapping
     "-fprofile-instr-generate=${PROJECT_BINARY_DIR}/counters/%m%c.profraw"
-    "SHELL:-mllvm -runtime-counter-relocation")
+    -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
   add_link_options(-fprofile-instr-generate)
 endif()
 

@@ -35,11 +35,16 @@ struct Circuit {
 
 template <Operation operation, typename Word>
 [[gnu::always_inline]] constexpr Word put_out(Word first, Word second) {
-  if constexpr (operation == Operation::both) return first & second;
-  if constexpr (operation == Operation::either) return first | second;
-  if constexpr (operation == Operation::differ) return first ^ second;
-  if constexpr (operation == Operation::only_first) return first & ~second;
-  return ~first;  // negation
+  if constexpr (operation == Operation::both)
+    return first & second;
+  else if constexpr (operation == Operation::either)
+    return first | second;
+  else if constexpr (operation == Operation::differ)
+    return first ^ second;
+  else if constexpr (operation == Operation::only_first)
+    return first & ~second;
+  else
+    return ~first;
 }
 
 template <const auto& circuit, typename Word>
