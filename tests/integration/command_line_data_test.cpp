@@ -283,7 +283,8 @@ TEST_F(DataCommands, ProtectedBytesAreNamedOrLeftOut) {
 struct Kind {
   std::string name;
   std::string code = {};
-  std::string data = {};  // "ADDRESS:HEX", for a card that is not blank
+  std::string data = {};   // "ADDRESS:HEX", for a card that is not blank
+  std::string from = "0";  // the largest card is read once, and again from here on
 };
 
 const std::vector<Kind> kinds = {
@@ -294,7 +295,7 @@ const std::vector<Kind> kinds = {
     {"24c16", "", "0x7FC:01020304"},      {"24c32", "", "0xFFC:01020304"},
     {"24c64", "", "0x1FFC:01020304"},     {"93c46a", "", "0x7D:010203"},
     {"93c46", "", "0x7C:01020304"},       {"93c57", "", "0xFC:01020304"},
-    {"93c66", "", "0x1FC:01020304"},      {"45d041", "", "0x83FFC:01020304"},
+    {"93c66", "", "0x1FC:01020304"},      {"45d041", "", "0x83FFC:01020304", "0x83000"},
     {"4404", "FFFF", "0x10:01020304"},    {"4406", "FFFFFF", "3:0102030405"},
     {"101", "FFFF", "0x18:01020304"},     {"102", "FFFF", "0x5E:01020304"},
     {"1604", "FFFF", "0x6E0:01020304"},   {"1604b", "FFFF", "0x7F5:01020304"},
@@ -307,10 +308,12 @@ TEST_P(EachKind, TakesWhatWasReadOfAnotherCard) {
   const std::string one = new_card(kind.name, {"--data", kind.data});
   Arguments code;
   if (!kind.code.empty()) code = {"--code", kind.code};
-  for (const char* name : {"all.hex", "all.s19", "all.json"}) {
-    EXPECT_EQ(on(one, {"read", "--output", path(name), "--quiet"}).status, 0);
+  EXPECT_EQ(on(one, {"read", "--output", path("all.hex"), "--quiet"}).status, 0);
+  Arguments read = {"read", "--quiet"};
+  if (kind.from != "0") read = read + Arguments{"--address", kind.from};
+  for (const char* name : {"all.s19", "all.json", "all.bin"}) {
+    EXPECT_EQ(on(one, read + Arguments{"--output", path(name)}).status, 0);
   }
-  EXPECT_EQ(on(one, {"read", "--output", path("all.bin"), "--quiet"}).status, 0);
   const std::string two = other_card(kind.name);
   EXPECT_NE(memory_of(two), memory_of(one));
   const Arguments write = Arguments{"write", "--quiet"} + code;
@@ -322,9 +325,9 @@ TEST_P(EachKind, TakesWhatWasReadOfAnotherCard) {
     EXPECT_EQ(on(two, write + Arguments{"--file", path(name)}).output.substr(0, 16),
               "Nothing to write");
   }
-  EXPECT_EQ(
-      on(two, write + Arguments{"--file", path("all.bin"), "--address", "0"}).output.substr(0, 16),
-      "Nothing to write");
+  EXPECT_EQ(on(two, write + Arguments{"--file", path("all.bin"), "--address", kind.from})
+                .output.substr(0, 16),
+            "Nothing to write");
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, EachKind, ::testing::ValuesIn(kinds),

@@ -278,10 +278,10 @@ bool is_one_of(const std::vector<int>& codes, int code) {
 class FailingCalls : public ::testing::TestWithParam<Mode> {
  protected:
   // On a terminal each character, and each of the sequences around it, is a call of its own; not
-  // all of so many have to fail. Every seventh meets characters and both kinds of sequences.
+  // all of so many have to fail. Every thirteenth meets characters and both kinds of sequences.
   static long next(long at) {
-    constexpr long all_of_them = 30;
-    constexpr long further_on = 7;
+    constexpr long all_of_them = 20;
+    constexpr long further_on = 13;
     return GetParam() == Mode::terminal && at >= all_of_them ? at + further_on : at + 1;
   }
 
