@@ -95,7 +95,7 @@ int auto_init(const char* path, int baud) {
   if (const int handle = ic_init(path, baud); handle > 0) return handle;
   ic_delay(second);
   const int found = chk_baud(path);
-  if (found < 0) return no_reader;
+  if (found < 1) return no_reader;
   int handle = ic_init(path, found);
   if (handle < 0) return no_reader;
   if (set_baud(handle, baud) != ok) {
