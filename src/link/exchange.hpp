@@ -18,8 +18,7 @@ namespace quorra {
 // Requests and replies alike: start, command or STATUS, one more byte, LEN, LEN bytes, check byte.
 inline constexpr int frame_header_size = 4;
 inline constexpr int frame_length_offset = 3;
-inline constexpr int frame_body_max = 255;
-inline constexpr int frame_max = frame_header_size + frame_body_max + 1;
+inline constexpr int frame_max = 260;
 
 // What the body of every request begins with: card type, two bytes, address.
 inline constexpr int body_head_size = 5;

@@ -50,7 +50,7 @@ constexpr Card card_1604{
     0x00,
     {{0, 27, 21}, {27, 1200, 1195}, {1227, 261, 256}, {1488, 261, 256}, {1749, 258, 258}},
     2007,
-    {{0, 10, 12, none, none},
+    {{0, 10, 12, 0, none},
      {0, 21, 23, 24, 26},
      {1, 1195, none, 1197, 1199},
      {2, 256, none, 258, 260},
@@ -63,7 +63,7 @@ constexpr Card card_1604b{
     0x0B,
     {{0, 27, 21}, {27, 518, 512}, {545, 518, 512}, {1063, 518, 512}, {1581, 461, 457}},
     2042,
-    {{0, 10, 12, none, none},
+    {{0, 10, 12, 0, none},
      {0, 21, 23, 24, 26},
      {1, 512, 514, 515, 517},
      {2, 512, 514, 515, 517},
@@ -155,8 +155,8 @@ int present_erase_code(const Card& card, int handle, int number, unsigned length
   if (length != code_size) return bad_length;
   if (number < card.first_erase_code || number >= static_cast<int>(code_count)) return bad_address;
   const Guard& held = guard(card, number);
-  const int address = held.erase_code == none ? 0 : card.zones[held.zone].base + held.erase_code;
-  const Target target = at(card, static_cast<int>(held.zone), address);
+  const Target target =
+      at(card, static_cast<int>(held.zone), card.zones[held.zone].base + held.erase_code);
   return present_code(handle, Command::present_erase_code, target, code, code_size);
 }
 
