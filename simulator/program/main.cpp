@@ -270,7 +270,7 @@ int dispatch(int argument_count, const char* const* arguments) {
     print(text.str());
     return 0;
   } catch (const CLI::ParseError& error) {
-    throw Error(error.what());
+    throw Error(fmt::format("{}; see quorra-sim --help", error.what()));
   }
   expect_no_options_of_a_reader(app);
   return action();

@@ -33,6 +33,7 @@ using test::RawClient;
 using test::reply;
 using test::request;
 using ::testing::ElementsAreArray;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
@@ -60,7 +61,7 @@ void expect_refusal(const std::vector<std::string>& arguments, const std::string
   EXPECT_THAT(outcome.errors, StartsWith("quorra-sim: "));
   EXPECT_THAT(outcome.errors, HasSubstr(reason));
   EXPECT_EQ(std::ranges::count(outcome.errors, '\n'), 1) << outcome.errors;
-  EXPECT_EQ(outcome.errors.back(), '\n');
+  EXPECT_THAT(outcome.errors, EndsWith("\n"));
 }
 
 class Program : public ::testing::Test {
@@ -211,6 +212,12 @@ TEST_F(Program, keeps_its_reader_in_a_file) {
   EXPECT_EQ(run({"new", "4442", path("card")}).status, 0);
   expect_refusal({"--reader", path("card")}, path("card") + ":3: kind must be \"reader\"");
   expect_refusal({"--reader", ""}, "the name of the file is empty");
+}
+
+TEST_F(Program, names_the_help_when_words_are_not_expected) {
+  expect_refusal({"--fire"}, "not expected: --fire; see quorra-sim --help\n");
+  expect_refusal({"new", "4442"}, "FILE is required; see quorra-sim --help\n");
+  expect_refusal({"show", path("nowhere")}, "No such file or directory\n");
 }
 
 TEST_F(Program, has_a_time_of_its_own) {
