@@ -128,6 +128,8 @@ Json json_of(const std::vector<Range>& ranges) {
 Json difference_fields(const BackupDifferences& differences, const Side& left, const Side& right) {
   Json fields{{"left", left.name}, {"right", right.name}, {"equal", differences.none()}};
   fields["kinds_differ"] = differences.kind;
+  fields["answers_to_reset_differ"] = differences.answer_to_reset;
+  fields["personalised_differs"] = differences.personalised;
   fields["differences"] = Json::array();
   for (const DifferingBytes& differing : differences.bytes.bytes) {
     fields["differences"].push_back({{"address", differing.address},

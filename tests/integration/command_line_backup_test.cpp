@@ -320,7 +320,8 @@ TEST_F(BackupCommands, DiffTellsProgramsAllDifferences) {
   EXPECT_EQ(outcome.output,
             R"({"schema_version":1,"command":"diff","ok":false,"exit_status":1,"left":")" +
                 path("a.bin") + R"(","right":")" + path("b.bin") +
-                R"(","equal":false,"kinds_differ":false,"differences":[{"address":1,"region":"",)"
+                R"(","equal":false,"kinds_differ":false,"answers_to_reset_differ":false,)"
+                R"("personalised_differs":false,"differences":[{"address":1,"region":"",)"
                 R"("left":"42","right":"43"}],"only_left":[],"only_right":[],"protection":[],)"
                 R"("counters":[]})"
                 "\n");
@@ -357,6 +358,9 @@ TEST_F(BackupCommands, DiffTellsWhatIsNoByteOfTheMemory) {
   expect_differing(answering,
                    "0x0003  protectable\n  0003  - 91\n  0003  + 92\n"
                    "The answers to reset differ.\n1 byte differs.\n");
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring,
+                      R"("answers_to_reset_differ":true,"personalised_differs":false)",
+                      run_quorra({"diff", "--json", first, answering}).output);
   const std::string other_kind = backup_of(new_card("4428", {"--force"}), "other_kind.json");
   expect_differing(other_kind, "The kinds differ: 4442 and 4428.\n");
 }
@@ -457,11 +461,15 @@ TEST_F(BackupCommands, DiffTellsThatOneIsPersonalised) {
   EXPECT_EQ(
       run_quorra({"personalise", "--virtual", image, "--code", "FFFFFF", "--yes", "4406"}).status,
       0);
-  const Outcome outcome = run_quorra({"diff", before, backup_of(image, "after.json")});
+  const std::string after = backup_of(image, "after.json");
+  const Outcome outcome = run_quorra({"diff", before, after});
   EXPECT_NE(outcome.output.find("\nOne of the two is personalised.\n1 byte differs.\n"),
             std::string::npos)
       << outcome.output;
   EXPECT_EQ(outcome.status, 1);
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring,
+                      R"("answers_to_reset_differ":false,"personalised_differs":true)",
+                      run_quorra({"diff", "--json", before, after}).output);
 }
 
 }  // namespace
