@@ -121,9 +121,14 @@ void expect_kind_of_image(const Settings& settings, const Card& card) {
 
 void expect_card(const Connection& connection) { static_cast<void>(state_of_card(connection)); }
 
-void expect_card_behind(const Failure& failure, const Connection& connection) {
+void expect_card_behind(const Failure& failure, const Connection& connection, SamNumber sam) {
+  constexpr int empty_slot = -0x21;
   const std::optional<int>& code = failure.particulars().code;
   if (!code || !is_status(*code, looking.kind)) return;
+  if (sam) {
+    if (*code != empty_slot) return;
+    throw NoCard(fmt::format("looking for a SAM: none is in slot {}", *sam), {.word = "no_card"});
+  }
   CardState state{};
   if (read_card_state(connection, state) == 0 && !state.is_present) refuse_empty_slot(looking);
 }

@@ -9,6 +9,7 @@
 
 #include "cli/connection.hpp"
 #include "toolkit/kinds/card.hpp"
+#include "toolkit/processor/card_line.hpp"
 
 namespace quorra::cli {
 
@@ -17,8 +18,8 @@ namespace quorra::cli {
 void expect_card(const Connection& connection);
 
 // Throws NoCard if the reader has refused a command, which is the failure, because its slot is
-// empty.
-void expect_card_behind(const Failure& failure, const Connection& connection);
+// empty, or that of the SAM.
+void expect_card_behind(const Failure& failure, const Connection& connection, SamNumber sam = {});
 
 // Its kind is the one of --card, or that of the virtual reader's image; otherwise the card is read
 // to find it out. Nothing is sent to the reader before that has to be.

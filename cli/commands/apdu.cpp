@@ -148,7 +148,7 @@ void run_apdu(const Settings& settings, const ApduOptions& options) {
       try {
         converse(connection, options, apdus, transcript);
       } catch (const Failure& error) {
-        if (!options.sam) expect_card_behind(error, connection);
+        expect_card_behind(error, connection, options.sam);
         throw;
       }
     } catch (const Failure&) {

@@ -28,7 +28,7 @@ void run_atr(const Settings& settings, SamNumber sam) {
     try {
       answer = reset(connection, sam);
     } catch (const Failure& failure) {
-      if (!sam) expect_card_behind(failure, connection);
+      expect_card_behind(failure, connection, sam);
       throw;
     }
   }

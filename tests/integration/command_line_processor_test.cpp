@@ -289,9 +289,9 @@ TEST_F(Processor, SamsAnswerBesideTheCard) {
   expect_success(run_quorra(apdu + Arguments{"--sam", "0"}), said("A0"));
   expect_success(run_quorra(apdu + Arguments{"--sam", "7"}), said("A7"));
   expect_success(run_quorra(apdu + Arguments{"--virtual", card}), said("FF"));
-  expect_error(run_quorra(apdu + Arguments{"--sam", "1"}), 1,
-               "quorra: resetting the SAM: the reader refused the command with status 33 (0x21): "
-               "no card is in the slot (-33)\n");
+  const char* const none = "quorra: looking for a SAM: none is in slot 1\n";
+  expect_error(run_quorra(apdu + Arguments{"--sam", "1"}), 3, none);
+  expect_error(run_quorra({"atr", "--virtual-sam", "0=" + first, "--sam", "1"}), 3, none);
   expect_error(run_quorra(apdu + Arguments{"--sam", "8"}), 1,
                "quorra: selecting the SAM: the reader refused the command with status 21 (0x15): "
                "an address, a count or another value is out of range (-21)\n");
