@@ -172,6 +172,11 @@ class Toy(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         self.assertIn(" 0 survive, 0.00 %", done.stdout)
 
+    def test_what_one_program_misses_the_next_one_notices(self) -> None:
+        done = self.mutate("weak_tests", "--again", "--program=strong_tests=toy.so")
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertIn(" 0 survive, 0.00 %", done.stdout)
+
     def test_results_are_kept(self) -> None:
         self.mutate("strong_tests", "--again")
         self.assertNotIn("Trying", self.mutate("strong_tests").stdout)

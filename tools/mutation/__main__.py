@@ -54,12 +54,12 @@ class Run:
             }
         )
 
-    def program_of(self, mutant: Mutant) -> TestProgram:
+    def programs_of(self, mutant: Mutant) -> list[TestProgram]:
         users = {unit.object for unit in self.build.users_of(mutant.file)}
-        for program in self.programs:
-            if users & program.objects:
-                return program
-        raise BuildError(f"no test program contains {mutant.file}")
+        programs = [program for program in self.programs if users & program.objects]
+        if not programs:
+            raise BuildError(f"no test program contains {mutant.file}")
+        return programs
 
     def _original(self, unit: Unit, folder: Path) -> str:
         """The digest of a unit's object without any change."""
@@ -117,14 +117,24 @@ class Run:
 
     def judge(self, mutant: Mutant, folder: Path) -> str:
         """What becomes of a mutant; `folder` belongs to it alone meanwhile."""
-        program = self.program_of(mutant)
+        outcome = SAME
+        for program in self.programs_of(mutant):
+            by_program = self._judge_by(program, mutant, folder)
+            if by_program not in (SAME, SURVIVED):
+                return by_program
+            if by_program == SURVIVED:
+                outcome = SURVIVED
+        return outcome
+
+    def _judge_by(self, program: TestProgram, mutant: Mutant, folder: Path) -> str:
         objects = self._compile(mutant, program, folder)
         if objects is None:
             return REFUSED
         if not objects:
             return SAME
         # Different changes can make the same code.
-        code = digest(*(f"{name} {digest(o.read_bytes())}".encode() for name, o in objects.items()))
+        digests = (f"{name} {digest(object.read_bytes())}" for name, object in objects.items())
+        code = digest(*(text.encode() for text in (program.program.name, *digests)))
         with self._lock:
             if code in self._outcomes:
                 return self._outcomes[code]
@@ -251,7 +261,7 @@ def _try_all(arguments: argparse.Namespace, root: Path, choice: Choice, work: Pa
 
     run = Run(build, programs, choice.sources)
     if waiting:
-        needed = [run.program_of(choice.numbered[index][1]) for index in waiting]
+        needed = [p for index in waiting for p in run.programs_of(choice.numbered[index][1])]
         top = next(iter(choice.sources)).split("/")[0]
         _measure(build, [p for p in programs if p in needed], top, tests)
         print(f"Trying {len(waiting)} of {len(choice.numbered)} mutants ...", flush=True)
