@@ -34,8 +34,9 @@
  * "the negated STATUS" means the last row. The two share their numbers and are not told apart. A
  * function that checks its arguments does so before it sends anything. When a transfer of several
  * frames fails, the frames before the failing one stay done. Where a reply has fewer bytes than a
- * function takes from it, the missing ones count as 0. They do not count where a function compares:
- * what was written does not read back then, and a card is another one.
+ * function takes from it, the missing ones count as 0, unless the function says otherwise. They do
+ * not count where a function compares: what was written does not read back then, and a card is
+ * another one.
  *
  * After -128, -129, -132 and -133 from an exchange, close the session and open a new one. A late or
  * noisy reply stays in the queue of the line, which only opening a session empties: every later
@@ -46,8 +47,8 @@
  * byte of a reply and 1 second for each further one, unless a function says otherwise. A wait is a
  * busy loop that uses a whole core. On a busy machine it takes longer than its limit says, and
  * while other threads of the process work it is over sooner: their processor time counts, too.
- * Every wait ends, whatever the handle is: it does not block. A write that a signal interrupts is
- * repeated.
+ * Every wait ends, whatever the handle is: one that would block is made non-blocking. A write that
+ * a signal interrupts is repeated.
  *
  * The library has no locks, and its state is one for the process: the session globals at the end of
  * this file and Reader_Type. Any thread may call, but one call has to be over before the next
@@ -82,8 +83,9 @@ extern unsigned char Reader_Type;
  * Opens a session with the reader that the configuration file at `path` names, and proves that a
  * reader answers by reading its version text.
  *
- * The file consists of lines of at most 59 characters whose first character is the key and whose
- * value follows an '='. A line P=/dev/ttyS0 names the serial device (direct mode); what follows it
+ * The file consists of lines of at most 59 characters, the line end among them, whose first
+ * character is the key and whose value follows an '='. What is longer counts as several lines, each
+ * with a key of its own. A line P=/dev/ttyS0 names the serial device (direct mode); what follows it
  * is not read. A file without such a line selects the auxiliary port of the serial terminal on
  * standard output (terminal mode); its lines S and I give the escape sequences sent at the start of
  * the session, W and A those sent before and after every byte, C the one sent at its end. A
@@ -1062,9 +1064,9 @@ int cesc_1604b(int handle, int number, unsigned int length, const unsigned char 
 /*
  * Resets the card and stores its answer to reset. Four attempts.
  *
- * buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned. A
- *   frame brings up to 255 bytes; where the reader announces more, the frame's check byte follows
- *   them, and then zeros.
+ * buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned. Where
+ *   the reader announces more bytes than its frame brings, which are 255 at most, the frame's check
+ *   byte follows those, and then zeros.
  *
  * Returns 0; -143 (buffer is a null pointer); a link code; the negated STATUS.
  */
@@ -1131,8 +1133,9 @@ int sam_comres(int handle, int n, const unsigned char *command, unsigned char *b
 /*
  * As cpu_protocol, but for two things: three failures in all end it; and after status words 6Cxx
  * the block goes out again, with xx in place of its last information byte, the other sequence
- * number (PCB 0x40 where the caller's is 0, else 0) and an LRC to match. A block shorter than two
- * bytes has no place for xx, and such an answer is the result.
+ * number (PCB 0x40 where the caller's is 0, else 0) and an LRC to match. Where that block was a GET
+ * RESPONSE, its bytes 2 to 6 are then those of the caller's block, as far as that has them. A block
+ * shorter than two bytes has no place for xx, and such an answer is the result.
  */
 int sam_protocol(int handle, int n, const unsigned char *block, unsigned char *buffer);
 

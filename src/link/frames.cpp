@@ -29,8 +29,13 @@ int receive_byte(int handle, unsigned char* p, Ticks limit) {
   return ok;
 }
 
+int receive_single(int handle, unsigned char* p, Ticks limit) {
+  never_block(handle);
+  return receive_byte(handle, p, limit);
+}
+
 int receive_reply(int handle, unsigned char* reply, Ticks first_limit) {
-  if (reply == nullptr) return bad_length;
+  never_block(handle);
   if (const int code = receive_byte(handle, reply, first_limit); code != ok) return code;
   if (reply[0] != reply_start) return bad_start_byte;
 
@@ -40,6 +45,14 @@ int receive_reply(int handle, unsigned char* reply, Ticks first_limit) {
     if (i == frame_length_offset) expected += reply[frame_length_offset] + 1;
   }
   return ck_bcc(expected, reply) == ok ? ok : bad_reply_check;
+}
+
+int send_byte(int handle, unsigned char c) {
+  if (term_flg == 1) return write_line(handle, &c, 1) < 1 ? int{not_sent} : 1;
+  ssize_t written = write_text(handle, AUXSTARTWRITE);
+  if (written > 0) written = write_line(handle, &c, 1);
+  if (written > 0) written = write_text(handle, AUXENDWRITE);
+  return static_cast<int>(written);
 }
 
 }  // namespace
@@ -59,29 +72,29 @@ int cr_bcc(int n, const unsigned char* p) {
 int ck_bcc(int n, const unsigned char* p) { return cr_bcc(n, p) == 0 ? ok : bad_check; }
 
 int sendchar(int handle, unsigned char c) {
-  if (term_flg == 1) return write_line(handle, &c, 1) < 1 ? int{not_sent} : 1;
-  ssize_t written = write_text(handle, AUXSTARTWRITE);
-  if (written > 0) written = write_line(handle, &c, 1);
-  if (written > 0) written = write_text(handle, AUXENDWRITE);
-  return static_cast<int>(written);
+  never_block(handle);
+  return send_byte(handle, c);
 }
 
 int send_com(int handle, int n, const unsigned char* frame) {
   if (frame == nullptr) return bad_length;
+  never_block(handle);
   for (int i = 0; i < n; ++i) {
-    if (sendchar(handle, frame[i]) < 1) return not_sent;
+    if (send_byte(handle, frame[i]) < 1) return not_sent;
   }
   return ok;
 }
 
-int receive_data(int handle, unsigned char* p) { return receive_byte(handle, p, next_byte_limit); }
+int receive_data(int handle, unsigned char* p) {
+  return receive_single(handle, p, next_byte_limit);
+}
 
 int receive_data_2k(int handle, unsigned char* p) {
-  return receive_byte(handle, p, first_byte_limit);
+  return receive_single(handle, p, first_byte_limit);
 }
 
 int receive_data_8k(int handle, unsigned char* p) {
-  return receive_byte(handle, p, slow_first_byte_limit);
+  return receive_single(handle, p, slow_first_byte_limit);
 }
 
 int receive_com(int handle, unsigned char* reply) {

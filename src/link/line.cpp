@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "link/line.hpp"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -29,6 +30,12 @@ Attempt try_to_write(int handle, const unsigned char* end, std::size_t left) {
 }
 
 }  // namespace
+
+void never_block(int handle) {
+  const int flags = fcntl(handle, F_GETFL);
+  if (flags < 0 || (flags & O_NONBLOCK) != 0) return;
+  fcntl(handle, F_SETFL, flags | O_NONBLOCK);
+}
 
 ssize_t write_line(int handle, const void* bytes, std::size_t count) {
   const auto* const end = static_cast<const unsigned char*>(bytes) + count;

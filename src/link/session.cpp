@@ -78,7 +78,7 @@ int open_line() {
 // descriptor whose settings cannot be read or set is used as it stands. No read or write of it
 // sleeps in any case, so that every wait ends in its time.
 void set_line(int handle, int baud) {
-  fcntl(handle, F_SETFL, O_NONBLOCK);
+  never_block(handle);
   tcgetattr(handle, &nport);
   oport = nport;
   std::memset(&nport, 0, sizeof nport);

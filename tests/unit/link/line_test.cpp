@@ -14,6 +14,7 @@
 
 #include <array>
 #include <cerrno>
+#include <functional>
 #include <string>
 
 #include "tests/support/process.hpp"
@@ -257,6 +258,60 @@ TEST_F(Device, ThatIsAFileOrNothingIsWaitedForInTime) {
     expect_silence(handle);
     ic_exit(handle);
   }
+}
+
+// A pair of sockets, each of which makes reads and writes sleep.
+class Sockets {
+ public:
+  Sockets() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_.data()), 0); }
+  Sockets(const Sockets&) = delete;
+  Sockets& operator=(const Sockets&) = delete;
+  ~Sockets() {
+    for (const int end : ends_)
+      (void)close(end);
+  }
+
+  int line() const { return ends_[0]; }
+  // Lets the line take nothing more.
+  void fill() const {
+    const Bytes many(4096);
+    ASSERT_EQ(fcntl(line(), F_SETFL, O_NONBLOCK), 0);
+    while (system_write(line(), many.data(), many.size()) > 0) {
+    }
+    ASSERT_EQ(fcntl(line(), F_SETFL, 0), 0);
+  }
+
+ private:
+  std::array<int, 2> ends_{};
+};
+
+TEST_F(Device, ThatTheProgramOpenedItselfIsWaitedForInTime) {
+  const int session = open("/dev/null");  // the mode is that of this session
+  const Bytes frame(10);
+  Bytes reply(260);
+  for (const auto receive :
+       {receive_data, receive_data_2k, receive_data_8k, receive_com, receive_com0}) {
+    const Sockets sockets;
+    EXPECT_EQ(receive(sockets.line(), reply.data()), -132);
+  }
+  for (const auto& send :
+       {std::function([&](int line) { return sendchar(line, 0xAA); }),
+        std::function([&](int line) { return send_com(line, 10, frame.data()); })}) {
+    const Sockets sockets;
+    sockets.fill();
+    EXPECT_EQ(send(sockets.line()), -129);
+  }
+  ic_exit(session);
+}
+
+// A line that appends what is written to it goes on doing so.
+TEST_F(Device, ThatTheProgramOpenedItselfKeepsItsFlags) {
+  const int session = open("/dev/null");
+  const Sockets sockets;
+  ASSERT_EQ(fcntl(sockets.line(), F_SETFL, O_APPEND), 0);
+  EXPECT_EQ(sendchar(sockets.line(), 0xAA), 1);
+  EXPECT_EQ(fcntl(sockets.line(), F_GETFL) & (O_APPEND | O_NONBLOCK), O_APPEND | O_NONBLOCK);
+  ic_exit(session);
 }
 
 TEST_F(Device, ThatCannotBeOpenedIsNoReader) {
