@@ -104,13 +104,12 @@ class Request {
                high_byte(address),
                low_byte(address)} {}
 
-  // A frame takes up to 250 bytes behind its head; what is more is left out.
+  // A frame takes up to 250 bytes behind its head.
   Request& append(unsigned char byte) { return append(&byte, 1); }
 
   Request& append(const unsigned char* bytes, int count) {
-    const int taken = std::min(count, frame_max - 1 - size_);
-    std::copy_n(bytes, taken, bytes_.begin() + size_);
-    size_ += taken;
+    std::copy_n(bytes, count, bytes_.begin() + size_);
+    size_ += count;
     return *this;
   }
 

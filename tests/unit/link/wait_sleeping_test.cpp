@@ -13,6 +13,7 @@
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -270,6 +271,23 @@ TEST(SleepingWait, LeavesTheProcessorToOthers) {
   threads.emplace_back([] { expect_to_sleep(0.8, [] { EXPECT_EQ(ic_delay(800'000), 10); }); });
   for (std::thread& thread : threads)
     thread.join();
+}
+
+// Where nobody has named a descriptor that stops waits, none does, and standard output least of
+// all.
+TEST(SleepingWaitDeathTest, IsStoppedByNothingInANewProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        const Event event;
+        event.set();
+        dup2(event, STDOUT_FILENO);
+        std::clock_t now = 0;
+        System::instance().clock = [&now] { return now += second / 100; };
+        (void)ic_delay(second);
+        std::_Exit(now >= second ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 class StoppingInRealTime : public ::testing::Test {
