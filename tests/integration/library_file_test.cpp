@@ -138,7 +138,7 @@ TEST(LibraryFile, IsHardened) {
 // installed themselves.
 class Installed : public ::testing::Test {
  protected:
-  Installed() {
+  explicit Installed(const std::string& folder = "moved") : root_(tree_ / folder) {
     output_of({QUORRA_CMAKE, "--install", QUORRA_BUILD_FOLDER, "--prefix", tree_ / "first"});
     std::filesystem::rename(tree_ / "first", root());
     surroundings_.environment["LD_LIBRARY_PATH"] = std::nullopt;
@@ -148,7 +148,7 @@ class Installed : public ::testing::Test {
     surroundings_.environment["PATH"] = root() + "/bin:" + std::getenv("PATH");
   }
 
-  std::string root() const { return tree_ / "moved"; }
+  const std::string& root() const { return root_; }
 
   // The output of a script for the shell, which runs in a folder with the files given to it.
   std::string output_of_script(const std::string& script) const {
@@ -163,16 +163,58 @@ class Installed : public ::testing::Test {
     EXPECT_EQ(outcome.output, "KW###DRVSFT-V6.60B -1 0\n") << outcome.errors;
   }
 
+  // The run path of the consumer, built in one of its ways and then installed.
+  std::string run_path_of_consumer(const std::string& settings) const {
+    output_of_script("cmake -G Ninja -S " QUORRA_CONSUMER " -B build " + settings +
+                     "\ncmake --build build\n"
+                     "cmake --install build --prefix elsewhere\nrm -r build\n");
+    const std::vector<std::string> paths =
+        matches(output_of({"/usr/bin/env", "readelf", "-d", folder_ / "elsewhere/bin/consumer"}),
+                R"(RUNPATH\).*\[(.*)\])");
+    return paths.empty() ? "" : paths.front();
+  }
+
   TemporaryDirectory tree_;
+  std::string root_;
   TemporaryDirectory folder_;
   Surroundings surroundings_;
 };
 
+class InstalledWithBlank : public Installed {
+ protected:
+  InstalledWithBlank() : Installed("moved there") {}
+};
+
 TEST_F(Installed, IsFoundByCMake) {
-  output_of_script("cmake -G Ninja -S " QUORRA_CONSUMER
-                   " -B build\ncmake --build build\n"
-                   "cmake --install build --prefix elsewhere\nrm -r build\n");
-  expect_to_run(folder_ / "elsewhere/bin/consumer");
+  for (const char* way : {"first", "last", "function", "library", "pkg-config"}) {
+    SCOPED_TRACE(way);
+    const std::string libraries = root() + "/" QUORRA_INSTALL_LIBDIR;
+    EXPECT_NE(run_path_of_consumer("-DFOUND_BY=" + std::string(way)).find(libraries),
+              std::string::npos);
+    expect_to_run(folder_ / "elsewhere/bin/consumer");
+  }
+}
+
+TEST_F(InstalledWithBlank, IsFoundByCMake) {
+  for (const char* way : {"last", "pkg-config"}) {
+    SCOPED_TRACE(way);
+    run_path_of_consumer("-DFOUND_BY=" + std::string(way));
+    expect_to_run(folder_ / "elsewhere/bin/consumer");
+  }
+}
+
+TEST_F(Installed, LeavesTheRunPathToAProjectThatSaysSo) {
+  for (const char* setting : {"-DCMAKE_INSTALL_RPATH_USE_LINK_PATH=OFF", "-DCMAKE_SKIP_RPATH=ON",
+                              "-DCMAKE_SKIP_INSTALL_RPATH=ON"}) {
+    EXPECT_EQ(run_path_of_consumer("-DFOUND_BY=last " + std::string(setting)), "") << setting;
+  }
+}
+
+// As if the tree were one of those in which every library is found.
+TEST_F(Installed, LeavesTheRunPathOfUsualFolders) {
+  EXPECT_EQ(run_path_of_consumer("-DFOUND_BY=last -DCMAKE_PLATFORM_IMPLICIT_LINK_DIRECTORIES=" +
+                                 root() + "/" QUORRA_INSTALL_LIBDIR),
+            "");
 }
 
 TEST_F(Installed, IsFoundByPkgConfig) {
@@ -180,6 +222,12 @@ TEST_F(Installed, IsFoundByPkgConfig) {
       "flags=$(pkg-config --cflags --libs 'quorra >= 0.1')\n"
       "$CC -std=c99 -Wall -Wextra -Wpedantic -Werror -o consumer " QUORRA_CONSUMER
       "/main.c $flags\n");
+  expect_to_run(folder_ / "consumer");
+}
+
+TEST_F(InstalledWithBlank, IsFoundByPkgConfig) {
+  output_of_script("eval $CC -o consumer " QUORRA_CONSUMER
+                   "/main.c \"$(pkg-config --cflags --libs quorra)\"\n");
   expect_to_run(folder_ / "consumer");
 }
 
