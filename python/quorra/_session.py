@@ -13,11 +13,13 @@ import threading
 from pathlib import Path
 from typing import Any
 
-from quorra import errors, lib
+from quorra import _holders, errors, lib
 
 CONFIGURATION_VARIABLE = "QUORRA_CONFIG"
 _LONGEST_REPLY = 260
 _OPENING = "opening the session"
+# Asks whether a terminal is kept for those who have it open.
+_TIOCGEXCL = getattr(termios, "TIOCGEXCL", 0x80045440)
 
 # The library has one state for the process: one call has to be over before the next begins.
 _one_call = threading.RLock()
@@ -61,6 +63,23 @@ def _device_in(configuration: Path) -> str | None:
     return None
 
 
+def _is_kept(descriptor: int) -> bool:
+    answer = bytearray(4)
+    try:
+        fcntl.ioctl(descriptor, _TIOCGEXCL, answer)
+    except OSError:
+        return False
+    return any(answer)
+
+
+def _kept(path: str, trouble: str) -> errors.InUse:
+    """The error for a device that some program has asked to have alone."""
+    holders = _holders.of_device(path)
+    opened = "; opened by " + ", ".join(name for name, _ in holders) if holders else ""
+    return errors.InUse(f"{_OPENING}: {path} {trouble}: another program keeps it for itself{opened}",
+                        word="in_use", process=holders[0][1] if len(holders) == 1 else None)
+
+
 class _Device:
     """A serial device that is this program's alone: it is locked as the program quorra locks it."""
 
@@ -68,6 +87,8 @@ class _Device:
         try:
             self._descriptor = os.open(path, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
         except OSError as error:
+            if error.errno == errno.EBUSY:
+                raise _kept(path, f"cannot be opened: {error.strerror}") from None
             raise errors.NoReader(f"{_OPENING}: {path} cannot be opened: {error.strerror}", code=-16,
                                   word="no_device") from None
         self._settings: list[Any] | None = None
@@ -80,12 +101,17 @@ class _Device:
     def _take(self, path: str) -> None:
         if not os.isatty(self._descriptor):
             raise errors.NoReader(f"{_OPENING}: {path} is no terminal device", word="no_device")
+        # The system lets the administrator open what another program keeps for itself.
+        if _is_kept(self._descriptor):
+            raise _kept(path, "is in use")
         try:
             fcntl.flock(self._descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except OSError as error:
             if error.errno != errno.EWOULDBLOCK:
                 raise
-            raise errors.InUse(f"{_OPENING}: {path} is in use by another program", word="in_use") from None
+            holder, process = _holders.of_lock(self._descriptor)
+            raise errors.InUse(f"{_OPENING}: {path} is in use by {holder}", word="in_use",
+                               process=process) from None
         # Without a carrier, the library would wait for one when it opens the line.
         settings = termios.tcgetattr(self._descriptor)
         if not settings[2] & termios.CLOCAL:

@@ -41,6 +41,13 @@ class NoReader(Error):
 class InUse(NoReader):
     """Another program has the reader."""
 
+    #: The number of its process, where that is known.
+    process: int | None
+
+    def __init__(self, text: str, *, process: int | None = None, **particulars: Any) -> None:
+        super().__init__(text, **particulars)
+        self.process = process
+
 
 class NoCard(Error):
     """The slot is empty."""

@@ -5,6 +5,7 @@
 from __future__ import annotations
 
 import ctypes
+import fcntl
 import os
 import subprocess
 import sys
@@ -296,10 +297,47 @@ def test_one_program_has_the_reader(reader: quorra.VirtualReader, program: str) 
     with pytest.raises(quorra.InUse) as taken:
         quorra.open(reader.configuration)
     assert taken.value.word == "in_use"
+    assert taken.value.process == os.getpid()
+    device = reader.configuration.read_text().partition("=")[2].strip()
+    assert f"{device} is in use by " in str(taken.value)
+    assert str(taken.value).endswith(f" (process {os.getpid()})")
     told = subprocess.run([program, "info", "--config", reader.configuration], capture_output=True, text=True,
                           check=False)
     assert told.returncode == 1 and "is in use by" in told.stderr
     assert reader.answers()
+
+
+@pytest.fixture
+def line() -> Iterator[tuple[int, str]]:
+    """A terminal that nobody has locked: an open descriptor, and its name."""
+    user, end = os.openpty()
+    yield end, os.ttyname(end)
+    os.close(end)
+    os.close(user)
+
+
+def test_a_lock_that_outlives_who_set_it(line: tuple[int, str]) -> None:
+    code = "exec 9<>\"$0\"; flock 9; echo locked; kill -STOP $$"
+    with subprocess.Popen(["/bin/sh", "-c", code, line[1]], stdout=subprocess.PIPE) as holder:
+        assert holder.stdout is not None and holder.stdout.readline() == b"locked\n"
+        with pytest.raises(quorra.InUse) as taken:
+            quorra.open(device=line[1])
+        holder.kill()
+    assert str(taken.value).endswith(f"{line[1]} is in use by sh (process {holder.pid})")
+    assert taken.value.process == holder.pid
+
+
+def test_a_device_that_a_program_keeps_for_itself(line: tuple[int, str]) -> None:
+    fcntl.ioctl(line[0], termios.TIOCEXCL)
+    code = "import sys; print(flush=True); sys.stdin.read()"
+    with subprocess.Popen([sys.executable, "-c", code], pass_fds=[line[0]], stdin=subprocess.PIPE,
+                          stdout=subprocess.PIPE) as holder:
+        assert holder.stdout is not None and holder.stdout.readline() == b"\n"
+        with pytest.raises(quorra.InUse, match=": another program keeps it for itself; opened by ") as taken:
+            quorra.open(device=line[1])
+        assert (taken.value.word, taken.value.process) == ("in_use", holder.pid)
+    with pytest.raises(quorra.InUse, match=": another program keeps it for itself$"):
+        quorra.open(device=line[1])
 
 
 def test_a_closed_reader(reader: quorra.VirtualReader) -> None:
