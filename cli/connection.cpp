@@ -265,6 +265,7 @@ class OpenReader {
     expect_subject(subject);
     line_.emplace(*configuration_, speed_);
     is_on_terminal_ = term_flg != 1;
+    if (!is_on_terminal_ && virtual_ == nullptr) device_ = DRVCOMM;
   }
 
   OpenReader(const OpenReader&) = delete;
@@ -280,6 +281,9 @@ class OpenReader {
 
   // Whether the line is the terminal that also shows what commands tell.
   bool is_on_terminal() const { return is_on_terminal_; }
+
+  // The serial device; empty if the reader is at none, or a virtual one.
+  const std::string& device() const { return device_; }
 
   // Throws UsageError if a virtual reader is known to hold something else.
   void expect_subject(Subject subject) const {
@@ -335,6 +339,7 @@ class OpenReader {
   std::unique_ptr<simulator::RunningReader> virtual_;
   std::optional<Line> line_;
   bool is_on_terminal_ = false;
+  std::string device_;
   bool is_in_step_ = true;
 };
 
@@ -379,7 +384,11 @@ void Connection::expect_reader() const {
   if (is_status(result, opening.kind)) result = ask();
   if (result >= 0) return;
   if (is_status(result, opening.kind)) fail(opening, result);
-  throw NoReader(describe(opening, no_reader), particulars_of(no_reader, opening.kind));
+  const std::string& device = reader_->device();
+  throw NoReader(device.empty() ? describe(opening, no_reader)
+                                : fmt::format("{}: no reader answers at {} ({})", opening.doing,
+                                              device, no_reader),
+                 particulars_of(no_reader, opening.kind));
 }
 
 Progress Connection::watch(const Operation& operation, int total) const {

@@ -52,6 +52,7 @@ Json describe(const std::exception& error) {
   if (!particulars.word.empty()) object["word"] = particulars.word;
   if (particulars.address) object["address"] = *particulars.address;
   if (particulars.attempts_left) object["attempts_left"] = *particulars.attempts_left;
+  if (particulars.process) object["process"] = *particulars.process;
   if (particulars.extent) object.update(describe(*particulars.extent));
   return object;
 }

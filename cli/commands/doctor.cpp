@@ -121,6 +121,19 @@ Origin origin_of(const Settings& settings) {
   return {"found", *find_configuration()};
 }
 
+constexpr std::string_view wrong_file =
+    "Correct the file, or have \"quorra setup\" write another one";
+
+// Why the configuration file leads to no device; empty if it leads to one.
+std::string problem_with(const Settings& settings) {
+  try {
+    static_cast<void>(configuration_of(settings).device());
+    return {};
+  } catch (const UsageError& error) {
+    return error.what();
+  }
+}
+
 // The configuration file, line by line; whether the reader can be looked for.
 bool examine_configuration(Diagnosis& diagnosis, const Settings& settings) {
   constexpr std::string_view step = "configuration";
@@ -142,18 +155,22 @@ bool examine_configuration(Diagnosis& diagnosis, const Settings& settings) {
     }
     const auto lines = explain_configuration(content_of_configuration(origin.file));
     const bool has_trouble = std::ranges::any_of(lines, &ConfigurationLine::is_trouble);
-    diagnosis.add(step, has_trouble ? State::trouble : State::good,
-                  fmt::format("{} ({})", origin.file, origin.words),
-                  has_trouble
-                      ? "Correct the lines that are ignored, cut or read otherwise than they look"
+    const std::string problem = problem_with(settings);
+    if (!problem.empty()) {
+      diagnosis.add(step, State::unusable, problem, wrong_file);
+    } else {
+      diagnosis.add(
+          step, has_trouble ? State::trouble : State::good,
+          fmt::format("{} ({}){}", origin.file, origin.words,
+                      term_flg == 1 ? "" : "; no line P=: the reader is at this terminal"),
+          has_trouble ? "Correct the lines that are ignored, cut or read otherwise than they look"
                       : "");
+    }
     for (const ConfigurationLine& line : lines)
       diagnosis.add_line(line);
-    static_cast<void>(configuration_of(settings));
-    return true;
+    return problem.empty();
   } catch (const UsageError& error) {
-    diagnosis.add(step, State::unusable, error.what(),
-                  "Correct the file, or have \"quorra setup\" write another one");
+    diagnosis.add(step, State::unusable, error.what(), wrong_file);
     return false;
   }
 }
@@ -181,13 +198,6 @@ std::string who_uses(const std::string& path) {
   return text;
 }
 
-std::string device_named(const Configuration& configuration) {
-  configuration.read();
-  if (term_flg == 1) return DRVCOMM;
-  const char* terminal = ttyname(STDOUT_FILENO);
-  return terminal == nullptr ? "standard output" : terminal;
-}
-
 bool is_terminal_at(const std::string& path) {
   struct stat found {};
   return stat(path.c_str(), &found) == 0 && S_ISCHR(found.st_mode) &&
@@ -197,7 +207,7 @@ bool is_terminal_at(const std::string& path) {
 // The device, which is opened and closed again; whether that went well.
 bool examine_device(Diagnosis& diagnosis, const Configuration& configuration) {
   constexpr std::string_view step = "device";
-  const std::string name = device_named(configuration);
+  const std::string name = configuration.device();
   // Whoever has something else open is in nobody's way.
   const std::string use = is_terminal_at(name) ? who_uses(name) : "";
   const std::string and_use = use.empty() ? "" : fmt::format(" ({})", use);
@@ -211,7 +221,7 @@ bool examine_device(Diagnosis& diagnosis, const Configuration& configuration) {
     return false;
   } catch (const Failure& error) {
     diagnosis.add(step, State::trouble, error.what() + and_use,
-                  use.find("opened by") != std::string::npos
+                  error.particulars().word == device_in_use
                       ? "End the program that has opened it, or wait for its end"
                       : "Name the serial device at which the reader is, one that you may use");
     return false;

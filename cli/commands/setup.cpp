@@ -43,6 +43,7 @@ struct Candidate {
   std::optional<int> speed = {};  // at which a reader answers
   std::string version = {};       // what it calls itself
   std::string problem = {};       // why there is no answer
+  Particulars particulars = {};   // of the problem
 };
 
 std::vector<Candidate> candidates_of(const Settings& settings) {
@@ -95,7 +96,10 @@ void try_candidate(Candidate& candidate, const Interruption& interruption, bool 
     if (!candidate.speed) candidate.problem = "no reader answers at any speed";
   } catch (const Interrupted&) {
     throw;
-  } catch (const std::exception& error) {
+  } catch (const Failure& error) {
+    candidate.problem = error.what();
+    candidate.particulars = error.particulars();
+  } catch (const UsageError& error) {
     candidate.problem = error.what();
   }
 }
@@ -186,6 +190,25 @@ void make_folder_of(const std::string& file) {
   }
 }
 
+bool is_in_use(const Candidate& candidate) { return candidate.particulars.word == device_in_use; }
+
+// A reader may be where another program is.
+[[noreturn]] void fail_to_find(const std::vector<Candidate>& candidates) {
+  std::string problems;
+  for (const Candidate& candidate : candidates) {
+    problems += fmt::format("\n  {}: {}", candidate.device.path, candidate.problem);
+  }
+  problems += "\nquorra doctor --device DEVICE tells more";
+  if (std::ranges::all_of(candidates, is_in_use)) {
+    throw Failure(
+        fmt::format("{}: another program has each device{}", looking_for_reader.doing, problems),
+        candidates.size() == 1 ? candidates.front().particulars
+                               : Particulars{.word = device_in_use});
+  }
+  throw NoReader(fmt::format("{}: none answers{}", looking_for_reader.doing, problems),
+                 {.word = "no_reader"});
+}
+
 // What is there already is replaced only if that is wanted.
 void write_configuration(const std::string& file, const std::string& content,
                          const SetupOptions& options, const Interruption& interruption) {
@@ -247,15 +270,7 @@ void run_setup(const Settings& settings, const SetupOptions& options) {
     fields["devices"].push_back(object_of(candidate));
 
   const Candidate* chosen = chosen_of(candidates, settings);
-  if (chosen == nullptr && was_tried) {
-    std::string problems;
-    for (const Candidate& candidate : candidates) {
-      problems += fmt::format("\n  {}: {}", candidate.device.path, candidate.problem);
-    }
-    throw NoReader(fmt::format("{}: none answers{}\nquorra doctor --device DEVICE tells more",
-                               looking_for_reader.doing, problems),
-                   {.word = "no_reader"});
-  }
+  if (chosen == nullptr && was_tried) fail_to_find(candidates);
   if (chosen == nullptr) {
     text +=
         "next  quorra setup --try, which asks at each of them for a reader, or\n"

@@ -146,9 +146,10 @@ void find_and_change(const Configuration& configuration, int speed, bool yes) {
   const int handle = auto_init(configuration.path().c_str(), speed);
   if (handle < 0) {
     stop_if_interrupted(interruption, changing_speed);
-    const std::string text = fmt::format("{}: {} ({})", changing_speed.doing,
-                                         words_for(handle, OperationKind::opening), handle);
-    throw NoReader(text, particulars_of(handle, OperationKind::opening));
+    const std::string text = term_flg == 1 ? fmt::format("no reader answers at {}", DRVCOMM)
+                                           : words_for(handle, OperationKind::opening);
+    throw NoReader(fmt::format("{}: {} ({})", changing_speed.doing, text, handle),
+                   particulars_of(handle, OperationKind::opening));
   }
   ic_exit(handle);
   stop_if_interrupted(interruption, changing_speed);

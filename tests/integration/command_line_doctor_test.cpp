@@ -4,6 +4,7 @@
 // quorra doctor: the way to the reader and the card, step by step.
 
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -252,6 +253,15 @@ TEST_F(Doctor, WhoUsesTheDeviceIsTold) {
   expect_words(outcome.output, "-> End the program that has opened it, or wait for its end\n");
 }
 
+TEST_F(Doctor, DeviceThatIsKeptIsInUse) {
+  const Terminal line;
+  ASSERT_EQ(ioctl(line.line(), TIOCEXCL), 0);
+  const Outcome outcome = run(without_privileges(
+      {"/usr/bin/env", "COLUMNS=500", QUORRA_PROGRAM, "doctor", "--device", line.device()}));
+  EXPECT_EQ(outcome.status, 1);
+  expect_words(outcome.output, "-> End the program that has opened it, or wait for its end\n");
+}
+
 TEST_F(Doctor, DeviceThatNobodyMayOpenIsTold) {
   const Terminal line;
   ASSERT_EQ(chmod(line.device().c_str(), 0), 0);
@@ -267,11 +277,32 @@ TEST_F(Doctor, SerialTerminalHasToBeOne) {
   const std::string file = folder / "terminal.conf";
   write_file(file, "S=\\033[5i\n");
   const Outcome outcome = doctor({"--config", file});
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 2);
   expect_words(outcome.output,
-               "TROUBLE  device         opening the session: " + file +
+               "TROUBLE  configuration  opening the session: " + file +
                    " has no line P= with the name of a device, so the reader is at the terminal "
                    "that is standard output; but standard output is no terminal\n");
+}
+
+TEST_F(Doctor, FileThatNamesNoDeviceIsNotWell) {
+  const std::string file = folder / "reader.conf";
+  const std::string trouble = "TROUBLE  configuration  opening the session: ";
+  for (const std::string content : {"", "# P=/dev/none\n"}) {
+    write_file(file, content);
+    const Outcome outcome = doctor({"--config", file});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.output.find(trouble + file + " has no line P= with "), 0U) << outcome.output;
+    EXPECT_EQ(outcome.output.find("device  "), std::string::npos) << outcome.output;
+  }
+  write_file(file, "P=\n");
+  const Outcome unnamed = doctor({"--config", file});
+  EXPECT_EQ(unnamed.status, 2);
+  expect_words(unnamed.output, trouble + "the line P= of " + file + " names no device\n");
+  write_file(file, "\xEF\xBB\xBFP=/dev/none\n");
+  const Outcome marked = doctor({"--config", file});
+  EXPECT_EQ(marked.status, 2);
+  expect_words(marked.output, ". The file begins with a byte order mark, ");
+  expect_words(marked.output, "P=/dev/none: ignored: a byte order mark stands before it\n");
 }
 
 // Each line of an advice stays one.

@@ -169,7 +169,7 @@ TEST_F(Devices, NothingIsWrittenToWhatIsNone) {
   expect_unusable(fifo, fifo + " is a FIFO, not a terminal device");
   expect_unusable("/dev", "/dev is a directory, not a terminal device");
   expect_unusable("/dev/null", "/dev/null is a character device, not a terminal device");
-  expect_unusable("", "the line P= of " + (folder / "reader.conf") + " names no device");
+  expect_unusable("", "the line P= of " + (folder / "reader.conf") + " names no device", 2);
 }
 
 TEST_F(Devices, DeviceThatIsGoneIsTold) {
@@ -242,12 +242,26 @@ TEST_F(Devices, WhatTheSystemSaysIsExplained) {
 
   const Terminal terminal;
   ASSERT_EQ(ioctl(terminal.line(), TIOCEXCL), 0);
-  expect_error(run(without_privileges(
-                   {QUORRA_PROGRAM, "info", "--config", configuration(terminal.device())})),
-               1,
-               "quorra: opening the session: " + terminal.device() +
-                   " cannot be opened: Device or resource busy: another program keeps it for "
-                   "itself\n");
+  const Outcome refused = run(
+      without_privileges({QUORRA_PROGRAM, "info", "--config", configuration(terminal.device())}));
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.errors.find("quorra: opening the session: " + terminal.device() +
+                                " cannot be opened: Device or resource busy: another program "
+                                "keeps it for itself"),
+            0U)
+      << refused.errors;
+  // The system lets the administrator open it.
+  const Outcome outcome = run_quorra({"info", "--json", "--device", terminal.device()});
+  EXPECT_EQ(outcome.status, 1);
+  const std::string kept = R"("message":"opening the session: )" + terminal.device();
+  EXPECT_NE(outcome.output.find(kept), std::string::npos) << outcome.output;
+  EXPECT_NE(outcome.output.find(": another program keeps it for itself; opened by "),
+            std::string::npos)
+      << outcome.output;
+  const std::string self = "(process " + std::to_string(getpid()) + ")";
+  EXPECT_NE(outcome.output.find(self), std::string::npos) << outcome.output;
+  EXPECT_NE(outcome.output.find(R"("word":"in_use")"), std::string::npos) << outcome.output;
+  EXPECT_EQ(terminal.read_all(), "");
 }
 
 // ---- One program at a time
@@ -275,7 +289,7 @@ TEST_F(Locks, SecondProgramIsToldWhoIsFirst) {
   expect_error(another({"speed", "set", "9600", "--find", "--yes"}), 1, words);
   expect_error(another({"speed", "show"}), 1, words);
   reader.answer(hex("54"));
-  expect_error(first.wait(), 3, no_reader);
+  expect_error(first.wait(), 3, reader.no_reader());
   reader.expect_closed();
 }
 
@@ -287,7 +301,7 @@ TEST_F(Locks, EndWithTheProgramWhateverEndsIt) {
   Process second = start({"info"});
   reader.expect(ask_version);
   reader.answer(hex("54"));
-  expect_error(second.wait(), 3, no_reader);
+  expect_error(second.wait(), 3, reader.no_reader());
 }
 
 TEST_F(Locks, AreThoseOfAnyProgram) {
@@ -304,10 +318,16 @@ TEST_F(Locks, AreThoseOfAnyProgram) {
 
 // The lock belongs to whoever has the line open, and not only to the program that asked for it.
 TEST_F(Locks, MayOutliveTheProgramThatSetThem) {
-  Process holder({"/bin/sh", "-c",
-                  R"(exec 9<>"$0"; /usr/bin/flock 9; echo locked; exec sleep 1000)", device()});
+  Process holder(
+      {"/bin/sh", "-c", R"(exec 9<>"$0"; /usr/bin/flock 9; echo locked; kill -STOP $$)", device()});
   EXPECT_EQ(holder.read_line(), "locked");
-  expect_error(another({"info"}), 1, in_use_by("another program"));
+  const std::string holder_number = std::to_string(holder.number());
+  expect_error(another({"info"}), 1, in_use_by("sh (process " + holder_number + ")"));
+  const Outcome outcome = another({"info", "--json"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.output.find(R"("word":"in_use","process":)" + holder_number + "}"),
+            std::string::npos)
+      << outcome.output;
 }
 
 // Every step on the way to the reader in turn finds no descriptor left.
@@ -351,7 +371,7 @@ TEST_F(Locks, LineThatHasACarrierKeepsItsSettings) {
     ASSERT_EQ(tcsetattr(line, TCSANOW, &settings), 0);
     Process program = start({"info"});
     reader.serve(ask_version, hex("54"));
-    expect_error(program.wait(), 3, no_reader);
+    expect_error(program.wait(), 3, reader.no_reader());
     termios now{};
     ASSERT_EQ(tcgetattr(line, &now), 0);
     EXPECT_EQ(now.c_cflag & CLOCAL, carrier);

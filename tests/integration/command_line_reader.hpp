@@ -13,10 +13,6 @@
 
 namespace quorra::testing {
 
-inline constexpr char no_reader[] =
-    "quorra: opening the session: no reader answers, or there is no terminal to reach it through "
-    "(-136)\n";
-
 // What opening a session asks for, and a good answer.
 extern const Bytes ask_version;
 extern const Bytes good_version;
@@ -27,6 +23,11 @@ class ReaderLine {
   ReaderLine();
 
   std::string configuration() const { return folder_ / "reader.conf"; }
+  std::string device() const { return line_.device(); }
+  // What is said when nobody answers there.
+  std::string no_reader() const {
+    return "quorra: opening the session: no reader answers at " + device() + " (-136)\n";
+  }
 
   // Waits for a request and answers it.
   void serve(const Bytes& request, const Bytes& reply) const;

@@ -96,10 +96,22 @@ TEST_F(CommandLine, TellsWhyNoSessionOpens) {
   expect_error(read("P=/nowhere/line\n"), 3,
                "quorra: opening the session: /nowhere/line cannot be opened: No such file or "
                "directory: there is no such device\n");
-  expect_error(read(terminal_configuration), 1,
-               "quorra: opening the session: " + (folder / "reader.conf") +
-                   " has no line P= with the name of a device, so the reader is at the terminal "
-                   "that is standard output; but standard output is no terminal\n");
+  const std::string nowhere =
+      "quorra: opening the session: " + (folder / "reader.conf") +
+      " has no line P= with the name of a device, so the reader is at the terminal that is "
+      "standard output; but standard output is no terminal";
+  const std::string bytes = {'\x01', '\0', '\xFF'};
+  for (const std::string& content : {std::string(terminal_configuration), std::string(),
+                                     std::string("# P=/dev/none\n"), bytes}) {
+    expect_error(read(content), 2, nowhere + "\n");
+  }
+  expect_error(read("\xEF\xBB\xBFP=/nowhere/line\n"), 2,
+               nowhere +
+                   ". The file begins with a byte order mark, which hides its first line: save it "
+                   "without one\n");
+  expect_error(read("\xEF\xBB\xBF# note\nP=/nowhere/line\n"), 3,
+               "quorra: opening the session: /nowhere/line cannot be opened: No such file or "
+               "directory: there is no such device\n");
   expect_error(
       read("P=/dev/null\n", {"--speed", "1200"}), 2,
       "quorra: --speed: 1200 is none of the speeds of a serial device: 9600, 19200, 38400, "
@@ -123,7 +135,7 @@ class ScriptedCard : public ScriptedCommandLine {
 TEST_F(ScriptedCard, RefusesAReaderThatAnswersBadly) {
   Process program = start({"read"});
   reader.serve(ask_version, hex("54"));
-  expect_error(program.wait(), 3, no_reader);
+  expect_error(program.wait(), 3, reader.no_reader());
   reader.expect_closed();
 }
 

@@ -297,13 +297,18 @@ class ScriptedServices : public ScriptedCommandLine {
   }
 
   const Bytes read_value = sealed("AA B7 00 07 80 00 00 01 85 00 04");
-  const std::string no_answer = std::string(no_reader).substr(0, sizeof no_reader - 2);
+  // Without the line end.
+  std::string no_answer() const {
+    std::string words = reader.no_reader();
+    words.pop_back();
+    return words;
+  }
 };
 
 TEST_F(ScriptedServices, SpeedThatGetsNoAnswerIsTold) {
   Process program = start({"speed", "show", "--speed", "19200"});
   reader.serve(ask_version, hex("54"));
-  expect_error(program.wait(), 3, no_answer + hint());
+  expect_error(program.wait(), 3, no_answer() + hint());
   reader.expect_closed();
 }
 
@@ -359,7 +364,7 @@ TEST_F(ScriptedServices, ReaderMayBeLostByTheChange) {
   reader.serve(sealed("AA B7 00 07 80 00 00 01 80 00 01"), reply(0, hex("34")));
   reader.serve(sealed("AA B1 00 06 80 00 00 00 00 35"), reply(0, {}));
   reader.serve(ask_version, hex("54"));
-  expect_error(program.wait(), 3, no_answer + hint());
+  expect_error(program.wait(), 3, no_answer() + hint());
   reader.expect_closed();
 }
 
@@ -367,9 +372,9 @@ TEST_F(ScriptedServices, SearchMayFail) {
   Process program = start({"speed", "set", "9600", "--find", "--yes"});
   reader.serve(ask_version, hex("54"));
   serve_search({false, false, false, false, false, false});
-  expect_error(program.wait(), 3,
-               "quorra: changing the reader's speed: no reader answers, or there is no terminal to "
-               "reach it through (-136)\n");
+  expect_error(
+      program.wait(), 3,
+      "quorra: changing the reader's speed: no reader answers at " + reader.device() + " (-136)\n");
   reader.expect_closed();
 }
 

@@ -146,6 +146,24 @@ TEST_F(Setup, WrongUsageIsRefused) {
                    "quorra doctor --device DEVICE tells more\n");
 }
 
+TEST_F(Setup, ReaderInUseIsNoReaderThatIsMissing) {
+  const Terminal line;
+  Process holder({"/bin/sh", "-c", R"(exec 9<>"$0"; /usr/bin/flock 9; echo locked; kill -STOP $$)",
+                  line.device()});
+  ASSERT_EQ(holder.read_line(), "locked");
+  const std::string number = std::to_string(holder.number());
+  const Arguments command = {"--try", "--device", line.device()};
+  expect_error(setup(command), 1,
+               "quorra: looking for a reader: another program has each device\n  " + line.device() +
+                   ": opening the session: " + line.device() + " is in use by sh (process " +
+                   number + ")\nquorra doctor --device DEVICE tells more\n");
+  const Outcome outcome = setup(command + Arguments{"--json"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.output.find(R"("word":"in_use","process":)" + number + "}"), std::string::npos)
+      << outcome.output;
+  EXPECT_EQ(line.read_all(), "");
+}
+
 // Whoever says yes has each device asked, and told what came of it.
 TEST_F(Setup, TriesWhenItIsToldTo) {
   Process simulator({QUORRA_SIM_PROGRAM, "--version-text", "KWSPC-1"});

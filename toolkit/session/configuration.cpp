@@ -16,6 +16,8 @@
 #include <system_error>
 #include <utility>
 
+#include "toolkit/session/configuration_lines.hpp"
+
 namespace quorra::toolkit {
 namespace {
 
@@ -138,19 +140,6 @@ void expect_readable_name(const std::string& device, const std::string& name) {
   }
 }
 
-// The device that the library, which has read the file, is going to open.
-std::string device_of(const std::string& file) {
-  if (term_flg == 1) {
-    if (DRVCOMM[0] != '\0') return DRVCOMM;
-    throw Failure(fmt::format("{}: the line P= of {} names no device", opening.doing, file));
-  }
-  if (const char* terminal = ttyname(STDOUT_FILENO)) return terminal;
-  throw Failure(
-      fmt::format("{}: {} has no line P= with the name of a device, so the reader is at the "
-                  "terminal that is standard output; but standard output is no terminal",
-                  opening.doing, file));
-}
-
 }  // namespace
 
 Configuration::Configuration(const std::string& file)
@@ -158,6 +147,7 @@ Configuration::Configuration(const std::string& file)
 
 Configuration::Configuration(std::string name, const std::string& content)
     : name_(std::move(name)),
+      begins_with_mark_(content.starts_with(byte_order_mark)),
       copy_(copy_of(content)),
       path_(fmt::format("/proc/self/fd/{}", copy_.number())) {}
 
@@ -180,13 +170,31 @@ void Configuration::read() const {
       fmt::format("{}: {} ({})", opening.doing, words_for(result, opening.kind), result));
 }
 
-Device Configuration::open_device() const {
+std::string Configuration::device() const {
   read();
-  const std::string device = device_of(name_);
+  if (term_flg == 1) {
+    if (DRVCOMM[0] != '\0') return DRVCOMM;
+    throw UsageError(fmt::format("{}: the line P= of {} names no device", opening.doing, name_));
+  }
+  if (const char* terminal = ttyname(STDOUT_FILENO)) return terminal;
+  throw UsageError(fmt::format(
+      "{}: {} has no line P= with the name of a device, so the reader is at the terminal that is "
+      "standard output; but standard output is no terminal{}",
+      opening.doing, name_,
+      begins_with_mark_ ? ". The file begins with a byte order mark, which hides its first line: "
+                          "save it without one"
+                        : ""));
+}
+
+Device Configuration::open_device() const {
+  const std::string name = device();
   try {
-    return Device(device);
+    return Device(name);
   } catch (const DeviceMissing& error) {
     throw NoReader(fmt::format("{}: {}", opening.doing, error.what()), {.word = "no_device"});
+  } catch (const DeviceInUse& error) {
+    throw Failure(fmt::format("{}: {}", opening.doing, error.what()),
+                  {.word = device_in_use, .process = error.process()});
   } catch (const DeviceError& error) {
     throw Failure(fmt::format("{}: {}", opening.doing, error.what()));
   }

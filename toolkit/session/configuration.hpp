@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "toolkit/session/descriptor.hpp"
 #include "toolkit/session/device.hpp"
@@ -13,6 +14,9 @@
 namespace quorra::toolkit {
 
 inline constexpr Operation opening{"opening the session", OperationKind::opening};
+
+// The name of the failure that another program has the device.
+inline constexpr std::string_view device_in_use = "in_use";
 
 // What such a file holds. Throws UsageError if it is no regular file, or a large one.
 std::string content_of_configuration(const std::string& file);
@@ -37,14 +41,18 @@ class Configuration {
   // Lets the library read it: its variables hold what the file says then. Throws UsageError.
   void read() const;
 
-  // Reads the file, and opens the device that it names, or else the terminal that is standard
-  // output. Throws Failure, too.
+  // Reads the file, and returns the device that it names, or else the terminal that is standard
+  // output. Throws UsageError if there is neither.
+  std::string device() const;
+
+  // The same, and opens it. Throws Failure, too.
   Device open_device() const;
 
  private:
   Configuration(std::string name, const std::string& content);
 
   std::string name_;
+  bool begins_with_mark_;
   Descriptor copy_;
   std::string path_;
 };

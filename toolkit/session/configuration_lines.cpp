@@ -92,6 +92,9 @@ class Reading {
       line.remark = "empty";
     } else if (key == '#') {
       line.remark = "a comment";
+    } else if (line.text.starts_with(byte_order_mark)) {
+      line.remark = "ignored: a byte order mark stands before it";
+      line.is_trouble = true;
     } else {
       line.remark = fmt::format("ignored: '{}' is no key", visible({&key, 1}));
       line.is_trouble = true;

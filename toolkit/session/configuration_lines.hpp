@@ -20,6 +20,10 @@ struct ConfigurationLine {
   bool is_trouble = false;
 };
 
+// What some editors put before the first line of a file in UTF-8. The library takes it for a part
+// of that line.
+inline constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
 std::vector<ConfigurationLine> explain_configuration(std::string_view content);
 
 // The value with what is no printable character in two hex digits: "<1B>[5i".

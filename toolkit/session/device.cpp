@@ -4,9 +4,11 @@
 
 #include <fcntl.h>
 #include <fmt/core.h>
+#include <fmt/ranges.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -44,7 +46,6 @@ constexpr Hint hints[] = {
     {ENXIO, ": no hardware is behind it"},
     {ENODEV, ": no hardware is behind it"},
     {EIO, ": no hardware answers there, or the other end of the line is gone"},
-    {EBUSY, ": another program keeps it for itself"},
 };
 
 std::string group_name(gid_t number) {
@@ -74,55 +75,102 @@ std::string permissions_of(mode_t mode) {
   return text;
 }
 
-bool has_open(const std::filesystem::path& process, const struct stat& file) {
+// Whether an open file of a process has a lock: "lock:\t1: FLOCK  ADVISORY  WRITE 1234 00:1a:5 0
+// EOF".
+bool has_lock(const std::filesystem::path& process, const std::string& descriptor) {
+  std::ifstream properties(process / "fdinfo" / descriptor);
+  for (std::string line; std::getline(properties, line);) {
+    if (line.starts_with("lock:") && line.find(" FLOCK ") != std::string::npos) return true;
+  }
+  return false;
+}
+
+enum class Hold { open, locked };
+
+bool has_open(const std::filesystem::path& process, const struct stat& file, Hold hold) {
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(process / "fd", error)) {
     struct stat opened {};
     if (stat(entry.path().c_str(), &opened) == 0 && opened.st_rdev == file.st_rdev &&
-        S_ISCHR(opened.st_mode)) {
+        S_ISCHR(opened.st_mode) &&
+        (hold == Hold::open || has_lock(process, entry.path().filename()))) {
       return true;
     }
   }
   return false;
 }
 
-std::string program_of(const std::string& process) {
+struct Holder {
+  std::string words;           // "quorra (process 1234)"
+  std::optional<int> process;  // if it is known
+};
+
+std::optional<Holder> holder_of_number(const std::string& process) {
   std::string program;
   std::ifstream name("/proc/" + process + "/comm");
-  return std::getline(name, program) ? fmt::format("{} (process {})", program, process)
-                                     : std::string();
+  if (!std::getline(name, program)) return std::nullopt;
+  return Holder{.words = fmt::format("{} (process {})", program, process),
+                .process = std::stoi(process)};
 }
 
 // The other processes that have opened a device. Those of other users do not show what they have.
-std::vector<std::string> holders_of(const struct stat& file) {
-  std::vector<std::string> holders;
+std::vector<Holder> holders_of(const struct stat& file, Hold hold) {
+  std::vector<Holder> holders;
   const std::string self = fmt::format("{}", getpid());
   std::error_code error;
   for (const auto& process : std::filesystem::directory_iterator("/proc", error)) {
     const std::string number = process.path().filename();
     if (number.find_first_not_of("0123456789") != std::string::npos || number == self) continue;
-    if (!has_open(process.path(), file)) continue;
-    if (std::string program = program_of(number); !program.empty()) holders.push_back(program);
+    if (!has_open(process.path(), file, hold)) continue;
+    if (auto holder = holder_of_number(number)) holders.push_back(std::move(*holder));
   }
   return holders;
 }
 
-// Who may use a device that does not admit this user; nothing if a folder on the way to it is
-// closed already.
+std::vector<std::string> words_of(const std::vector<Holder>& holders) {
+  std::vector<std::string> words;
+  for (const Holder& holder : holders)
+    words.push_back(holder.words);
+  return words;
+}
+
+// Some program has asked that nobody else may open the device. Who has it open is told, as far as
+// it shows.
+[[noreturn]] void refuse_kept(const std::string& path, std::string_view trouble) {
+  std::vector<Holder> holders;
+  struct stat found {};
+  if (stat(path.c_str(), &found) == 0) holders = holders_of(found, Hold::open);
+  std::string text = fmt::format("{} {}: another program keeps it for itself", path, trouble);
+  if (!holders.empty()) text += fmt::format("; opened by {}", fmt::join(words_of(holders), ", "));
+  throw DeviceInUse(text, holders.size() == 1 ? holders.front().process : std::nullopt);
+}
+
+// Who may use a device that does not admit this user, or what the device lacks for that; nothing if
+// a folder on the way to it is closed already.
 std::string who_may(const std::string& path) {
-  constexpr mode_t group_may = S_IRGRP | S_IWGRP;
   struct stat found {};
   if (stat(path.c_str(), &found) != 0) return {};
-  if ((found.st_mode & group_may) != group_may) return ": only its owner may use it";
   const std::string group = group_name(found.st_gid);
-  return fmt::format(
-      ": it is for the group {0}. Join it with \"sudo usermod -aG {0} $USER\", and log in again",
-      group);
+  switch (found.st_mode & (S_IRGRP | S_IWGRP)) {
+    case 0:
+      return ": only its owner may use it";
+    case S_IRGRP:
+      return fmt::format(": its group {} may read it, but not write to it", group);
+    case S_IWGRP:
+      return fmt::format(": its group {} may write to it, but not read it", group);
+    default:
+      return fmt::format(
+          ": it is for the group {0}. Join it with \"sudo usermod -aG {0} $USER\", and log in "
+          "again",
+          group);
+  }
 }
 
 [[noreturn]] void cannot_use(const std::string& path, int error) {
-  std::string text =
-      fmt::format("{} cannot be opened: {}", path, std::generic_category().message(error));
+  const std::string trouble =
+      fmt::format("cannot be opened: {}", std::generic_category().message(error));
+  if (error == EBUSY) refuse_kept(path, trouble);
+  std::string text = fmt::format("{} {}", path, trouble);
   if (error == EACCES) text += who_may(path);
   const auto* const hint = std::ranges::find(hints, error, &Hint::error);
   if (hint != std::end(hints)) text += hint->words;
@@ -145,36 +193,46 @@ Descriptor open_terminal_device(const std::string& path) {
   if (device.number() < 0) cannot_use(path, errno);
   // Hardware that is missing shows here, too.
   if (isatty(device.number()) != 1) cannot_use(path, errno);
+  // The system lets the administrator open what another program keeps for itself.
+  int is_kept = 0;
+  if (ioctl(device.number(), TIOCGEXCL, &is_kept) == 0 && is_kept != 0) {
+    refuse_kept(path, "is in use");
+  }
   return device;
 }
 
-// "quorra (process 1234)". The system lists locks by the file system and the inode of their file:
-// "4: FLOCK  ADVISORY  WRITE 1234 00:1a:5 0 EOF".
-std::string holder_of_lock(int descriptor) {
+// The system lists locks by the file system and the inode of their file, with the process that set
+// them: "4: FLOCK  ADVISORY  WRITE 1234 00:1a:5 0 EOF". When that one has ended, another one has
+// the line from it.
+Holder holder_of_lock(int descriptor) {
   struct stat held {};
   fstat(descriptor, &held);
   const std::string file =
       fmt::format("{:02x}:{:02x}:{}", major(held.st_dev), minor(held.st_dev), held.st_ino);
+  std::string words = "another program";
   std::ifstream locks("/proc/locks");
   for (std::string line; std::getline(locks, line);) {
-    std::istringstream words(line);
+    std::istringstream fields(line);
     std::string number;
     std::string kind;
     std::string is_advisory;
     std::string access;
     std::string process;
     std::string locked;
-    words >> number >> kind >> is_advisory >> access >> process >> locked;
+    fields >> number >> kind >> is_advisory >> access >> process >> locked;
     if (kind != "FLOCK" || locked != file) continue;
-    if (std::string program = program_of(process); !program.empty()) return program;
+    if (auto holder = holder_of_number(process)) return std::move(*holder);
+    words = fmt::format("another program: process {}, which locked it, has ended", process);
   }
-  return "another program";
+  const std::vector<Holder> holders = holders_of(held, Hold::locked);
+  return holders.empty() ? Holder{.words = words, .process = {}} : holders.front();
 }
 
 void lock(const std::string& path, int descriptor) {
   if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) return;
   if (errno != EWOULDBLOCK) cannot_use(path, errno);
-  throw DeviceError(fmt::format("{} is in use by {}", path, holder_of_lock(descriptor)));
+  const Holder holder = holder_of_lock(descriptor);
+  throw DeviceInUse(fmt::format("{} is in use by {}", path, holder.words), holder.process);
 }
 
 // Returns the settings that it changed.
@@ -230,7 +288,7 @@ std::optional<DeviceUse> use_of_device(const std::string& path) {
                    .owner = user_name(found.st_uid),
                    .group = group_name(found.st_gid),
                    .may_use = access(path.c_str(), R_OK | W_OK) == 0,
-                   .holders = holders_of(found)};
+                   .holders = words_of(holders_of(found, Hold::open))};
 }
 
 std::string_view kind_of_file(mode_t mode) {

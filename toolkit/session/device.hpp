@@ -29,6 +29,20 @@ class DeviceMissing : public DeviceError {
   using DeviceError::DeviceError;
 };
 
+// Another program has it.
+class DeviceInUse : public DeviceError {
+ public:
+  DeviceInUse(const std::string& text, std::optional<int> process)
+      : DeviceError(text),
+        process_(process) {}
+
+  // Its process, if that is known.
+  std::optional<int> process() const { return process_; }
+
+ private:
+  std::optional<int> process_;
+};
+
 // While it lives, no other program that asks for the same device in this way gets it. The end of
 // the process releases the device, whatever ends it.
 //

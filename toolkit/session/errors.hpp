@@ -29,6 +29,7 @@ struct Particulars {
   std::string_view word = {};             // a name for what went wrong: "timeout"
   std::optional<int> address = {};        // of the first byte that it concerns
   std::optional<int> attempts_left = {};  // at the code that was presented
+  std::optional<int> process = {};        // that has the reader
   std::optional<Extent> extent = {};      // of a writing that ended before its time
 };
 

@@ -6,10 +6,14 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +24,7 @@ namespace quorra::toolkit {
 namespace {
 
 using quorra::testing::FailingCall;
+using quorra::testing::Process;
 using quorra::testing::TemporaryDirectory;
 using quorra::testing::Terminal;
 using quorra::testing::write_file;
@@ -60,8 +65,6 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"gone", "stat", ENOENT, "No such file or directory: there is no such device", true},
         Refusal{"unplugged", "open", ENXIO, "No such device or address: no hardware is behind it",
                 true},
-        Refusal{"kept", "open", EBUSY,
-                "Device or resource busy: another program keeps it for itself", false},
         Refusal{"many_files", "open", EMFILE, "Too many open files", false},
         Refusal{"no_hardware", "isatty", EIO,
                 "Input/output error: no hardware answers there, or the other end of the line is "
@@ -81,6 +84,31 @@ TEST(DeviceOfOthers, SaysWhoMayUseIt) {
     EXPECT_EQ(error.what(), terminal.device() +
                                 " cannot be opened: Permission denied: only its owner may use it");
   }
+}
+
+// Both are needed, and the group has one of them.
+TEST(DeviceOfOthers, SaysWhatTheGroupLacks) {
+  const Terminal terminal;
+  const auto words_of = [&](mode_t mode) {
+    EXPECT_EQ(chmod(terminal.device().c_str(), mode), 0);
+    const FailingCall failing("open", EACCES);
+    try {
+      const Device device(terminal.device());
+    } catch (const DeviceError& error) {
+      return std::string(error.what());
+    }
+    return std::string("it was opened");
+  };
+  const auto use = use_of_device(terminal.device());
+  ASSERT_TRUE(use);
+  const std::string denied = terminal.device() + " cannot be opened: Permission denied: ";
+  EXPECT_EQ(words_of(0620),
+            denied + "its group " + use->group + " may write to it, but not read it");
+  EXPECT_EQ(words_of(0640),
+            denied + "its group " + use->group + " may read it, but not write to it");
+  EXPECT_EQ(words_of(0660), denied + "it is for the group " + use->group +
+                                ". Join it with \"sudo usermod -aG " + use->group +
+                                " $USER\", and log in again");
 }
 
 TEST(DeviceOfOthers, NamesTheGroupOrItsNumber) {
@@ -130,6 +158,56 @@ TEST(DeviceInUse, IsSaidToBeHeldByThisProcess) {
   } catch (const DeviceError& error) {
     EXPECT_EQ(error.what(), terminal.device() + " is in use by toolkit_tests (process " +
                                 std::to_string(getpid()) + ")");
+  }
+}
+
+// The one program that has it open is named; which of several keeps it does not show.
+TEST(DeviceInUse, IsKeptByThoseWhoHaveItOpen) {
+  const Terminal terminal;
+  const auto expect_kept = [&](const std::string& words, std::optional<int> process) {
+    const FailingCall failing("open", EBUSY);
+    try {
+      const Device device(terminal.device());
+      ADD_FAILURE() << "it was opened";
+    } catch (const DeviceInUse& error) {
+      EXPECT_EQ(error.what(), terminal.device() +
+                                  " cannot be opened: Device or resource busy: another program "
+                                  "keeps it for itself" +
+                                  words);
+      EXPECT_EQ(error.process(), process);
+    }
+  };
+  expect_kept("", std::nullopt);
+  Process holder({"/bin/sh", "-c", R"(exec 9<>"$0"; echo open; kill -STOP $$)", terminal.device()});
+  ASSERT_EQ(holder.read_line(), "open");
+  expect_kept("; opened by sh (process " + std::to_string(holder.number()) + ")", holder.number());
+}
+
+// The administrator could open it all the same.
+TEST(DeviceInUse, IsWhatAnotherProgramKeeps) {
+  const Terminal terminal;
+  const int line = open(terminal.device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_EQ(ioctl(line, TIOCEXCL), 0);
+  EXPECT_THROW(Device(terminal.device()), DeviceInUse);
+  ASSERT_EQ(ioctl(line, TIOCNXCL), 0);
+  EXPECT_NO_THROW(Device(terminal.device()));
+  close(line);
+}
+
+// What that program had opened is open here still, and nobody else has it.
+TEST(DeviceInUse, IsSaidToBeLockedByAProgramThatHasEnded) {
+  const Terminal terminal;
+  const Descriptor line(open(terminal.device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  const pid_t other = fork();
+  if (other == 0) _exit(flock(line.number(), LOCK_EX));
+  ASSERT_EQ(waitpid(other, nullptr, 0), other);
+  try {
+    const Device device(terminal.device());
+    ADD_FAILURE() << "it was locked twice";
+  } catch (const DeviceInUse& error) {
+    EXPECT_EQ(error.what(), terminal.device() + " is in use by another program: process " +
+                                std::to_string(other) + ", which locked it, has ended");
+    EXPECT_EQ(error.process(), std::nullopt);
   }
 }
 
