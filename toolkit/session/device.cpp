@@ -129,6 +129,7 @@ std::vector<Holder> holders_of(const struct stat& file, Hold hold) {
 
 std::vector<std::string> words_of(const std::vector<Holder>& holders) {
   std::vector<std::string> words;
+  words.reserve(holders.size());
   for (const Holder& holder : holders)
     words.push_back(holder.words);
   return words;
