@@ -2,10 +2,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "fuzz/support/line.hpp"
 
+#include <fcntl.h>
 #include <termios.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -21,6 +23,7 @@ Line& Line::instance() {
 void Line::reset(Peer& peer) {
   peer_ = &peer;
   descriptor = 5;
+  flags = O_RDWR;
   can_be_opened = is_a_terminal = has_a_terminal = file_can_be_opened = true;
   file = {};
   file_ends_with_an_error = false;
@@ -82,6 +85,7 @@ ssize_t Line::read(int from, void* buffer, std::size_t size) {
     errno = from != descriptor ? EBADF : EINVAL;
     return -1;
   }
+  require((flags & O_NONBLOCK) != 0, "a read that does not sleep");
   const auto [result, error, byte] = ask([this](unsigned char& next) { return peer_->read(next); });
   errno = error;
   if (result <= 0) return result;
@@ -104,6 +108,7 @@ ssize_t Line::write(int to, const void* buffer, std::size_t size) {
     errno = EBADF;
     return -1;
   }
+  require((flags & O_NONBLOCK) != 0, "a write that does not sleep");
   sending_ = true;
   const auto [result, error, unused] = ask([&](unsigned char&) { return peer_->write(bytes); });
   errno = error;
@@ -164,7 +169,23 @@ int quorra_fuzz_open(const char* path, int /*flags*/, ...) {
     return -1;
   }
   ++line.open_sessions;
+  line.flags = O_RDWR;
   return line.descriptor;
+}
+
+int quorra_fuzz_fcntl(int descriptor, int command, ...) {
+  Line& line = Line::instance();
+  if (descriptor != line.descriptor) {
+    errno = EBADF;
+    return -1;
+  }
+  if (command == F_GETFL) return line.flags;
+  quorra::fuzzing::require(command == F_SETFL, "flags are read and set");
+  va_list arguments;
+  va_start(arguments, command);
+  line.flags = va_arg(arguments, int);
+  va_end(arguments);
+  return 0;
 }
 
 int quorra_fuzz_close(int descriptor) {

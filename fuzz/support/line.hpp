@@ -39,6 +39,7 @@ class Line {
 
   // What open() returns. The line answers under this descriptor alone.
   int descriptor = 5;
+  int flags = 0;  // of that descriptor
   bool can_be_opened = true;
   bool is_a_terminal = true;  // else its settings are neither read nor set
   bool has_a_terminal = true;

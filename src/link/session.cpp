@@ -126,6 +126,7 @@ int ic_init(const char* path, int baud) {
 int ic_init0(const char* path, int baud) { return open_session(path, baud, no_reader); }
 
 int ic_exit(int handle) {
+  never_block(handle);
   if (!direct_mode()) write_text(handle, CLOSEAUX);
   tcsetattr(handle, TCSANOW, &oport);
   close(handle);

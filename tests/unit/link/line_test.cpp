@@ -304,6 +304,18 @@ TEST_F(Device, ThatTheProgramOpenedItselfIsWaitedForInTime) {
   ic_exit(session);
 }
 
+TEST_F(Device, ThatTheProgramOpenedItselfIsClosedInTime) {
+  ScriptedReader reader(Mode::terminal);
+  reader.expect_opening();
+  const int session = reader.init0();
+  reader.set_step(second / 10);
+  const Sockets sockets;
+  sockets.fill();
+  EXPECT_EQ(ic_exit(dup(sockets.line())), 0);
+  reader.expect_closing();
+  ic_exit(session);
+}
+
 // A line that appends what is written to it goes on doing so.
 TEST_F(Device, ThatTheProgramOpenedItselfKeepsItsFlags) {
   const int session = open("/dev/null");
