@@ -17,6 +17,7 @@
 #include <system_error>
 
 #include "cli/terminal/interruption.hpp"
+#include "simulator/files.hpp"
 #include "toolkit/session/descriptor.hpp"
 #include "toolkit/session/errors.hpp"
 
@@ -124,6 +125,7 @@ void replace_file(const std::string& path, const std::optional<Information>& old
   // A rename would replace a read-only file without a murmur.
   if (old && access(path.c_str(), W_OK) != 0) cannot_open(path);
   const std::filesystem::path target = target_of(path);
+  if (old) expect_unused(path);
   const std::filesystem::path folder = std::filesystem::absolute(target).parent_path();
   std::string beside = folder / ".quorra-XXXXXX";
 
@@ -175,6 +177,12 @@ Bytes read_file(const std::string& path, std::size_t limit) {
   }
   bytes.resize(size);
   return bytes;
+}
+
+void expect_unused(const std::string& path) {
+  if (const auto user = simulator::user_of(path)) {
+    throw UsageError(fmt::format("opening {}: it is in use by {}", path, *user));
+  }
 }
 
 bool is_standard_output(const std::string& path) {

@@ -22,9 +22,13 @@ Bytes read_file(const std::string& path, std::size_t limit);
 // Whether that is standard output, also by another name such as /dev/stdout.
 bool is_standard_output(const std::string& path);
 
+// Throws UsageError if a virtual reader has the file: it would put its card back in the place of
+// what is written.
+void expect_unused(const std::string& path);
+
 // Writes a file. An older one is replaced when the new one is complete, and stays as it was until
 // then; what is no regular file, such as a device or a FIFO, is written to. Throws UsageError if it
-// cannot be opened, Failure if it cannot be written, Interrupted.
+// cannot be opened or is in use, Failure if it cannot be written, Interrupted.
 void write_file(const std::string& path, const Bytes& bytes);
 
 // Nobody reads standard output any more: what a program such as head does that has read enough.

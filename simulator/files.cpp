@@ -78,8 +78,13 @@ long holder_of_lock(const struct stat& information) {
 }
 
 // False if somebody else has the lock.
-bool has_locked(const FileDescriptor& file) {
-  return ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+bool has_locked(const FileDescriptor& file, int mode = LOCK_EX) {
+  return ::flock(file.get(), mode | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+std::string name_holder(std::string_view name, const struct stat& information) {
+  const long holder = holder_of_lock(information);
+  return holder == 0 ? std::string(name) : fmt::format("{} (process {})", name, holder);
 }
 
 // A new file next to `path`, locked, that disappears again unless it has taken the place of `path`.
@@ -205,6 +210,14 @@ bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, s
   return true;
 }
 
+std::optional<std::string> user_of(const std::filesystem::path& path) {
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat information {};
+  if (!file.is_open() || ::fstat(file.get(), &information) != 0) return std::nullopt;
+  if (has_locked(file, LOCK_SH)) return std::nullopt;
+  return name_holder("another program", information);
+}
+
 bool LockedFile::is_in_its_place() const {
   struct stat information {};
   return file_.is_open() && ::fstat(file_.get(), &information) == 0 &&
@@ -216,18 +229,19 @@ void LockedFile::lock() {
   while (!is_in_its_place()) {
     struct stat information {};
     FileDescriptor file = open_regular_file(path_, information);
-    if (!has_locked(file)) {
-      const long holder = holder_of_lock(information);
-      fail(path_, holder == 0
-                      ? "in use by another virtual reader"
-                      : fmt::format("in use by another virtual reader (process {})", holder));
-    }
+    if (!has_locked(file))
+      fail(path_, fmt::format("in use by {}", name_holder("another virtual reader", information)));
     file_ = std::move(file);
   }
 }
 
 void LockedFile::replace(std::string_view content) {
-  if (stamp_of(path_)) lock();
+  if (stamp_of(path_) && !is_in_its_place()) {
+    LockedFile there(path_);
+    there.lock();
+    if (file_.is_open()) fail(path_, "another file has taken its place");
+    file_ = std::move(there.file_);
+  }
   file_ = replace_file(path_, content);
 }
 

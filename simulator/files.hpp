@@ -72,6 +72,10 @@ bool is_same_file(const std::optional<FileStamp>& first, const std::optional<Fil
 bool overwrite_part(const std::filesystem::path& path, const FileStamp& stamp, std::uint64_t offset,
                     std::string_view bytes);
 
+// Who works with a file, as a virtual reader does with the image of its card: "another program
+// (process 4711)". Absent if nobody has locked it, or it cannot be looked at.
+std::optional<std::string> user_of(const std::filesystem::path& path);
+
 // A file that no other virtual reader works with in the meantime: as long as this object lives it
 // holds a lock on the file. A kill releases it. Where the file system has no locks there is none.
 class LockedFile {
@@ -84,8 +88,9 @@ class LockedFile {
   // Locks the file that is there now, if it is not the one that is locked already. Throws Error if
   // there is none, or if another virtual reader has it; the text says which process, if known.
   void lock();
-  // Like replace_file(), if no other virtual reader has the file. The new file is locked before it
-  // takes the place of the old one.
+  // Like replace_file(), if no other virtual reader has the file, and no other file has taken the
+  // place of the one that was locked. The new file is locked before it takes the place of the old
+  // one.
   void replace(std::string_view content);
   // Removes the file if it is still the one that is locked.
   void remove();

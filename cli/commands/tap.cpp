@@ -137,7 +137,7 @@ class Recorder {
  public:
   Recorder(const std::string& path, const std::string& device)
       : path_(path),
-        file_(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0666)) {
+        file_(open_empty(path)) {
     if (file_.number() < 0) {
       throw UsageError(
           fmt::format("--output: {}: {}", path, std::generic_category().message(errno)));
@@ -154,6 +154,11 @@ class Recorder {
   }
 
  private:
+  static int open_empty(const std::string& path) {
+    expect_unused(path);
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0666);
+  }
+
   void put(const Bytes& block) {
     std::size_t size = 0;
     while (size < block.size()) {

@@ -172,6 +172,17 @@ TEST_F(Tap, LeavesFilesOfOthersAlone) {
   EXPECT_EQ(content_of(folder / "taken"), "mine");
 }
 
+TEST_F(Tap, RecordsOverNoCardThatIsInAReader) {
+  const std::string card = new_card("4442");
+  const std::string image = content_of(card);
+  start_reader(card);
+  const Outcome outcome = run_quorra({"tap", device(), "--output", card});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.errors,
+              ::testing::StartsWith("quorra: opening " + card + ": it is in use by "));
+  EXPECT_EQ(content_of(card), image);
+}
+
 TEST_F(Tap, HangsUpWithTheReader) {
   start_reader(new_card("4442"));
   start_tap({"--output", recording()});

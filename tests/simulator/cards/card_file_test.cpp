@@ -118,15 +118,39 @@ TEST_P(CardFileTest, is_written_as_a_whole_when_it_is_gone) {
   EXPECT_TRUE(file_has_all_of(card));
 }
 
-TEST_P(CardFileTest, is_written_as_a_whole_when_another_file_took_its_place) {
+TEST_P(CardFileTest, is_written_as_a_whole_when_its_file_was_changed_or_removed) {
   WrittenCard card(path);
   test::write_file(path, "format = 1\n");
   card.write(400, 1, 0x44);
   EXPECT_TRUE(file_has_all_of(card));
 
   std::filesystem::remove(path);
-  save_image(Image(find_kind("4432")), path);
   card.write(500, 1, 0x55);
+  EXPECT_TRUE(file_has_all_of(card));
+}
+
+// What is said when the card is written, or saved later.
+std::string failure_of(const std::function<void()>& write) {
+  try {
+    write();
+    return {};
+  } catch (const Error& error) {
+    return error.what();
+  }
+}
+
+TEST_P(CardFileTest, is_not_written_over_a_file_that_took_its_place) {
+  WrittenCard card(path);
+  std::filesystem::remove(path);
+  save_image(Image(find_kind("4432")), path);
+  const std::string content = test::content_of(path);
+  const std::string words = path.string() + ": another file has taken its place";
+  EXPECT_EQ(failure_of([&] { card.write(400, 1, 0x44); }), words);
+  EXPECT_EQ(failure_of([&] { card.file.save(); }), words);
+  EXPECT_EQ(test::content_of(path), content);
+  EXPECT_EQ(CardFile(path).image().kind().name, "4432") << "it is free";
+  std::filesystem::remove(path);
+  card.file.save();
   EXPECT_TRUE(file_has_all_of(card));
 }
 
@@ -199,14 +223,10 @@ TEST_P(CardFileTest, is_not_written_over_a_file_in_another_slot) {
   const std::string content = test::content_of(path);
   {
     const CardFile other(path);
-    try {
-      card.write(400, 1, 0x44);
-      FAIL() << "written";
-    } catch (const Error& error) {
-      EXPECT_EQ(error.what(), in_use(path));
-    }
+    EXPECT_EQ(failure_of([&] { card.write(400, 1, 0x44); }), in_use(path));
     EXPECT_EQ(test::content_of(path), content);
   }
+  std::filesystem::remove(path);
   card.file.save();
   EXPECT_TRUE(file_has_all_of(card));
   EXPECT_EQ(complaint_about(path), in_use(path));

@@ -322,6 +322,22 @@ TEST_F(Program, replaces_no_card_that_a_reader_uses) {
   EXPECT_EQ(load_image(path("card")).kind().name, "4432");
 }
 
+TEST_F(Program, leaves_a_file_alone_that_took_the_place_of_its_card) {
+  run({"new", "4432", path("card")});
+  auto reader = start({"--card", path("card")});
+  const RawClient host(reader.read_line());
+  std::filesystem::rename(path("card"), path("moved"));
+  EXPECT_EQ(run({"new", "24c02", path("card")}).status, 0);
+  const std::string content = test::content_of(path("card"));
+  EXPECT_EQ(host.exchange(request(0x60, "79 00 00 00 20 55")),
+            reply(test::status::image_not_saved));
+  reader.signal(SIGTERM);
+  const Outcome outcome = reader.wait();
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.errors, HasSubstr(path("card") + ": another file has taken its place"));
+  EXPECT_EQ(test::content_of(path("card")), content);
+}
+
 // The card is changed while a folder has the place of its file.
 class ChangedCard : public Program {
  protected:
