@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <system_error>
@@ -146,9 +147,10 @@ bool Tap::run(int stop, const Listener& listener) {
 
 // What was written before the stop still passes. False: the device hung up.
 bool Tap::pass_the_rest(const Listener& listener) {
-  constexpr int most_pieces = 256;
   constexpr int quiet_ms = 20;
-  for (int pieces = 0; pieces < most_pieces; ++pieces) {
+  constexpr std::chrono::milliseconds longest(250);
+  const auto end = std::chrono::steady_clock::now() + longest;
+  while (std::chrono::steady_clock::now() < end) {
     std::array<pollfd, 2> polled{{
         {.fd = terminal_.descriptor(), .events = POLLIN, .revents = 0},
         {.fd = device_.descriptor(), .events = POLLIN, .revents = 0},
