@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t largest_piped_recording = std::size_t{64} * 1024 * 1024;
 
 struct TraceOptions {
-  std::string file;
+  std::optional<std::string> file;
   FrameOptions frames;
 };
 
@@ -45,14 +45,14 @@ Bytes content_of_recording(const std::string& file) {
 }
 
 void run_trace(const Settings& settings, const TraceOptions& options) {
-  const Bytes content = content_of_recording(options.file);
+  const Bytes content = content_of_recording(*options.file);
   const wire::Recording recording = wire::read_recording(content);
   wire::Decoder decoder;
   for (const wire::Frame& frame : recording.frames) {
     print(told(decoder.take(frame), settings, options.frames));
   }
   if (!recording.error.empty()) {
-    throw Failure(fmt::format("reading {}: {}", name_of(options.file), recording.error));
+    throw Failure(fmt::format("reading {}: {}", name_of(*options.file), recording.error));
   }
 }
 
@@ -62,8 +62,7 @@ void add_trace(CLI::App& program, const Settings& settings) {
   const auto options = std::make_shared<TraceOptions>();
   CLI::App* command = program.add_subcommand(
       "trace", "Show a recording of the line to a reader, as quorra tap makes it, in words");
-  command->add_option("FILE", options->file, "The recording, a pcapng file ('-': standard input)")
-      ->type_name("")
+  add_file(*command, "FILE", options->file, "The recording, a pcapng file ('-': standard input)")
       ->required();
   add_frame_options(*command, options->frames);
   add_examples(*command, {"quorra trace session.pcapng", "quorra trace --json session.pcapng"});

@@ -205,7 +205,7 @@ class Server final : public httplib::Server {
  public:
   explicit Server(const FileDescriptor& listening) {
     svr_sock_ = ::fcntl(listening.get(), F_DUPFD_CLOEXEC, 0);
-    if (svr_sock_ < 0) throw Error(fmt::format("fcntl: {}", system_error_text()));
+    if (svr_sock_ < 0) throw Error(fmt::format("the web page: {}", system_error_text()));
   }
 };
 

@@ -212,6 +212,27 @@ TEST_F(Output, EmptyNamesAreRefused) {
     expect_error(run_quorra(one.arguments + Arguments{one.option, ""}), 2,
                  "quorra: " + one.option + ": the name of the file is empty; see quorra --help\n");
   }
+  expect_error(run_quorra({"trace", ""}), 2,
+               "quorra: FILE: the name of the file is empty; see quorra --help\n");
+}
+
+TEST_F(Output, ImagesInAReaderAreNotReplaced) {
+  const std::string card = new_card("4442");
+  const std::string image = content_of(card);
+  const std::string link = folder / "link";
+  filesystem::create_symlink(card, link);
+  Process reader({"/bin/sh", "-c", R"(echo $$; exec "$0" --card "$1")", QUORRA_SIM_PROGRAM, card});
+  const std::string process = reader.read_line();
+  reader.read_line();
+  for (const std::string& name : {card, link}) {
+    expect_error(save(name), 2,
+                 "quorra: opening " + name + ": it is in use by another program (process " +
+                     process + ")\n");
+  }
+  EXPECT_EQ(content_of(card), image);
+  reader.signal(SIGTERM);
+  EXPECT_EQ(reader.wait().status, 0);
+  expect_saved(save(card), card);
 }
 
 // Also by other names of the same file.
