@@ -240,7 +240,7 @@ TEST_F(TapOfCalls, StopsAlthoughTheDeviceNeverFallsSilent) {
     answer();
     wait_for(reader->line());
   }));
-  EXPECT_GT(frames, 1);
+  EXPECT_GE(frames, 1);
   EXPECT_LT(frames, 60);
 }
 
