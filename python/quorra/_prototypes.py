@@ -258,8 +258,9 @@ DOCS: dict[str, str] = {
     "ic_init": r"""Opens a session with the reader that the configuration file at `path` names, and proves that a
 reader answers by reading its version text.
 
-The file consists of lines of at most 59 characters whose first character is the key and whose
-value follows an '='. A line P=/dev/ttyS0 names the serial device (direct mode); what follows it
+The file consists of lines of at most 59 characters, the line end among them, whose first
+character is the key and whose value follows an '='. What is longer counts as several lines, each
+with a key of its own. A line P=/dev/ttyS0 names the serial device (direct mode); what follows it
 is not read. A file without such a line selects the auxiliary port of the serial terminal on
 standard output (terminal mode); its lines S and I give the escape sequences sent at the start of
 the session, W and A those sent before and after every byte, C the one sent at its end. A
@@ -880,9 +881,9 @@ Returns 0; -133 (another card); a link code; the negated STATUS.""",
     "cesc_1604b": """As cesc_1604, but for code 0, which is -144.""",
     "cpu_reset": """Resets the card and stores its answer to reset. Four attempts.
 
-buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned. A
-  frame brings up to 255 bytes; where the reader announces more, the frame's check byte follows
-  them, and then zeros.
+buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned. Where
+  the reader announces more bytes than its frame brings, which are 255 at most, the frame's check
+  byte follows those, and then zeros.
 
 Returns 0; -143 (buffer is a null pointer); a link code; the negated STATUS.""",
     "cpu_comres": """Sends the n bytes of a command to the card and stores its answer. Three attempts.
@@ -921,8 +922,9 @@ Returns 0; -143 (length or buffer is a null pointer); a link code; the negated S
     "sam_comres": """As cpu_comres.""",
     "sam_protocol": """As cpu_protocol, but for two things: three failures in all end it; and after status words 6Cxx
 the block goes out again, with xx in place of its last information byte, the other sequence
-number (PCB 0x40 where the caller's is 0, else 0) and an LRC to match. A block shorter than two
-bytes has no place for xx, and such an answer is the result.""",
+number (PCB 0x40 where the caller's is 0, else 0) and an LRC to match. Where that block was a GET
+RESPONSE, its bytes 2 to 6 are then those of the caller's block, as far as that has them. A block
+shorter than two bytes has no place for xx, and such an answer is the result.""",
     "ic_encrypt": """Returns the length of the output; one that does not fit an int is INT_MAX.""",
     "ic_decrypt": """Returns 0 always.""",
     "DES_Encrypt": """The same for a key of which `key_length` bytes are given: up to 8; the others are 0. A negative

@@ -36,8 +36,9 @@ def ic_init(__path: _Path, __baud: int) -> int:
     r"""Opens a session with the reader that the configuration file at `path` names, and proves that a
     reader answers by reading its version text.
 
-    The file consists of lines of at most 59 characters whose first character is the key and whose
-    value follows an '='. A line P=/dev/ttyS0 names the serial device (direct mode); what follows it
+    The file consists of lines of at most 59 characters, the line end among them, whose first
+    character is the key and whose value follows an '='. What is longer counts as several lines, each
+    with a key of its own. A line P=/dev/ttyS0 names the serial device (direct mode); what follows it
     is not read. A file without such a line selects the auxiliary port of the serial terminal on
     standard output (terminal mode); its lines S and I give the escape sequences sent at the start of
     the session, W and A those sent before and after every byte, C the one sent at its end. A
@@ -1060,9 +1061,9 @@ def cesc_1604b(__handle: int, __number: int, __length: int, __code: _Bytes) -> i
 def cpu_reset(__handle: int, __buffer: _Room) -> int:
     """Resets the card and stores its answer to reset. Four attempts.
 
-    buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned. A
-      frame brings up to 255 bytes; where the reader announces more, the frame's check byte follows
-      them, and then zeros.
+    buffer: room for the answer. Its length, up to 65535, is the reader's and is not returned. Where
+      the reader announces more bytes than its frame brings, which are 255 at most, the frame's check
+      byte follows those, and then zeros.
 
     Returns 0; -143 (buffer is a null pointer); a link code; the negated STATUS."""
 
@@ -1119,8 +1120,9 @@ def sam_comres(__handle: int, __n: int, __command: _Bytes, __buffer: _Room) -> i
 def sam_protocol(__handle: int, __n: int, __block: _Bytes, __buffer: _Room) -> int:
     """As cpu_protocol, but for two things: three failures in all end it; and after status words 6Cxx
     the block goes out again, with xx in place of its last information byte, the other sequence
-    number (PCB 0x40 where the caller's is 0, else 0) and an LRC to match. A block shorter than two
-    bytes has no place for xx, and such an answer is the result."""
+    number (PCB 0x40 where the caller's is 0, else 0) and an LRC to match. Where that block was a GET
+    RESPONSE, its bytes 2 to 6 are then those of the caller's block, as far as that has them. A block
+    shorter than two bytes has no place for xx, and such an answer is the result."""
 
 def ic_encrypt(__key: _Bytes, __input: _Bytes, __length: int, __output: _Room) -> int:
     """Returns the length of the output; one that does not fit an int is INT_MAX."""
