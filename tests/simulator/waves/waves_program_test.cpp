@@ -113,7 +113,7 @@ TEST_F(WavesOfProgram, that_cannot_be_written_are_told_at_the_start) {
   const std::pair<const char*, const char*> cases[] = {
       {"/nowhere/x", "quorra-sim: /nowhere/x: No such file or directory\n"},
       {"/dev/full", "quorra-sim: /dev/full: No space left on device; the waves end there\n"},
-      {"", "quorra-sim: --waves: the name of the file is empty\n"},
+      {"", "quorra-sim: --waves: the name of the file is empty; see quorra-sim --help\n"},
   };
   for (const auto& [file, complaint] : cases) {
     const Outcome outcome = run({"--waves", file});
