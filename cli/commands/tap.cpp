@@ -65,8 +65,9 @@ struct Tapped {
   std::optional<TerminalTexts> texts;
 };
 
-[[noreturn]] void fail_to_tap(const std::string& device, std::string_view why) {
-  throw Failure(fmt::format("tapping {}: {}", device, why));
+[[noreturn]] void fail_to_tap(const std::string& device, std::string_view why,
+                              const Particulars& particulars = {}) {
+  throw Failure(fmt::format("tapping {}: {}", device, why), particulars);
 }
 
 // What is to be tapped, and how: as the options say, or as the configuration file of the program
@@ -231,6 +232,8 @@ void run_tap(const Settings& settings, const TapOptions& options) {
   } catch (const DeviceMissing& error) {
     throw NoReader(fmt::format("tapping {}: {}", tapped.device, error.what()),
                    {.word = "no_reader"});
+  } catch (const DeviceInUse& error) {
+    fail_to_tap(tapped.device, error.what(), {.word = device_in_use, .process = error.process()});
   } catch (const DeviceError& error) {
     fail_to_tap(tapped.device, error.what());
   } catch (const std::system_error& error) {

@@ -284,6 +284,16 @@ TEST_F(Doctor, SerialTerminalHasToBeOne) {
                    "that is standard output; but standard output is no terminal\n");
 }
 
+TEST_F(Doctor, SerialTerminalIsWell) {
+  const Outcome outcome =
+      run({QUORRA_SIM_PROGRAM, "--card", new_card("4442"), "--terminal", "--", QUORRA_PROGRAM,
+           "doctor"},
+          {.input = {}, .streams = {}, .environment = {{"COLUMNS", "300"}, {"NO_COLOR", "1"}}});
+  EXPECT_EQ(outcome.status, 0);
+  expect_words(outcome.output, "; no line P=: the reader is at this terminal\n");
+  expect_words(outcome.output, "ok       card           a memory card, 4442\n");
+}
+
 TEST_F(Doctor, FileThatNamesNoDeviceIsNotWell) {
   const std::string file = folder / "reader.conf";
   const std::string trouble = "TROUBLE  configuration  opening the session: ";

@@ -149,6 +149,10 @@ TEST_F(Tap, TakesTheDeviceForItself) {
   expect_error(run_quorra({"tap", device()}), 1, "quorra: tapping " + device() + ": " + holder);
   expect_error(run_quorra({"info", "--config", configuration()}), 1,
                "quorra: opening the session: " + holder);
+  const Outcome told = run_quorra({"tap", device(), "--json"});
+  EXPECT_EQ(told.status, 1);
+  EXPECT_THAT(told.output,
+              HasSubstr(R"("word":"in_use","process":)" + std::to_string(tap->number()) + "}"));
   run_at_tap({"info"});
 }
 
