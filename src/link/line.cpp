@@ -32,9 +32,9 @@ Attempt try_to_write(int handle, const unsigned char* end, std::size_t left) {
 }  // namespace
 
 void never_block(int handle) {
+  // Flags that cannot be read are -1, in which every bit is set; they are left alone.
   const int flags = fcntl(handle, F_GETFL);
-  if (flags < 0 || (flags & O_NONBLOCK) != 0) return;
-  fcntl(handle, F_SETFL, flags | O_NONBLOCK);
+  if ((flags & O_NONBLOCK) == 0) fcntl(handle, F_SETFL, flags | O_NONBLOCK);
 }
 
 ssize_t write_line(int handle, const void* bytes, std::size_t count) {

@@ -15,6 +15,7 @@
 #include <array>
 #include <cerrno>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "tests/support/process.hpp"
@@ -285,6 +286,18 @@ class Sockets {
   std::array<int, 2> ends_{};
 };
 
+// How many calls of fcntl `act` makes, of which number `failing` (from 0) fails, if there is one.
+template <typename Act>
+int controls_of(Act act, std::optional<int> failing) {
+  int calls = 0;
+  System::instance().fails = [&](System::Call call) {
+    return call == System::Call::control && calls++ == failing;
+  };
+  act();
+  System::instance().fails = nullptr;
+  return calls;
+}
+
 TEST_F(Device, ThatTheProgramOpenedItselfIsWaitedForInTime) {
   const int session = open("/dev/null");  // the mode is that of this session
   const Bytes frame(10);
@@ -316,13 +329,34 @@ TEST_F(Device, ThatTheProgramOpenedItselfIsClosedInTime) {
   ic_exit(session);
 }
 
+TEST_F(Device, ThatTheProgramOpenedForReadingIsWaitedForInTime) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+  unsigned char byte = 0;
+  EXPECT_EQ(receive_data(ends[0], &byte), -132);
+  for (const int end : ends)
+    (void)close(end);
+}
+
 // A line that appends what is written to it goes on doing so.
 TEST_F(Device, ThatTheProgramOpenedItselfKeepsItsFlags) {
   const int session = open("/dev/null");
   const Sockets sockets;
   ASSERT_EQ(fcntl(sockets.line(), F_SETFL, O_APPEND), 0);
   EXPECT_EQ(sendchar(sockets.line(), 0xAA), 1);
-  EXPECT_EQ(fcntl(sockets.line(), F_GETFL) & (O_APPEND | O_NONBLOCK), O_APPEND | O_NONBLOCK);
+  const int flags = fcntl(sockets.line(), F_GETFL);
+  EXPECT_EQ(flags & (O_APPEND | O_NONBLOCK), O_APPEND | O_NONBLOCK);
+  EXPECT_EQ(controls_of([&] { EXPECT_EQ(sendchar(sockets.line(), 0xAA), 1); }, {}), 1);
+  EXPECT_EQ(fcntl(sockets.line(), F_GETFL), flags);
+  ic_exit(session);
+}
+
+TEST_F(Device, KeepsFlagsThatCannotBeRead) {
+  const int session = open("/dev/null");
+  const Sockets sockets;
+  const int flags = fcntl(sockets.line(), F_GETFL);
+  EXPECT_EQ(controls_of([&] { EXPECT_EQ(sendchar(sockets.line(), 0xAA), 1); }, 0), 1);
+  EXPECT_EQ(fcntl(sockets.line(), F_GETFL), flags);
   ic_exit(session);
 }
 
