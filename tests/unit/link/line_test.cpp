@@ -329,6 +329,17 @@ TEST_F(Device, ThatTheProgramOpenedItselfIsClosedInTime) {
   ic_exit(session);
 }
 
+TEST_F(Device, TerminalThatIsStoppedIsOpenedInTime) {
+  ScriptedReader reader(Mode::terminal);
+  reader.set_step(second / 10);
+  ASSERT_EQ(tcflow(reader.line(), TCOOFF), 0);
+  const int session = reader.init0();
+  EXPECT_GE(session, 0);
+  ASSERT_EQ(tcflow(reader.line(), TCOON), 0);
+  reader.expect_closing();
+  ic_exit(session);
+}
+
 TEST_F(Device, ThatTheProgramOpenedForReadingIsWaitedForInTime) {
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);

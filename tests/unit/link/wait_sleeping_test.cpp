@@ -213,6 +213,23 @@ TEST_F(Stopping, PausesWhereALineIsReadyAndBringsNothing) {
   ic_exit(handle);
 }
 
+TEST_F(Stopping, TriesAgainSoonWhereThereIsNoRoom) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends.data()), 0);
+  const Descriptor near(ends[0]);
+  const Descriptor far(ends[1]);
+  // No number that poll() could take for POLLOUT.
+  const Descriptor line(fcntl(near, F_DUPFD_CLOEXEC, 64));
+  const Bytes many(4096);
+  while (system_write(line, many.data(), many.size()) > 0) {
+  }
+  System::instance().poll_timeouts.clear();
+  reader.set_step(second);
+  EXPECT_EQ(sendchar(line, 0xAA), -129);
+  EXPECT_EQ(System::instance().poll_timeouts, (std::vector<int>{10, 10, 10}));
+  ic_exit(handle);
+}
+
 // From here on, time is real.
 
 double seconds(clockid_t clock) {
@@ -275,7 +292,7 @@ TEST(SleepingWait, LeavesTheProcessorToOthers) {
 
 // Where nobody has named a descriptor that stops waits, none wakes them, and standard output least
 // of all.
-TEST(SleepingWaitDeathTest, IsWokenByNothingInANewProcess) {
+TEST(SleepingWait, IsWokenByNothingInANewProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
